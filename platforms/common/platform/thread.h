@@ -1,0 +1,58 @@
+/* Threads as the platform's tools see them: names, kernel ids, and marks that tell what a thread
+ * blocks on. */
+#ifndef PLATFORM_THREAD_H
+#define PLATFORM_THREAD_H
+
+#include <pthread.h>
+#include <stdint.h>
+#include <time.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* Gives `thread` the name that the system's tools show, cut to the 15 characters that Linux keeps.
+ * Returns 0 or the error of pthread_setname_np. Any thread. */
+int platform_thread_set_name(const char *name, pthread_t thread);
+
+/* The calling thread's kernel id. Asked of the kernel once per thread, and again after a fork. */
+int32_t thread_kernel_id(void);
+
+/* What the calling thread is about to block on. A debugger shows the thread-local variable
+ * `thread_debug_mark` of each thread; the marks have no effect on behaviour. */
+enum thread_debug_kind {
+    THREAD_DEBUG_NONE = 0,
+    THREAD_DEBUG_MUTEX = 1,
+    THREAD_DEBUG_SYSCALL = 2,
+};
+
+enum { THREAD_DEBUG_SYSCALL_CONDITION = 6 };
+
+struct thread_debug_mark {
+    uint32_t kind;        /* enum thread_debug_kind */
+    uint32_t syscall;     /* kind of blocking wait, for THREAD_DEBUG_SYSCALL */
+    const void *object;   /* the mutex or condition; never followed */
+    const char *function; /* static text, for THREAD_DEBUG_MUTEX */
+    int line;
+};
+
+void thread_debug_mark_mutex_block(const void *mutex, const char *function, int line);
+void thread_debug_clear_mutex_block(void);
+void thread_debug_mark_syscall_block(uint32_t kind, const void *object, uint64_t a, uint64_t b);
+void thread_debug_clear_syscall_block(void);
+
+/* The calling thread's own mark; valid while the thread lives. */
+const struct thread_debug_mark *thread_debug_own_mark(void);
+
+/* The blocking lock step: a try, and only if the mutex is held elsewhere the mark, the blocking call
+ * and the clearing of the mark. Returns what the last pthread call returned. Blocks without limit. */
+int thread_lock(pthread_mutex_t *mutex, const char *function, int line);
+
+/* The same with pthread_mutex_timedlock as the blocking call; `deadline` is wall-clock time. */
+int thread_timed_lock(pthread_mutex_t *mutex, const struct timespec *deadline, const char *function,
+                      int line);
+
+#ifdef __cplusplus
+}
+#endif
+#endif
