@@ -1,7 +1,6 @@
 // A card in the test's own process: a socket in a made-up tree, two memories, and the reader's half of
 // the queue.
 #include <cerrno>
-#include <functional>
 #include <thread>
 #include <vector>
 
@@ -19,6 +18,8 @@
 #include "temporary_folder.h"
 
 namespace {
+
+using writes = std::vector<std::pair<uint32_t, uint32_t>>; // offset, value
 
 constexpr uint32_t BAR_BYTES = 0x10000;
 
@@ -132,10 +133,10 @@ class simulated_uio_client : public testing::Test {
         ASSERT_EQ(uio_map(host, BAR_BYTES, &mapping), 0);
     }
 
-    std::vector<std::pair<uint32_t, uint32_t>> posted()
+    writes posted()
     {
-        std::vector<std::pair<uint32_t, uint32_t>> all;
-        std::pair<uint32_t, uint32_t> one;
+        writes all;
+        writes::value_type one;
         while (simulated_uio_pop(&reader, 0, &one.first, &one.second)) {
             all.push_back(one);
         }
@@ -173,8 +174,7 @@ TEST_F(simulated_uio_client, posted_writes_arrive_in_order_and_after_their_store
     mmio_write32(&mapping, 0x8000, 2);
     EXPECT_EQ(bar[0x2000], 2u);
     EXPECT_EQ(bar[0x2001], 5u);
-    EXPECT_EQ(posted(),
-              (std::vector<std::pair<uint32_t, uint32_t>>{{0x8000, 4}, {0x8000, 4}, {0x24, 1}, {0x8000, 2}}));
+    EXPECT_EQ(posted(), (writes{{0x8000, 4}, {0x8000, 4}, {0x24, 1}, {0x8000, 2}}));
 }
 
 TEST_F(simulated_uio_client, a_one_clears_its_bit_in_the_status_register)
@@ -246,20 +246,6 @@ TEST_F(simulated_uio_client, the_newest_interrupt_count_wins)
     EXPECT_EQ(uio_wait_interrupt(host, &count), 4);
     EXPECT_EQ(count, 10u);
     sender.join();
-}
-
-TEST_F(simulated_uio_client, a_sleeping_card_is_woken_by_a_posted_write)
-{
-    map_card();
-    std::thread writer([this] {
-        while (__atomic_load_n(&control->asleep, __ATOMIC_SEQ_CST) == 0) {
-            std::this_thread::yield();
-        }
-        mmio_write32(&mapping, 0x8000, 4);
-    });
-    simulated_uio_sleep(&reader, UINT64_MAX);
-    writer.join();
-    EXPECT_EQ(posted().size(), 1u);
 }
 
 TEST_F(simulated_uio_client, forged_greetings_are_refused_and_leave_nothing_behind)

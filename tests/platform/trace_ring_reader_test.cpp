@@ -109,7 +109,7 @@ TEST_F(trace_ring_reader, follows_until_the_process_ends)
     if (child == 0) {
         prctl(PR_SET_PDEATHSIG, SIGKILL);
         write_entries();
-        struct trace_ring *late = trace_ring_create("LATE", 64, 32768);
+        struct trace_ring *late = trace_ring_create("LATE", 4096, 4096 * 64);
         EXPECT_EQ(write(ready[1], "x", 1), 1);
         for (;;) {
             trace_ring_write(late, 0xC04000000C8, 0, 0, "late", "later");

@@ -11,6 +11,7 @@
 #include <fcntl.h>
 #include <sched.h>
 #include <sys/mount.h>
+#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -93,6 +94,7 @@ class process {
         EXPECT_EQ(pipe(go), 0);
         pid = fork();
         if (pid == 0) {
+            prctl(PR_SET_PDEATHSIG, SIGKILL);
             close(go[1]);
             body();
             char byte = 0;
@@ -243,13 +245,13 @@ TEST_F(trace_rings, a_full_file_system_is_survived)
         }
         struct trace_ring *first = trace_ring_create("FIRST", 4096, 4096 * 512);
         struct trace_ring *second = trace_ring_create("SECOND", 4096, 4096 * 512);
-        write_numbers(first, 10000);
+        write_numbers(first, 8200); // the capacity is frozen in the first lap and holds in the third
         write_numbers(second, 10000);
         const auto kept_first = lines("FIRST");
         const auto kept_second = lines("SECOND");
         const bool good = second != nullptr && trace_ring_create("THIRD", 4096, 4096 * 512) == nullptr &&
                           errno == ENOSPC && files() == 2 && kept_first.size() == 320 &&
-                          kept_second.size() == 64 && kept_first.back().message == "9999" &&
+                          kept_second.size() == 64 && kept_first.front().message == "7880" &&
                           kept_second.front().message == "9936";
         umount2(folder.path().c_str(), MNT_DETACH);
         _exit(good ? 0 : 1);
@@ -329,6 +331,10 @@ TEST_F(trace_rings, a_place_that_is_still_being_written_is_left_alone)
     ASSERT_EQ(pwrite(fd, &complete, sizeof complete, 4096 + 1 * (128 + 16)), 8);
     write_numbers(ring, 4);
     EXPECT_EQ(list()[0].header.dropped, 1u);
+    const uint64_t newer = 100; // as if others had lapped a writer between its ticket and its claim
+    ASSERT_EQ(pwrite(fd, &newer, sizeof newer, 4096 + 1 * (128 + 16)), 8);
+    write_numbers(ring, 4);
+    EXPECT_EQ(list()[0].header.dropped, 2u);
     close(fd);
 }
 
@@ -384,21 +390,6 @@ TEST_F(trace_rings, a_start_keeps_the_living_and_the_one_that_wrote_last)
     EXPECT_EQ(unreadable, 1u);
     EXPECT_TRUE(std::filesystem::exists(unborn)); // its owner may be about to lock it
     EXPECT_TRUE(std::filesystem::exists(foreign));
-}
-
-TEST_F(trace_rings, a_forked_child_keeps_the_rings_of_its_parent_alive)
-{
-    process parent([] {
-        struct trace_ring *ring = trace_ring_create("SHARED", 256, 256 * 512);
-        const pid_t child = fork();
-        write_numbers(ring, child == 0 ? 100 : 50);
-        if (child == 0) {
-            _exit(0);
-        }
-        waitpid(child, nullptr, 0);
-    });
-    EXPECT_TRUE(list()[0].alive);
-    EXPECT_EQ(lines("SHARED").size(), 150u);
 }
 
 } // namespace

@@ -1,7 +1,6 @@
 #include "platform/wait.h"
 
 #include <cerrno>
-#include <csignal>
 #include <thread>
 
 #include <sys/wait.h>
@@ -28,16 +27,6 @@ TEST(wait, everything_goes_through_the_source)
     EXPECT_EQ(wait_realtime(&now), EINVAL);
 }
 
-TEST(wait, the_system_lasts_at_least_as_long_as_asked)
-{
-    const uint64_t start = wait_monotonic();
-    wait_busy(20000);
-    const uint64_t middle = wait_monotonic();
-    wait_sleep(20000);
-    EXPECT_GE(middle - start, 20000u);
-    EXPECT_GE(wait_monotonic() - middle, 20000u);
-}
-
 TEST(thread, kernel_id_is_right_in_threads_and_after_a_fork)
 {
     EXPECT_EQ(thread_kernel_id(), getpid());
@@ -52,14 +41,6 @@ TEST(thread, kernel_id_is_right_in_threads_and_after_a_fork)
     int status = -1;
     ASSERT_EQ(waitpid(child, &status, 0), child);
     EXPECT_EQ(status, 0);
-}
-
-TEST(thread, long_names_are_cut)
-{
-    char name[16];
-    EXPECT_EQ(platform_thread_set_name("coh_intr_forward_thread", pthread_self()), 0);
-    ASSERT_EQ(pthread_getname_np(pthread_self(), name, sizeof name), 0);
-    EXPECT_STREQ(name, "coh_intr_forwar");
 }
 
 TEST(thread, only_a_contended_lock_is_marked)
@@ -83,20 +64,6 @@ TEST(thread, only_a_contended_lock_is_marked)
     EXPECT_EQ(thread_debug_own_mark()->kind, 0u);
     EXPECT_EQ(pthread_mutex_unlock(&mutex), 0);
     wait_use_source(nullptr);
-}
-
-TEST(thread, a_second_lock_of_an_error_checking_mutex_fails)
-{
-    pthread_mutexattr_t attributes;
-    pthread_mutexattr_init(&attributes);
-    pthread_mutexattr_settype(&attributes, PTHREAD_MUTEX_ERRORCHECK);
-    pthread_mutex_t mutex;
-    pthread_mutex_init(&mutex, &attributes);
-    pthread_mutexattr_destroy(&attributes);
-    EXPECT_EQ(thread_lock(&mutex, "once", 1), 0);
-    EXPECT_EQ(thread_lock(&mutex, "twice", 2), EDEADLK);
-    pthread_mutex_unlock(&mutex);
-    pthread_mutex_destroy(&mutex);
 }
 
 } // namespace

@@ -10,7 +10,8 @@
  * kept). The slot holds EMPTY(lap) until the writer replaces it by FULL(lap, register, value) in one
  * compare-and-swap, and the reader then by EMPTY(lap + 1). A writer that died between ticket and swap
  * leaves an EMPTY slot behind: after SIMULATED_UIO_PATIENCE_NS the reader moves it to the next lap, and
- * a writer that was only slow sees its swap fail and draws another ticket.
+ * a writer that was only slow sees its swap fail and draws another ticket. Both halves of the queue, and
+ * why they lose nothing, are in simulated_uio_queue.h. The host reads the register lists once, on mapping.
  */
 #ifndef PLATFORM_SIMULATED_UIO_H
 #define PLATFORM_SIMULATED_UIO_H
@@ -43,7 +44,7 @@ struct simulated_uio_control {
     uint32_t removed;             /* not 0: the card was pulled, the host reads all ones */
     uint32_t asleep;              /* 1 while the card waits on `wake` */
     uint32_t wake;                /* futex word (shared); a writer adds 1 and wakes when `asleep` is 1 */
-    uint32_t clear_on_one_offset; /* the one register whose bits written as 1 are cleared */
+    uint32_t clear_on_one_offset; /* the one register whose bits written as 1 are cleared; 0xFFFFFFFF: none */
     uint32_t posted_count;        /* how many of the next are in use; set before the greeting */
     uint32_t posted_offset[SIMULATED_UIO_REGISTERS]; /* every write of these reaches the card, in order */
     uint32_t reserved[8];

@@ -34,8 +34,8 @@ void simulated_uio_reader_init(struct simulated_uio_reader *reader, struct simul
 
 /* Takes the oldest write, if there is one. `now_ns` is any clock that never runs backwards; with it a
  * ticket whose writer died is given up after SIMULATED_UIO_PATIENCE_NS. A word that names no posted
- * register is thrown away. All that the writer stored in the BAR before is visible afterwards. Never
- * blocks. One thread. */
+ * register is thrown away; the offset is what the shared page says and needs a check like any input. All that
+ * the writer stored in the BAR before is visible afterwards. Never blocks. One thread. */
 bool simulated_uio_pop(struct simulated_uio_reader *reader, uint64_t now_ns, uint32_t *offset,
                        uint32_t *value);
 

@@ -220,8 +220,7 @@ uint32_t put_arguments(char *store, uint32_t room, uint64_t tag, va_list argumen
     }
 }
 
-// A file that the rest of the process's rings stand beside, and that is locked before it is a ring: until
-// its header is there nobody takes it for anything.
+// The file is locked before it gets a header: until then nobody takes it for a ring, or for a dead one.
 int open_file(const char *name, std::string *path)
 {
     for (; owner.next_index < MOST_INDEX; owner.next_index++) {

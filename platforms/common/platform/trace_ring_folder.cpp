@@ -87,6 +87,13 @@ bool is_old(const struct stat &status)
     return wait_realtime(&now) == 0 && now.tv_sec - status.st_mtim.tv_sec > UNBORN_SECONDS;
 }
 
+// Of before the clock was set back; it must not pass for the newest for ever.
+bool is_in_the_future(uint64_t time_ns)
+{
+    timespec now{};
+    return wait_realtime(&now) == 0 && time_ns / 1000000000 > static_cast<uint64_t>(now.tv_sec);
+}
+
 // Opens and locks the file when it is a dead process's and may be judged; fd is -1 otherwise.
 dead_file take_dead(const std::string &folder, const std::string &name)
 {
@@ -106,7 +113,7 @@ dead_file take_dead(const std::string &folder, const std::string &name)
     trace_ring_header header{};
     if (trace_ring_file_read_header(fd, &header) == 0) {
         file.process_start_ns = header.process_start_ns;
-        file.last_ns = std::max<uint64_t>(header.last_ns, 1);
+        file.last_ns = is_in_the_future(header.last_ns) ? 1 : std::max<uint64_t>(header.last_ns, 1);
     } else if (!is_old(status)) {
         close(fd); // its owner may be about to lock it
         return file;

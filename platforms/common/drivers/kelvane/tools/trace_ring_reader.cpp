@@ -257,7 +257,7 @@ bool open_rings(const std::vector<trace_ring_listed> &listed, const wishes &wish
 void say_lost(uint64_t lost)
 {
     if (lost > 0) {
-        say("%" PRIu64 " entries were overwritten before they could be read\n", lost);
+        say("%" PRIu64 " entries were overwritten before they could be read", lost);
     }
 }
 
