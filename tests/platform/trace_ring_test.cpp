@@ -217,7 +217,9 @@ TEST_F(trace_rings, a_file_size_limit_freezes_the_ring_at_what_it_has)
     rlimit limit = before;
     limit.rlim_cur = 4096 + 200 * 640; // three chunks and a bit
     ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
+    errno = 0;
     write_numbers(ring, 1000);
+    EXPECT_EQ(errno, 0); // a trace line leaves its caller's error alone
     struct trace_ring *second = nullptr;
     limit.rlim_cur = 4096;
     EXPECT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);

@@ -84,7 +84,10 @@ void take_descriptors(msghdr *message, greeting_packet *packet)
 int receive_greeting(int fd, greeting_packet *packet)
 {
     pollfd readable{fd, POLLIN, 0};
-    const int ready = poll(&readable, 1, GREETING_PATIENCE_MS);
+    int ready = 0;
+    do {
+        ready = poll(&readable, 1, GREETING_PATIENCE_MS);
+    } while (ready < 0 && errno == EINTR);
     if (ready <= 0) {
         return ready == 0 ? ETIMEDOUT : errno;
     }
@@ -101,11 +104,11 @@ int receive_greeting(int fd, greeting_packet *packet)
     }
     take_descriptors(&message, packet);
     const bool whole = length == sizeof packet->text && (message.msg_flags & (MSG_TRUNC | MSG_CTRUNC)) == 0;
-    const simulated_uio_greeting &text_received = packet->text;
-    if (!whole || packet->descriptors != 2 || text_received.magic != SIMULATED_UIO_MAGIC ||
-        text_received.version != SIMULATED_UIO_VERSION || text_received.bar_bytes == 0 ||
-        text_received.bar_bytes % 4 != 0 || text_received.bar_bytes > SIMULATED_MAX_BAR_BYTES ||
-        text_received.control_bytes < sizeof(simulated_uio_control)) {
+    const simulated_uio_greeting &greeting = packet->text;
+    if (!whole || packet->descriptors != 2 || greeting.magic != SIMULATED_UIO_MAGIC ||
+        greeting.version != SIMULATED_UIO_VERSION || greeting.bar_bytes == 0 || greeting.bar_bytes % 4 != 0 ||
+        greeting.bar_bytes > SIMULATED_MAX_BAR_BYTES ||
+        greeting.control_bytes < sizeof(simulated_uio_control)) {
         return EPROTO;
     }
     return 0;

@@ -135,7 +135,10 @@ uint32_t place_in_new_memory(trace_ring *ring, uint64_t ticket)
     const std::lock_guard guard(growth_mutex);
     const uint32_t capacity = ring->capacity.load(std::memory_order_relaxed);
     const auto index = static_cast<uint32_t>(ticket % capacity);
-    if (grow(ring, index) == 0) {
+    const int callers_errno = errno; // a trace line must not change it
+    const int error = grow(ring, index);
+    errno = callers_errno;
+    if (error == 0) {
         return index;
     }
     const uint32_t had = ring->allocated.load(std::memory_order_relaxed);

@@ -50,8 +50,9 @@ void uio_free(struct uio_info *info);
 int uio_open(const char *node);
 
 /* Maps `size` bytes of the first map of the open device. Returns 0 and fills `out`, which then lives
- * as long as the process; or the error (EINVAL for a size of 0, above 1 GiB or, on a simulated device,
- * above what it has; EPROTO when the other end is no simulated card). */
+ * as long as the process; or the error: EINVAL for a size of 0, above 1 GiB, or above what a simulated
+ * device has; EPROTO when the other end is no simulated card, ETIMEDOUT when it says nothing for 5
+ * seconds, the longest that this blocks; or what mmap says. Once per open device. */
 int uio_map(int fd, uint64_t size, struct mmio_mapping *out);
 
 /* Blocks until the device raises an interrupt. Returns the number of bytes read as the read call does:
