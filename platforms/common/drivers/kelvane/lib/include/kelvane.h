@@ -364,13 +364,13 @@ int32_t kelvane_device_create(kelvane_init_device_t init_device);
  * block. Returns 0 or KELVANE_RET_CODE_EINVAL. */
 int32_t kelvane_device_delete(kelvane_handle handle);
 
-/* Tells the library that the BAR can be reached (`pci_mapped` 1) or not (any other value). On 1 it tests
- * the link, reads the firmware's version, tells it the library's, and brings every mailbox to idle;
- * while it does so on firmware 5.22 and later no command runs on that sirane. `base` and `size` describe
- * the mapping and are not used. Blocks for some milliseconds, with a silent firmware for up to 300 s a
- * mailbox, with firmware below 5.10 for at least 1.5 s and up to 150 s a sirane. Not from two threads at
- * once. Returns 0, or any code of a command except a firmware error word; the access is then closed
- * again. A failure on firmware 5.22 and later, from the mailboxes on, returns
+/* Tells the library that the BAR can be reached (`pci_mapped` 1) or not (0); another value opens the access
+ * with none of what follows. On 1 it tests the link, reads the firmware's version, tells it the library's,
+ * and brings every mailbox to idle; while it does so on firmware 5.22 and later no command runs on that
+ * sirane. `base` and `size` describe the mapping and are not used. Blocks for some milliseconds, with a
+ * silent firmware for up to 300 s a mailbox, with firmware below 5.10 for at least 1.5 s and up to 150 s a
+ * sirane. Not from two threads at once. Returns 0, or any code of a command except a firmware error word;
+ * the access is then closed again. A failure on firmware 5.22 and later, from the mailboxes on, returns
  * KELVANE_RET_CODE_GEN_PLATFORM_PROBLEM and leaves the sirane's locks held until the process ends. */
 int32_t kelvane_pci_mapped(kelvane_handle handle, int32_t pci_mapped, uint64_t base, uint64_t size);
 
@@ -440,8 +440,9 @@ int32_t kelvane_get_secure_type(kelvane_handle handle, uint32_t *secure_type);
 int32_t kelvane_read_register(kelvane_handle handle, kelvane_device_address device_address,
                               uint32_t reg_address, uint32_t *value);
 
-/* Writes one. A command, except that no address or handle is checked before it goes out: a bad handle
- * travels to the firmware, and an address that belongs to no sirane gives KELVANE_RET_CODE_EINVAL. */
+/* Writes one. A command, except that address and handle are not checked before it goes out: an address
+ * that other operations refuse is the firmware's to judge, and what belongs to no card or sirane gives
+ * KELVANE_RET_CODE_GEN_ERR. */
 int32_t kelvane_write_register(kelvane_handle handle, kelvane_device_address device_address,
                                uint32_t reg_address, uint32_t value);
 

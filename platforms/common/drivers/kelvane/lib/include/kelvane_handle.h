@@ -1,0 +1,63 @@
+// The handle record: all that the library knows of the card, one for the process.
+#ifndef KELVANE_HANDLE_H
+#define KELVANE_HANDLE_H
+
+#include <pthread.h>
+
+#include <atomic>
+#include <cstdint>
+
+#include "kelvane.h"
+#include "kelvane_mbox.h"
+#include "kelvane_sync.h"
+
+constexpr uint32_t HANDLE_COUNT = 1; // one card a process: only handle 0 can be valid
+constexpr uint32_t HANDLE_SIGNATURE_USED = 0xAA88AA88;
+constexpr uint32_t HANDLE_SIGNATURE_FREE = 0x01010101;
+constexpr uint32_t HANDLE_DEV_FREE = 0xFFFFFFFF;
+
+static_assert(SIRANE_COUNT == KELVANE_SIRANE_COUNT);
+
+// Fields that one thread writes and others read without a lock are atomic words.
+struct kelvane_handle_record {
+    std::atomic<uint32_t> signature;
+    std::atomic<uint32_t> dev; // the handle's own number while in use
+    kelvane_init_device_t init_device;
+    std::atomic<uint32_t> slot_id;   // of init_device; what log lines print
+    std::atomic<int32_t> pci_mapped; // the gate: released after init_device is written
+
+    kelvane_mutex command_mutex[SIRANE_COUNT]; // 0 also serves the board
+    kelvane_mutex response_mutex[SIRANE_COUNT][MBOX_THREAD_COUNT];
+    kelvane_semaphore mbox_semaphore[SIRANE_COUNT][MBOX_THREAD_COUNT];
+    pthread_t response_thread[SIRANE_COUNT][MBOX_THREAD_COUNT];
+    std::atomic<int32_t> mbox_tid[SIRANE_COUNT][MBOX_THREAD_COUNT];
+    uint32_t is_thread_initialized; // 1 once locks, semaphores, tables and response threads exist
+
+    asynch_req_t asynch_req_array[SIRANE_COUNT][KELVANE_MAX_ASYNCH_REQ];
+    kelvane_mutex asynch_req_lock[SIRANE_COUNT];
+
+    pthread_t low_prio_thread;
+    std::atomic<int32_t> low_prio_tid;
+    uint32_t low_prio_started;
+    std::atomic<uint32_t> low_prio_active;
+
+    std::atomic<uint32_t> keep_alive_status; // enum kelvane_keep_alive_status
+    std::atomic<uint32_t> keep_alive_enabled;
+    std::atomic<kelvane_keep_alive_cb> keep_alive_cb;
+
+    kelvane_semaphore dap_semaphore;
+    pthread_t dap_thread;
+    std::atomic<int32_t> dap_tid;
+    uint32_t dap_started;
+
+    std::atomic<uint64_t> local_pm_incremental_id[SIRANE_COUNT]; // last batch seen, 0 none
+    kelvane_mutex kelvane_sel_trace_sirane_eprom_mutex;          // made, taken by nobody
+    std::atomic<kelvane_generic_cb> generic_cb;
+    std::atomic<uint32_t> last_seu_pl_uncorrectable;
+    std::atomic<uint32_t> stored_ordune_ver_maj;
+    std::atomic<uint32_t> stored_ordune_ver_min;
+};
+
+extern kelvane_handle_record local_handles_array[HANDLE_COUNT];
+
+#endif

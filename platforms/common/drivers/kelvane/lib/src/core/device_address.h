@@ -1,0 +1,42 @@
+// Device addresses: their fields, and the checks of the kinds of address.
+#ifndef CORE_DEVICE_ADDRESS_H
+#define CORE_DEVICE_ADDRESS_H
+
+#include <cstdint>
+
+#include "kelvane.h"
+
+constexpr uint32_t ADDRESS_FIELD_NONE = 0xFF;
+constexpr uint32_t ADDRESS_TYPE_SIRANE = 0xF;
+
+struct address_fields {
+    uint32_t type;
+    uint32_t sirane;
+    uint32_t network_port;
+    uint32_t host_port;
+};
+
+constexpr address_fields fields_of(kelvane_device_address address)
+{
+    return {address >> 24 & 0xF, address >> 16 & 0xFF, address >> 8 & 0xFF, address & 0xFF};
+}
+
+// The sirane whose mailboxes and command mutex serve an address; 0 for the board. Not bounded.
+constexpr uint32_t sirane_id_of_address(kelvane_device_address address)
+{
+    return fields_of(address).type == ADDRESS_TYPE_SIRANE ? fields_of(address).sirane : 0;
+}
+
+// Each returns 0, or 22 with a log line.
+
+// The general test; the only one that bounds the sirane by the number there are.
+int32_t check_device_address_input(kelvane_device_address address);
+int32_t kelvane_check_dev_addr_ordune(kelvane_device_address address);
+int32_t kelvane_check_dev_addr_srn(kelvane_device_address address);
+int32_t kelvane_check_dev_addr_srn_network_port(kelvane_device_address address);
+int32_t kelvane_check_dev_addr_srn_host_port(kelvane_device_address address);
+
+// The general test, then the handle's, as the public operations apply them.
+int32_t check_address_and_handle(kelvane_device_address address, kelvane_handle handle);
+
+#endif

@@ -1,0 +1,26 @@
+// Threads of the library, and its plain delay.
+#ifndef CORE_THREAD_H
+#define CORE_THREAD_H
+
+#include <pthread.h>
+
+#include <cstdint>
+
+// What a thread of the library is told at its start: a block from the heap that the thread frees.
+struct thread_argument {
+    uint32_t handle;
+    uint32_t sirane_id; // all ones for a thread that has none
+    uint32_t mbox;
+};
+
+// Starts a thread with the platform's two signals blocked, in the caller too from then on. `id` may be
+// null. Returns what pthread_create returned; a failure to block the signals aborts the process.
+int32_t kelvane_thread_create(pthread_t *id, void *(*start)(void *), void *argument);
+
+// The POSIX thread id, cut to 32 bits.
+uint32_t kelvane_thread_self(void);
+
+// One sleep without restart.
+void kelvane_delay(uint32_t seconds, uint32_t nanoseconds);
+
+#endif
