@@ -1,0 +1,140 @@
+#include "mbox/command.h"
+
+#include <algorithm>
+
+#include "core/handle.h"
+#include "core/mutex.h"
+#include "core/thread.h"
+#include "core/transaction_id.h"
+#include "kelvane_trace_defs.h"
+#include "mbox/catalogue.h"
+#include "mbox/model.h"
+#include "mbox/receive.h"
+#include "mbox/send.h"
+
+namespace {
+
+enum exchange_step {
+    STEP_LOCK,
+    STEP_SEND,
+    STEP_RECEIVE,
+};
+
+struct exchange {
+    kelvane_handle handle;
+    kelvane_device_address device_address;
+    const mbox_data_header *header;
+    const uint32_t *data;
+    mbox_data_header *response_header;
+    mbox_data *response_data;
+    uint32_t delay_nsec; // before the send
+};
+
+// Lock, send, receive, unlock. `reached` tells the step that the status belongs to.
+int32_t run(const exchange &e, exchange_step *reached)
+{
+    *reached = STEP_LOCK;
+    kelvane_mutex *mutex = mbox_command_mutex(e.handle, sirane_id_of_address(e.device_address));
+    if (mutex == nullptr) {
+        return KELVANE_RET_CODE_GEN_ERR;
+    }
+    int32_t rc = kelvane_mutex_timed_lock(mutex, LOCK_LIMIT_SECONDS, 0);
+    if (rc != KELVANE_EOK) {
+        return rc;
+    }
+    if (e.delay_nsec != 0) {
+        kelvane_delay(0, e.delay_nsec);
+    }
+    *reached = STEP_SEND;
+    rc = manage_cmd_send(e.handle, e.device_address, MBOX_COMMAND, *e.header, e.data);
+    if (rc == KELVANE_EOK) {
+        *reached = STEP_RECEIVE;
+        rc = manage_resp_receive(e.handle, e.device_address, MBOX_RESPONSE, e.response_header,
+                                 e.response_data, *e.header);
+    }
+    kelvane_mutex_unlock(mutex);
+    return rc;
+}
+
+int32_t run_own_path(const exchange &e, const char *function)
+{
+    exchange_step reached;
+    const int32_t rc = run(e, &reached);
+    if (rc != KELVANE_EOK && reached == STEP_SEND) {
+        TRACE_AS(function, ERROR, e.handle, e.device_address, "returned rc = %d on manage_cmd_send \n", rc);
+    } else if (rc != KELVANE_EOK && reached == STEP_RECEIVE) {
+        TRACE_AS(function, ERROR, e.handle, e.device_address, "returned rc = %d on manage_resp_receive \n",
+                 rc);
+    }
+    return rc;
+}
+
+exchange exchange_of(command *c, kelvane_handle handle, kelvane_device_address device_address,
+                     uint32_t delay_nsec)
+{
+    return {handle, device_address, &c->header, c->data, &c->response_header, &c->response, delay_nsec};
+}
+
+} // namespace
+
+int32_t command_prepare(command *c, uint32_t id, std::initializer_list<uint32_t> words)
+{
+    *c = command{};
+    uint32_t version = 0;
+    uint32_t bytes = 0;
+    int32_t rc = kelvane_get_mbox_data_command_version(id, &version);
+    if (rc == KELVANE_EOK) {
+        rc = kelvane_get_mbox_data_max_data_size(id, &bytes);
+    }
+    uint32_t ref_id = 0;
+    if (rc == KELVANE_EOK) {
+        rc = kelvane_transaction_id_next(&ref_id);
+    }
+    if (rc != KELVANE_EOK) {
+        return rc;
+    }
+    c->header = {id, ref_id, bytes / 4, version, MBOX_SYNC_WORD, 0};
+    std::copy(words.begin(), words.end(), c->data);
+    return KELVANE_EOK;
+}
+
+int32_t command_exchange(command *c, kelvane_handle handle, kelvane_device_address device_address,
+                         command_path path, const char *function)
+{
+    if (path == SHARED_PATH) {
+        return kelvane_manage_sync_call(handle, device_address, c->header, c->data, &c->response_header,
+                                        &c->response);
+    }
+    return run_own_path(exchange_of(c, handle, device_address, 0), function);
+}
+
+int32_t command_exchange_delayed(command *c, kelvane_handle handle, kelvane_device_address device_address,
+                                 uint32_t delay_nsec, const char *function)
+{
+    return run_own_path(exchange_of(c, handle, device_address, delay_nsec), function);
+}
+
+int32_t kelvane_manage_sync_call(kelvane_handle handle, kelvane_device_address device_address,
+                                 const mbox_data_header &header, const uint32_t *data,
+                                 mbox_data_header *response_header, mbox_data *response_data)
+{
+    TRACE(DEBUG, handle, device_address, "start ");
+    int32_t rc = check_address_and_handle(device_address, handle);
+    if (rc != KELVANE_EOK) {
+        return rc;
+    }
+    exchange_step reached;
+    rc = run({handle, device_address, &header, data, response_header, response_data, 0}, &reached);
+    if (rc != KELVANE_EOK && reached == STEP_LOCK) {
+        return rc;
+    }
+    if (rc != KELVANE_EOK && reached == STEP_SEND) {
+        TRACE(ERROR, handle, device_address, "returned rc = %d on manage_cmd_send ", rc);
+        trace_mbox_header(handle, device_address, MBOX_COMMAND, header, ERROR);
+    } else if (rc != KELVANE_EOK) {
+        TRACE(ERROR, handle, device_address, "returned rc = %d on manage_resp_receive ", rc);
+        trace_mbox_header(handle, device_address, MBOX_COMMAND, *response_header, ERROR);
+    }
+    TRACE(DEBUG, handle, device_address, " end ");
+    return rc;
+}

@@ -1,0 +1,52 @@
+// One synchronous command: its request, the exchange with the firmware, its answer.
+//
+// An operation fills a command with its id and words, exchanges it, and takes what it wants from the
+// answer. It says nothing of locks, headers or the handshake.
+#ifndef MBOX_COMMAND_H
+#define MBOX_COMMAND_H
+
+#include <cstdint>
+#include <initializer_list>
+
+#include "kelvane.h"
+#include "kelvane_mbox.h"
+
+constexpr uint32_t COMMAND_MAX_WORDS = 116; // the largest request, of the performance subscription
+
+struct command {
+    mbox_data_header header;
+    uint32_t data[COMMAND_MAX_WORDS]; // unassigned words go out as 0
+    mbox_data_header response_header;
+    mbox_data response; // words that did not come stay 0
+};
+
+// What a caller sees of the two ways to exchange a command.
+enum command_path {
+    OWN_PATH,    // the operation has made its checks; failures are logged under its name
+    SHARED_PATH, // kelvane_manage_sync_call: checks address and handle, and logs the header of a failure
+};
+
+// Fills the request: id, a new reference, size and version from the catalogue, and `words` at the start
+// of the data. Returns 0, 64170 for an unknown id, or the failure of the reference's lock.
+int32_t command_prepare(command *c, uint32_t id, std::initializer_list<uint32_t> words);
+
+// One exchange under the sirane's command mutex: send, and receive the answer. `function` is the
+// operation's own name. Blocks as a command does; returns 0 when an answer came, whatever its error word.
+int32_t command_exchange(command *c, kelvane_handle handle, kelvane_device_address device_address,
+                         command_path path, const char *function);
+
+// The same on the operation's own path, with a sleep before the send, the command mutex held.
+int32_t command_exchange_delayed(command *c, kelvane_handle handle, kelvane_device_address device_address,
+                                 uint32_t delay_nsec, const char *function);
+
+// The firmware's result of an exchange that went well.
+inline int32_t command_result(const command &c)
+{
+    return static_cast<int32_t>(c.response_header.rc);
+}
+
+int32_t kelvane_manage_sync_call(kelvane_handle handle, kelvane_device_address device_address,
+                                 const mbox_data_header &header, const uint32_t *data,
+                                 mbox_data_header *response_header, mbox_data *response_data);
+
+#endif

@@ -1,0 +1,132 @@
+#include "mbox/model.h"
+
+#include "core/handle.h"
+#include "kelvane_trace_defs.h"
+
+mbox_registers global_mbox_register[SIRANE_COUNT][MBOX_COUNT];
+mailbox_handler mbox_handlers[SIRANE_COUNT][MBOX_COUNT];
+
+namespace {
+
+constexpr uint32_t POLLING_NSEC = 500000;
+constexpr uint32_t TIMEOUT_SEC = 300;
+constexpr uint32_t KEEP_ALIVE_TIMEOUT_SEC = 1;
+constexpr uint32_t REGISTER_ROWS = 4; // mailboxes that each sirane has for itself
+
+struct mbox_levels {
+    uint32_t header;
+    uint32_t flow;
+    uint32_t error;
+};
+
+// By mailbox id; a busy stream stays out of the ordinary traces.
+constexpr mbox_levels levels_of[MBOX_COUNT] = {
+    {INFO, DEBUG, ERROR}, {LOWPR, LOWPR, PM},    {ALARM, LOWPR, ALARM},
+    {INFO, DEBUG, ERROR}, {LOWPR, LOWPR, LOWPR}, {LOWPR, LOWPR, LOWPR},
+};
+
+// No field of these leads anywhere, and none divides by zero.
+constexpr mailbox_handler defaults = {0xFFFFFFFF, MBOX_NONE, 0, 0, 100, 100, 100, 100, 100, 0, 0, 0};
+
+} // namespace
+
+void init_global_mbox_register(void)
+{
+    for (uint32_t sirane_id = 0; sirane_id < SIRANE_COUNT; sirane_id++) {
+        for (uint32_t mbox = 0; mbox < REGISTER_ROWS; mbox++) {
+            global_mbox_register[sirane_id][mbox] = mbox_registers_of(sirane_id, mbox);
+        }
+    }
+}
+
+void init_mbox_handlers(void)
+{
+    init_global_mbox_register();
+    for (uint32_t sirane_id = 0; sirane_id < SIRANE_COUNT; sirane_id++) {
+        for (uint32_t mbox = 0; mbox < MBOX_COUNT; mbox++) {
+            const bool card_wide = mbox >= REGISTER_ROWS;
+            const mbox_registers registers =
+                card_wide ? mbox_registers_of(0, mbox) : global_mbox_register[sirane_id][mbox];
+            mbox_handlers[sirane_id][mbox] = {
+                card_wide ? 0 : sirane_id,
+                mbox,
+                registers.resp_reg_to_write,
+                registers.waiting_reg,
+                registers.mailbox_addr,
+                0,
+                POLLING_NSEC,
+                mbox == MBOX_KEEP_ALIVE ? KEEP_ALIVE_TIMEOUT_SEC : TIMEOUT_SEC,
+                0,
+                levels_of[mbox].header,
+                levels_of[mbox].flow,
+                levels_of[mbox].error,
+            };
+        }
+    }
+}
+
+const mailbox_handler *get_mbox_handler(uint32_t sirane_id, uint32_t mbox)
+{
+    if (sirane_id >= SIRANE_COUNT || mbox >= MBOX_COUNT) {
+        TRACE(ERROR, NO_HANDLE, NO_ADDRESS, "invalid parameter sirane_id %d mbox %d ",
+              static_cast<int>(sirane_id), static_cast<int>(mbox));
+        return nullptr;
+    }
+    return &mbox_handlers[sirane_id][mbox];
+}
+
+uint32_t is_mbox_h_valid(const mailbox_handler *mb)
+{
+    const auto limit = reinterpret_cast<intptr_t>(&mbox_handlers[0][0] + SIRANE_COUNT * MBOX_COUNT);
+    if (reinterpret_cast<intptr_t>(mb) >= limit) {
+        TRACE(ERROR, NO_HANDLE, NO_ADDRESS, "invalid mbox_handler %p ", static_cast<const void *>(mb));
+        return 0;
+    }
+    return 1;
+}
+
+const mailbox_handler &mbox_fields(const mailbox_handler *mb)
+{
+    return mb != nullptr && is_mbox_h_valid(mb) == 1 ? *mb : defaults;
+}
+
+uint64_t mbox_polling_number(const mailbox_handler *mb)
+{
+    const mailbox_handler &m = mbox_fields(mb);
+    return static_cast<uint64_t>(m.timeout_sec) * (1000000000u / m.polling_nsec) +
+           m.timeout_nsec / m.polling_nsec;
+}
+
+kelvane_semaphore *mbox_sem_of(kelvane_handle handle, uint32_t sirane_id, uint32_t mbox)
+{
+    kelvane_handle_record *record = handle_record(handle);
+    if (record == nullptr) {
+        return nullptr;
+    }
+    if (mbox == MBOX_DAP) {
+        return &record->dap_semaphore;
+    }
+    const bool exists = sirane_id < SIRANE_COUNT && mbox < MBOX_THREAD_COUNT;
+    return exists ? &record->mbox_semaphore[sirane_id][mbox] : nullptr;
+}
+
+kelvane_mutex *mbox_command_mutex(kelvane_handle handle, uint32_t sirane_id)
+{
+    kelvane_handle_record *record = handle_record(handle);
+    return record != nullptr && sirane_id < SIRANE_COUNT ? &record->command_mutex[sirane_id] : nullptr;
+}
+
+kelvane_mutex *mbox_response_mutex(kelvane_handle handle, uint32_t sirane_id, uint32_t mbox)
+{
+    kelvane_handle_record *record = handle_record(handle);
+    const bool exists = record != nullptr && sirane_id < SIRANE_COUNT && mbox < MBOX_THREAD_COUNT;
+    return exists ? &record->response_mutex[sirane_id][mbox] : nullptr;
+}
+
+void trace_mbox_header(kelvane_handle handle, kelvane_device_address device_address, uint32_t mbox,
+                       const mbox_data_header &header, uint32_t level)
+{
+    TRACE(level, handle, device_address, "mbx %d cmd %d rfd 0x%08x sz %d ver %d sy 0x%08x rc 0x%x",
+          static_cast<int>(mbox), static_cast<int>(header.cmd), header.ref_id, static_cast<int>(header.size),
+          static_cast<int>(header.version), header.sy, header.rc);
+}
