@@ -1,0 +1,157 @@
+// Diagnostics, recovery, status, scratchpad, reset and default state of the card.
+#include "card/info_tables.h"
+#include "core/device_address.h"
+#include "core/handle.h"
+#include "core/pci.h"
+#include "core/thread.h"
+#include "kelvane_bar.h"
+#include "kelvane_trace_defs.h"
+#include "mbox/command.h"
+
+namespace {
+
+constexpr uint32_t DIAG_DELAY_NSEC = 10000000;
+constexpr uint32_t TRIGGER_RESET_PAUSE_NSEC = 100000000;
+
+// The sirane itself, from an address of it or of something on it.
+kelvane_device_address sirane_of(kelvane_device_address device_address)
+{
+    return KELVANE_ADDRESS_SIRANE(sirane_id_of_address(device_address));
+}
+
+} // namespace
+
+int32_t kelvane_diag_command(kelvane_handle handle, kelvane_device_address device_address,
+                             uint32_t diag_command)
+{
+    TRACE(INFO, handle, device_address, " start diag_command=%d ", static_cast<int>(diag_command));
+    int32_t rc = check_address_and_handle(device_address, handle);
+    command c;
+    if (rc == KELVANE_EOK) {
+        rc = command_prepare(&c, 13, {handle, device_address, diag_command});
+    }
+    if (rc == KELVANE_EOK) {
+        rc = command_exchange_delayed(&c, handle, device_address, DIAG_DELAY_NSEC, __func__);
+    }
+    return rc != KELVANE_EOK ? rc : command_result(c);
+}
+
+int32_t kelvane_recover_device(kelvane_handle handle, kelvane_device_address device_address)
+{
+    TRACE(INFO, handle, device_address, "start ");
+    int32_t rc = check_address_and_handle(device_address, handle);
+    command c;
+    if (rc == KELVANE_EOK) {
+        rc = command_prepare(&c, 59, {handle, device_address});
+    }
+    if (rc == KELVANE_EOK) {
+        rc = command_exchange(&c, handle, sirane_of(device_address), SHARED_PATH, __func__);
+    }
+    return rc != KELVANE_EOK ? rc : command_result(c);
+}
+
+int32_t kelvane_get_xpm2_status(kelvane_handle handle, kelvane_device_address device_address,
+                                uint32_t *status)
+{
+    TRACE(INFO, handle, device_address, "start ");
+    int32_t rc = check_address_and_handle(device_address, handle);
+    if (rc == KELVANE_EOK) {
+        rc = kelvane_check_dev_addr_srn_network_port(device_address);
+    }
+    command c;
+    if (rc == KELVANE_EOK) {
+        rc = command_prepare(&c, 60, {handle, device_address});
+    }
+    if (rc == KELVANE_EOK) {
+        rc = command_exchange(&c, handle, sirane_of(device_address), SHARED_PATH, __func__);
+    }
+    if (rc != KELVANE_EOK) {
+        return rc;
+    }
+    *status = c.response.word[2];
+    TRACE(INFO, handle, device_address, " end status %d ", static_cast<int>(*status));
+    return command_result(c);
+}
+
+int32_t kelvane_set_arm_trace_level(kelvane_handle handle, uint32_t arm_trace_level)
+{
+    TRACE(INFO, handle, KELVANE_ADDRESS_SIRANE(0), "start arm_trace_level 0x%08x ", arm_trace_level);
+    int32_t rc = check_kelvane_handler_input(handle);
+    command c;
+    if (rc == KELVANE_EOK) {
+        rc = command_prepare(&c, 56, {handle, arm_trace_level});
+    }
+    if (rc == KELVANE_EOK) {
+        rc = command_exchange(&c, handle, KELVANE_ADDRESS_SIRANE(0), SHARED_PATH, __func__);
+    }
+    return rc != KELVANE_EOK ? rc : command_result(c);
+}
+
+int32_t kelvane_default_initialize(kelvane_handle handle)
+{
+    TRACE(INFO, handle, KELVANE_ADDRESS_BOARD, "start ");
+    command c;
+    int32_t rc = command_prepare(&c, 16, {handle});
+    if (rc == KELVANE_EOK) {
+        rc = command_exchange(&c, handle, KELVANE_ADDRESS_BOARD, SHARED_PATH, __func__);
+    }
+    if (rc != KELVANE_EOK) {
+        return rc;
+    }
+    for (uint32_t sirane_id = 0; sirane_id < SIRANE_COUNT; sirane_id++) { // asked for the log's sake only
+        uint32_t major = 0;
+        uint32_t minor = 0;
+        kelvane_get_software_downloaded(handle, KELVANE_ADDRESS_SIRANE(sirane_id), &major, &minor);
+        kelvane_get_software_running(handle, KELVANE_ADDRESS_SIRANE(sirane_id), &major, &minor);
+    }
+    TRACE(INFO, handle, KELVANE_ADDRESS_BOARD, "end ");
+    return command_result(c);
+}
+
+int32_t kelvane_read_scratchpad_register(kelvane_handle handle, uint32_t *value)
+{
+    int32_t rc = check_kelvane_handler_input(handle);
+    if (rc == KELVANE_EOK) {
+        rc = kelvane_internal_pci_read(handle, 0, SCRATCHPAD_REG, value, CHECK_ALIVE);
+    }
+    if (rc == KELVANE_EOK) {
+        TRACE(INFO, handle, KELVANE_ADDRESS_BOARD, " value=%08x ", *value);
+    }
+    return rc;
+}
+
+int32_t kelvane_write_scratchpad_register(kelvane_handle handle, const uint32_t *value)
+{
+    int32_t rc = check_kelvane_handler_input(handle);
+    if (rc == KELVANE_EOK) {
+        rc = kelvane_internal_pci_write(handle, 0, SCRATCHPAD_REG, *value, CHECK_ALIVE);
+        TRACE(INFO, handle, KELVANE_ADDRESS_BOARD, " value=%08x ", *value);
+    }
+    return rc;
+}
+
+int32_t kelvane_set_endianess(kelvane_handle handle)
+{
+    TRACE(INFO, handle, KELVANE_ADDRESS_BOARD, "start ");
+    return KELVANE_EOK;
+}
+
+int32_t kelvane_set_trigger_reset(kelvane_handle handle, uint32_t trigger_reset)
+{
+    TRACE(INFO, handle, KELVANE_ADDRESS_BOARD, "start trigger_reset = %d ", static_cast<int>(trigger_reset));
+    int32_t rc = check_kelvane_handler_input(handle);
+    if (rc == KELVANE_EOK && trigger_reset > 1) {
+        rc = KELVANE_RET_CODE_EINVAL;
+    }
+    if (rc == KELVANE_EOK) {
+        rc = kelvane_internal_pci_write(handle, 0, TRIGGER_RESET_REG, TRIGGER_RESET_ARM, CHECK_ALIVE);
+    }
+    if (rc == KELVANE_EOK) {
+        kelvane_delay(0, TRIGGER_RESET_PAUSE_NSEC);
+        rc = kelvane_internal_pci_write(handle, 0, TRIGGER_RESET_REG,
+                                        trigger_reset == 1 ? TRIGGER_RESET_SET : TRIGGER_RESET_UNSET,
+                                        CHECK_ALIVE);
+    }
+    TRACE(INFO, handle, KELVANE_ADDRESS_BOARD, "end rc = %d ", rc);
+    return rc;
+}

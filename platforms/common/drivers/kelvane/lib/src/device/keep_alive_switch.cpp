@@ -1,0 +1,52 @@
+// The watch over the firmware: turning it on and off, and asking what it found.
+#include "core/handle.h"
+#include "kelvane_trace_defs.h"
+#include "mbox/command.h"
+
+int32_t kelvane_enable_keep_alive_notify(kelvane_handle handle, uint32_t enable,
+                                         kelvane_keep_alive_cb keep_alive_cb)
+{
+    constexpr kelvane_device_address address = KELVANE_ADDRESS_SIRANE(0);
+    TRACE(INFO, handle, address, "start  enable %d keep_alive_callback %p ", static_cast<int>(enable),
+          reinterpret_cast<void *>(keep_alive_cb));
+    int32_t rc = check_kelvane_handler_input(handle);
+    if (rc != KELVANE_EOK) {
+        return rc;
+    }
+    kelvane_handle_record &record = *handle_record(handle);
+    if (enable == 0) { // at once, also when the card does not answer
+        record.keep_alive_enabled.store(0, std::memory_order_relaxed);
+        record.keep_alive_cb.store(nullptr, std::memory_order_relaxed);
+    }
+    command c;
+    rc = command_prepare(&c, 55, {handle, enable});
+    if (rc == KELVANE_EOK) {
+        rc = command_exchange(&c, handle, address, SHARED_PATH, __func__);
+    }
+    if (rc != KELVANE_EOK) {
+        return rc;
+    }
+    rc = command_result(c);
+    if (enable == 1 && (rc == KELVANE_EOK || rc == ORDUNE_MBOX_BUSY)) { // busy: the firmware watches already
+        if (keep_alive_cb != nullptr) {
+            record.keep_alive_cb.store(keep_alive_cb, std::memory_order_relaxed);
+        }
+        record.keep_alive_enabled.store(1, std::memory_order_relaxed);
+        return KELVANE_EOK;
+    }
+    TRACE(INFO, handle, address, " end \n");
+    return rc;
+}
+
+int32_t kelvane_get_keep_alive_status(kelvane_handle handle, uint32_t *enable, uint32_t *keep_alive_status)
+{
+    const kelvane_handle_record *record = handle_record(handle);
+    *enable = record == nullptr ? 0 : record->keep_alive_enabled.load(std::memory_order_relaxed);
+    *keep_alive_status = record == nullptr ? 0 : record->keep_alive_status.load(std::memory_order_relaxed);
+    const char *name = *keep_alive_status == KELVANE_ALIVE       ? " KELVANE_ALIVE     "
+                       : *keep_alive_status == KELVANE_NOT_ALIVE ? " KELVANE_NOT_ALIVE "
+                                                                 : " KELVANE_UNDEF     ";
+    TRACE(INFO, handle, KELVANE_ADDRESS_BOARD, " end enable = %d   keep_alive = %s  \n",
+          static_cast<int>(*enable), name);
+    return KELVANE_EOK;
+}
