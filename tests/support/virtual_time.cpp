@@ -1,6 +1,7 @@
 #include "support/virtual_time.h"
 
 #include <cerrno>
+#include <utility>
 
 namespace {
 
@@ -16,8 +17,8 @@ virtual_time::virtual_time()
         auto *time = static_cast<virtual_time *>(self);
         time->sleeps_++;
         time->now_ += nanoseconds;
-        if (time->hook_ != nullptr) {
-            time->hook_(time->hook_context_);
+        if (time->hook_) {
+            time->hook_();
         }
     };
     source_.monotonic = [](void *self) { return static_cast<virtual_time *>(self)->now_; };
@@ -29,7 +30,7 @@ virtual_time::virtual_time()
     };
     source_.timed_lock = [](void *self, pthread_mutex_t *mutex, const timespec *deadline) {
         auto *time = static_cast<virtual_time *>(self);
-        const timespec passed{};
+        const timespec passed = {0, deadline->tv_nsec}; // an invalid deadline stays invalid
         const int result = pthread_mutex_timedlock(mutex, &passed);
         if (result == ETIMEDOUT) {
             const uint64_t until = (static_cast<uint64_t>(deadline->tv_sec) - EPOCH_SECONDS) * SECOND +
@@ -66,8 +67,7 @@ void virtual_time::fail_realtime_with(int error)
     realtime_error_ = error;
 }
 
-void virtual_time::on_sleep(void (*hook)(void *context), void *context)
+void virtual_time::on_sleep(std::function<void()> hook)
 {
-    hook_ = hook;
-    hook_context_ = context;
+    hook_ = std::move(hook);
 }

@@ -4,6 +4,7 @@
 #define TESTS_SUPPORT_VIRTUAL_TIME_H
 
 #include <cstdint>
+#include <functional>
 
 #include "platform/wait.h"
 
@@ -20,15 +21,14 @@ class virtual_time {
     void fail_realtime_with(int error); // 0 lets the wall clock work again
 
     // What happens elsewhere while the thread sleeps; called after the clock has advanced.
-    void on_sleep(void (*hook)(void *context), void *context);
+    void on_sleep(std::function<void()> hook);
 
   private:
     wait_source source_;
     uint64_t now_ = 0;
     uint64_t sleeps_ = 0;
     int realtime_error_ = 0;
-    void (*hook_)(void *) = nullptr;
-    void *hook_context_ = nullptr;
+    std::function<void()> hook_;
 };
 
 #endif

@@ -1,0 +1,313 @@
+#include "lifecycle/driver.h"
+
+#include "core/handle.h"
+#include "core/mutex.h"
+#include "core/pci.h"
+#include "core/semaphore.h"
+#include "core/transaction_id.h"
+#include "kelvane_bar.h"
+#include "kelvane_trace_defs.h"
+#include "mbox/catalogue.h"
+#include "mbox/model.h"
+#include "mbox/request_table.h"
+
+std::atomic<bool> is_driver_initialized;
+
+namespace {
+
+constexpr uint32_t SDK_MAJOR = 1;
+constexpr uint32_t SDK_MINOR = 43;
+constexpr const char *BUILD_DATE = "08/03/2021";
+constexpr const char *BUILD_TIME = "14:40:59";
+
+constexpr const char *CREATE = "kelvane_device_create"; // its steps below log under its name
+
+// What a step of the creation says beside its status: whether a failure gives the record back.
+enum failure_kind { UNWIND, LEAVE_CLAIMED };
+
+int32_t make_command_mutexes(kelvane_handle_record &record, kelvane_handle handle)
+{
+    int32_t rc = KELVANE_EOK;
+    for (kelvane_mutex &mutex : record.command_mutex) {
+        rc |= kelvane_mutex_init(&mutex);
+    }
+    if (rc != KELVANE_EOK) {
+        TRACE_AS(CREATE, ERROR, handle, NO_ADDRESS, "problem with cmd kelvane_mutex_init ");
+    }
+    return rc;
+}
+
+int32_t make_response_mutexes(kelvane_handle_record &record, kelvane_handle handle)
+{
+    for (auto &sirane : record.response_mutex) {
+        for (kelvane_mutex &mutex : sirane) {
+            const int32_t rc = kelvane_mutex_init(&mutex);
+            if (rc != KELVANE_EOK) {
+                TRACE_AS(CREATE, ERROR, handle, NO_ADDRESS, "problem with resp kelvane_mutex_init ");
+                return rc;
+            }
+        }
+    }
+    return KELVANE_EOK;
+}
+
+int32_t make_semaphores(kelvane_handle_record &record, kelvane_handle handle)
+{
+    for (int i = 0; i < static_cast<int>(SIRANE_COUNT); i++) {
+        for (int j = 0; j < static_cast<int>(MBOX_THREAD_COUNT); j++) {
+            TRACE_AS(CREATE, DEBUG, handle, NO_ADDRESS, "i %d j %d", i, j);
+            const int32_t rc = kelvane_sem_init(&record.mbox_semaphore[i][j]);
+            if (rc != KELVANE_EOK) {
+                TRACE_AS(CREATE, ERROR, handle, NO_ADDRESS, "problem with kelvane_sem_init srn %d sem %d", i,
+                         j);
+                return rc;
+            }
+        }
+    }
+    return KELVANE_EOK;
+}
+
+int32_t make_request_tables(kelvane_handle_record &record, kelvane_handle handle)
+{
+    for (uint32_t sirane_id = 0; sirane_id < SIRANE_COUNT; sirane_id++) {
+        const int32_t rc = init_asynch_req_array(handle, record.asynch_req_array[sirane_id],
+                                                 &record.asynch_req_lock[sirane_id]);
+        if (rc != KELVANE_EOK) {
+            return rc;
+        }
+    }
+    return KELVANE_EOK;
+}
+
+// What is made once and lives as long as the process, in order.
+int32_t make_lasting(kelvane_handle_record &record, kelvane_handle handle, failure_kind *on_failure)
+{
+    *on_failure = UNWIND;
+    int32_t rc = make_command_mutexes(record, handle);
+    if (rc == KELVANE_EOK) {
+        rc = make_response_mutexes(record, handle);
+    }
+    if (rc == KELVANE_EOK) {
+        rc = make_semaphores(record, handle);
+    }
+    if (rc == KELVANE_EOK) {
+        *on_failure = LEAVE_CLAIMED;
+        rc = make_request_tables(record, handle);
+    }
+    if (rc == KELVANE_EOK) {
+        record.is_thread_initialized = 1;
+    }
+    return rc;
+}
+
+struct standing_request {
+    uint32_t command;
+    uint32_t words;
+    uint32_t type;
+    uint32_t fixed_slot;
+    asynch_callback callback;
+};
+
+// Both requests are sent with the version of the plug-in notification.
+int32_t register_standing(kelvane_handle_record &record, kelvane_handle handle, uint32_t sirane_id,
+                          const standing_request &standing, failure_kind *on_failure)
+{
+    *on_failure = LEAVE_CLAIMED;
+    uint32_t version = 0;
+    int32_t rc = kelvane_get_mbox_data_command_version(37, &version);
+    if (rc != KELVANE_EOK) {
+        return rc;
+    }
+    const mailbox_handler *mb = get_mbox_handler(sirane_id, MBOX_RESPONSE);
+    if (mb == nullptr) {
+        return KELVANE_RET_CODE_GEN_ERR;
+    }
+    asynch_req_t request{};
+    request.header = {standing.command, 0, standing.words, version, standing.fixed_slot, 0};
+    request.fn_cb = standing.callback;
+    request.asynch_op_type = standing.type;
+    uint32_t id = 0;
+    rc = insert_asynch_req(handle, KELVANE_ADDRESS_SIRANE(sirane_id), mb, record.asynch_req_array[sirane_id],
+                           &record.asynch_req_lock[sirane_id], &id, request);
+    if (rc != KELVANE_EOK) {
+        return rc;
+    }
+    if (id != standing.fixed_slot) {
+        TRACE_AS(CREATE, ERROR, handle, KELVANE_ADDRESS_SIRANE(sirane_id),
+                 "problem with plugin cb registration ");
+        *on_failure = UNWIND;
+        return -1;
+    }
+    return KELVANE_EOK;
+}
+
+int32_t register_notifications(kelvane_handle_record &record, kelvane_handle handle, failure_kind *on_failure)
+{
+    TRACE_AS(CREATE, DEBUG, handle, NO_ADDRESS, "storing notify plugin callback in asynq req array ");
+    const standing_request plugin = {37, 3, KELVANE_ASYNCH_TYPE_OP_NOTIFY_PLUGIN, FIXED_REQ_ID_NOTIFY_PLUGIN,
+                                     reinterpret_cast<asynch_callback>(record.init_device.notify_plugin_cb)};
+    const standing_request restart = {
+        41, 2, KELVANE_ASYNCH_TYPE_OP_APP_ZYNQ_RESTART_NOTIFY, FIXED_REQ_ID_APP_ZYNQ_RESTART,
+        reinterpret_cast<asynch_callback>(record.init_device.app_zynq_restart_notify_cb)};
+    for (uint32_t sirane_id = 0; sirane_id < SIRANE_COUNT; sirane_id++) {
+        int32_t rc = register_standing(record, handle, sirane_id, plugin, on_failure);
+        if (rc == KELVANE_EOK && restart.callback != nullptr) {
+            rc = register_standing(record, handle, sirane_id, restart, on_failure);
+        }
+        if (rc != KELVANE_EOK) {
+            return rc;
+        }
+    }
+    return KELVANE_EOK;
+}
+
+void reset_watches(kelvane_handle_record &record)
+{
+    for (auto &last_batch : record.local_pm_incremental_id) {
+        last_batch.store(0, std::memory_order_relaxed);
+    }
+    record.keep_alive_status.store(KELVANE_UNDEF, std::memory_order_relaxed);
+    record.keep_alive_enabled.store(0, std::memory_order_relaxed);
+    record.keep_alive_cb.store(nullptr, std::memory_order_relaxed);
+}
+
+int32_t make_eprom_mutex(kelvane_handle_record &record, kelvane_handle handle)
+{
+    const int32_t rc = kelvane_mutex_init(&record.kelvane_sel_trace_sirane_eprom_mutex);
+    if (rc != KELVANE_EOK) {
+        TRACE_AS(CREATE, ERROR, handle, NO_ADDRESS, "problem with kelvane_sel_trace_sirane_eprom_mutex ");
+    }
+    return rc;
+}
+
+void claim(kelvane_handle_record &record, const kelvane_init_device_t &init_device)
+{
+    record.init_device = init_device;
+    record.slot_id.store(init_device.slot_id, std::memory_order_relaxed);
+    record.dev.store(init_device.slot_id, std::memory_order_relaxed);
+    record.signature.store(HANDLE_SIGNATURE_USED, std::memory_order_relaxed);
+}
+
+// From the claimed record to a complete device.
+int32_t build_device(kelvane_handle_record &record, kelvane_handle handle, failure_kind *on_failure)
+{
+    *on_failure = UNWIND;
+    int32_t rc = KELVANE_EOK;
+    if (record.is_thread_initialized != 1) {
+        rc = make_lasting(record, handle, on_failure);
+    }
+    if (rc == KELVANE_EOK) {
+        rc = register_notifications(record, handle, on_failure);
+    }
+    if (rc == KELVANE_EOK) {
+        reset_watches(record);
+        *on_failure = UNWIND;
+        rc = make_eprom_mutex(record, handle);
+    }
+    return rc;
+}
+
+} // namespace
+
+int32_t kelvane_init_driver(void)
+{
+    if (!is_driver_initialized.exchange(true)) {
+        zero_handle_record();
+        int32_t rc = initTrace();
+        if (rc == KELVANE_EOK) {
+            rc = kelvane_transaction_id_init(&kelvane_transaction_counter);
+        }
+        if (rc != KELVANE_EOK) {
+            is_driver_initialized = false;
+            return rc;
+        }
+        init_mbox_handlers();
+    }
+    uint32_t major = 0;
+    uint32_t minor = 0;
+    kelvane_get_sw_sdk_version(&major, &minor); // for its banner
+    return KELVANE_EOK;
+}
+
+void kelvane_get_sw_sdk_version(uint32_t *major, uint32_t *minor)
+{
+    *major = SDK_MAJOR;
+    *minor = SDK_MINOR;
+    for (const uint32_t level : {ERROR, INFO, INFO, INFO, DEBUG, ALARM, PM, REG, LOWPR}) {
+        TRACE(level, NO_HANDLE, NO_ADDRESS, "********* sdk release = %02d.%02d *********",
+              static_cast<int>(SDK_MAJOR), static_cast<int>(SDK_MINOR));
+    }
+    TRACE(INFO, NO_HANDLE, NO_ADDRESS, "%s %s   ", BUILD_DATE, BUILD_TIME);
+}
+
+int32_t kelvane_device_create(kelvane_init_device_t init_device)
+{
+    TRACE(INFO, NO_HANDLE, NO_ADDRESS, "start  ");
+    if (init_device.notify_plugin_cb == nullptr || init_device.pci_read_cb == nullptr ||
+        init_device.pci_write_cb == nullptr) {
+        TRACE(ERROR, NO_HANDLE, NO_ADDRESS, "callback not evaluated ");
+        return -1;
+    }
+    TRACE(DEBUG, NO_HANDLE, NO_ADDRESS, " Try to create ");
+    const kelvane_handle handle = init_device.slot_id;
+    if (kelvane_handler_exists(init_device.slot_id) == 0) {
+        TRACE(INFO, handle, NO_ADDRESS, "Handler already registered");
+        return 0;
+    }
+    kelvane_handle_record *record = handle_record(handle);
+    if (record == nullptr || record->dev.load(std::memory_order_relaxed) != HANDLE_DEV_FREE ||
+        record->signature.load(std::memory_order_relaxed) == HANDLE_SIGNATURE_USED) {
+        TRACE(ERROR, NO_HANDLE, NO_ADDRESS, "No handle free");
+        return -1;
+    }
+    claim(*record, init_device);
+    failure_kind on_failure;
+    const int32_t rc = build_device(*record, handle, &on_failure);
+    if (rc != KELVANE_EOK && on_failure == UNWIND) {
+        free_handle_record();
+        return -1;
+    }
+    if (rc != KELVANE_EOK) { // the record stays claimed
+        return rc;
+    }
+    kelvane_set_generic_cb(init_device.generic_cb);
+    kelvane_set_last_seu_pl_uncorrectable(handle, 0);
+    TRACE(INFO, handle, NO_ADDRESS, "Returned handler %d ", static_cast<int>(handle));
+    return static_cast<int32_t>(handle);
+}
+
+int32_t kelvane_device_delete(kelvane_handle handle)
+{
+    const int32_t rc = check_kelvane_handler_input(handle);
+    if (rc == KELVANE_EOK) {
+        TRACE(INFO, handle, NO_ADDRESS, "start ");
+        free_handle_record();
+    }
+    return rc;
+}
+
+int32_t kelvene_check_pci_functionality(kelvane_handle handle)
+{
+    for (uint32_t i = 0; i < LINK_TEST_WORDS; i++) {
+        const uint32_t offset = LINK_TEST_BASE + 4 * i;
+        uint32_t value = 0;
+        int32_t rc = kelvane_internal_pci_write(handle, 0, offset, i, SKIP_ALIVE);
+        if (rc == KELVANE_EOK) {
+            rc = kelvane_internal_pci_read(handle, 0, offset, &value, SKIP_ALIVE);
+        }
+        if (rc != KELVANE_EOK) {
+            return rc;
+        }
+        if (value != i) {
+            TRACE(ERROR, handle, KELVANE_ADDRESS_BOARD, "PCI not properly working");
+            return KELVANE_RET_CODE_HW_PROBLEM;
+        }
+    }
+    return KELVANE_EOK;
+}
+
+int32_t kelvane_fill_sdk_to_arm_data(kelvane_handle handle)
+{
+    const uint32_t version[] = {SDK_MAJOR, SDK_MINOR};
+    return kelvane_internal_pci_write_block(handle, 0, SDK_TO_ARM_DATA, 2, version, SKIP_ALIVE);
+}

@@ -1,0 +1,175 @@
+// The moment at which the BAR can be reached: opens the gate, tests the link, and brings every mailbox to
+// idle.
+#include "card/info_tables.h"
+#include "core/handle.h"
+#include "core/mutex.h"
+#include "core/pci.h"
+#include "kelvane_trace_defs.h"
+#include "lifecycle/driver.h"
+#include "mbox/model.h"
+#include "mbox/msi.h"
+#include "mbox/receive.h"
+#include "mbox/send.h"
+#include "mbox/state.h"
+
+namespace {
+
+constexpr const char *LINK_UP = "kelvane_pci_mapped"; // the steps below log under its name
+
+// The locks of the sirane that is being brought to idle.
+struct sirane_locks {
+    kelvane_mutex *command;
+    kelvane_mutex *response[MBOX_THREAD_COUNT];
+    bool command_held;
+    bool response_held[MBOX_THREAD_COUNT];
+};
+
+int32_t take(kelvane_handle handle, uint32_t sirane_id, sirane_locks *locks)
+{
+    *locks = {};
+    locks->command = mbox_command_mutex(handle, sirane_id);
+    int32_t rc = kelvane_mutex_timed_lock(locks->command, LOCK_LIMIT_SECONDS, 0);
+    locks->command_held = rc == KELVANE_EOK;
+    for (uint32_t mbox = 0; mbox < MBOX_THREAD_COUNT && rc == KELVANE_EOK; mbox++) {
+        locks->response[mbox] = mbox_response_mutex(handle, sirane_id, mbox);
+        rc = kelvane_mutex_timed_lock(locks->response[mbox], LOCK_LIMIT_SECONDS, 0);
+        locks->response_held[mbox] = rc == KELVANE_EOK;
+    }
+    return rc;
+}
+
+void release(sirane_locks *locks)
+{
+    for (uint32_t mbox = 0; mbox < MBOX_THREAD_COUNT; mbox++) {
+        if (locks->response_held[mbox]) {
+            kelvane_mutex_unlock(locks->response[mbox]);
+        }
+    }
+    if (locks->command_held) {
+        kelvane_mutex_unlock(locks->command);
+    }
+    *locks = {};
+}
+
+// A failed link-up takes the locks that it holds once more. They stay held until the process ends, so
+// that nothing runs on that sirane any more, and the failure of locking twice takes the place of `rc`.
+int32_t take_again(const sirane_locks &locks, int32_t rc)
+{
+    if (locks.command_held) {
+        rc = kelvane_mutex_timed_lock(locks.command, LOCK_LIMIT_SECONDS, 0);
+    }
+    for (uint32_t mbox = 0; mbox < MBOX_THREAD_COUNT; mbox++) {
+        if (locks.response_held[mbox]) {
+            rc = kelvane_mutex_timed_lock(locks.response[mbox], LOCK_LIMIT_SECONDS, 0);
+        }
+    }
+    return rc;
+}
+
+// The test of the link, the versions told in both directions, and what an earlier run left behind.
+int32_t greet_card(kelvane_handle handle)
+{
+    int32_t rc = kelvene_check_pci_functionality(handle);
+    if (rc != KELVANE_EOK) {
+        return rc;
+    }
+    kelvane_store_firmware_version(handle);
+    rc = kelvane_fill_sdk_to_arm_data(handle);
+    if (rc != KELVANE_EOK) {
+        return rc;
+    }
+    for (uint32_t sirane_id = 0; sirane_id < SIRANE_COUNT; sirane_id++) {
+        kelvane_deque_resp_receive(handle, KELVANE_ADDRESS_SIRANE(sirane_id), MBOX_RESPONSE);
+    }
+    rc = kelvane_trace_zynq_info_table(handle);
+    if (rc != KELVANE_EOK) {
+        return rc;
+    }
+    for (uint32_t sirane_id = 0; sirane_id < SIRANE_COUNT; sirane_id++) {
+        rc = kelvane_ordune_msi_clear_interrupt(handle, sirane_id);
+        if (rc != KELVANE_EOK) {
+            TRACE_AS(LINK_UP, ERROR, handle, KELVANE_ADDRESS_SIRANE(sirane_id),
+                     "problem with kelvane_ordune_msi_clear_interrupt rc = %d ", rc);
+        }
+    }
+    return KELVANE_EOK;
+}
+
+// Firmware from 5.10 on answers a reset; older firmware is asked again and again.
+int32_t bring_to_idle(kelvane_handle handle, uint32_t sirane_id)
+{
+    uint32_t answers_reset = 0;
+    int32_t rc = is_current_ver_later_or_equal(handle, 5, 10, &answers_reset);
+    if (rc != KELVANE_EOK) {
+        return rc;
+    }
+    if (answers_reset == 0) {
+        return kelvane_check_for_mbox_idle_startup(handle, sirane_id);
+    }
+    TRACE_AS(LINK_UP, DEBUG, handle, KELVANE_ADDRESS_SIRANE(sirane_id),
+             " is_current_ver_later_or_equal = %d ", static_cast<int>(answers_reset));
+    global_reset_mbox(handle, sirane_id, MBOX_STATE_NONE);
+    const mailbox_handler *mb = get_mbox_handler(sirane_id, MBOX_COMMAND);
+    if (mb == nullptr) {
+        return KELVANE_RET_CODE_GEN_ERR;
+    }
+    rc = write_mbox_state(handle, mb, MBOX_STATE_IDLE, SKIP_ALIVE);
+    if (rc != KELVANE_EOK) {
+        return rc;
+    }
+    kelvane_wait_for_mbox_idle_startup(handle, sirane_id);
+    return global_reset_mbox(handle, sirane_id, MBOX_STATE_IDLE);
+}
+
+// All steps with the gate open. `locks` holds what is still held when a step fails.
+int32_t bring_up(kelvane_handle handle, sirane_locks *locks)
+{
+    int32_t rc = greet_card(handle);
+    if (rc != KELVANE_EOK) {
+        return rc;
+    }
+    uint32_t from_5_22 = 0;
+    uint32_t from_6_01 = 0; // told, and of no effect
+    is_current_ver_later_or_equal(handle, 5, 22, &from_5_22);
+    is_current_ver_later_or_equal(handle, 6, 1, &from_6_01);
+    TRACE_AS(LINK_UP, DEBUG, handle, KELVANE_ADDRESS_BOARD, " is_current_ver_later_or_equal_5_22 = %d ",
+             static_cast<int>(from_5_22));
+    TRACE_AS(LINK_UP, DEBUG, handle, KELVANE_ADDRESS_BOARD, " is_current_ver_later_or_equal_6_01 = %d ",
+             static_cast<int>(from_6_01));
+    for (uint32_t sirane_id = 0; sirane_id < SIRANE_COUNT && rc == KELVANE_EOK; sirane_id++) {
+        if (from_5_22 == 1) {
+            rc = take(handle, sirane_id, locks);
+        }
+        if (rc == KELVANE_EOK) {
+            rc = bring_to_idle(handle, sirane_id);
+        }
+        if (rc == KELVANE_EOK) {
+            release(locks);
+        }
+    }
+    return rc;
+}
+
+} // namespace
+
+int32_t kelvane_pci_mapped(kelvane_handle handle, int32_t pci_mapped, uint64_t, uint64_t)
+{
+    int32_t rc = check_kelvane_handler_input(handle);
+    kelvane_handle_record *record = handle_record(handle);
+    if (rc == KELVANE_EOK) {
+        TRACE(INFO, handle, KELVANE_ADDRESS_BOARD, "pci_mapped = %d ", pci_mapped);
+        record->pci_mapped.store(pci_mapped, std::memory_order_release);
+        sirane_locks locks{};
+        if (pci_mapped == 1) {
+            rc = bring_up(handle, &locks);
+        }
+        if (rc != KELVANE_EOK) {
+            record->pci_mapped.store(0, std::memory_order_release);
+            rc = take_again(locks, rc);
+        }
+    } else if (record != nullptr) {
+        record->pci_mapped.store(0, std::memory_order_release);
+    }
+    TRACE(INFO, handle, KELVANE_ADDRESS_BOARD, "end rc = %d ", rc);
+    return rc;
+}

@@ -1,0 +1,44 @@
+// A card made of plain words, for tests that say register by register what the card shows: every access
+// is recorded, words can be scripted, and accesses can be made to fail.
+#ifndef TESTS_SUPPORT_RECORDED_BAR_H
+#define TESTS_SUPPORT_RECORDED_BAR_H
+
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "kelvane.h"
+
+struct recorded_bar {
+    std::map<uint32_t, uint32_t> word;                    // what a read gives; written words land here
+    std::map<uint32_t, std::deque<uint32_t>> next_values; // given one by one before `word` is
+    std::vector<std::string> accesses;                    // "R 01c00004" or "W 01c00000=00000004"
+    std::vector<uint32_t> check_alive;                    // of each access
+    bool record = true;
+
+    // Called after each write, as the firmware would see it.
+    std::function<void(uint32_t offset, uint32_t value)> on_write;
+
+    // Access number fail_from (from 1) and the fail_count - 1 behind it return fail_with.
+    uint64_t fail_from = 0;
+    uint64_t fail_count = 1;
+    int32_t fail_with = 5;
+    uint64_t access_number = 0;
+
+    int32_t read(uint32_t offset, uint32_t *value, uint32_t alive);
+    int32_t write(uint32_t offset, uint32_t value, uint32_t alive);
+
+    // The record, and an empty one from here on.
+    std::vector<std::string> take_accesses();
+};
+
+// The card that the callbacks below reach; one a test.
+extern recorded_bar the_bar;
+
+// An init-device record with the two word callbacks on the_bar and no block callbacks.
+kelvane_init_device_t recorded_bar_device(void);
+
+#endif
