@@ -1,10 +1,11 @@
-// Sessions of the whole client: what is typed, what is printed, what the library is asked to do.
+// Runs of the whole client: what is typed, what is printed, what the library is asked to do.
 #include "mock_client/client.h"
 
 #include <cerrno>
 #include <csignal>
 #include <gtest/gtest.h>
 #include <pthread.h>
+#include <unistd.h>
 
 #include "mock_client/client_device.h"
 #include "mock_client/device_table.h"
@@ -186,35 +187,35 @@ TEST_F(mock_client, runs_each_command)
     for (const command_case &command : COMMAND_CASES) {
         SCOPED_TRACE(command.line);
         fake_kelvane_start(command.answer);
-        const child_result session = run_client({}, command.line + "\nquitter\n");
-        EXPECT_EQ(session.status, 0);
-        EXPECT_EQ(session.out, START + PROMPT + command.printed + PROMPT);
-        EXPECT_EQ(session.calls, START_CALLS + command.calls);
+        const child_result run = run_client({}, command.line + "\nquitter\n");
+        EXPECT_EQ(run.status, 0);
+        EXPECT_EQ(run.out, START + PROMPT + command.printed + PROMPT);
+        EXPECT_EQ(run.calls, START_CALLS + command.calls);
     }
 }
 
 TEST_F(mock_client, keeps_errors_and_traces_off_standard_output)
 {
     fake_kelvane_start({"kelvane_recover_device", 110});
-    const child_result session =
+    const child_result run =
         run_client({}, "read 1 9010\nsirane_reset 4\nlaser_tout 1\nexit now\n", streams::apart);
-    EXPECT_EQ(session.out, ">>> Checking kelvane_init_driver...>>> Checking kelvane_device_create..."
-                           ">>> Checking kelvane_pci_mapped...>>> Checking kelvane_notify_msi..."
-                           ">>> Checking kelvane_get_software_running..."
-                           ">>> Running Firmware Version for device (0): (5.16)\n"
-                           ">>> Checking if SDK is compatible with firmware...\n"
-                           ">>> Checking kelvane_software_version_comp_check..."
-                           ">>> Checking kelvane_default_initialize..." +
-                               LEGEND + PROMPT +
-                               ">>> Checking kelvane_read_register..."
-                               ">>> Value of register 0x00009010 on device 0xff00ffff is 0x0000beef  \n" +
-                               PROMPT + ">>> Calling sirane reset for device 4 (0xff01ffff)\n" + PROMPT +
-                               ">>> Calling laser timeout for device 1 (0xff00ffff)\n"
-                               ">>> Checking kelvane_diag_command..." +
-                               PROMPT);
+    EXPECT_EQ(run.out, ">>> Checking kelvane_init_driver...>>> Checking kelvane_device_create..."
+                       ">>> Checking kelvane_pci_mapped...>>> Checking kelvane_notify_msi..."
+                       ">>> Checking kelvane_get_software_running..."
+                       ">>> Running Firmware Version for device (0): (5.16)\n"
+                       ">>> Checking if SDK is compatible with firmware...\n"
+                       ">>> Checking kelvane_software_version_comp_check..."
+                       ">>> Checking kelvane_default_initialize..." +
+                           LEGEND + PROMPT +
+                           ">>> Checking kelvane_read_register..."
+                           ">>> Value of register 0x00009010 on device 0xff00ffff is 0x0000beef  \n" +
+                           PROMPT + ">>> Calling sirane reset for device 4 (0xff01ffff)\n" + PROMPT +
+                           ">>> Calling laser timeout for device 1 (0xff00ffff)\n"
+                           ">>> Checking kelvane_diag_command..." +
+                           PROMPT);
     const string end = "passed\n>>> ERROR <<<Failed to reset the sirane 4, rc=0x6e\npassed\n";
-    ASSERT_GE(session.err.size(), end.size());
-    EXPECT_EQ(session.err.substr(session.err.size() - end.size()), end);
+    ASSERT_GE(run.err.size(), end.size());
+    EXPECT_EQ(run.err.substr(run.err.size() - end.size()), end);
 }
 
 // START with `replaced` printed as `printed` instead.
@@ -244,10 +245,17 @@ TEST_F(mock_client, goes_on_when_a_lesser_step_of_the_start_fails)
     for (const auto &start : cases) {
         SCOPED_TRACE(string(start.answer.call) + " " + std::to_string(start.answer.result));
         fake_kelvane_start(start.answer);
-        const child_result session = run_client({}, "quit\n");
-        EXPECT_EQ(session.status, 0);
-        EXPECT_EQ(session.out, start.printed + PROMPT);
+        const child_result run = run_client({}, "quit\n");
+        EXPECT_EQ(run.status, 0);
+        EXPECT_EQ(run.out, start.printed + PROMPT);
     }
+}
+
+int client_main_without_options()
+{
+    char name[] = "mock_client";
+    char *arguments[] = {name, nullptr};
+    return client_main(1, arguments);
 }
 
 // A stack that no address space holds keeps the thread from starting.
@@ -257,9 +265,7 @@ int client_main_without_threads()
     pthread_attr_init(&attributes);
     pthread_attr_setstacksize(&attributes, size_t{1} << 50);
     pthread_setattr_default_np(&attributes);
-    char name[] = "mock_client";
-    char *arguments[] = {name, nullptr};
-    return client_main(1, arguments);
+    return client_main_without_options();
 }
 
 TEST_F(mock_client, exits_when_a_step_of_the_start_fails_that_it_needs)
@@ -280,19 +286,18 @@ TEST_F(mock_client, exits_when_a_step_of_the_start_fails_that_it_needs)
     for (const auto &start : cases) {
         SCOPED_TRACE(start.call);
         fake_kelvane_start(start.answer);
-        const child_result session = run_child("quit\n", streams::together, client_main_without_threads);
-        EXPECT_EQ(session.status, 1);
-        EXPECT_EQ(session.out,
-                  START.substr(0, START.find(start.call)) + start.call + "failed\n" + start.printed);
+        const child_result run = run_child("quit\n", streams::together, client_main_without_threads);
+        EXPECT_EQ(run.status, 1);
+        EXPECT_EQ(run.out, START.substr(0, START.find(start.call)) + start.call + "failed\n" + start.printed);
     }
 }
 
 TEST_F(mock_client, keeps_a_positive_code_of_create_as_its_handle)
 {
     fake_kelvane_start({"kelvane_device_create", 5});
-    const child_result session = run_client({}, "deinit\nquit\n");
-    EXPECT_NE(session.calls.find("kelvane_pci_mapped(5, 1, base, 0x4000000)\n"), string::npos);
-    EXPECT_NE(session.calls.find("kelvane_device_delete(5)\n"), string::npos);
+    const child_result run = run_client({}, "deinit\nquit\n");
+    EXPECT_NE(run.calls.find("kelvane_pci_mapped(5, 1, base, 0x4000000)\n"), string::npos);
+    EXPECT_NE(run.calls.find("kelvane_device_delete(5)\n"), string::npos);
 }
 
 TEST_F(mock_client, sets_up_the_first_sirane_and_stops_at_the_first_failure)
@@ -337,48 +342,48 @@ TEST_F(mock_client, sets_up_the_first_sirane_and_stops_at_the_first_failure)
     for (const auto &sequence : cases) {
         SCOPED_TRACE(sequence.answer.call);
         fake_kelvane_start(sequence.answer);
-        const child_result session = run_client({}, "init_sirane 7\nquit\n");
+        const child_result run = run_client({}, "init_sirane 7\nquit\n");
         string expected = START_CALLS;
         for (size_t i = 0; i < sequence.made; i++) {
             expected += calls[i];
         }
-        EXPECT_EQ(session.calls, expected);
-        EXPECT_NE(session.out.find(">>> DEBUG <<< Sirane init sequence for device (1)\n"), string::npos);
-        EXPECT_NE(session.out.find(sequence.last_lines + PROMPT), string::npos) << session.out;
+        EXPECT_EQ(run.calls, expected);
+        EXPECT_NE(run.out.find(">>> DEBUG <<< Sirane init sequence for device (1)\n"), string::npos);
+        EXPECT_NE(run.out.find(sequence.last_lines + PROMPT), string::npos) << run.out;
     }
 }
 
 TEST_F(mock_client, ends_at_once_with_the_code_of_a_failed_laser_tout)
 {
     fake_kelvane_start({"kelvane_diag_command", 64174});
-    const child_result session = run_client({}, "laser_tout 4 x\nhelp\nquit\n");
-    EXPECT_EQ(session.status, 64174 % 256);
-    EXPECT_EQ(session.out, START + PROMPT +
-                               ">>> Calling laser timeout for device 4 (0xff01ffff)\n"
-                               ">>> Checking kelvane_diag_command...failed\n"
-                               "Diag command (laser timeout err) failed\n - rc = 64174\n");
+    const child_result run = run_client({}, "laser_tout 4 x\nhelp\nquit\n");
+    EXPECT_EQ(run.status, 64174 % 256);
+    EXPECT_EQ(run.out, START + PROMPT +
+                           ">>> Calling laser timeout for device 4 (0xff01ffff)\n"
+                           ">>> Checking kelvane_diag_command...failed\n"
+                           "Diag command (laser timeout err) failed\n - rc = 64174\n");
 }
 
 TEST_F(mock_client, complains_of_an_unknown_option_and_goes_on)
 {
-    const child_result session = run_client({"-a", "x", "-b", "5", "-t", "5", "-w", "9"}, "quit\n");
-    EXPECT_EQ(session.status, 0);
-    EXPECT_EQ(session.out, "mock_client: invalid option -- 'b'\n" + START + PROMPT);
+    const child_result run = run_client({"-a", "x", "-b", "5", "-t", "5", "-w", "9"}, "quit\n");
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.out, "mock_client: invalid option -- 'b'\n" + START + PROMPT);
 }
 
 TEST_F(mock_client, shows_its_usage_without_touching_the_card)
 {
-    const child_result session = run_client({"--help"}, "");
-    EXPECT_EQ(session.status, 0);
-    EXPECT_EQ(session.calls, "");
-    EXPECT_EQ(session.out.rfind("usage: mock_client [-a any] [-t any] [-w channel]\n", 0), 0u);
-    EXPECT_NE(session.out.find(LEGEND), string::npos);
+    const child_result run = run_client({"--help"}, "");
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.calls, "");
+    EXPECT_EQ(run.out.rfind("usage: mock_client [-a any] [-t any] [-w channel]\n", 0), 0u);
+    EXPECT_NE(run.out.find(LEGEND), string::npos);
 }
 
 TEST_F(mock_client, repeats_the_last_command_at_the_end_of_the_input)
 {
-    const child_result session = run_client({}, "help\nread 1 9010");
-    EXPECT_EQ(session.status, FAKE_KELVANE_EXHAUSTED);
+    const child_result run = run_client({}, "help\nread 1 9010");
+    EXPECT_EQ(run.status, FAKE_KELVANE_EXHAUSTED);
     const string once = PROMPT + ">>> DEBUG <<< Device address : ff00ffff\n"
                                  ">>> DEBUG <<< Register address : 00009010\n"
                                  ">>> Checking kelvane_read_register...";
@@ -386,15 +391,22 @@ TEST_F(mock_client, repeats_the_last_command_at_the_end_of_the_input)
     for (int call = 7; call < 1000; call++) { // six were made before the prompt, the last one does not return
         expected += once + "passed\n>>> Value of register 0x00009010 on device 0xff00ffff is 0x0000beef  \n";
     }
-    EXPECT_EQ(session.out, expected + once);
+    EXPECT_EQ(run.out, expected + once);
 }
 
-TEST_F(mock_client, takes_no_input_at_all_for_an_empty_line)
+TEST_F(mock_client, takes_empty_or_closed_input_for_an_empty_line)
 {
-    const child_result session = run_client({}, "");
-    EXPECT_EQ(session.status, -SIGXFSZ); // it goes on for ever: the limit of the file ended it
-    const string once = PROMPT + ">>> ERROR <<<Invalid input <<<<  >>>> " + LEGEND;
-    EXPECT_EQ(session.out.substr(0, START.size() + 2 * once.size()), START + once + once);
+    host.write("dev/uio0", "quit\n"); // what is read when the device becomes the standard input
+    std::filesystem::resize_file(host.root / "dev/uio0", BAR_BYTES);
+    const child_result runs[] = {
+        run_child("", streams::together, client_main_without_options),
+        run_child("", streams::together, [] { return close(0) + client_main_without_options(); }),
+    };
+    for (const child_result &run : runs) {
+        EXPECT_EQ(run.status, -SIGXFSZ); // it goes on for ever: the limit of the file ended it
+        const string once = PROMPT + ">>> ERROR <<<Invalid input <<<<  >>>> " + LEGEND;
+        EXPECT_EQ(run.out.substr(0, START.size() + 2 * once.size()), START + once + once);
+    }
 }
 
 TEST_F(mock_client, reads_lines_of_any_length_and_content)
@@ -402,11 +414,10 @@ TEST_F(mock_client, reads_lines_of_any_length_and_content)
     const string zeros(100000, '0');
     const string letters(100000, 'z');
     const string nul(1, '\0');
-    const child_result session =
-        run_client({}, letters + "\nread " + zeros + "1 " + zeros + "9010\nhelp" + nul + "\nhelp\n" + nul +
-                           "help\nread" + nul + " 1 1\nquit\n");
-    EXPECT_EQ(session.status, 0);
-    EXPECT_EQ(session.out,
+    const child_result run = run_client({}, letters + "\nread " + zeros + "1 " + zeros + "9010\nhelp" + nul +
+                                                "\nhelp\n" + nul + "help\nread" + nul + " 1 1\nquit\n");
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.out,
               START + PROMPT + ">>> ERROR <<<Invalid input <<<< " + letters + " >>>> " + LEGEND + PROMPT +
                   ">>> DEBUG <<< Device address : ff00ffff\n"
                   ">>> DEBUG <<< Register address : 00009010\n"
@@ -414,6 +425,14 @@ TEST_F(mock_client, reads_lines_of_any_length_and_content)
                   ">>> Value of register 0x00009010 on device 0xff00ffff is 0x0000beef  \n" +
                   PROMPT + LEGEND + PROMPT + LEGEND + PROMPT + ">>> ERROR <<<Invalid input <<<<  >>>> " +
                   LEGEND + PROMPT + NO_DEVICE + BAD_READ + PROMPT);
+}
+
+TEST_F(mock_client, finds_no_argument_in_what_an_earlier_line_left)
+{
+    const child_result run = run_client({}, "helpful 4\nalarms"); // no newline: nothing behind the word
+    const string expected =
+        START + PROMPT + LEGEND + PROMPT + ">>> DEBUG <<< Input buffer: ()\n" + NO_VERSION_DEVICE + PROMPT;
+    EXPECT_EQ(run.out.substr(0, expected.size()), expected);
 }
 
 TEST(client_state, has_an_error_checking_mutex)

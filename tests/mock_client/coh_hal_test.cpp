@@ -102,10 +102,10 @@ TEST(coh_hal, without_a_card_the_client_exits_with_1)
 {
     host_folder host;
     fake_kelvane_start(ALL_SUCCEED);
-    const child_result session = run_client({}, "help\n", streams::apart);
-    EXPECT_EQ(session.status, 1);
-    EXPECT_EQ(session.out + session.calls, "");
-    EXPECT_NE(session.err.find("\n>>> ERROR <<<Failed to initialize PCIe interaction\n"), std::string::npos);
+    const child_result run = run_client({}, "help\n", streams::apart);
+    EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(run.out + run.calls, "");
+    EXPECT_NE(run.err.find("\n>>> ERROR <<<Failed to initialize PCIe interaction\n"), std::string::npos);
 }
 
 } // namespace

@@ -17,7 +17,7 @@ constexpr int FAKE_KELVANE_EXHAUSTED = 99; // exit status of a process that call
 void fake_kelvane_start(const fake_answer &answer); // forgets the calls so far; all others succeed
 std::string fake_kelvane_calls();                   // one a line, those of the interrupts apart
 
-// kelvane_enable_msi normally ends its thread, so that a session has no interrupts. With this it returns.
+// kelvane_enable_msi normally ends its thread, so that a run has no interrupts. With this it returns.
 void fake_kelvane_let_interrupts_in();
 std::string fake_kelvane_interrupt_calls(); // waits until the thread that made them has ended
 

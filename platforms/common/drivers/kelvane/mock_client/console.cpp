@@ -2,6 +2,8 @@
 
 #include <cstdarg>
 #include <cstdio>
+#include <fcntl.h>
+#include <unistd.h>
 
 namespace {
 
@@ -22,6 +24,11 @@ namespace {
 
 void console_start()
 {
+    for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; fd++) {
+        if (fcntl(fd, F_GETFD) == -1) {
+            open("/dev/null", O_RDWR); // takes the lowest free number, which is this one
+        }
+    }
     setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
 }
 
