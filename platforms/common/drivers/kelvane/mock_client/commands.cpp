@@ -1,0 +1,202 @@
+#include "mock_client/commands.h"
+
+#include <cstring>
+#include <string>
+
+#include "kelvane.h"
+#include "mock_client/api_check.h"
+#include "mock_client/client_device.h"
+#include "mock_client/console.h"
+#include "mock_client/device_table.h"
+#include "mock_client/legend.h"
+#include "mock_client/tokens.h"
+
+namespace {
+
+struct command_call {
+    const char *word;
+    const char *line;     // whole
+    const char *argument; // the line from the command's argument offset, "" beyond its end
+    const client_options &options;
+    int32_t &result;
+};
+
+constexpr size_t NO_ARGUMENT = SIZE_MAX;
+
+struct command {
+    const char *word;
+    size_t length;   // this many characters of the word select it; what follows them is not looked at
+    size_t argument; // fixed offset in the line
+    command_outcome (*run)(const command_call &call);
+};
+
+constexpr uint32_t DIAG_LASER_TIMEOUT = 34;
+
+bool first_number(const char *text, int32_t &number)
+{
+    std::string token;
+    if (!next_token(text, token)) {
+        console_error("Device address not found or invalid");
+        return false;
+    }
+    number = decimal_of(token);
+    return true;
+}
+
+// The first step of alarms and of version, whose messages are the same.
+bool traced_number(const char *traced, const char *text, int32_t &number)
+{
+    console_debug("Input buffer: (%s)", traced);
+    std::string token;
+    if (!next_token(text, token)) {
+        console_error("Invalid input. Enter a valid device number for version check");
+        return false;
+    }
+    console_debug("Word after tokenize: (%s)", token.c_str());
+    number = decimal_of(token);
+    return true;
+}
+
+command_outcome not_in_this_build(const command_call &call)
+{
+    console_error("%s is not in this build", call.word);
+    return command_outcome::go_on;
+}
+
+command_outcome run_help(const command_call &)
+{
+    client_print_legend();
+    return command_outcome::go_on;
+}
+
+command_outcome run_alarms(const command_call &call)
+{
+    int32_t device = 0;
+    // Traced from one character before the place where the number is looked for.
+    if (!traced_number(call.line + strlen("alarms"), call.argument, device)) {
+        return command_outcome::go_on;
+    }
+    return not_in_this_build(call);
+}
+
+command_outcome run_version(const command_call &call)
+{
+    int32_t device = 0;
+    if (traced_number(call.argument, call.argument, device)) {
+        client_print_running_version(device);
+    }
+    return command_outcome::go_on;
+}
+
+command_outcome run_write(const command_call &call)
+{
+    if (client_write_register(call.argument) != 0) {
+        console_error("Failed to write register ");
+    }
+    return command_outcome::go_on;
+}
+
+command_outcome run_read(const command_call &call)
+{
+    if (client_read_register(call.argument) != 0) {
+        console_error("Failed to read register ");
+    }
+    return command_outcome::go_on;
+}
+
+command_outcome run_quit(const command_call &)
+{
+    return command_outcome::quit;
+}
+
+// Always the first sirane: an argument is asked for, but its value has no effect.
+command_outcome run_init_sirane(const command_call &call)
+{
+    int32_t ignored = 0;
+    if (first_number(call.argument, ignored)) {
+        const int32_t result = client_init_sirane(handler, 1);
+        console_line("RC of sirane init sequence 0x%x", static_cast<uint32_t>(result));
+    }
+    return command_outcome::go_on;
+}
+
+command_outcome run_deinit(const command_call &)
+{
+    if (hespera_hal_device_deinit() != 0) {
+        console_error("Failed to a deinit hespera");
+    }
+    return command_outcome::go_on;
+}
+
+command_outcome run_laser_tout(const command_call &call)
+{
+    int32_t device = 0;
+    if (!first_number(call.argument, device)) {
+        return command_outcome::go_on;
+    }
+    const uint32_t address = client_dev_to_address(static_cast<uint32_t>(device));
+    console_line("Calling laser timeout for device %d (0x%x)", device, address);
+    const int32_t result = client_api_check("kelvane_diag_command", kelvane_diag_command,
+                                            static_cast<uint32_t>(handler), address, DIAG_LASER_TIMEOUT);
+    if (result != 0) {
+        console_failure("Diag command (laser timeout err) failed\n", result);
+        call.result = result;
+        return command_outcome::leave;
+    }
+    return command_outcome::go_on;
+}
+
+command_outcome run_sirane_reset(const command_call &call)
+{
+    int32_t device = 0;
+    if (!first_number(call.argument, device)) {
+        return command_outcome::go_on;
+    }
+    const uint32_t address = client_dev_to_address(static_cast<uint32_t>(device));
+    console_line("Calling sirane reset for device %d (0x%x)", device, address);
+    const int32_t result = kelvane_recover_device(static_cast<uint32_t>(handler), address);
+    if (result == 0) {
+        console_line("Successfully reset the sirane %d", device);
+    } else {
+        console_error("Failed to reset the sirane %d, rc=0x%x", device, static_cast<uint32_t>(result));
+    }
+    return command_outcome::go_on;
+}
+
+// The first row that matches wins.
+constexpr command COMMANDS[] = {
+    {"help", 4, NO_ARGUMENT, run_help},
+    {"alarms", 6, 7, run_alarms},
+    {"version", 7, 7, run_version},
+    {"pm", 2, 2, not_in_this_build},
+    {"dump_arm_logs", 13, NO_ARGUMENT, not_in_this_build},
+    {"dump_status_info", 16, NO_ARGUMENT, not_in_this_build},
+    {"write", 5, 5, run_write},
+    {"read", 4, 4, run_read},
+    {"upgrade", 7, 7, not_in_this_build},
+    {"activate", 8, 8, not_in_this_build},
+    {"quit", 4, NO_ARGUMENT, run_quit},
+    {"exit", 4, NO_ARGUMENT, run_quit},
+    {"init_sirane", 10, 10, run_init_sirane}, // the word's last letter already counts as its argument
+    {"get", 3, 3, not_in_this_build},
+    {"init", 4, 4, not_in_this_build},
+    {"deinit", 6, NO_ARGUMENT, run_deinit},
+    {"laser_tout", 10, 10, run_laser_tout},
+    {"sirane_reset", 12, 12, run_sirane_reset},
+};
+
+} // namespace
+
+command_outcome command_run(const char *line, const client_options &options, int32_t &result)
+{
+    const size_t length = strlen(line);
+    for (const command &row : COMMANDS) {
+        if (strncmp(line, row.word, row.length) == 0) {
+            const char *argument = row.argument <= length ? line + row.argument : "";
+            return row.run({row.word, line, argument, options, result});
+        }
+    }
+    console_error_text(">>> ERROR <<<Invalid input <<<< %s >>>> ", line);
+    client_print_legend();
+    return command_outcome::go_on;
+}

@@ -1,0 +1,19 @@
+// The words of an argument text, and the numbers they stand for.
+#ifndef MOCK_CLIENT_TOKENS_H
+#define MOCK_CLIENT_TOKENS_H
+
+#include <cstdint>
+#include <string>
+
+// Cuts the next token off `rest`, which it moves behind it. Only a blank separates tokens; a tab belongs
+// to one. The text itself stays as it is, because it may have to run again. False, with `token`
+// untouched, when nothing but blanks is left or the text is null.
+bool next_token(const char *&rest, std::string &token);
+
+// Base 10. What is no number is 0, a number too large for a long is clamped, and 32 bits of it are kept.
+int32_t decimal_of(const std::string &token);
+
+// Base 16, with or without 0x; otherwise the same.
+uint32_t hexadecimal_of(const std::string &token);
+
+#endif

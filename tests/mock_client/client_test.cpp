@@ -1,0 +1,464 @@
+// Runs of the whole client: what is typed, what is printed, what the library is asked to do.
+#include "mock_client/client.h"
+
+#include <cerrno>
+#include <csignal>
+#include <gtest/gtest.h>
+#include <pthread.h>
+#include <unistd.h>
+
+#include "mock_client/client_device.h"
+#include "mock_client/device_table.h"
+#include "mock_client/fake_kelvane.h"
+#include "mock_client/run_child.h"
+
+namespace {
+
+using std::string;
+
+constexpr uint64_t BAR_BYTES = 0x4000000;
+
+const string LEGEND =
+    "+++++++++++++++++++++++++++++++++++++++++++++++++++++++++++++++++\n"
+    " Devices address are represented by numbers :\n"
+    " ------------------------------------------ :\n"
+    " [HESPERA -> 0]\n"
+    " [SIRANE(0) -> 1] : [ XPM2(0) -> 2], [ XPM2(1) -> 3 ]\n"
+    " [SIRANE(1) -> 4] : [ XPM2(2) -> 5], [ XPM2(3) -> 6 ]\n"
+    " [SIRANE(2) -> 7] : [ XPM2(4) -> 8], [ XPM2(5) -> 9 ]\n"
+    " ------------------------------------------ :\n"
+    "Replace <dev> with one of numbers from the above table representing each device\n"
+    "init <dev>                      : Initialise the device\n"
+    "deinit <dev>                    : To deinit \n"
+    "upgrade <dev> <path of FPGA>    : Upgrade hespera FPGA\n"
+    "upgrade 10 <path of FPGA>       : Golden hespera FPGA\n"
+    "activate <dev>  <path of FPGA>  : Golden hespera FPGA\n"
+    "read <dev> <register address>   : Read register\n"
+    "write <dev> <reg address> <val> : Write value to register\n"
+    "dump_arm_logs                   : Dumps ARM Logs to /root/ordune.log\n"
+    "dump_status_info                : Dumps Subsystem State Registers\n"
+    "pm <dev>                        : For a XPM2 port; Prints Sirane subsystem PM statistics.\n"
+    "                                : Pre-condition is traffic must have been previously configured\n"
+    "alarms <dev>                    : Prints Alarm indications for sirane network side, generic and XPM2 "
+    "devices\n"
+    "version <dev>                   : Prints version of the running software/firmware for given device\n"
+    "laser_tout <dev>                : Return timeout error for the next set laser operation\n"
+    "sirane_reset <dev>              : Resets the Sirane for the given device\n"
+    "help                            : Prints this legend\n"
+    "quit                            : To exit\n"
+    "+++++++++++++++++++++++++++++++++++++++++++++++++++++++++++++++++\n";
+const string PROMPT = ">>> \n>>> Please enter input :";
+const string START = ">>> DEBUG <<< Initialzing PCIe : Done\n"
+                     ">>> DEBUG <<< Starting SDK init op sequence... \n"
+                     ">>> Checking kelvane_init_driver...passed\n"
+                     ">>> DEBUG <<< Calling hespera_hal_device_init\n"
+                     ">>> Checking kelvane_device_create...passed\n"
+                     ">>> DEBUG <<< Device enable done\n"
+                     ">>> DEBUG <<< Enabling mmap\n"
+                     ">>> Checking kelvane_pci_mapped...passed\n"
+                     ">>> DEBUG <<< mmap enabled\n"
+                     ">>> DEBUG <<< Enabling interrupts\n"
+                     ">>> Checking kelvane_notify_msi...passed\n"
+                     ">>> DEBUG <<< Enabled interrupts\n"
+                     ">>> DEBUG <<< Completed SDK init op sequence...\n"
+                     ">>> Checking kelvane_get_software_running...passed\n"
+                     ">>> Running Firmware Version for device (0): (5.16)\n"
+                     ">>> Checking if SDK is compatible with firmware...\n"
+                     ">>> Checking kelvane_software_version_comp_check...passed\n"
+                     ">>> DEBUG <<<  ** Initializing Hardware. Resetting Siranes... **\n"
+                     ">>> Checking kelvane_default_initialize...passed\n" +
+                     LEGEND;
+
+const string START_CALLS = "kelvane_init_driver()\n"
+                           "kelvane_device_create(slot 0, client 1, subsystem 0, callbacks right)\n"
+                           "kelvane_pci_mapped(0, 1, base, 0x4000000)\n"
+                           "kelvane_get_software_running(0, 0xf0ffffff)\n"
+                           "kelvane_software_version_comp_check(0)\n"
+                           "kelvane_default_initialize(0)\n";
+
+const string NO_DEVICE = ">>> ERROR <<<Device address not found or invalid\n";
+const string NO_VERSION_DEVICE =
+    ">>> ERROR <<<Invalid input. Enter a valid device number for version check\n";
+const string BAD_READ =
+    ">>> ERROR <<<Invalid input for register read \n>>> ERROR <<<Failed to read register \n";
+const string BAD_WRITE =
+    ">>> ERROR <<<Invalid input for register write\n>>> ERROR <<<Failed to write register \n";
+
+struct command_case {
+    string line;
+    string printed;
+    string calls = "";
+    fake_answer answer = ALL_SUCCEED;
+};
+
+const command_case COMMAND_CASES[] = {
+    {"helpless", LEGEND},
+    {"help me", LEGEND},
+    {"Help", ">>> ERROR <<<Invalid input <<<< Help >>>> " + LEGEND},
+    {"hel", ">>> ERROR <<<Invalid input <<<< hel >>>> " + LEGEND},
+    {"100% %s%n", ">>> ERROR <<<Invalid input <<<< 100% %s%n >>>> " + LEGEND},
+    {"\n \t\n  help", LEGEND},
+    {"alarms", ">>> DEBUG <<< Input buffer: ()\n" + NO_VERSION_DEVICE},
+    {"alarms4", ">>> DEBUG <<< Input buffer: (4)\n" + NO_VERSION_DEVICE},
+    {"alarmsX4", ">>> DEBUG <<< Input buffer: (X4)\n>>> DEBUG <<< Word after tokenize: (4)\n"
+                 ">>> ERROR <<<alarms is not in this build\n"},
+    {"version ", ">>> DEBUG <<< Input buffer: ( )\n" + NO_VERSION_DEVICE},
+    {"version 11 x",
+     ">>> DEBUG <<< Input buffer: ( 11 x)\n>>> DEBUG <<< Word after tokenize: (11)\n"
+     ">>> Checking kelvane_get_software_running...failed\n"
+     ">>> Running Firmware Version for device (11): (0.0)\n",
+     "kelvane_get_software_running(0, 0xffffffff)\n",
+     {"kelvane_get_software_running(0, 0xffffffff)", 22}},
+    {"pmanything", ">>> ERROR <<<pm is not in this build\n"},
+    {"dump_arm_logs", ">>> ERROR <<<dump_arm_logs is not in this build\n"},
+    {"dump_status_info", ">>> ERROR <<<dump_status_info is not in this build\n"},
+    {"upgrade 1 x", ">>> ERROR <<<upgrade is not in this build\n"},
+    {"activate 1 x", ">>> ERROR <<<activate is not in this build\n"},
+    {"get 1", ">>> ERROR <<<get is not in this build\n"},
+    {"init 1", ">>> ERROR <<<init is not in this build\n"},
+    {"init_sira", ">>> ERROR <<<init is not in this build\n"},
+    {"init_siran", NO_DEVICE},
+    {"write 1 9010 0",
+     ">>> DEBUG <<< Register address : 0x00009010\n>>> DEBUG <<< Device address : 0xff00ffff\n"
+     ">>> Checking kelvane_write_register...passed\n"
+     ">>> DEBUG <<< Value of register written 0x00009010 : 0x00000000  \n",
+     "kelvane_write_register(0, 0xff00ffff, 0x9010, 0x0)\n"},
+    {"write0 0x20 FFFFFFFFFFFFFFFFFF more",
+     ">>> DEBUG <<< Register address : 0x00000020\n>>> DEBUG <<< Device address : 0xf0ffffff\n"
+     ">>> Checking kelvane_write_register...failed\n"
+     ">>> ERROR <<<Failed to write to register 00000020  \n>>> ERROR <<<Failed to write register \n",
+     "kelvane_write_register(0, 0xf0ffffff, 0x20, 0xffffffff)\n",
+     {"kelvane_write_register", 64175}},
+    {"write", BAD_WRITE},
+    {"write 1", BAD_WRITE},
+    {"write 1 9010 ", ">>> DEBUG <<< Register address : 0x00009010\n" + BAD_WRITE},
+    {"write 11 9010 1", ">>> DEBUG <<< Register address : 0x00009010\n"
+                        ">>> DEBUG <<< Device address : 0xffffffff\n"
+                        ">>> ERROR <<<Invalid device address \n" +
+                            BAD_WRITE},
+    {"read 1 9010",
+     ">>> DEBUG <<< Device address : ff00ffff\n>>> DEBUG <<< Register address : 00009010\n"
+     ">>> Checking kelvane_read_register...passed\n"
+     ">>> Value of register 0x00009010 on device 0xff00ffff is 0x0000beef  \n",
+     "kelvane_read_register(0, 0xff00ffff, 0x9010)\n"},
+    {"read x 0xb016",
+     ">>> DEBUG <<< Device address : f0ffffff\n>>> DEBUG <<< Register address : 0000b016\n"
+     ">>> Checking kelvane_read_register...failed\n"
+     ">>> ERROR <<<Failed to read register 0000b016  \n>>> ERROR <<<Failed to read register \n",
+     "kelvane_read_register(0, 0xf0ffffff, 0xb016)\n",
+     {"kelvane_read_register", -2147483647}},
+    {"read", NO_DEVICE + BAD_READ},
+    {"readme", ">>> ERROR <<<Register address not found or invalid\n" + BAD_READ},
+    {"read 99999999999999999999 9010",
+     ">>> ERROR <<<Invalid device address, calculation failed. Enter one of number from : \n" + LEGEND +
+         BAD_READ},
+    {"deinit", ">>> Checking kelvane_device_delete...passed\n", "kelvane_device_delete(0)\n"},
+    {"deinitialise",
+     ">>> Checking kelvane_device_delete...failed\n>>> ERROR <<<Failed to a deinit hespera\n",
+     "kelvane_device_delete(0)\n",
+     {"kelvane_device_delete", 22}},
+    {"laser_tout", NO_DEVICE},
+    {"laser_tout 5",
+     ">>> Calling laser timeout for device 5 (0xff0100ff)\n>>> Checking kelvane_diag_command...passed\n",
+     "kelvane_diag_command(0, 0xff0100ff, 34)\n"},
+    {"sirane_reset", NO_DEVICE},
+    {"sirane_reset 7",
+     ">>> Calling sirane reset for device 7 (0xff02ffff)\n>>> Successfully reset the sirane 7\n",
+     "kelvane_recover_device(0, 0xff02ffff)\n"},
+    {"sirane_reset -1",
+     ">>> Calling sirane reset for device -1 (0xffffffff)\n"
+     ">>> ERROR <<<Failed to reset the sirane -1, rc=0x80010013\n",
+     "kelvane_recover_device(0, 0xffffffff)\n",
+     {"kelvane_recover_device", -2147418093}},
+};
+
+class mock_client : public testing::Test {
+  protected:
+    mock_client()
+    {
+        fake_kelvane_start(ALL_SUCCEED);
+        host.add_card(BAR_BYTES);
+    }
+    host_folder host;
+};
+
+TEST_F(mock_client, runs_each_command)
+{
+    for (const command_case &command : COMMAND_CASES) {
+        SCOPED_TRACE(command.line);
+        fake_kelvane_start(command.answer);
+        const child_result run = run_client({}, command.line + "\nquitter\n");
+        EXPECT_EQ(run.status, 0);
+        EXPECT_EQ(run.out, START + PROMPT + command.printed + PROMPT);
+        EXPECT_EQ(run.calls, START_CALLS + command.calls);
+    }
+}
+
+TEST_F(mock_client, keeps_errors_and_traces_off_standard_output)
+{
+    fake_kelvane_start({"kelvane_recover_device", 110});
+    const child_result run =
+        run_client({}, "read 1 9010\nsirane_reset 4\nlaser_tout 1\nexit now\n", streams::apart);
+    EXPECT_EQ(run.out, ">>> Checking kelvane_init_driver...>>> Checking kelvane_device_create..."
+                       ">>> Checking kelvane_pci_mapped...>>> Checking kelvane_notify_msi..."
+                       ">>> Checking kelvane_get_software_running..."
+                       ">>> Running Firmware Version for device (0): (5.16)\n"
+                       ">>> Checking if SDK is compatible with firmware...\n"
+                       ">>> Checking kelvane_software_version_comp_check..."
+                       ">>> Checking kelvane_default_initialize..." +
+                           LEGEND + PROMPT +
+                           ">>> Checking kelvane_read_register..."
+                           ">>> Value of register 0x00009010 on device 0xff00ffff is 0x0000beef  \n" +
+                           PROMPT + ">>> Calling sirane reset for device 4 (0xff01ffff)\n" + PROMPT +
+                           ">>> Calling laser timeout for device 1 (0xff00ffff)\n"
+                           ">>> Checking kelvane_diag_command..." +
+                           PROMPT);
+    const string end = "passed\n>>> ERROR <<<Failed to reset the sirane 4, rc=0x6e\npassed\n";
+    ASSERT_GE(run.err.size(), end.size());
+    EXPECT_EQ(run.err.substr(run.err.size() - end.size()), end);
+}
+
+// START with `replaced` printed as `printed` instead.
+string start_with(const string &replaced, const string &printed)
+{
+    string start = START;
+    return start.replace(start.find(replaced), replaced.size(), printed);
+}
+
+TEST_F(mock_client, goes_on_when_a_lesser_step_of_the_start_fails)
+{
+    const string verdict = "comp_check...passed\n";
+    struct {
+        fake_answer answer;
+        string printed;
+    } const cases[] = {
+        {{"kelvane_init_driver", 64172}, start_with("driver...passed", "driver...failed")},
+        {{"kelvane_software_version_comp_check", 1},
+         start_with(verdict, verdict + ">>> SDK And Firmware are compatible\n")},
+        {{"kelvane_software_version_comp_check", 2},
+         start_with(verdict, verdict + ">>> Warning: SDK not aligned update not needed\n")},
+        {{"kelvane_software_version_comp_check", 3},
+         start_with(verdict, verdict + ">>> Incompatible: SDK not aligned update needed\n")},
+        {{"kelvane_software_version_comp_check", 110}, start_with(verdict, "comp_check...failed\n")},
+        {{"kelvane_default_initialize", 110}, start_with("initialize...passed", "initialize...failed")},
+    };
+    for (const auto &start : cases) {
+        SCOPED_TRACE(string(start.answer.call) + " " + std::to_string(start.answer.result));
+        fake_kelvane_start(start.answer);
+        const child_result run = run_client({}, "quit\n");
+        EXPECT_EQ(run.status, 0);
+        EXPECT_EQ(run.out, start.printed + PROMPT);
+    }
+}
+
+int client_main_without_options()
+{
+    char name[] = "mock_client";
+    char *arguments[] = {name, nullptr};
+    return client_main(1, arguments);
+}
+
+// A stack that no address space holds keeps the thread from starting.
+int client_main_without_threads()
+{
+    pthread_attr_t attributes;
+    pthread_attr_init(&attributes);
+    pthread_attr_setstacksize(&attributes, size_t{1} << 50);
+    pthread_setattr_default_np(&attributes);
+    return client_main_without_options();
+}
+
+TEST_F(mock_client, exits_when_a_step_of_the_start_fails_that_it_needs)
+{
+    struct {
+        fake_answer answer;
+        string call;
+        string printed;
+    } const cases[] = {
+        {{"kelvane_device_create", -1},
+         "kelvane_device_create...",
+         ">>> ERROR <<<Failed to get a device handler for hespera\n"},
+        {{"kelvane_pci_mapped", 64171},
+         "kelvane_pci_mapped...",
+         ">>> ERROR <<<Failed to enable mmap for device\n"},
+        {ALL_SUCCEED, "kelvane_notify_msi...", ">>> ERROR <<<Failed to enable interrupts on device\n"},
+    };
+    for (const auto &start : cases) {
+        SCOPED_TRACE(start.call);
+        fake_kelvane_start(start.answer);
+        const child_result run = run_child("quit\n", streams::together, client_main_without_threads);
+        EXPECT_EQ(run.status, 1);
+        EXPECT_EQ(run.out, START.substr(0, START.find(start.call)) + start.call + "failed\n" + start.printed);
+    }
+}
+
+TEST_F(mock_client, keeps_a_positive_code_of_create_as_its_handle)
+{
+    fake_kelvane_start({"kelvane_device_create", 5});
+    const child_result run = run_client({}, "deinit\nquit\n");
+    EXPECT_NE(run.calls.find("kelvane_pci_mapped(5, 1, base, 0x4000000)\n"), string::npos);
+    EXPECT_NE(run.calls.find("kelvane_device_delete(5)\n"), string::npos);
+}
+
+TEST_F(mock_client, sets_up_the_first_sirane_and_stops_at_the_first_failure)
+{
+    const string calls[] = {
+        "kelvane_diag_command(0, 0xff00ffff, 5)\n",
+        "kelvane_write_register(0, 0xff00ffff, 0x9010, 0x0)\n",
+        "kelvane_write_register(0, 0xff00ffff, 0x9100, 0x82)\n",
+        "kelvane_write_register(0, 0xff00ffff, 0x9101, 0x82)\n",
+        "kelvane_write_register(0, 0xff00ffff, 0x9020, 0x249)\n",
+        "kelvane_write_register(0, 0xff00ffff, 0x9200, 0x8080)\n",
+        "kelvane_write_register(0, 0xff00ffff, 0x9201, 0x8080)\n",
+        "kelvane_write_register(0, 0xff00ffff, 0x9202, 0x8080)\n",
+        "kelvane_write_register(0, 0xff00ffff, 0x9203, 0x8080)\n",
+        "kelvane_write_register(0, 0xff00ffff, 0x9030, 0x2301)\n",
+        "kelvane_write_register(0, 0xff00ffff, 0x9040, 0x2301)\n",
+        "kelvane_write_register(0, 0xff00ffff, 0x9020, 0xf249)\n",
+        "kelvane_write_register(0, 0xff00ffff, 0x9018, 0x3)\n",
+        "kelvane_diag_command(0, 0xff00ffff, 4)\n",
+    };
+    struct {
+        fake_answer answer;
+        size_t made;
+        string last_lines;
+    } const cases[] = {
+        {ALL_SUCCEED, 14, "passed\n>>> RC of sirane init sequence 0x0\n"},
+        {{"kelvane_diag_command(0, 0xff00ffff, 5)", 22},
+         1,
+         "failed\nDiag command (low power) failed - rc = 22\n>>> RC of sirane init sequence 0x16\n"},
+        {{"kelvane_write_register(0, 0xff00ffff, 0x9010", 110},
+         2,
+         "failed\nWrite register 0x9010 with value 0x0000 - rc = 110\n>>> RC of sirane init sequence 0x6e\n"},
+        {{"kelvane_write_register(0, 0xff00ffff, 0x9020, 0xf249", -2147418093},
+         12,
+         "failed\nWrite register 0x9020 with value 0xf249 - rc = -2147418093\n"
+         ">>> RC of sirane init sequence 0x80010013\n"},
+        {{"kelvane_diag_command(0, 0xff00ffff, 4)", 64174},
+         14,
+         "failed\nDiag command (high power) failed - rc = 64174\n"
+         ">>> RC of sirane init sequence 0xfaae\n"},
+    };
+    for (const auto &sequence : cases) {
+        SCOPED_TRACE(sequence.answer.call);
+        fake_kelvane_start(sequence.answer);
+        const child_result run = run_client({}, "init_sirane 7\nquit\n");
+        string expected = START_CALLS;
+        for (size_t i = 0; i < sequence.made; i++) {
+            expected += calls[i];
+        }
+        EXPECT_EQ(run.calls, expected);
+        EXPECT_NE(run.out.find(">>> DEBUG <<< Sirane init sequence for device (1)\n"), string::npos);
+        EXPECT_NE(run.out.find(sequence.last_lines + PROMPT), string::npos) << run.out;
+    }
+}
+
+TEST_F(mock_client, ends_at_once_with_the_code_of_a_failed_laser_tout)
+{
+    fake_kelvane_start({"kelvane_diag_command", 64174});
+    const child_result run = run_client({}, "laser_tout 4 x\nhelp\nquit\n");
+    EXPECT_EQ(run.status, 64174 % 256);
+    EXPECT_EQ(run.out, START + PROMPT +
+                           ">>> Calling laser timeout for device 4 (0xff01ffff)\n"
+                           ">>> Checking kelvane_diag_command...failed\n"
+                           "Diag command (laser timeout err) failed\n - rc = 64174\n");
+}
+
+TEST_F(mock_client, complains_of_an_unknown_option_and_goes_on)
+{
+    const child_result run = run_client({"-a", "x", "-b", "5", "-t", "5", "-w", "9"}, "quit\n");
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.out, "mock_client: invalid option -- 'b'\n" + START + PROMPT);
+}
+
+TEST_F(mock_client, shows_its_usage_without_touching_the_card)
+{
+    const child_result run = run_client({"--help"}, "");
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.calls, "");
+    EXPECT_EQ(run.out.rfind("usage: mock_client [-a any] [-t any] [-w channel]\n", 0), 0u);
+    EXPECT_NE(run.out.find(LEGEND), string::npos);
+}
+
+TEST_F(mock_client, repeats_the_last_command_at_the_end_of_the_input)
+{
+    const child_result run = run_client({}, "help\nread 1 9010");
+    EXPECT_EQ(run.status, FAKE_KELVANE_EXHAUSTED);
+    const string once = PROMPT + ">>> DEBUG <<< Device address : ff00ffff\n"
+                                 ">>> DEBUG <<< Register address : 00009010\n"
+                                 ">>> Checking kelvane_read_register...";
+    string expected = START + PROMPT + LEGEND;
+    for (int call = 7; call < 1000; call++) { // six were made before the prompt, the last one does not return
+        expected += once + "passed\n>>> Value of register 0x00009010 on device 0xff00ffff is 0x0000beef  \n";
+    }
+    EXPECT_EQ(run.out, expected + once);
+}
+
+TEST_F(mock_client, takes_empty_or_closed_input_for_an_empty_line)
+{
+    host.write("dev/uio0", "quit\n"); // what is read when the device becomes the standard input
+    std::filesystem::resize_file(host.root / "dev/uio0", BAR_BYTES);
+    const child_result runs[] = {
+        run_child("", streams::together, client_main_without_options),
+        run_child("", streams::together, [] { return close(0) + client_main_without_options(); }),
+    };
+    for (const child_result &run : runs) {
+        EXPECT_EQ(run.status, -SIGXFSZ); // it goes on for ever: the limit of the file ended it
+        const string once = PROMPT + ">>> ERROR <<<Invalid input <<<<  >>>> " + LEGEND;
+        EXPECT_EQ(run.out.substr(0, START.size() + 2 * once.size()), START + once + once);
+    }
+}
+
+TEST_F(mock_client, reads_lines_of_any_length_and_content)
+{
+    const string zeros(100000, '0');
+    const string letters(100000, 'z');
+    const string nul(1, '\0');
+    const child_result run = run_client({}, letters + "\nread " + zeros + "1 " + zeros + "9010\nhelp" + nul +
+                                                "\nhelp\n" + nul + "help\nread" + nul + " 1 1\nquit\n");
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.out,
+              START + PROMPT + ">>> ERROR <<<Invalid input <<<< " + letters + " >>>> " + LEGEND + PROMPT +
+                  ">>> DEBUG <<< Device address : ff00ffff\n"
+                  ">>> DEBUG <<< Register address : 00009010\n"
+                  ">>> Checking kelvane_read_register...passed\n"
+                  ">>> Value of register 0x00009010 on device 0xff00ffff is 0x0000beef  \n" +
+                  PROMPT + LEGEND + PROMPT + LEGEND + PROMPT + ">>> ERROR <<<Invalid input <<<<  >>>> " +
+                  LEGEND + PROMPT + NO_DEVICE + BAD_READ + PROMPT);
+}
+
+TEST_F(mock_client, finds_no_argument_in_what_an_earlier_line_left)
+{
+    const child_result run = run_client({}, "helpful 4\nalarms"); // no newline: nothing behind the word
+    const string expected =
+        START + PROMPT + LEGEND + PROMPT + ">>> DEBUG <<< Input buffer: ()\n" + NO_VERSION_DEVICE + PROMPT;
+    EXPECT_EQ(run.out.substr(0, expected.size()), expected);
+}
+
+TEST(client_state, has_an_error_checking_mutex)
+{
+    EXPECT_EQ(pthread_mutex_lock(&mutex), 0);
+    EXPECT_EQ(pthread_mutex_lock(&mutex), EDEADLK);
+    EXPECT_EQ(pthread_mutex_unlock(&mutex), 0);
+}
+
+TEST(client_state, counts_checked_calls_only)
+{
+    const uint32_t before = api_count;
+    EXPECT_EQ(client_read_register(nullptr), -1);
+    EXPECT_EQ(api_count, before);
+    client_print_running_version(4);
+    EXPECT_EQ(api_count, before + 1);
+}
+
+TEST(device_table, names_the_devices_of_the_card)
+{
+    const uint32_t addresses[] = {0xF0FFFFFF, 0xFF00FFFF, 0xFF0000FF, 0xFF0001FF, 0xFF01FFFF, 0xFF0100FF,
+                                  0xFF0101FF, 0xFF02FFFF, 0xFF0200FF, 0xFF0201FF, 0xF0FFFFFF, 0xFFFFFFFF};
+    for (uint32_t device = 0; device < 12; device++) {
+        EXPECT_EQ(client_dev_to_address(device), addresses[device]) << device;
+    }
+    EXPECT_EQ(client_dev_to_address(0xFFFFFFFF), 0xFFFFFFFFu);
+}
+
+} // namespace

@@ -1,0 +1,24 @@
+// A library for the client to call: it writes down each call with its arguments, and answers as told.
+#ifndef TESTS_MOCK_CLIENT_FAKE_KELVANE_H
+#define TESTS_MOCK_CLIENT_FAKE_KELVANE_H
+
+#include <cstdint>
+#include <string>
+
+struct fake_answer {
+    const char *call; // how the call as written down begins; "" for none
+    int32_t result;
+};
+
+const fake_answer ALL_SUCCEED = {"", 0};
+
+constexpr int FAKE_KELVANE_EXHAUSTED = 99; // exit status of a process that called 1000 times
+
+void fake_kelvane_start(const fake_answer &answer); // forgets the calls so far; all others succeed
+std::string fake_kelvane_calls();                   // one a line, those of the interrupts apart
+
+// kelvane_enable_msi normally ends its thread, so that a run has no interrupts. With this it returns.
+void fake_kelvane_let_interrupts_in();
+std::string fake_kelvane_interrupt_calls(); // waits until the thread that made them has ended
+
+#endif
