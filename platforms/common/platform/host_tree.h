@@ -28,7 +28,8 @@ int host_tree_path(char *out, size_t size, const char *path);
 /* fopen below the root, close-on-exec. Returns NULL with errno set when it fails. Any thread. */
 FILE *host_tree_fopen(const char *path, const char *mode);
 
-/* Asks the environment again; for tests that change the variable. Not while other threads use it. */
+/* Asks the environment again; for tests that change the variable. The text that host_tree_root gave
+ * before is no longer valid. Not while other threads use it. */
 void host_tree_forget(void);
 
 #ifdef __cplusplus

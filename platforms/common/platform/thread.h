@@ -19,7 +19,7 @@ int platform_thread_set_name(const char *name, pthread_t thread);
 int32_t thread_kernel_id(void);
 
 /* What the calling thread is about to block on. A debugger shows the thread-local variable
- * `thread_debug_mark` of each thread; the marks have no effect on behaviour. */
+ * `thread_debug_current` of each thread; the marks have no effect on behaviour. */
 enum thread_debug_kind {
     THREAD_DEBUG_NONE = 0,
     THREAD_DEBUG_MUTEX = 1,
@@ -31,6 +31,7 @@ enum { THREAD_DEBUG_SYSCALL_CONDITION = 6 };
 struct thread_debug_mark {
     uint32_t kind;        /* enum thread_debug_kind */
     uint32_t syscall;     /* kind of blocking wait, for THREAD_DEBUG_SYSCALL */
+    uint64_t details[2];  /* what the kind of wait has to add, 0 for a condition */
     const void *object;   /* the mutex or condition; never followed */
     const char *function; /* static text, for THREAD_DEBUG_MUTEX */
     int line;

@@ -18,7 +18,7 @@ extern "C" {
 
 enum { UIO_MAX_MAPS = 5, UIO_NAME_BYTES = 64 };
 
-struct uio_map {
+struct uio_memory {
     char name[UIO_NAME_BYTES];
     uint64_t address;
     uint64_t size;   /* bytes */
@@ -31,7 +31,7 @@ struct uio_info {
     char version[UIO_NAME_BYTES];
     uint64_t event_count;
     uint32_t map_count;
-    struct uio_map maps[UIO_MAX_MAPS];
+    struct uio_memory maps[UIO_MAX_MAPS];
 };
 
 /* The device with the lowest number whose name equals `name`, with its number and name filled in; NULL

@@ -30,7 +30,7 @@ void wait_use_source(const struct wait_source *source);
 void wait_sleep(uint64_t nanoseconds);
 
 /* Spins for the duration on the processor; for pauses below 10 microseconds, where a sleep would take
- * many times as long. Any thread. */
+ * many times as long. With a time source set it is a sleep of that source. Any thread. */
 void wait_busy(uint64_t nanoseconds);
 
 /* Nanoseconds since some fixed point; never runs backwards. Any thread. */

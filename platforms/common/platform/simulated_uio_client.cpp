@@ -1,0 +1,259 @@
+#include "platform/simulated_uio_client.h"
+
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <memory>
+#include <mutex>
+#include <new>
+
+#include <fcntl.h>
+#include <poll.h>
+#include <pthread.h>
+#include <sys/mman.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "platform/simulated_uio_queue.h"
+#include "platform/thread.h"
+
+namespace {
+
+constexpr int GREETING_PATIENCE_MS = 5000;
+constexpr size_t MOST_DESCRIPTORS = 8; // room to receive, and close, more than the two that are right
+constexpr size_t WATCHER_STACK_BYTES = 256 * 1024;
+
+std::mutex mappings_mutex;
+simulated_mapping *mappings = nullptr;
+
+class descriptor {
+  public:
+    explicit descriptor(int fd = -1) : fd_(fd)
+    {
+    }
+    ~descriptor()
+    {
+        if (fd_ >= 0) {
+            close(fd_);
+        }
+    }
+    descriptor(const descriptor &) = delete;
+    descriptor &operator=(const descriptor &) = delete;
+    void take(int fd)
+    {
+        fd_ = fd;
+    }
+    int release()
+    {
+        const int fd = fd_;
+        fd_ = -1;
+        return fd;
+    }
+    int get() const
+    {
+        return fd_;
+    }
+
+  private:
+    int fd_;
+};
+
+struct greeting_packet {
+    simulated_uio_greeting text;
+    descriptor memory[MOST_DESCRIPTORS];
+    size_t descriptors = 0;
+};
+
+// Whatever else came with the packet, every descriptor in it is owned by `packet` afterwards.
+void take_descriptors(msghdr *message, greeting_packet *packet)
+{
+    for (cmsghdr *part = CMSG_FIRSTHDR(message); part != nullptr; part = CMSG_NXTHDR(message, part)) {
+        if (part->cmsg_level != SOL_SOCKET || part->cmsg_type != SCM_RIGHTS) {
+            continue;
+        }
+        const size_t count = (part->cmsg_len - CMSG_LEN(0)) / sizeof(int);
+        for (size_t i = 0; i < count && packet->descriptors < MOST_DESCRIPTORS; i++) {
+            int fd = -1;
+            memcpy(&fd, CMSG_DATA(part) + i * sizeof(int), sizeof fd);
+            packet->memory[packet->descriptors++].take(fd);
+        }
+    }
+}
+
+int receive_greeting(int fd, greeting_packet *packet)
+{
+    pollfd readable{fd, POLLIN, 0};
+    const int ready = poll(&readable, 1, GREETING_PATIENCE_MS);
+    if (ready <= 0) {
+        return ready == 0 ? ETIMEDOUT : errno;
+    }
+    alignas(cmsghdr) char control[CMSG_SPACE(MOST_DESCRIPTORS * sizeof(int))] = {};
+    iovec text{&packet->text, sizeof packet->text};
+    msghdr message{};
+    message.msg_iov = &text;
+    message.msg_iovlen = 1;
+    message.msg_control = control;
+    message.msg_controllen = sizeof control;
+    const ssize_t length = recvmsg(fd, &message, MSG_CMSG_CLOEXEC | MSG_DONTWAIT);
+    if (length < 0) {
+        return errno;
+    }
+    take_descriptors(&message, packet);
+    const bool whole = length == sizeof packet->text && (message.msg_flags & (MSG_TRUNC | MSG_CTRUNC)) == 0;
+    const simulated_uio_greeting &text_received = packet->text;
+    if (!whole || packet->descriptors != 2 || text_received.magic != SIMULATED_UIO_MAGIC ||
+        text_received.version != SIMULATED_UIO_VERSION || text_received.bar_bytes == 0 ||
+        text_received.bar_bytes % 4 != 0 || text_received.bar_bytes > SIMULATED_MAX_BAR_BYTES ||
+        text_received.control_bytes < sizeof(simulated_uio_control)) {
+        return EPROTO;
+    }
+    return 0;
+}
+
+// Maps memory that the other end can't take away again: sealed against shrinking, and as long as it says.
+int map_sealed(int fd, uint64_t bytes, void **out)
+{
+    struct stat status {};
+    const int seals = fcntl(fd, F_GET_SEALS);
+    if (seals < 0 || (seals & F_SEAL_SHRINK) == 0 || fstat(fd, &status) != 0 || status.st_size < 0 ||
+        static_cast<uint64_t>(status.st_size) < bytes) {
+        return EPROTO;
+    }
+    void *memory = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0);
+    if (memory == MAP_FAILED) {
+        return errno;
+    }
+    *out = memory;
+    return 0;
+}
+
+void note_special(simulated_mapping *mapping, uint32_t offset)
+{
+    const uint32_t page = offset / SIMULATED_PAGE_BYTES;
+    mapping->special_page[page / 64] |= uint64_t{1} << (page % 64);
+}
+
+int copy_register_list(simulated_mapping *mapping, uint32_t bar_bytes)
+{
+    const simulated_uio_control *control = mapping->control;
+    mapping->posted_count = __atomic_load_n(&control->posted_count, __ATOMIC_ACQUIRE);
+    if (__atomic_load_n(&control->magic, __ATOMIC_RELAXED) != SIMULATED_UIO_MAGIC ||
+        __atomic_load_n(&control->version, __ATOMIC_RELAXED) != SIMULATED_UIO_VERSION ||
+        __atomic_load_n(&control->bar_bytes, __ATOMIC_RELAXED) != bar_bytes ||
+        mapping->posted_count > SIMULATED_UIO_REGISTERS) {
+        return EPROTO;
+    }
+    for (uint32_t i = 0; i < mapping->posted_count; i++) {
+        const uint32_t offset = __atomic_load_n(&control->posted_offset[i], __ATOMIC_RELAXED);
+        if (offset % 4 != 0 || offset >= bar_bytes) {
+            return EPROTO;
+        }
+        mapping->posted_offset[i] = offset;
+        note_special(mapping, offset);
+    }
+    mapping->clear_on_one_offset = __atomic_load_n(&control->clear_on_one_offset, __ATOMIC_RELAXED);
+    if (mapping->clear_on_one_offset < bar_bytes) {
+        note_special(mapping, mapping->clear_on_one_offset);
+    }
+    return 0;
+}
+
+// Waits for nothing but the hang-up, so that the packets stay for uio_wait_interrupt.
+void *watch_for_hang_up(void *argument)
+{
+    auto *mapping = static_cast<simulated_mapping *>(argument);
+    pollfd watched{mapping->socket, POLLRDHUP, 0};
+    while (poll(&watched, 1, -1) < 0 && errno == EINTR) {
+    }
+    __atomic_store_n(&mapping->gone, 1, __ATOMIC_RELAXED);
+    close(mapping->socket);
+    return nullptr;
+}
+
+int start_watcher(simulated_mapping *mapping)
+{
+    pthread_attr_t attributes;
+    int error = pthread_attr_init(&attributes);
+    if (error != 0) {
+        return error;
+    }
+    pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);
+    pthread_attr_setstacksize(&attributes, WATCHER_STACK_BYTES);
+    sigset_t all, before;
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, &before);
+    pthread_t thread;
+    error = pthread_create(&thread, &attributes, watch_for_hang_up, mapping);
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    pthread_attr_destroy(&attributes);
+    return error;
+}
+
+} // namespace
+
+int simulated_mapping_attach(int fd, uint64_t size, mmio_mapping *out)
+{
+    greeting_packet packet;
+    int error = receive_greeting(fd, &packet);
+    if (error != 0) {
+        return error;
+    }
+    const uint32_t bar_bytes = packet.text.bar_bytes;
+    if (size > bar_bytes) {
+        return EINVAL;
+    }
+    auto mapping = std::unique_ptr<simulated_mapping>(new (std::nothrow) simulated_mapping{});
+    descriptor watched(fcntl(fd, F_DUPFD_CLOEXEC, 0));
+    if (mapping == nullptr || watched.get() < 0) {
+        return mapping == nullptr ? ENOMEM : errno;
+    }
+    void *bar = nullptr;
+    void *control = nullptr;
+    error = map_sealed(packet.memory[0].get(), bar_bytes, &bar);
+    if (error == 0) {
+        error = map_sealed(packet.memory[1].get(), sizeof(simulated_uio_control), &control);
+    }
+    if (error == 0) {
+        mapping->control = static_cast<simulated_uio_control *>(control);
+        mapping->socket = watched.get();
+        error = copy_register_list(mapping.get(), bar_bytes);
+    }
+    if (error == 0) {
+        error = start_watcher(mapping.get());
+    }
+    if (error != 0) {
+        if (bar != nullptr) {
+            munmap(bar, bar_bytes);
+        }
+        if (control != nullptr) {
+            munmap(control, sizeof(simulated_uio_control));
+        }
+        return error;
+    }
+    watched.release();
+
+    out->base = static_cast<volatile uint32_t *>(bar);
+    out->size = static_cast<uint32_t>(size);
+    out->simulated = mapping.get();
+    const std::lock_guard guard(mappings_mutex);
+    mapping->next = mappings;
+    mappings = mapping.release();
+    return 0;
+}
+
+void simulated_mapping_write_special(simulated_mapping *mapping, volatile uint32_t *word, uint32_t offset,
+                                     uint32_t value)
+{
+    if (offset == mapping->clear_on_one_offset) {
+        __atomic_fetch_and(word, ~value, __ATOMIC_ACQ_REL);
+    } else {
+        __atomic_store_n(word, value, __ATOMIC_RELEASE);
+    }
+    for (uint32_t i = 0; i < mapping->posted_count; i++) {
+        if (mapping->posted_offset[i] == offset) {
+            simulated_uio_post(mapping->control, i, value, &mapping->gone);
+            return;
+        }
+    }
+}

@@ -1,0 +1,112 @@
+#include "platform/thread.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include "platform/wait.h"
+
+// Not static: a debugger looks for it by this name.
+extern "C" {
+extern thread_local struct thread_debug_mark thread_debug_current;
+thread_local struct thread_debug_mark thread_debug_current;
+}
+
+namespace {
+
+thread_local int32_t kernel_id = 0; // 0: not asked yet
+pthread_once_t fork_handler_once = PTHREAD_ONCE_INIT;
+
+// The thread that forked is the only one that lives on in the child, with its thread-locals.
+void forget_kernel_id()
+{
+    kernel_id = 0;
+}
+
+void install_fork_handler()
+{
+    if (pthread_atfork(nullptr, nullptr, forget_kernel_id) != 0) {
+        fprintf(stderr, "thread: no memory for a fork handler\n");
+        abort();
+    }
+}
+
+int32_t ask_kernel_id()
+{
+    pthread_once(&fork_handler_once, install_fork_handler);
+    kernel_id = static_cast<int32_t>(syscall(SYS_gettid));
+    return kernel_id;
+}
+
+} // namespace
+
+int platform_thread_set_name(const char *name, pthread_t thread)
+{
+    char kept[16]; // what Linux keeps, with the closing 0
+    snprintf(kept, sizeof kept, "%s", name);
+    return pthread_setname_np(thread, kept);
+}
+
+int32_t thread_kernel_id(void)
+{
+    return kernel_id != 0 ? kernel_id : ask_kernel_id();
+}
+
+void thread_debug_mark_mutex_block(const void *mutex, const char *function, int line)
+{
+    thread_debug_current = {};
+    thread_debug_current.object = mutex;
+    thread_debug_current.function = function;
+    thread_debug_current.line = line;
+    thread_debug_current.kind = THREAD_DEBUG_MUTEX;
+}
+
+void thread_debug_clear_mutex_block(void)
+{
+    thread_debug_current = {};
+}
+
+void thread_debug_mark_syscall_block(uint32_t kind, const void *object, uint64_t a, uint64_t b)
+{
+    thread_debug_current = {};
+    thread_debug_current.syscall = kind;
+    thread_debug_current.object = object;
+    thread_debug_current.details[0] = a;
+    thread_debug_current.details[1] = b;
+    thread_debug_current.kind = THREAD_DEBUG_SYSCALL;
+}
+
+void thread_debug_clear_syscall_block(void)
+{
+    thread_debug_current = {};
+}
+
+const struct thread_debug_mark *thread_debug_own_mark(void)
+{
+    return &thread_debug_current;
+}
+
+int thread_lock(pthread_mutex_t *mutex, const char *function, int line)
+{
+    int result = pthread_mutex_trylock(mutex);
+    if (result == EBUSY) {
+        thread_debug_mark_mutex_block(mutex, function, line);
+        result = pthread_mutex_lock(mutex);
+        thread_debug_clear_mutex_block();
+    }
+    return result;
+}
+
+int thread_timed_lock(pthread_mutex_t *mutex, const timespec *deadline, const char *function, int line)
+{
+    int result = pthread_mutex_trylock(mutex);
+    if (result == EBUSY) {
+        thread_debug_mark_mutex_block(mutex, function, line);
+        result = wait_timed_lock(mutex, deadline);
+        thread_debug_clear_mutex_block();
+    }
+    return result;
+}
