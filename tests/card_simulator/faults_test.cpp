@@ -206,9 +206,13 @@ TEST(faults, the_reset_trigger_wants_to_be_armed)
         card_host host;
         host.link_up();
         EXPECT_EQ(host.error_of(10, {0, 0xFF00FFFF, 0x9010, 9}), 0u);
+        host.verb("hang"); // which the reset ends
         host.write(0x01F000A0, it.first);
         host.write(0x01F000A0, it.second);
         EXPECT_EQ(host.read(0x01C00004), it.state_then);
+        if (it.state_then == 2) {
+            host.verb("resume");
+        }
         time.advance(1000 * MS);
         card_step(host.it);
         EXPECT_EQ(host.register_of(0xFF00FFFF, 0x9010), it.register_then);
@@ -253,6 +257,21 @@ TEST(faults, slow_start_counts_the_resets_of_each_sirane)
         }
     }
     EXPECT_EQ(host.read(0x01D00004), 0u);
+}
+
+TEST(faults, slow_start_outlasts_the_restart_under_way)
+{
+    virtual_time time;
+    card_host host;
+    host.verb("restart");
+    host.verb("slow-start 1");
+    time.advance(1000 * MS);
+    card_step(host.it);
+    EXPECT_EQ(host.read(0x01C00004), 0u);
+    host.link_up();
+    EXPECT_EQ(host.read(0x01C00004), 0u);
+    host.link_up();
+    EXPECT_EQ(host.read(0x01C00004), 2u);
 }
 
 } // namespace

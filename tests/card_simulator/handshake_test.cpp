@@ -1,5 +1,7 @@
+#include <thread>
+#include <vector>
+
 #include "card_simulator/card_host.h"
-#include "support/virtual_time.h"
 
 namespace {
 
@@ -149,6 +151,46 @@ TEST(handshake, siranes_are_independent)
     EXPECT_EQ(host.read(0x01C02004), 2u);
     EXPECT_EQ(host.take_answer(1).data.at(3), 0x3210u);
     EXPECT_EQ(host.take_answer(2).data.at(3), 0x0001u);
+}
+
+TEST(handshake, a_host_that_takes_no_answer_is_refused_in_the_end)
+{
+    card_host host;
+    host.link_up();
+    int accepted = 0;
+    while (host.offer(56, {0, 1}) == 4 && accepted < 1000) {
+        host.write(0x01C00000, 2);
+        accepted++;
+    }
+    host.write(0x01C00000, 2);
+    EXPECT_EQ(accepted, 65); // one is offered, 64 wait
+    for (int i = 0; i < 65; i++) {
+        EXPECT_TRUE(host.take_answer().there);
+    }
+    EXPECT_EQ(host.register_of(0xFF00FFFF, 0x9010), 1u);
+}
+
+TEST(handshake, siranes_serve_a_thread_each)
+{
+    card_host host;
+    host.link_up();
+    host.enable_interrupts();
+    std::vector<std::thread> threads;
+    for (uint32_t sirane = 0; sirane < 3; sirane++) {
+        threads.emplace_back([&host, sirane] {
+            const uint32_t address = 0xFF00FFFF | sirane << 16;
+            for (uint32_t i = 0; i < 200; i++) {
+                host.run(10, {0, address, 0x9018, i}, sirane);
+                const card_host::received answer = host.run(9, {0, address, 0x9018, 0}, sirane);
+                EXPECT_EQ(answer.data.at(3), i);
+                host.write(0x24, 1u << sirane);
+            }
+        });
+    }
+    for (std::thread &thread : threads) {
+        thread.join();
+    }
+    EXPECT_TRUE(host.interrupted());
 }
 
 TEST(handshake, keep_alive_echoes_the_last_token)

@@ -266,9 +266,12 @@ TEST(server, a_killed_client_disturbs_nobody_and_the_state_stays)
 {
     const folder tree;
     const simulator card(tree.path);
-    const host survivor(tree.path);
-    const pid_t pid = fork();
+    int go[2] = {-1, -1};
+    ASSERT_EQ(pipe2(go, O_CLOEXEC), 0);
+    const pid_t pid = fork(); // while this process has one thread
     if (pid == 0) {
+        char told = 0;
+        [[maybe_unused]] const ssize_t got = read(go[0], &told, 1);
         const host dying(tree.path);
         dying.write(0x01804000, 0x11);
         dying.write(0x20, 7);
@@ -278,6 +281,10 @@ TEST(server, a_killed_client_disturbs_nobody_and_the_state_stays)
         dying.comes(0x01C00004, 4);
         kill(getpid(), SIGKILL);
     }
+    const host survivor(tree.path);
+    EXPECT_EQ(write(go[1], "g", 1), 1);
+    close(go[0]);
+    close(go[1]);
     EXPECT_EQ(status_of(pid), 128 + SIGKILL);
     EXPECT_EQ(survivor.read(0x01C00004), 4u);
     for (const uint32_t state : {0u, 2u}) { // as a host resets the mailboxes when it comes

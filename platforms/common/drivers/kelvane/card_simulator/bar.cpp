@@ -113,12 +113,17 @@ bool bar_host_write(bar &bar, uint32_t offset, uint32_t value)
     } else {
         bar_write(bar, offset, value);
     }
-    return std::ranges::find(POSTED, offset) != POSTED.end();
+    return bar_posts(offset);
 }
 
 bool bar_holds(uint32_t offset)
 {
     return offset < BAR_BYTES && offset % sizeof(uint32_t) == 0;
+}
+
+bool bar_posts(uint32_t offset)
+{
+    return std::ranges::find(POSTED, offset) != POSTED.end();
 }
 
 std::span<const uint32_t> bar_posted_registers()

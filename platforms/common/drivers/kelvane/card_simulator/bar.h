@@ -32,6 +32,7 @@ uint32_t bar_host_read(const bar &bar, uint32_t offset);
 bool bar_host_write(bar &bar, uint32_t offset, uint32_t value);
 
 bool bar_holds(uint32_t offset);
+bool bar_posts(uint32_t offset);
 std::span<const uint32_t> bar_posted_registers();
 
 #endif

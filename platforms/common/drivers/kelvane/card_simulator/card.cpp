@@ -50,7 +50,7 @@ void card_host_write(card *card, uint32_t offset, uint32_t value)
 void card_posted_write(card *card, uint32_t offset, uint32_t value)
 {
     const std::lock_guard guard(card->mutex);
-    if (!card->bar.removed) {
+    if (!card->bar.removed && bar_posts(offset)) {
         firmware_host_wrote(*card, offset, value);
     }
 }

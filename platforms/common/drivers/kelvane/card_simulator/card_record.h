@@ -36,7 +36,8 @@ struct card {
 // A card on the memory of `memory_fd`, which other processes map too; -1 for memory of its own.
 card *card_create_on(const card_options &options, int memory_fd, const card_outlets &outlets);
 
-// A host in another process wrote a posted register; its word is in the memory already.
+// A host in another process wrote a posted register; its word is in the memory already. The offset comes
+// from memory that the host can write: any other than a posted register's is thrown away.
 void card_posted_write(card *card, uint32_t offset, uint32_t value);
 
 uint64_t card_next_due(card *card);

@@ -88,8 +88,8 @@ void append_sirane(std::string &text, const card &card, uint32_t sirane_id)
 {
     const uint32_t device = sirane_device(sirane_id);
     const device_state &state = card.state.devices[device];
-    append(text, "device %u, sirane %u: %s power, %u resets, interrupt %s\n", device, sirane_id,
-           state.low_power ? "low" : "high", state.resets,
+    append(text, "device %u, sirane %u: %s power, %u resets, last diagnostic %u, interrupt %s\n", device,
+           sirane_id, state.low_power ? "low" : "high", state.resets, state.last_diagnostic,
            (bar_read(card.bar, MSI_STATUS_REG) >> sirane_id & 1) != 0 ? "pending" : "not pending");
     for (const mailbox_line &line : MAILBOX_LINES) {
         append_mailbox(text, card, sirane_id, line);
@@ -127,7 +127,7 @@ void append_fault(std::string &text, const armed_fault &fault)
             const std::string_view name =
                 fault.kind == fault_kind::error ? name_of_error_word(fault.value) : std::string_view{};
             append(text, fault.kind == fault_kind::delay ? " %u ms" : " 0x%x", fault.value);
-            append(text, " %.*s", static_cast<int>(name.size()), name.data());
+            append(text, "%s%.*s", name.empty() ? "" : " ", static_cast<int>(name.size()), name.data());
         }
         if (fault.left == FAULT_ALWAYS) {
             text += ", always\n";
@@ -146,6 +146,7 @@ std::string card_show(const card &card)
            card.state.firmware_minor, firmware_condition(card), card.state.starts, card.state.seed);
     append(text, "%u clients, %" PRIu64 " interrupts raised, watch %s, trace level 0x%08x\n",
            card.clients.load(), card.interrupts, card.state.watch_on ? "on" : "off", card.state.trace_level);
+    append(text, "%" PRIu64 " messages lost for want of room\n", card.firmware.lost_messages);
     append_registers(text, card, BOARD_DEVICE);
     for (uint32_t sirane_id = 0; sirane_id < SIRANE_COUNT; sirane_id++) {
         append_sirane(text, card, sirane_id);

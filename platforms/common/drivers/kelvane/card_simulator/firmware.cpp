@@ -100,23 +100,27 @@ uint32_t run_command(card &card, uint32_t sirane_id, const command_row &row, mai
 void answer_command(card &card, uint32_t sirane_id)
 {
     mailbox_message message = std::move(card.firmware.siranes[sirane_id].commands.message);
-    const command_row *row = command_row_of(message.header.cmd);
-    if (row == nullptr) {
-        return; // cannot be: it was looked up before the message was accepted
-    }
-    message.header.rc = run_command(card, sirane_id, *row, message);
-    message.header.size = row->words;
-    if (faults_strike(card.faults, fault_kind::drop_answer, row->command)) {
+    const command_row &row = *command_row_of(message.header.cmd); // else it had not been accepted
+    message.header.rc = run_command(card, sirane_id, row, message);
+    message.header.size = row.words;
+    if (faults_strike(card.faults, fault_kind::drop_answer, row.command)) {
         return;
     }
     corrupt_answer(card, message.header);
     uint32_t delay_ms = 0;
-    if (faults_strike(card.faults, fault_kind::delay, row->command, &delay_ms)) {
+    if (faults_strike(card.faults, fault_kind::delay, row.command, &delay_ms)) {
         card.firmware.late.push_back(
             {wait_monotonic() + delay_ms * NS_PER_MS, sirane_id, std::move(message)});
         return;
     }
     firmware_post(card, sirane_id, MBOX_RESPONSE, std::move(message));
+}
+
+// A host that sends and never takes an answer is refused before its answers fill the memory.
+bool has_room_for_answer(const firmware &firmware, uint32_t sirane_id)
+{
+    return firmware.siranes[sirane_id].out[MBOX_RESPONSE].queue.size() + firmware.late.size() <
+           MESSAGES_AT_MOST;
 }
 
 void command_state_written(card &card, uint32_t sirane_id, uint32_t state)
@@ -129,6 +133,7 @@ void command_state_written(card &card, uint32_t sirane_id, uint32_t state)
     } else if (state == MBOX_STATE_READY && inbox_take(commands, card.bar)) {
         const mbox_data_header &header = commands.message.header;
         const bool refused = command_row_of(header.cmd) == nullptr || header.size > MBOX_DATA_WORDS ||
+                             !has_room_for_answer(card.firmware, sirane_id) ||
                              faults_strike(card.faults, fault_kind::refuse, header.cmd);
         if (refused) {
             inbox_refuse(commands, card.bar);
@@ -209,14 +214,17 @@ void card_register_written(card &card, uint32_t offset, uint32_t value)
         dap_state_written(card, value);
     } else if (offset == KEEP_ALIVE.resp_reg_to_write) {
         token_written(card, value);
-    } else if (offset == TRIGGER_RESET_REG) {
-        reset_trigger_written(card, value);
     }
 }
 
-// Interrupts are the work of the logic around the processor: they go on while the firmware is down.
-bool interrupt_register_written(card &card, uint32_t offset)
+// Interrupts and the reset trigger are the work of the logic around the processor: they go on while the
+// firmware hangs or is down.
+bool logic_register_written(card &card, uint32_t offset, uint32_t value)
 {
+    if (offset == TRIGGER_RESET_REG) {
+        reset_trigger_written(card, value);
+        return true;
+    }
     if (offset == MSI_STATUS_REG) {
         card_raise_interrupts(card, msi_host_cleared(card.firmware.interrupts, card.bar));
         return true;
@@ -237,7 +245,9 @@ void come_up(card &card)
     }
     publish_tables(card.state, card.bar);
     for (uint32_t sirane_id = 0; sirane_id < SIRANE_COUNT; sirane_id++) {
-        bring_sirane_up(card, sirane_id);
+        if (card.firmware.siranes[sirane_id].failing_resets == 0) {
+            bring_sirane_up(card, sirane_id);
+        }
     }
     bar_write(card.bar, DAP.waiting_reg, MBOX_STATE_IDLE);
     card.firmware.up = true;
@@ -284,7 +294,7 @@ void firmware_start_slowly(card &card, uint32_t attempts)
 
 void firmware_host_wrote(card &card, uint32_t offset, uint32_t value)
 {
-    if (interrupt_register_written(card, offset)) {
+    if (logic_register_written(card, offset, value)) {
         return;
     }
     if (card.firmware.hung) {
@@ -343,6 +353,11 @@ uint64_t firmware_next_due(const card &card)
 
 void firmware_post(card &card, uint32_t sirane_id, uint32_t mbox, mailbox_message message)
 {
-    card.firmware.siranes[sirane_id].out[mbox].queue.push_back(std::move(message));
+    std::deque<mailbox_message> &queue = card.firmware.siranes[sirane_id].out[mbox].queue;
+    if (queue.size() >= MESSAGES_AT_MOST) {
+        card.firmware.lost_messages++;
+        return;
+    }
+    queue.push_back(std::move(message));
     offer_next(card, sirane_id, mbox);
 }

@@ -18,7 +18,8 @@ struct card;
 
 constexpr uint64_t FIRMWARE_START_NS = 1000000000; // from a restart until it is up
 constexpr uint64_t FIRMWARE_NOTHING_DUE = UINT64_MAX;
-constexpr uint32_t OUTBOX_COUNT = 3; // MBOX_RESPONSE, MBOX_PM, MBOX_ALARM
+constexpr size_t MESSAGES_AT_MOST = 64; // in the queue of a mailbox, for a host that takes none
+constexpr uint32_t OUTBOX_COUNT = 3;    // MBOX_RESPONSE, MBOX_PM, MBOX_ALARM
 
 struct late_answer {
     uint64_t due_ns;
@@ -43,6 +44,7 @@ struct firmware {
     sirane_mailboxes siranes[SIRANE_COUNT];
     msi interrupts;
     std::vector<late_answer> late;
+    uint64_t lost_messages = 0;           // for which a queue had no room
     std::map<uint32_t, uint32_t> unheard; // last write of each register while hung
 };
 
@@ -65,7 +67,8 @@ void firmware_host_wrote(card &card, uint32_t offset, uint32_t value);
 void firmware_step(card &card);
 uint64_t firmware_next_due(const card &card);
 
-// Puts a message into the queue of a mailbox towards the host.
+// Puts a message into the queue of a mailbox towards the host. When that is full the message is lost,
+// and counted.
 void firmware_post(card &card, uint32_t sirane_id, uint32_t mbox, mailbox_message message);
 
 #endif

@@ -6,13 +6,14 @@
 #include <fstream>
 #include <unistd.h>
 
+#include "card_simulator/card_record.h"
 #include "card_simulator/control_socket.h"
 
 namespace {
 
 void show_prompt(const prompt &prompt)
 {
-    if (prompt.terminal) {
+    if (prompt.terminal && !prompt.server->card->quit_asked) {
         std::fputs("card> ", stdout);
         std::fflush(stdout);
     }
