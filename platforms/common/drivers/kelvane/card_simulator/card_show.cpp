@@ -1,0 +1,163 @@
+#include "card_simulator/card_show.h"
+
+#include <cinttypes>
+#include <cstdarg>
+#include <cstdio>
+#include <string_view>
+
+#include "card_simulator/error_words.h"
+#include "card_simulator/registers.h"
+#include "kelvane_bar.h"
+
+namespace {
+
+constexpr uint32_t REGISTERS_SHOWN = 24; // of a device
+
+struct mailbox_line {
+    uint32_t mbox;
+    const char *name;
+};
+
+constexpr mailbox_line MAILBOX_LINES[] = {
+    {MBOX_COMMAND, "command"},
+    {MBOX_RESPONSE, "response"},
+    {MBOX_PM, "pm"},
+    {MBOX_ALARM, "alarm"},
+};
+
+[[gnu::format(printf, 2, 3)]] void append(std::string &text, const char *format, ...)
+{
+    char line[256];
+    va_list arguments;
+    va_start(arguments, format);
+    std::vsnprintf(line, sizeof line, format, arguments);
+    va_end(arguments);
+    text += line;
+}
+
+const char *firmware_condition(const card &card)
+{
+    if (card.bar.removed) {
+        return "removed";
+    }
+    if (card.firmware.hung) {
+        return "hung";
+    }
+    return card.firmware.up ? "up" : "starting";
+}
+
+std::string_view name_of_register(uint32_t device, uint32_t number)
+{
+    for (const named_register &named : SIRANE_REGISTERS) {
+        if (is_sirane_device(device) && named.number == number) {
+            return named.name;
+        }
+    }
+    return "";
+}
+
+void append_registers(std::string &text, const card &card, uint32_t device)
+{
+    uint32_t changed = 0;
+    for (const auto &[number, value] : card.state.devices[device].registers) {
+        const uint32_t start = register_start(device, number);
+        if (value == start || ++changed > REGISTERS_SHOWN) {
+            continue;
+        }
+        const std::string_view name = name_of_register(device, number);
+        append(text, "    register 0x%04x = 0x%08x, 0x%08x after a reset  %.*s\n", number, value, start,
+               static_cast<int>(name.size()), name.data());
+    }
+    if (changed > REGISTERS_SHOWN) {
+        append(text, "    and %u registers more\n", changed - REGISTERS_SHOWN);
+    }
+}
+
+void append_mailbox(std::string &text, const card &card, uint32_t sirane_id, const mailbox_line &line)
+{
+    const mbox_registers registers = mbox_registers_of(sirane_id, line.mbox);
+    append(text, "    mailbox %-8s H %u F %u", line.name, bar_read(card.bar, registers.resp_reg_to_write),
+           bar_read(card.bar, registers.waiting_reg));
+    if (line.mbox < OUTBOX_COUNT) {
+        append(text, ", %zu waiting", card.firmware.siranes[sirane_id].out[line.mbox].queue.size());
+    }
+    text += '\n';
+}
+
+void append_sirane(std::string &text, const card &card, uint32_t sirane_id)
+{
+    const uint32_t device = sirane_device(sirane_id);
+    const device_state &state = card.state.devices[device];
+    append(text, "device %u, sirane %u: %s power, %u resets, last diagnostic %u, interrupt %s\n", device,
+           sirane_id, state.low_power ? "low" : "high", state.resets, state.last_diagnostic,
+           (bar_read(card.bar, MSI_STATUS_REG) >> sirane_id & 1) != 0 ? "pending" : "not pending");
+    for (const mailbox_line &line : MAILBOX_LINES) {
+        append_mailbox(text, card, sirane_id, line);
+    }
+    append_registers(text, card, device);
+}
+
+struct fault_line {
+    fault_kind kind;
+    const char *name;
+    bool has_subject;
+    bool has_value;
+};
+
+constexpr fault_line FAULT_LINES[] = {
+    {fault_kind::refuse, "refuse", true, false},
+    {fault_kind::error, "error", true, true},
+    {fault_kind::delay, "delay", true, true},
+    {fault_kind::drop_answer, "drop-answer", true, false},
+    {fault_kind::corrupt, "corrupt header word", true, true},
+    {fault_kind::drop_interrupt, "drop-interrupt", false, false},
+};
+
+void append_fault(std::string &text, const armed_fault &fault)
+{
+    for (const fault_line &line : FAULT_LINES) {
+        if (line.kind != fault.kind) {
+            continue;
+        }
+        append(text, "fault: %s", line.name);
+        if (line.has_subject) {
+            append(text, " %u", fault.subject);
+        }
+        if (line.has_value) {
+            const std::string_view name =
+                fault.kind == fault_kind::error ? name_of_error_word(fault.value) : std::string_view{};
+            append(text, fault.kind == fault_kind::delay ? " %u ms" : " 0x%x", fault.value);
+            append(text, "%s%.*s", name.empty() ? "" : " ", static_cast<int>(name.size()), name.data());
+        }
+        if (fault.left == FAULT_ALWAYS) {
+            text += ", always\n";
+        } else {
+            append(text, ", %u times\n", fault.left);
+        }
+    }
+}
+
+} // namespace
+
+std::string card_show(const card &card)
+{
+    std::string text;
+    append(text, "firmware %u.%u, %s, started %u times, seed %" PRIu64 "\n", card.state.firmware_major,
+           card.state.firmware_minor, firmware_condition(card), card.state.starts, card.state.seed);
+    append(text, "%u clients, %" PRIu64 " interrupts raised, watch %s, trace level 0x%08x\n",
+           card.clients.load(), card.interrupts, card.state.watch_on ? "on" : "off", card.state.trace_level);
+    append(text, "%" PRIu64 " messages lost for want of room\n", card.firmware.lost_messages);
+    append_registers(text, card, BOARD_DEVICE);
+    for (uint32_t sirane_id = 0; sirane_id < SIRANE_COUNT; sirane_id++) {
+        append_sirane(text, card, sirane_id);
+        for (uint32_t device = sirane_device(sirane_id) + 1; is_module_device(device); device++) {
+            append(text, "device %u, module: %s\n", device,
+                   card.state.devices[device].plugged ? "plugged" : "not plugged");
+            append_registers(text, card, device);
+        }
+    }
+    for (const armed_fault &fault : card.faults.armed) {
+        append_fault(text, fault);
+    }
+    return text;
+}

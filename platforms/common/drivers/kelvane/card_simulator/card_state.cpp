@@ -1,0 +1,157 @@
+#include "card_simulator/card_state.h"
+
+#include <algorithm>
+
+#include "card_simulator/registers.h"
+#include "kelvane_bar.h"
+
+namespace {
+
+constexpr uint32_t BOARD_ID = 0x21040003; // real hardware: the top byte is not above 0x32
+constexpr uint32_t TRACE_LEVEL_AT_START = 0x00000003;
+
+constexpr uint32_t bundle_version(uint32_t major, uint32_t minor)
+{
+    return major << 16 | (minor & 0xFFFF);
+}
+
+constexpr uint32_t dated_version(uint32_t major, uint32_t minor, uint32_t year, uint32_t month, uint32_t day)
+{
+    return major << 24 | minor << 16 | year << 9 | month << 5 | day;
+}
+
+// The upper byte is the major version, the lower three the minor one.
+constexpr uint32_t sirane_version(uint32_t major, uint32_t minor)
+{
+    return major << 24 | minor;
+}
+
+// Words of a sirane's information table.
+enum sirane_info_word : uint32_t {
+    BANK_0_VERSION = 0,
+    BANK_1_VERSION = 1,
+    BANK_0_VALID = 2,
+    BANK_1_VALID = 3,
+    DOWNLOADED_BANK = 4,
+    RUNNING_BANK = 5,
+    FIRST_MODULE_SOFTWARE = 64,
+    SECOND_MODULE_SOFTWARE = 128,
+    MODULE_VERSION = 1, // relative to the two above
+};
+
+constexpr uint32_t SIRANE_OLD_IMAGE = sirane_version(2, 6);
+constexpr uint32_t SIRANE_IMAGE_IN_USE = sirane_version(2, 7);
+constexpr uint32_t MODULE_SOFTWARE = bundle_version(1, 18);
+
+void publish_sirane(const card_state &state, bar &bar, uint32_t sirane_id)
+{
+    const uint32_t table = sirane_info_table(sirane_id);
+    const auto put = [&bar, table](uint32_t word, uint32_t value) {
+        bar_write(bar, table + 4 * word, value);
+    };
+    put(BANK_0_VERSION, SIRANE_OLD_IMAGE);
+    put(BANK_1_VERSION, SIRANE_IMAGE_IN_USE);
+    put(BANK_0_VALID, 1);
+    put(BANK_1_VALID, 1);
+    put(DOWNLOADED_BANK, 1);
+    put(RUNNING_BANK, 1);
+    const uint32_t module = sirane_device(sirane_id) + 1;
+    put(FIRST_MODULE_SOFTWARE + MODULE_VERSION, state.devices[module].plugged ? MODULE_SOFTWARE : 0);
+    put(SECOND_MODULE_SOFTWARE + MODULE_VERSION, state.devices[module + 1].plugged ? MODULE_SOFTWARE : 0);
+}
+
+} // namespace
+
+uint32_t device_of_address(uint32_t device_address)
+{
+    const uint32_t type = device_address >> 24 & 0xF;
+    const uint32_t sirane_id = device_address >> 16 & 0xFF;
+    const uint32_t network_port = device_address >> 8 & 0xFF;
+    const uint32_t host_port = device_address & 0xFF;
+    if (type != 0xF) {
+        return (device_address & 0x00FFFFFF) == 0x00FFFFFF ? BOARD_DEVICE : DEVICE_NONE;
+    }
+    if (sirane_id >= SIRANE_COUNT) {
+        return DEVICE_NONE;
+    }
+    if (network_port == 0xFF) {
+        return sirane_device(sirane_id);
+    }
+    return network_port < DEVICES_PER_SIRANE - 1 && host_port == 0xFF
+               ? sirane_device(sirane_id) + 1 + network_port
+               : DEVICE_NONE;
+}
+
+uint32_t register_start(uint32_t device, uint32_t number)
+{
+    if (!is_sirane_device(device)) {
+        return 0;
+    }
+    const auto *named = std::ranges::find(SIRANE_REGISTERS, number, &named_register::number);
+    return named == std::end(SIRANE_REGISTERS) ? 0 : named->start;
+}
+
+uint32_t register_value(const card_state &state, uint32_t device, uint32_t number)
+{
+    const auto written = state.devices[device].registers.find(number);
+    return written == state.devices[device].registers.end() ? register_start(device, number)
+                                                            : written->second;
+}
+
+void reset_device(card_state &state, uint32_t device)
+{
+    device_state &it = state.devices[device];
+    it.registers.clear();
+    it.last_diagnostic = 0;
+    it.low_power = false;
+    it.laser_times_out = false;
+    it.resets++;
+}
+
+void card_state_firmware_start(card_state &state)
+{
+    state.trace_level = TRACE_LEVEL_AT_START;
+    state.watch_on = false;
+    state.starts++;
+}
+
+void card_state_power_on(card_state &state)
+{
+    for (device_state &device : state.devices) {
+        const bool plugged = device.plugged;
+        device = {};
+        device.plugged = plugged;
+    }
+    card_state_firmware_start(state);
+}
+
+void publish_tables(const card_state &state, bar &bar)
+{
+    const uint32_t major = state.firmware_major;
+    const uint32_t minor = state.firmware_minor;
+    const uint32_t controller[ZYNQ_INFO_WORDS] = {
+        ZYNQ_WORKING_IMAGE_RUNS,
+        bundle_version(major, minor),
+        dated_version(1, 4, 20, 2, 11), // first stage boot loader
+        dated_version(major & 0xFF, minor & 0xFF, 21, 8, 3),
+        ZYNQ_IS_BARE_METAL,
+        0x20210803, // programmable logic
+        bundle_version(major, minor),
+        bundle_version(2, 4), // golden image
+        ZYNQ_SECURE_BOOT,
+        0x00000001,
+        0x0000C0A2, // card
+        0x00000002,
+        0x00000051, // board of the siranes
+        0x00000003,
+        0,
+        0,
+    };
+    bar_write(bar, BOARD_ID_REG, BOARD_ID);
+    for (uint32_t i = 0; i < ZYNQ_INFO_WORDS; i++) {
+        bar_write(bar, ZYNQ_INFO_TABLE + 4 * i, controller[i]);
+    }
+    for (uint32_t sirane_id = 0; sirane_id < SIRANE_COUNT; sirane_id++) {
+        publish_sirane(state, bar, sirane_id);
+    }
+}

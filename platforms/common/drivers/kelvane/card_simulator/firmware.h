@@ -1,0 +1,74 @@
+// The firmware loop: takes what the host writes, runs commands, offers messages, raises interrupts.
+//
+// H is the state register that the host writes, F the one that it reads. The firmware never shows 0 or
+// a value that is no state once it is up; publishes in the order data, header, F = 4, interrupt source,
+// pending bit, interrupt; and never overwrites a message that it offered.
+#ifndef CARD_SIMULATOR_FIRMWARE_H
+#define CARD_SIMULATOR_FIRMWARE_H
+
+#include <cstdint>
+#include <map>
+#include <vector>
+
+#include "card_simulator/mailbox.h"
+#include "card_simulator/msi.h"
+#include "kelvane_mbox.h"
+
+struct card;
+
+constexpr uint64_t FIRMWARE_START_NS = 1000000000; // from a restart until it is up
+constexpr uint64_t FIRMWARE_NOTHING_DUE = UINT64_MAX;
+constexpr size_t MESSAGES_AT_MOST = 64; // in the queue of a mailbox, for a host that takes none
+constexpr uint32_t OUTBOX_COUNT = 3;    // MBOX_RESPONSE, MBOX_PM, MBOX_ALARM
+
+struct late_answer {
+    uint64_t due_ns;
+    uint32_t sirane_id;
+    mailbox_message message;
+};
+
+struct sirane_mailboxes {
+    bool up = false;
+    uint32_t failing_resets = 0; // so many resets by the host will still find it not up
+    bool reset_begun = false;    // the host wrote 0 to the command mailbox
+    inbox commands;
+    outbox out[OUTBOX_COUNT];
+};
+
+struct firmware {
+    bool up = false;
+    bool hung = false;
+    bool cold_start = false; // the start under way is one with power lost
+    bool reset_armed = false;
+    uint64_t up_at_ns = 0;
+    sirane_mailboxes siranes[SIRANE_COUNT];
+    msi interrupts;
+    std::vector<late_answer> late;
+    uint64_t lost_messages = 0;           // for which a queue had no room
+    std::map<uint32_t, uint32_t> unheard; // last write of each register while hung
+};
+
+// From nothing to up, at once.
+void firmware_start(card &card);
+
+// Goes down and comes up again after FIRMWARE_START_NS; `cold` as after a loss of power.
+void firmware_restart(card &card, bool cold);
+
+void firmware_hang(card &card);
+void firmware_resume(card &card);
+
+// The next link-up finds the firmware not up for so many attempts.
+void firmware_start_slowly(card &card, uint32_t attempts);
+
+// The host wrote a posted register.
+void firmware_host_wrote(card &card, uint32_t offset, uint32_t value);
+
+// Does what is due, and says when it wants to be called again (wait_monotonic).
+void firmware_step(card &card);
+uint64_t firmware_next_due(const card &card);
+
+// Puts a message into the queue of a mailbox towards the host. When that is full the message is lost,
+// and counted.
+void firmware_post(card &card, uint32_t sirane_id, uint32_t mbox, mailbox_message message);
+
+#endif
