@@ -33,6 +33,10 @@
 
 #include <stdint.h>
 
+#include "kelvane_arm_errors.h"
+#include "kelvane_records.h"
+#include "kelvane_reserved.h"
+
 #ifdef __cplusplus
 extern "C" {
 #endif
@@ -66,210 +70,6 @@ enum kelvane_return_code {
     KELVANE_RET_CODE_VERSION_MISMATCH = 0xFAAD,
     KELVANE_RET_CODE_DEVICE_UNAVAILABLE = 0xFAAE,
     KELVANE_RET_CODE_DEVICE_NOT_READY = 0xFAAF,
-};
-
-/* The firmware's error words: 32-bit words with the top bit set, here as the negative numbers that an
- * operation returns. KELVANE_ARM_ERROR(0x00010013) is the word 0x80010013. */
-#define KELVANE_ARM_ERROR(low_31_bits) (-2147483647 - 1 + (low_31_bits))
-
-enum kelvane_arm_error {
-    /* general */
-    ORDUNE_FAILURE = KELVANE_ARM_ERROR(0x00000001),
-    ORDUNE_NOT_EXISTING_DEVICE = KELVANE_ARM_ERROR(0x00000003),
-    ORDUNE_NULL_POINTER = KELVANE_ARM_ERROR(0x00000005),
-    ORDUNE_INDEX_MISMATCH = KELVANE_ARM_ERROR(0x00000007),
-    ORDUNE_MUTEX_CREATE_FAILED = KELVANE_ARM_ERROR(0x00000009),
-    ORDUNE_MUTEX_DESTROY_FAILED = KELVANE_ARM_ERROR(0x0000000B),
-    ORDUNE_TOO_MANY_DEVICES = KELVANE_ARM_ERROR(0x0000000D),
-    ORDUNE_ALREADY_INITIALIZED = KELVANE_ARM_ERROR(0x0000000F),
-    ORDUNE_NOT_INITIALIZED = KELVANE_ARM_ERROR(0x00000011),
-    ORDUNE_MALLOC_FAILED = KELVANE_ARM_ERROR(0x00000013),
-    /* mailbox */
-    ORDUNE_MBOX_ERROR = KELVANE_ARM_ERROR(0x00010001),
-    ORDUNE_MBOX_FAIL_SNDPM = KELVANE_ARM_ERROR(0x00010003),
-    ORDUNE_MBOX_FAIL_SNDALM = KELVANE_ARM_ERROR(0x00010005),
-    ORDUNE_MBOX_FAIL_SNDCOMMAN = KELVANE_ARM_ERROR(0x00010007),
-    ORDUNE_MBOX_FAIL_SNDSEQTSK = KELVANE_ARM_ERROR(0x00010009),
-    ORDUNE_MBOX_FAIL_SNDMBOXTSK = KELVANE_ARM_ERROR(0x0001000B),
-    ORDUNE_MBOX_WRONG_STATE = KELVANE_ARM_ERROR(0x0001000D),
-    ORDUNE_MBOX_WRONG_ID = KELVANE_ARM_ERROR(0x0001000F),
-    ORDUNE_MBOX_NOBUFF = KELVANE_ARM_ERROR(0x00010011),
-    ORDUNE_MBOX_BUSY = KELVANE_ARM_ERROR(0x00010013),
-    /* command execution */
-    ORDUNE_GENERIC_CMD_ERROR = KELVANE_ARM_ERROR(0x00100001),
-    ORDUNE_SLICE_NOT_AVAILABLE = KELVANE_ARM_ERROR(0x00100003),
-    ORDUNE_INVALID_CMD = KELVANE_ARM_ERROR(0x00100005),
-    ORDUNE_INVALID_PHY = KELVANE_ARM_ERROR(0x00100007),
-    ORDUNE_INVALID_LENGTH = KELVANE_ARM_ERROR(0x00100009),
-    ORDUNE_INVALID_PAGE = KELVANE_ARM_ERROR(0x0010000B),
-    ORDUNE_INVALID_DEV = KELVANE_ARM_ERROR(0x0010000D),
-    ORDUNE_TIMEOUT = KELVANE_ARM_ERROR(0x0010000F),
-    ORDUNE_OPERATION_NOT_ALLOWED = KELVANE_ARM_ERROR(0x00100011),
-    ORDUNE_INTF_BUSY = KELVANE_ARM_ERROR(0x00100013),
-    ORDUNE_CMD_FAILED = KELVANE_ARM_ERROR(0x00100015),
-    ORDUNE_INVALID_DEVICE = KELVANE_ARM_ERROR(0x00100017),
-    ORDUNE_FSM_OPERATION_NOT_ALLOWED = KELVANE_ARM_ERROR(0x00100019),
-    ORDUNE_UNABLE_SEND_MSG2EXECUTOR = KELVANE_ARM_ERROR(0x0010001B),
-    /* interface */
-    ORDUNE_GENERIC_INTERF_SET = KELVANE_ARM_ERROR(0x00200001),
-    ORDUNE_INVALID_RATE = KELVANE_ARM_ERROR(0x00200003),
-    /* upgrade and flash */
-    ORDUNE_UPGRADE_ERROR = KELVANE_ARM_ERROR(0x00300001),
-    ORDUNE_MD5_FAIL = KELVANE_ARM_ERROR(0x00300003),
-    ORDUNE_FLASH_ERASEERROR = KELVANE_ARM_ERROR(0x00300005),
-    ORDUNE_FLASH_WRITEERROR = KELVANE_ARM_ERROR(0x00300007),
-    ORDUNE_FLASH_WRONGDEV = KELVANE_ARM_ERROR(0x00300009),
-    ORDUNE_FLASH_READERROR = KELVANE_ARM_ERROR(0x0030000B),
-    ORDUNE_UPGRADE_IN_PROGRESS = KELVANE_ARM_ERROR(0x0030000D),
-    /* internal tasks */
-    ORDUNE_INTERNAL_TASKS_ERROR = KELVANE_ARM_ERROR(0x00400001),
-    ORDUNE_ALL_SEQ_TASKS_BUSY = KELVANE_ARM_ERROR(0x00400003),
-    ORDUNE_ENQUEUE_MSG_FAILED = KELVANE_ARM_ERROR(0x00400005),
-    /* pluggable module */
-    ORDUNE_XPM2_GENERIC_ERROR = KELVANE_ARM_ERROR(0x00500001),
-    ORDUNE_XPM2_PWRFAIL = KELVANE_ARM_ERROR(0x00500003),
-    ORDUNE_XPM2_POUTFAIL = KELVANE_ARM_ERROR(0x00500005),
-    ORDUNE_XPM2_WLFAIL = KELVANE_ARM_ERROR(0x00500007),
-    ORDUNE_XPM2_MODFAIL = KELVANE_ARM_ERROR(0x00500009),
-    ORDUNE_XPM2_GETSTATFAIL = KELVANE_ARM_ERROR(0x0050000B),
-    ORDUNE_XPM2_GETRDYFAIL = KELVANE_ARM_ERROR(0x0050000D),
-    ORDUNE_XPM2_ENODEV = KELVANE_ARM_ERROR(0x0050000F),
-    ORDUNE_XPM2_NOVALIDCAL = KELVANE_ARM_ERROR(0x00500011),
-    ORDUNE_XPM2_TUOUT = KELVANE_ARM_ERROR(0x00500013),
-    ORDUNE_XPM2_INVALIDDETECTION = KELVANE_ARM_ERROR(0x00500015),
-    ORDUNE_XPM2_REMOVEDONDETECTION = KELVANE_ARM_ERROR(0x00500017),
-    ORDUNE_XPM2_LASERON_INPROGRESS = KELVANE_ARM_ERROR(0x00500019),
-    ORDUNE_XPM2_FWDWL_ERR_CRC = KELVANE_ARM_ERROR(0x0050001B),
-    ORDUNE_XPM2_FWDWL_ERR_MODULE_BUSY = KELVANE_ARM_ERROR(0x0050001D),
-    ORDUNE_XPM2_FWDWL_ERR_LENGHT = KELVANE_ARM_ERROR(0x0050001F),
-    ORDUNE_XPM2_FWDWL_ERR_FLASH_WRITE = KELVANE_ARM_ERROR(0x00500021),
-    ORDUNE_XPM2_FWDWL_ERR_BAD_IMAGE = KELVANE_ARM_ERROR(0x00500023),
-    ORDUNE_XPM2_FWDWL_ERR_COMMIT_FAIL = KELVANE_ARM_ERROR(0x00500025),
-    ORDUNE_XPM2_FWDWL_ERR_MODULE_POLL = KELVANE_ARM_ERROR(0x00500027),
-    ORDUNE_XPM2_GET_OA_ERR = KELVANE_ARM_ERROR(0x00500029),
-    ORDUNE_XPM2_SET_OA_ERR = KELVANE_ARM_ERROR(0x0050002B),
-    ORDUNE_XPM2_UNKWON = KELVANE_ARM_ERROR(0x0050002D),
-    ORDUNE_XPM2_SATRT_SEMTUOUT = KELVANE_ARM_ERROR(0x0050002F),
-    ORDUNE_XPM2_PIN_INTERF_ERROR = KELVANE_ARM_ERROR(0x00500031),
-    /* `sirane` general */
-    ORDUNE_SIRANE_GENERIC_ERROR = KELVANE_ARM_ERROR(0x00600001),
-    ORDUNE_SIRANE_BUSY = KELVANE_ARM_ERROR(0x00600003),
-    ORDUNE_SIRANE_MDIOCMD_FAIL = KELVANE_ARM_ERROR(0x00600005),
-    ORDUNE_SIRANE_MDIOCMD_TOUT = KELVANE_ARM_ERROR(0x00600007),
-    /* `sirane` firmware download */
-    ORDUNE_SIRANE_FWDWL_FAIL = KELVANE_ARM_ERROR(0x00610001),
-    ORDUNE_SIRANE_SD_FAIL = KELVANE_ARM_ERROR(0x00610003),
-    ORDUNE_SIRANE_FWUPG_FAIL = KELVANE_ARM_ERROR(0x00610005),
-    ORDUNE_SIRANE_SLA_LOAD_FAIL = KELVANE_ARM_ERROR(0x00610007),
-    ORDUNE_SIRANE_SLA_SERVICE_FAIL = KELVANE_ARM_ERROR(0x00610009),
-    ORDUNE_SIRANE_SLA_ENABLE_FAIL = KELVANE_ARM_ERROR(0x0061000B),
-    ORDUNE_SIRANE_SLA_MDIOWTOUT = KELVANE_ARM_ERROR(0x0061000D),
-    ORDUNE_SIRANE_SLA_RD_MDIOWTOUT = KELVANE_ARM_ERROR(0x0061000F),
-    ORDUNE_SIRANE_SLA_WR_MDIOWTOUT = KELVANE_ARM_ERROR(0x00610011),
-    ORDUNE_SIRANE_SLA_FIFO_FAIL = KELVANE_ARM_ERROR(0x00610013),
-    ORDUNE_SIRANE_SLA_FIFO_MDIOWTOUT = KELVANE_ARM_ERROR(0x00610015),
-    ORDUNE_SIRANE_FW_DWL_FAIL = KELVANE_ARM_ERROR(0x00610017),
-    ORDUNE_SIRANE_FW_DWL_MDIOWTOUT = KELVANE_ARM_ERROR(0x00610019),
-    ORDUNE_SIRANE_FW_DWL_MDIOWTOUTLOOP = KELVANE_ARM_ERROR(0x0061001B),
-    ORDUNE_SIRANE_FW_DWL_BLOCK_FAIL = KELVANE_ARM_ERROR(0x0061001D),
-    ORDUNE_SIRANE_FW_DWL_MDIOWTOUTENDLOOP = KELVANE_ARM_ERROR(0x0061001F),
-    ORDUNE_SIRANE_FW_DWL_MDIOWTOUT_RUNB = KELVANE_ARM_ERROR(0x00610021),
-    ORDUNE_SIRANE_FW_DWL_FAIL_COMMIT = KELVANE_ARM_ERROR(0x00610023),
-    /* `sirane` set laser */
-    ORDUNE_SIRANE_SETLASER_ERROR = KELVANE_ARM_ERROR(0x00620001),
-    ORDUNE_SIRANE_SETLASER_CDB_MDIO_ERROR = KELVANE_ARM_ERROR(0x00620003),
-    ORDUNE_SIRANE_SETLASER_CDB_ERROR = KELVANE_ARM_ERROR(0x00620005),
-    ORDUNE_SIRANE_SETLASER_CDB_BUSY = KELVANE_ARM_ERROR(0x00620007),
-    ORDUNE_SIRANE_SETLASER_NOXPM_ERROR = KELVANE_ARM_ERROR(0x00620009),
-    ORDUNE_SIRANE_SETLASER_FAIL2START = KELVANE_ARM_ERROR(0x0062000B),
-    ORDUNE_SIRANE_SETLASER_RATENOTDUPPORTED = KELVANE_ARM_ERROR(0x0062000D),
-    ORDUNE_SIRANE_SETLASER_HOST_TUNE_ERR = KELVANE_ARM_ERROR(0x0062000F),
-    ORDUNE_SIRANE_SETLASER_PWRFAIL2START = KELVANE_ARM_ERROR(0x00620011),
-    ORDUNE_SIRANE_SETLASER_PWRFAIL2STOP = KELVANE_ARM_ERROR(0x00620011),
-    /* `sirane` power */
-    ORDUNE_SIRANE_PWR_FAIL = KELVANE_ARM_ERROR(0x00630001),
-    ORDUNE_SIRANE_PWR_5V_FAIL = KELVANE_ARM_ERROR(0x00630003),
-    ORDUNE_SIRANE_PWR_UNRST_FAIL = KELVANE_ARM_ERROR(0x00630005),
-    ORDUNE_SIRANE_PWR_RST_FAIL = KELVANE_ARM_ERROR(0x00630007),
-    /* `sirane` network configuration */
-    ORDUNE_SIRANE_NTWCFG_ERROR = KELVANE_ARM_ERROR(0x00700001),
-    ORDUNE_SIRANE_NTWCFG_INVRATE = KELVANE_ARM_ERROR(0x00700003),
-    /* MDIO */
-    ORDUNE_MDIO_ERROR = KELVANE_ARM_ERROR(0x00800001),
-    ORDUNE_MDIO_SEM_ERROR = KELVANE_ARM_ERROR(0x00800003),
-    ORDUNE_MDIO_INTF_BUSY_ERROR = KELVANE_ARM_ERROR(0x00800005),
-    ORDUNE_MDIO_TOUT = KELVANE_ARM_ERROR(0x00800007),
-    ORDUNE_MDIO_SEM_BUSY_ERROR = KELVANE_ARM_ERROR(0x00800009),
-    /* control loop */
-    ORDUNE_CNTL_LOOP_ERROR = KELVANE_ARM_ERROR(0x00900001),
-    ORDUNE_CNTL_LOOP_RATENS = KELVANE_ARM_ERROR(0x00900003),
-    /* sequence task */
-    ORDUNE_MBOX_CMDINTR_ERROR = KELVANE_ARM_ERROR(0x01000001),
-    ERROR_PWR_UP_5V = KELVANE_ARM_ERROR(0x01000003),
-    ERROR_PWR_UP_5V_SIRANE_0 = KELVANE_ARM_ERROR(0x01000003),
-    ERROR_PWR_UP_5V_SIRANE_1 = KELVANE_ARM_ERROR(0x01000005),
-    ERROR_PWR_UP_5V_SIRANE_2 = KELVANE_ARM_ERROR(0x01000007),
-    ERROR_SRN_HI_PWR = KELVANE_ARM_ERROR(0x01000009),
-    ERROR_SRN_UNRESET = KELVANE_ARM_ERROR(0x0100000B),
-    ERROR_SRN_UNRESET_0 = KELVANE_ARM_ERROR(0x0100000B),
-    ERROR_SRN_UNRESET_1 = KELVANE_ARM_ERROR(0x0100000D),
-    ERROR_SRN_UNRESET_2 = KELVANE_ARM_ERROR(0x0100000F),
-    ERROR_SRN_LOW_PWR = KELVANE_ARM_ERROR(0x01000011),
-    ERROR_DOWNLOAD = KELVANE_ARM_ERROR(0x01000013),
-    ERROR_SET_TRAFFIC = KELVANE_ARM_ERROR(0x01000015),
-    ERROR_GET_TRAFFIC = KELVANE_ARM_ERROR(0x01000017),
-    ERROR_WRONG_CMD_ATSEQUENCETASK = KELVANE_ARM_ERROR(0x01001001),
-    /* PM notification */
-    ERROR_PM_NOTIFY = KELVANE_ARM_ERROR(0x01200001),
-    ERROR_PM_NOTIFY_SEMTOUT = KELVANE_ARM_ERROR(0x01200003),
-    /* host alarm notification */
-    ERROR_HOST_ALARM_NOTIFY = KELVANE_ARM_ERROR(0x01300001),
-    ERROR_HOST_ALARM_NOTIFY_SEMTOUT = KELVANE_ARM_ERROR(0x01300003),
-    /* network alarm notification */
-    ERROR_NTWK_ALARM_NOTIFY = KELVANE_ARM_ERROR(0x01400001),
-    ERROR_NTWK_ALARM_NOTIFY_SEMTOUT = KELVANE_ARM_ERROR(0x01400003),
-    /* global alarm notification */
-    ERROR_GLB_ALARM_NOTIFY = KELVANE_ARM_ERROR(0x01500001),
-    ERROR_GLB_ALARM_NOTIFY_SEMTOUT = KELVANE_ARM_ERROR(0x01500003),
-    /* generic alarm notification */
-    ERROR_GENERIC_ALARM_NOTIFY = KELVANE_ARM_ERROR(0x01550001),
-    ERROR_GENERIC_ALARM_NOTIFY_SEMTOUT = KELVANE_ARM_ERROR(0x01550003),
-    /* module alarm notification */
-    ERROR_XPM2_ALARM_NOTIFY = KELVANE_ARM_ERROR(0x01600001),
-    ERROR_XPM2_ALARM_NOTIFY_SEMTOUT = KELVANE_ARM_ERROR(0x01600003),
-    /* calibration */
-    ORDUNE_CALIBRATION_ERROR = KELVANE_ARM_ERROR(0x02000001),
-    /* card calibration */
-    ORDUNE_CAL_CARD_IDB_ERROR = KELVANE_ARM_ERROR(0x02100001),
-    ORDUNE_CAL_CARD_IDBCRC_ERROR = KELVANE_ARM_ERROR(0x02100003),
-    ORDUNE_CAL_CARD_IDBENTRY_HEADERENDIAN_ERROR = KELVANE_ARM_ERROR(0x02100005),
-    ORDUNE_CAL_CARD_IDBENTRY_ST_TYPE_IDCODE_ERROR = KELVANE_ARM_ERROR(0x02100007),
-    ORDUNE_CAL_CARD_IDBENTRY_ST_PAYLOAD_SIZE_ERROR = KELVANE_ARM_ERROR(0x02100009),
-    ORDUNE_CAL_CARD_IDBENTRY_VER_ERROR = KELVANE_ARM_ERROR(0x0210000B),
-    ORDUNE_CAL_CARD_IDBENTRY_ST_TARGET_ERROR = KELVANE_ARM_ERROR(0x0210000D),
-    ORDUNE_CAL_CARD_IDBENTRY_END_ENTRYID_ERROR = KELVANE_ARM_ERROR(0x0210000F),
-    ORDUNE_CAL_CARD_IDBENTRY_END_TYPE_CODE_ID_ERROR = KELVANE_ARM_ERROR(0x02100011),
-    ORDUNE_CAL_CARD_IDBENTRY_END_PAYLOAD_SIZE_ERROR = KELVANE_ARM_ERROR(0x02100013),
-    ORDUNE_CAL_CARD_IDBENTRY_NOT_FOUND_ERROR = KELVANE_ARM_ERROR(0x02100015),
-    ORDUNE_CAL_CARD_NETWORK_NOT_FOUND_ERROR = KELVANE_ARM_ERROR(0x02100017),
-    ORDUNE_CAL_CARD_MIRANE_DEF_USED = KELVANE_ARM_ERROR(0x02100019),
-    ORDUNE_CAL_CARD_TOLVAN_DEF_USED = KELVANE_ARM_ERROR(0x0210001B),
-    /* module calibration */
-    ORDUNE_CAL_XPM_ERROR = KELVANE_ARM_ERROR(0x02200001),
-    ORDUNE_CAL_CALDATA_ERROR = KELVANE_ARM_ERROR(0x02200003),
-    /* RSA */
-    ORDUNE_RSA_ERROR = KELVANE_ARM_ERROR(0x04000001),
-    ORDUNE_RSA_RDFLAG_ERROR = KELVANE_ARM_ERROR(0x04000003),
-    ORDUNE_RSA_RDPPK_ERROR = KELVANE_ARM_ERROR(0x04000005),
-    ORDUNE_RSA_CHCK_ERROR = KELVANE_ARM_ERROR(0x04000007),
-    /* PM task */
-    ORDUNE_PMTASK_ERROR = KELVANE_ARM_ERROR(0x05000001),
-    ORDUNE_PMTASK_SIRANESTAT_ERROR = KELVANE_ARM_ERROR(0x05000003),
-    ORDUNE_PMTASK_SIRANEPM_ERROR = KELVANE_ARM_ERROR(0x05000005),
-    ORDUNE_PMTASK_COUNTEROVERFLOW_ERROR = KELVANE_ARM_ERROR(0x05000007),
-    /* QSPI */
-    ORDUNE_QSPI_ERROR = KELVANE_ARM_ERROR(0x08000001),
-    ORDUNE_QSPI_SERVER_ERROR = KELVANE_ARM_ERROR(0x08000003),
 };
 
 /* ---- callbacks ------------------------------------------------------------------------------------
@@ -329,6 +129,15 @@ typedef int32_t (*kelvane_set_laser_cb)(kelvane_handle handle, kelvane_device_ad
                                         uint32_t transaction_id, int32_t result);
 typedef int32_t (*kelvane_set_traffic_type_cb)(kelvane_handle handle, kelvane_device_address device_address,
                                                uint32_t transaction_id, int32_t result);
+
+/* A batch of performance data of the address's sirane, every interval. `record` is valid during the call.
+ * `pm_incremental_id` counts the batches. */
+typedef int32_t (*kelvane_pm_notify_cb)(kelvane_handle handle, kelvane_device_address device_address,
+                                        const kelvane_global_pm *record, uint64_t pm_incremental_id);
+
+/* The alarms of the address's sirane changed. `record` is valid during the call; `value` is the card's. */
+typedef int32_t (*kelvane_alarms_notify_cb)(kelvane_handle handle, kelvane_device_address device_address,
+                                            const global_alarms *record, uint64_t value);
 
 /* ---- life of a device ----------------------------------------------------------------------------- */
 
@@ -485,6 +294,158 @@ int32_t kelvane_set_endianess(kelvane_handle handle);
 /* Resets the card: 1 or 0 chooses the kind. Blocks for 100 ms. Returns 0, KELVANE_RET_CODE_EINVAL for a
  * bad handle or kind, KELVANE_RET_CODE_DEVICE_UNAVAILABLE. */
 int32_t kelvane_set_trigger_reset(kelvane_handle handle, uint32_t trigger_reset);
+
+/* ---- provisioning ----------------------------------------------------------------------------------
+ *
+ * Commands, to the network port (a module port) unless the comment says otherwise. The library judges no
+ * value: the firmware does, with its error words. A reading's output is the firmware's word. */
+
+/* Sets what the port carries (enum kelvane_traffic_type), or switches its laser (1 on). With `fn_cb` NULL a
+ * command like the others. With a callback the operation returns once the request is handed over, and the
+ * callback hears of the outcome, possibly before that: on a library thread, with the firmware's result, or
+ * with KELVANE_RET_CODE_ETIMEDOUT after at least 300 s without an answer. Then also KELVANE_RET_CODE_EBUSY,
+ * when twelve such requests of the sirane are under way. A request whose sending fails returns that code,
+ * and its callback is called with the time-out all the same. */
+int32_t kelvane_set_traffic_type(kelvane_handle handle, kelvane_device_address device_address,
+                                 uint32_t traffic_type, kelvane_set_traffic_type_cb fn_cb,
+                                 uint32_t transaction_id);
+int32_t kelvane_set_laser(kelvane_handle handle, kelvane_device_address device_address, int32_t laser,
+                          kelvane_set_laser_cb fn_cb, int32_t transaction_id);
+int32_t kelvane_get_traffic_type(kelvane_handle handle, kelvane_device_address device_address,
+                                 uint32_t *traffic_type);
+int32_t kelvane_get_laser(kelvane_handle handle, kelvane_device_address device_address, uint32_t *laser);
+
+/* Wavelength of one direction (enum kelvane_tx_rx). Flex-grid channels count in steps ten times finer. */
+int32_t kelvane_set_laser_channel(kelvane_handle handle, kelvane_device_address device_address,
+                                  int32_t channel, int32_t tx_rx);
+int32_t kelvane_get_laser_channel(kelvane_handle handle, kelvane_device_address device_address,
+                                  uint32_t *channel, int32_t tx_rx);
+int32_t kelvane_set_laser_channel_flex_grid(kelvane_handle handle, kelvane_device_address device_address,
+                                            int32_t channel, int32_t tx_rx);
+int32_t kelvane_get_laser_channel_flex_grid(kelvane_handle handle, kelvane_device_address device_address,
+                                            uint32_t *channel, int32_t tx_rx);
+int32_t kelvane_set_laser_bright_tuning(kelvane_handle handle, kelvane_device_address device_address,
+                                        int32_t bright_tuning, int32_t tx_rx);
+int32_t kelvane_get_laser_bright_tuning(kelvane_handle handle, kelvane_device_address device_address,
+                                        uint32_t *bright_tuning, int32_t tx_rx);
+
+/* The provisioned power goes out as a single-precision number (the second form converts its integer), the
+ * run-time power as an integer; neither is scaled. */
+int32_t kelvane_set_optical_output_power(kelvane_handle handle, kelvane_device_address device_address,
+                                         float power);
+int32_t kelvane_set_optical_output_power_v2(kelvane_handle handle, kelvane_device_address device_address,
+                                            int32_t power);
+int32_t kelvane_set_runtime_optical_output_power(kelvane_handle handle, kelvane_device_address device_address,
+                                                 int32_t power);
+int32_t kelvane_get_config_optical_output_power(kelvane_handle handle, kelvane_device_address device_address,
+                                                uint32_t *power);
+
+/* Any address that names a device is sent. */
+int32_t kelvane_is_xpm2_present(kelvane_handle handle, kelvane_device_address device_address,
+                                uint32_t *is_present);
+
+int32_t kelvane_set_tx_disable(kelvane_handle handle, kelvane_device_address device_address, uint32_t enable);
+int32_t kelvane_set_xpm2_led(kelvane_handle handle, kelvane_device_address device_address, uint32_t led);
+int32_t kelvane_get_xpm2_led(kelvane_handle handle, kelvane_device_address device_address, uint32_t *led);
+int32_t kelvane_set_xpm2_simulated_oir(kelvane_handle handle, kelvane_device_address device_address,
+                                       uint32_t value);
+
+/* The host's pair takes any address that names a device, the network's a network port only. */
+int32_t kelvane_set_host_loopback(kelvane_handle handle, kelvane_device_address device_address,
+                                  int32_t enable);
+int32_t kelvane_get_host_loopback(kelvane_handle handle, kelvane_device_address device_address,
+                                  uint32_t *enable);
+int32_t kelvane_set_network_loopback(kelvane_handle handle, kelvane_device_address device_address,
+                                     int32_t enable);
+int32_t kelvane_get_network_loopback(kelvane_handle handle, kelvane_device_address device_address,
+                                     uint32_t *enable);
+
+/* Bounds of the receiver's search for chromatic dispersion. */
+int32_t kelvane_set_rx_cd_low_search_value(kelvane_handle handle, kelvane_device_address device_address,
+                                           int32_t value);
+int32_t kelvane_get_rx_cd_low_search_value(kelvane_handle handle, kelvane_device_address device_address,
+                                           uint32_t *value);
+int32_t kelvane_set_rx_cd_high_search_value(kelvane_handle handle, kelvane_device_address device_address,
+                                            int32_t value);
+int32_t kelvane_get_rx_cd_high_search_value(kelvane_handle handle, kelvane_device_address device_address,
+                                            uint32_t *value);
+
+/* To a sirane. Returns failures of the transport only: the firmware's result is not looked at. */
+int32_t kelvane_set_cons_action(kelvane_handle handle, kelvane_device_address device_address, int32_t ca,
+                                int32_t status);
+
+/* All that is provisioned on a sirane, in the current layout whatever the firmware's age. */
+int32_t kelvane_global_provisioned_config(kelvane_handle handle, kelvane_device_address device_address,
+                                          kelvane_provisioned_config_t *record);
+
+/* ---- inventory and status ------------------------------------------------------------------------- */
+
+/* Inventory of the module in a network port, in the current layout. A command. */
+int32_t kelvane_get_xpm2_inventory_inf(kelvane_handle handle, kelvane_device_address device_address,
+                                       kelvane_xpm2_inventory_t *record);
+
+/* Has the working or golden image (enum kelvane_zynq_run_type) checked. A command, except that the
+ * firmware's result is not looked at; KELVANE_RET_CODE_EINVAL for another kind of image. */
+int32_t kelvane_get_zynq_rsa_check(kelvane_handle handle, int32_t run_type, uint32_t *rsa_check);
+
+/* Control and status registers of a sirane. A command. */
+int32_t kelvane_get_subsystem_status_info(kelvane_handle handle, kelvane_device_address device_address,
+                                          kelvane_subsystem_status_t *record);
+
+/* ---- performance -----------------------------------------------------------------------------------
+ *
+ * Commands. The firmware judges what kind of address a record needs. Records come in the current layout
+ * whatever the firmware's age. */
+
+/* Interval of the counters, 0 to 64 in the firmware's unit; KELVANE_RET_CODE_EINVAL above. */
+int32_t kelvane_set_pm_parameters(kelvane_handle handle, kelvane_device_address device_address,
+                                  uint32_t pm_interval);
+int32_t kelvane_get_xpm2_port_pm(kelvane_handle handle, kelvane_device_address device_address,
+                                 kelvane_xpm2_port_pm *record);
+int32_t kelvane_get_sirane_port_pm(kelvane_handle handle, kelvane_device_address device_address,
+                                   kelvane_sirane_port_pm *record);
+int32_t kelvane_get_host_port_pm(kelvane_handle handle, kelvane_device_address device_address,
+                                 host_pm *record);
+int32_t kelvane_get_generic_pm(kelvane_handle handle, kelvane_device_address device_address,
+                               kelvane_generic_pm *record);
+int32_t kelvane_get_global_pm(kelvane_handle handle, kelvane_device_address device_address,
+                              kelvane_global_pm *record);
+
+/* To a host port, which is checked. */
+int32_t kelvane_dbg_get_hostport_pcs_counters(kelvane_handle handle, kelvane_device_address device_address,
+                                              kelvane_hostport_pcs_counters *record);
+
+/* Subscribes to the performance batches of the address's sirane (1), again with a new callback, or ends
+ * the subscription (0). Returns once the request is handed over: no answer is awaited. Codes of a command
+ * without the firmware's, and KELVANE_RET_CODE_EINVAL for 1 with no callback. After a failed sending the
+ * subscription is made, or ended, all the same. */
+int32_t kelvane_enable_pm_notify(kelvane_handle handle, kelvane_device_address device_address,
+                                 uint32_t enable, kelvane_pm_notify_cb callback);
+
+/* ---- alarms ----------------------------------------------------------------------------------------
+ *
+ * Commands, each for the word of one port or device, or for all of a sirane. */
+int32_t kelvane_get_host_pcs_alarms(kelvane_handle handle, kelvane_device_address device_address,
+                                    uint32_t *alarms);
+int32_t kelvane_get_host_otn_alarms(kelvane_handle handle, kelvane_device_address device_address,
+                                    uint32_t *alarms);
+int32_t kelvane_get_nwtk_port_alarms(kelvane_handle handle, kelvane_device_address device_address,
+                                     uint32_t *alarms);
+int32_t kelvane_get_generic_alarms(kelvane_handle handle, kelvane_device_address device_address,
+                                   uint32_t *alarms);
+int32_t kelvane_get_xpm2_alarms(kelvane_handle handle, kelvane_device_address device_address,
+                                uint32_t *alarms);
+int32_t kelvane_get_global_alarms(kelvane_handle handle, kelvane_device_address device_address,
+                                  global_alarms *record);
+
+/* As kelvane_enable_pm_notify, for alarm changes. */
+int32_t kelvane_enable_alarms_notify(kelvane_handle handle, kelvane_device_address device_address,
+                                     uint32_t enable, kelvane_alarms_notify_cb callback);
+
+/* Has the firmware send `record` to the alarm subscription as if it had changed. Returns once the request
+ * is handed over; codes as above. */
+int32_t kelvane_force_global_alarms_notify(kelvane_handle handle, kelvane_device_address device_address,
+                                           const global_alarms *record);
 
 /* ---- interrupts -----------------------------------------------------------------------------------
  *
