@@ -23,8 +23,9 @@ struct kelvane_handle_record {
     std::atomic<uint32_t> signature;
     std::atomic<uint32_t> dev; // the handle's own number while in use
     kelvane_init_device_t init_device;
-    std::atomic<uint32_t> slot_id;   // of init_device; what log lines print
-    std::atomic<int32_t> pci_mapped; // the gate: released after init_device is written
+    std::atomic<uint32_t> slot_id;     // of init_device; what log lines print
+    std::atomic<uint32_t> client_type; // of init_device
+    std::atomic<int32_t> pci_mapped;   // the gate: released after init_device is written
 
     kelvane_mutex command_mutex[SIRANE_COUNT]; // 0 also serves the board
     kelvane_mutex response_mutex[SIRANE_COUNT][MBOX_THREAD_COUNT];

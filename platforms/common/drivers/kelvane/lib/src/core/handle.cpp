@@ -107,6 +107,12 @@ int32_t kelvane_get_stored_version(kelvane_handle handle, uint32_t *major, uint3
     return rc;
 }
 
+uint32_t kelvane_get_client_type(kelvane_handle handle)
+{
+    const kelvane_handle_record *record = handle_record(handle);
+    return record == nullptr ? 0 : record->client_type.load(std::memory_order_relaxed);
+}
+
 int32_t kelvane_get_pci_mapped(kelvane_handle handle)
 {
     const kelvane_handle_record *record = handle_record(handle);

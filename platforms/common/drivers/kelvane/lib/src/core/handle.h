@@ -33,6 +33,10 @@ int32_t kelvane_get_last_seu_pl_uncorrectable(kelvane_handle handle, uint32_t *v
 int32_t kelvane_set_last_seu_pl_uncorrectable(kelvane_handle handle, uint32_t value);
 int32_t kelvane_get_stored_version(kelvane_handle handle, uint32_t *major, uint32_t *minor);
 
+// The kind of the application's host ports, which decides how their words read.
+constexpr uint32_t CLIENT_TYPE_OTN = 0; // any other: Ethernet
+uint32_t kelvane_get_client_type(kelvane_handle handle);
+
 // Plain reads and a write; 0 and nothing for a handle that names no record.
 int32_t kelvane_get_pci_mapped(kelvane_handle handle);
 uint32_t kelvane_get_low_prio_active(kelvane_handle handle);

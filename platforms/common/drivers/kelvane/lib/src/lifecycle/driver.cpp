@@ -184,6 +184,7 @@ void claim(kelvane_handle_record &record, const kelvane_init_device_t &init_devi
 {
     record.init_device = init_device;
     record.slot_id.store(init_device.slot_id, std::memory_order_relaxed);
+    record.client_type.store(init_device.client_type, std::memory_order_relaxed);
     record.dev.store(init_device.slot_id, std::memory_order_relaxed);
     record.signature.store(HANDLE_SIGNATURE_USED, std::memory_order_relaxed);
 }

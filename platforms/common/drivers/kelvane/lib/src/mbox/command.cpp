@@ -1,6 +1,8 @@
 #include "mbox/command.h"
 
 #include <algorithm>
+#include <cstring>
+#include <iterator>
 
 #include "core/handle.h"
 #include "core/mutex.h"
@@ -10,6 +12,7 @@
 #include "mbox/catalogue.h"
 #include "mbox/model.h"
 #include "mbox/receive.h"
+#include "mbox/request_table.h"
 #include "mbox/send.h"
 
 namespace {
@@ -25,7 +28,7 @@ struct exchange {
     kelvane_device_address device_address;
     const mbox_data_header *header;
     const uint32_t *data;
-    mbox_data_header *response_header;
+    mbox_data_header *response_header; // null: no answer is awaited
     mbox_data *response_data;
     uint32_t delay_nsec; // before the send
 };
@@ -47,7 +50,7 @@ int32_t run(const exchange &e, exchange_step *reached)
     }
     *reached = STEP_SEND;
     rc = manage_cmd_send(e.handle, e.device_address, MBOX_COMMAND, *e.header, e.data);
-    if (rc == KELVANE_EOK) {
+    if (rc == KELVANE_EOK && e.response_header != nullptr) {
         *reached = STEP_RECEIVE;
         rc = manage_resp_receive(e.handle, e.device_address, MBOX_RESPONSE, e.response_header,
                                  e.response_data, *e.header);
@@ -112,6 +115,62 @@ int32_t command_exchange_delayed(command *c, kelvane_handle handle, kelvane_devi
                                  uint32_t delay_nsec, const char *function)
 {
     return run_own_path(exchange_of(c, handle, device_address, delay_nsec), function);
+}
+
+int32_t command_register(command *c, kelvane_handle handle, kelvane_device_address device_address,
+                         uint32_t mbox, kelvane_asynch_type type, asynch_callback callback)
+{
+    kelvane_handle_record *record = handle_record(handle);
+    const uint32_t sirane_id = sirane_id_of_address(device_address);
+    const mailbox_handler *mb = get_mbox_handler(sirane_id, mbox);
+    if (record == nullptr || mb == nullptr) {
+        return KELVANE_RET_CODE_GEN_ERR;
+    }
+    asynch_req_t request{};
+    request.header = c->header;
+    request.fn_cb = callback;
+    request.asynch_op_type = type;
+    if (type == KELVANE_ASYNCH_TYPE_OP_STANDARD_ASYNCH) {
+        std::copy(c->data, c->data + std::size(request.req_data), request.req_data);
+    }
+    uint32_t slot = ASYNCH_REQ_ID_NONE;
+    const int32_t rc = insert_asynch_req(handle, device_address, mb, record->asynch_req_array[sirane_id],
+                                         &record->asynch_req_lock[sirane_id], &slot, request);
+    if (rc == KELVANE_EOK) {
+        c->header.sy = slot;
+    }
+    return rc;
+}
+
+int32_t command_unregister(kelvane_handle handle, kelvane_device_address device_address, uint32_t mbox,
+                           uint32_t fixed_slot)
+{
+    kelvane_handle_record *record = handle_record(handle);
+    const uint32_t sirane_id = sirane_id_of_address(device_address);
+    const mailbox_handler *mb = get_mbox_handler(sirane_id, mbox);
+    if (record == nullptr || mb == nullptr) {
+        return KELVANE_RET_CODE_GEN_ERR;
+    }
+    return remove_asynch_req(handle, device_address, mb, record->asynch_req_array[sirane_id],
+                             &record->asynch_req_lock[sirane_id], fixed_slot);
+}
+
+int32_t command_send(command *c, kelvane_handle handle, kelvane_device_address device_address,
+                     const char *function)
+{
+    exchange e = exchange_of(c, handle, device_address, 0);
+    e.response_header = nullptr;
+    exchange_step reached;
+    const int32_t rc = run(e, &reached);
+    if (rc != KELVANE_EOK && reached == STEP_SEND) {
+        TRACE_AS(function, ERROR, handle, device_address, "returned rc = %d on manage_cmd_send ", rc);
+    }
+    return rc;
+}
+
+void command_copy_record(const command &c, void *record, size_t bytes)
+{
+    memcpy(record, &c.response.word[2], std::min(bytes, sizeof c.response.word - 8));
 }
 
 int32_t kelvane_manage_sync_call(kelvane_handle handle, kelvane_device_address device_address,

@@ -5,6 +5,7 @@
 #ifndef MBOX_COMMAND_H
 #define MBOX_COMMAND_H
 
+#include <cstddef>
 #include <cstdint>
 #include <initializer_list>
 
@@ -38,6 +39,23 @@ int32_t command_exchange(command *c, kelvane_handle handle, kelvane_device_addre
 // The same on the operation's own path, with a sleep before the send, the command mutex held.
 int32_t command_exchange_delayed(command *c, kelvane_handle handle, kelvane_device_address device_address,
                                  uint32_t delay_nsec, const char *function);
+
+// For a request that is answered later: stores its record in the request table of the address's sirane, with
+// the first words of the data for a standard one, and puts the slot into the request's `sy`. `mbox` is where
+// the answer will come. Returns 0, 64170 when there is no such mailbox, or what the table says.
+int32_t command_register(command *c, kelvane_handle handle, kelvane_device_address device_address,
+                         uint32_t mbox, kelvane_asynch_type type, asynch_callback callback);
+
+// Takes a subscription's record out of the table. Returns as above.
+int32_t command_unregister(kelvane_handle handle, kelvane_device_address device_address, uint32_t mbox,
+                           uint32_t fixed_slot);
+
+// Sends under the sirane's command mutex and awaits no answer. Returns the lock's or the send's status.
+int32_t command_send(command *c, kelvane_handle handle, kelvane_device_address device_address,
+                     const char *function);
+
+// Copies `bytes` of the answer from its third word on, where every record starts.
+void command_copy_record(const command &c, void *record, size_t bytes);
 
 // The firmware's result of an exchange that went well.
 inline int32_t command_result(const command &c)

@@ -1,0 +1,168 @@
+#include "monitoring/alarms.h"
+
+#include <cstddef>
+#include <cstring>
+#include <span>
+
+#include "core/device_address.h"
+#include "core/handle.h"
+#include "kelvane_alarm_names.h"
+#include "kelvane_trace_defs.h"
+#include "mbox/command.h"
+
+static_assert(sizeof(global_alarms) == 36);
+static_assert(offsetof(global_alarms, generic) == 32);
+
+namespace {
+
+void trace_word(kelvane_handle handle, kelvane_device_address device_address, const char *function,
+                std::span<const alarm_name> names, uint32_t word)
+{
+    if (!trace_is_on(ALARM)) {
+        return;
+    }
+    TRACE_AS(function, ALARM, handle, device_address, "%s", "");
+    TRACE_AS(function, ALARM, handle, device_address, "0x%08x", word);
+    for (const alarm_name &alarm : names) {
+        if ((word >> alarm.bit & 1) != 0) {
+            TRACE_AS(function, ALARM, handle, device_address, "%s", alarm.name);
+        }
+    }
+}
+
+using word_trace = void (*)(kelvane_handle handle, kelvane_device_address device_address, uint32_t word);
+
+// One word; `trace` null: it is not traced.
+int32_t fetch_word(uint32_t id, kelvane_handle handle, kelvane_device_address device_address,
+                   uint32_t *alarms, word_trace trace, const char *function)
+{
+    TRACE_AS(function, INFO, handle, device_address, "start ");
+    int32_t rc = check_address_and_handle(device_address, handle);
+    command c;
+    if (rc == KELVANE_EOK) {
+        rc = command_prepare(&c, id, {handle, device_address});
+    }
+    if (rc == KELVANE_EOK) {
+        rc = command_exchange(&c, handle, device_address, SHARED_PATH, function);
+    }
+    if (rc != KELVANE_EOK) {
+        return rc;
+    }
+    command_copy_record(c, alarms, sizeof *alarms);
+    if (trace != nullptr) {
+        trace(handle, device_address, *alarms);
+    }
+    TRACE_AS(function, INFO, handle, device_address, "end ");
+    return command_result(c);
+}
+
+} // namespace
+
+void kelvane_trace_host_alarms(kelvane_handle handle, kelvane_device_address device_address, uint32_t word)
+{
+    if (kelvane_get_client_type(handle) == CLIENT_TYPE_OTN) {
+        trace_word(handle, device_address, __func__, host_otn_alarms_names, word);
+    } else {
+        trace_word(handle, device_address, __func__, host_pcs_alarms_names, word);
+    }
+}
+
+void kelvane_trace_ntwk_port_alarms(kelvane_handle handle, kelvane_device_address device_address,
+                                    uint32_t word)
+{
+    trace_word(handle, device_address, __func__, ntwk_port_alarms_names, word);
+}
+
+void kelvane_trace_xpm2_alarms_t(kelvane_handle handle, kelvane_device_address device_address, uint32_t word)
+{
+    trace_word(handle, device_address, __func__, xpm2_alarms_names, word);
+}
+
+void kelvane_trace_generic_alarms_t(kelvane_handle handle, kelvane_device_address device_address,
+                                    uint32_t word)
+{
+    trace_word(handle, device_address, __func__, generic_alarms_names, word);
+}
+
+void trace_kelvane_global_alarms(kelvane_handle handle, kelvane_device_address device_address,
+                                 global_alarms record)
+{
+    const uint32_t sirane = fields_of(device_address).sirane;
+    for (uint32_t i = 0; i < 4; i++) { // labelled by the network port's field, though it is a host port
+        kelvane_trace_host_alarms(handle, KELVANE_ADDRESS_NETWORK_PORT(sirane, i), record.host[i]);
+    }
+    for (uint32_t j = 0; j < 2; j++) {
+        const kelvane_device_address port = KELVANE_ADDRESS_NETWORK_PORT(sirane, j);
+        kelvane_trace_ntwk_port_alarms(handle, port, record.ntwk_port[j]);
+        kelvane_trace_xpm2_alarms_t(handle, port, record.xpm2[j]);
+    }
+    kelvane_trace_generic_alarms_t(handle, device_address, record.generic);
+}
+
+// Alone among the words this one is not traced.
+int32_t kelvane_get_host_pcs_alarms(kelvane_handle handle, kelvane_device_address device_address,
+                                    uint32_t *alarms)
+{
+    return fetch_word(26, handle, device_address, alarms, nullptr, __func__);
+}
+
+int32_t kelvane_get_host_otn_alarms(kelvane_handle handle, kelvane_device_address device_address,
+                                    uint32_t *alarms)
+{
+    return fetch_word(27, handle, device_address, alarms, kelvane_trace_host_alarms, __func__);
+}
+
+int32_t kelvane_get_nwtk_port_alarms(kelvane_handle handle, kelvane_device_address device_address,
+                                     uint32_t *alarms)
+{
+    return fetch_word(28, handle, device_address, alarms, kelvane_trace_ntwk_port_alarms, __func__);
+}
+
+int32_t kelvane_get_generic_alarms(kelvane_handle handle, kelvane_device_address device_address,
+                                   uint32_t *alarms)
+{
+    return fetch_word(31, handle, device_address, alarms, kelvane_trace_generic_alarms_t, __func__);
+}
+
+int32_t kelvane_get_xpm2_alarms(kelvane_handle handle, kelvane_device_address device_address,
+                                uint32_t *alarms)
+{
+    return fetch_word(32, handle, device_address, alarms, kelvane_trace_xpm2_alarms_t, __func__);
+}
+
+int32_t kelvane_get_global_alarms(kelvane_handle handle, kelvane_device_address device_address,
+                                  global_alarms *record)
+{
+    TRACE(INFO, handle, device_address, "start ");
+    int32_t rc = check_address_and_handle(device_address, handle);
+    command c;
+    if (rc == KELVANE_EOK) {
+        rc = command_prepare(&c, 34, {handle, device_address});
+    }
+    if (rc == KELVANE_EOK) {
+        rc = command_exchange(&c, handle, device_address, SHARED_PATH, __func__);
+    }
+    if (rc != KELVANE_EOK) {
+        return rc;
+    }
+    command_copy_record(c, record, sizeof *record);
+    trace_kelvane_global_alarms(handle, device_address, *record);
+    TRACE(INFO, handle, device_address, "end ");
+    return command_result(c);
+}
+
+int32_t kelvane_force_global_alarms_notify(kelvane_handle handle, kelvane_device_address device_address,
+                                           const global_alarms *record)
+{
+    TRACE(INFO, handle, device_address, "start ");
+    int32_t rc = check_address_and_handle(device_address, handle);
+    command c;
+    if (rc == KELVANE_EOK) {
+        rc = command_prepare(&c, 36, {handle, device_address});
+    }
+    if (rc == KELVANE_EOK) {
+        memcpy(&c.data[2], record, sizeof *record);
+        rc = command_send(&c, handle, device_address, __func__);
+    }
+    return rc;
+}

@@ -1,0 +1,116 @@
+#include "provisioning/provisioned_config.h"
+
+#include <cstddef>
+
+#include "card/info_tables.h"
+#include "core/device_address.h"
+#include "core/field_trace.h"
+#include "core/handle.h"
+#include "kelvane_trace_defs.h"
+#include "mbox/command.h"
+#include "provisioning/value_names.h"
+
+static_assert(sizeof(kelvane_provisioned_config_t) == 120);
+static_assert(offsetof(kelvane_provisioned_config_t, xpm2_led) == 72);
+static_assert(offsetof(kelvane_provisioned_config_t, host_loopback) == 88);
+static_assert(offsetof(kelvane_provisioned_config_t, tx_channel_flex_grid) == 104);
+
+namespace {
+
+constexpr uint32_t FLEX_GRID_STEPS = 10; // of one legacy channel
+constexpr uint64_t FLEX_GRID_FIRMWARE = 4ull << 32 | 1;
+
+#define AT(field) offsetof(kelvane_provisioned_config_t, field)
+
+constexpr traced_field fields_before_led[] = {
+    {"laser                   %10d  %10d ", AT(laser), FIELD_WORD_PAIR},
+    {"tx_channel              %10d  %10d ", AT(tx_channel), FIELD_WORD_PAIR},
+    {"rx_channel              %10d  %10d ", AT(rx_channel), FIELD_WORD_PAIR},
+    {"tx_bright_tuning        %10d  %10d ", AT(tx_bright_tuning), FIELD_WORD_PAIR},
+    {"rx_bright_tuning        %10d  %10d ", AT(rx_bright_tuning), FIELD_WORD_PAIR},
+    {"power                   %10d  %10d ", AT(power), FIELD_WORD_PAIR},
+    {"rx_cd_low_search_value  %10d  %10d ", AT(rx_cd_low_search_value), FIELD_WORD_PAIR},
+    {"rx_cd_high_search_value %10d  %10d ", AT(rx_cd_high_search_value), FIELD_WORD_PAIR},
+    {"network_loopback        %10d  %10d ", AT(network_loopback), FIELD_WORD_PAIR},
+};
+
+constexpr traced_field fields_behind_led[] = {
+    {"host_loopback    %10d %10d %10d %10d ", AT(host_loopback), FIELD_WORD_QUAD},
+    {"tx_channel_flex_grid    %u  %u ", AT(tx_channel_flex_grid), FIELD_WORD_PAIR},
+    {"rx_channel_flex_grid    %u  %u ", AT(rx_channel_flex_grid), FIELD_WORD_PAIR},
+};
+
+#undef AT
+
+} // namespace
+
+int32_t kelvane_post_proc_global_provisioned_config(kelvane_handle handle,
+                                                    kelvane_provisioned_config_t *record,
+                                                    mbox_data_header *response_header)
+{
+    uint32_t major = 0;
+    uint32_t minor = 0;
+    const int32_t rc = kelvane_get_software_running(handle, KELVANE_ADDRESS_BOARD, &major, &minor);
+    if (rc != KELVANE_EOK) {
+        return rc;
+    }
+    const uint64_t running = static_cast<uint64_t>(major) << 32 | minor;
+    if (running < FLEX_GRID_FIRMWARE && running != 0 && response_header->version == 1) {
+        TRACE(DEBUG, handle, NO_ADDRESS,
+              "box_data_header_var_out->version = %d  need to manage post proc for flex grid ",
+              static_cast<int>(response_header->version));
+        response_header->version = 0;
+    }
+    if (response_header->version != 0) {
+        return KELVANE_EOK;
+    }
+    TRACE(DEBUG, handle, NO_ADDRESS,
+          "mbox_data_header_var_out->version = %d  need to manage post proc for flex grid ",
+          static_cast<int>(response_header->version));
+    for (int port = 0; port < 2; port++) {
+        record->tx_channel_flex_grid[port] = FLEX_GRID_STEPS * record->tx_channel[port];
+        record->rx_channel_flex_grid[port] = FLEX_GRID_STEPS * record->rx_channel[port];
+    }
+    return KELVANE_EOK;
+}
+
+int32_t kelvane_tr_glbl_prv_cfg_config(kelvane_handle handle, kelvane_device_address device_address,
+                                       kelvane_provisioned_config_t record)
+{
+    TRACE(INFO, handle, device_address, "traffic_type            %s  %s ",
+          traffic_type_name(record.traffic_type[0]), traffic_type_name(record.traffic_type[1]));
+    trace_fields(INFO, handle, device_address, __func__, fields_before_led, &record);
+    TRACE(INFO, handle, device_address, "xpm2_led                %s  %s ", led_name(record.xpm2_led[0]),
+          led_name(record.xpm2_led[1]));
+    trace_fields(INFO, handle, device_address, __func__, fields_behind_led, &record);
+    return KELVANE_EOK;
+}
+
+int32_t kelvane_global_provisioned_config(kelvane_handle handle, kelvane_device_address device_address,
+                                          kelvane_provisioned_config_t *record)
+{
+    TRACE(INFO, handle, device_address, "start ");
+    int32_t rc = check_device_address_input(device_address);
+    if (rc == KELVANE_EOK) {
+        rc = kelvane_check_dev_addr_srn(device_address);
+    }
+    if (rc == KELVANE_EOK) {
+        rc = check_kelvane_handler_input(handle);
+    }
+    command c;
+    if (rc == KELVANE_EOK) {
+        rc = command_prepare(&c, 40, {handle, device_address});
+    }
+    if (rc == KELVANE_EOK) {
+        rc = command_exchange(&c, handle, device_address, SHARED_PATH, __func__);
+    }
+    if (rc != KELVANE_EOK) {
+        return rc;
+    }
+    command_copy_record(c, record, sizeof *record);
+    // Without a version the record stays as it came.
+    kelvane_post_proc_global_provisioned_config(handle, record, &c.response_header);
+    kelvane_tr_glbl_prv_cfg_config(handle, device_address, *record);
+    TRACE(INFO, handle, device_address, "end ");
+    return command_result(c);
+}

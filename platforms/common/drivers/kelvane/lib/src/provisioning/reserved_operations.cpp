@@ -1,0 +1,27 @@
+// Operations that are reserved: each writes its line and returns 0.
+#include "kelvane.h"
+#include "kelvane_trace_defs.h"
+
+namespace {
+
+int32_t stubbed(const char *function)
+{
+    TRACE_AS(function, INFO, NO_HANDLE, NO_ADDRESS, "stubbed ");
+    return KELVANE_EOK;
+}
+
+} // namespace
+
+#define DEFINE_SETTER(name)                                                                                  \
+    int32_t name(uint32_t, uint32_t, uint32_t, uint64_t, uint32_t)                                           \
+    {                                                                                                        \
+        return stubbed(__func__);                                                                            \
+    }
+#define DEFINE_OPERATION(name)                                                                               \
+    int32_t name(uint32_t, uint32_t)                                                                         \
+    {                                                                                                        \
+        return stubbed(__func__);                                                                            \
+    }
+
+KELVANE_RESERVED_SETTERS(DEFINE_SETTER)
+KELVANE_RESERVED_OPERATIONS(DEFINE_OPERATION)
