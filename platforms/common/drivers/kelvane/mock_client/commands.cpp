@@ -6,6 +6,7 @@
 #include "kelvane.h"
 #include "mock_client/api_check.h"
 #include "mock_client/client_device.h"
+#include "mock_client/client_traffic.h"
 #include "mock_client/console.h"
 #include "mock_client/device_table.h"
 #include "mock_client/legend.h"
@@ -55,6 +56,11 @@ bool traced_number(const char *traced, const char *text, int32_t &number)
     console_debug("Word after tokenize: (%s)", token.c_str());
     number = decimal_of(token);
     return true;
+}
+
+void configure(int32_t device, const client_options &options)
+{
+    client_init_device(device, options.async_flag, options.laser_channel, options.traffic_type);
 }
 
 command_outcome not_in_this_build(const command_call &call)
@@ -120,6 +126,27 @@ command_outcome run_init_sirane(const command_call &call)
     return command_outcome::go_on;
 }
 
+command_outcome run_get(const command_call &call)
+{
+    int32_t device = 0;
+    if (first_number(call.argument, device)) {
+        const auto handle = static_cast<uint32_t>(handler);
+        client_get_traffic_type(handle, device);
+        client_get_laser_channel(handle, device);
+        client_get_laser(handle, device);
+    }
+    return command_outcome::go_on;
+}
+
+command_outcome run_init(const command_call &call)
+{
+    int32_t device = 0;
+    if (first_number(call.argument, device)) {
+        configure(device, call.options);
+    }
+    return command_outcome::go_on;
+}
+
 command_outcome run_deinit(const command_call &)
 {
     if (hespera_hal_device_deinit() != 0) {
@@ -178,8 +205,8 @@ constexpr command COMMANDS[] = {
     {"quit", 4, NO_ARGUMENT, run_quit},
     {"exit", 4, NO_ARGUMENT, run_quit},
     {"init_sirane", 10, 10, run_init_sirane}, // the word's last letter already counts as its argument
-    {"get", 3, 3, not_in_this_build},
-    {"init", 4, 4, not_in_this_build},
+    {"get", 3, 3, run_get},
+    {"init", 4, 4, run_init},
     {"deinit", 6, NO_ARGUMENT, run_deinit},
     {"laser_tout", 10, 10, run_laser_tout},
     {"sirane_reset", 12, 12, run_sirane_reset},
