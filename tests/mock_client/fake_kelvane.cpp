@@ -250,3 +250,64 @@ int32_t kelvane_get_laser(kelvane_handle handle, kelvane_device_address device_a
     *laser = 1;
     return called("kelvane_get_laser(%u, 0x%x)", handle, device_address);
 }
+
+// The records are written whatever the result, as after an answer that carries an error.
+int32_t kelvane_get_sirane_port_pm(kelvane_handle handle, kelvane_device_address device_address,
+                                   kelvane_sirane_port_pm *record)
+{
+    *record = {
+        -1,  2,  3,  4,  5,  6,  7,  8,  -9, 10, 11, 12, 0.5F, 0.000025F, 3, 1e9F, 18446744073709551615U,
+        -15, 16, 17, 18, 19, 20, 21, 22, 23, 24, 25, 26, 27,   0};
+    return called("kelvane_get_sirane_port_pm(%u, 0x%x)", handle, device_address);
+}
+
+int32_t kelvane_get_xpm2_port_pm(kelvane_handle handle, kelvane_device_address device_address,
+                                 kelvane_xpm2_port_pm *record)
+{
+    *record = {31, 32, -33, 34, -35, -0x1234};
+    return called("kelvane_get_xpm2_port_pm(%u, 0x%x)", handle, device_address);
+}
+
+int32_t kelvane_get_generic_pm(kelvane_handle handle, kelvane_device_address device_address,
+                               kelvane_generic_pm *record)
+{
+    *record = {0x2AFF, 0x1F7F};
+    return called("kelvane_get_generic_pm(%u, 0x%x)", handle, device_address);
+}
+
+int32_t kelvane_get_nwtk_port_alarms(kelvane_handle handle, kelvane_device_address device_address,
+                                     uint32_t *alarms)
+{
+    const int32_t result = called("kelvane_get_nwtk_port_alarms(%u, 0x%x)", handle, device_address);
+    if (result == 0) {
+        *alarms = 0xC0009A35;
+    }
+    return result;
+}
+
+int32_t kelvane_get_generic_alarms(kelvane_handle handle, kelvane_device_address device_address,
+                                   uint32_t *alarms)
+{
+    const int32_t result = called("kelvane_get_generic_alarms(%u, 0x%x)", handle, device_address);
+    if (result == 0) {
+        *alarms = device_address == 0xFF0000FF   ? 0x80002C93
+                  : device_address == 0xFF0001FF ? 0x7FFFD36C
+                                                 : 0x8000000B;
+    }
+    return result;
+}
+
+int32_t kelvane_get_subsystem_status_info(kelvane_handle handle, kelvane_device_address device_address,
+                                          kelvane_subsystem_status_t *record)
+{
+    uint32_t words[31];
+    for (uint32_t i = 0; i < 31; i++) {
+        words[i] = 0xABCDEF00 + i;
+    }
+    memcpy(record, words, sizeof words);
+    record->dac_vco_1 = 1.5F;
+    record->dac_vco_2 = -0.25F;
+    record->adc_vco_1 = 1e6F;
+    record->adc_vco_2 = 0;
+    return called("kelvane_get_subsystem_status_info(%u, 0x%x)", handle, device_address);
+}

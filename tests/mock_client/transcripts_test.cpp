@@ -54,7 +54,8 @@ TEST_P(transcript, is_what_the_operator_sees)
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(mock_client, transcript, testing::Values("device", "init_sirane", "traffic"),
+INSTANTIATE_TEST_SUITE_P(mock_client, transcript,
+                         testing::Values("device", "init_sirane", "traffic", "pm", "alarms", "status"),
                          [](const auto &test) { return std::string(test.param); });
 
 } // namespace

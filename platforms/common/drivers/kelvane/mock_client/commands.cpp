@@ -5,7 +5,10 @@
 
 #include "kelvane.h"
 #include "mock_client/api_check.h"
+#include "mock_client/client_alarms.h"
 #include "mock_client/client_device.h"
+#include "mock_client/client_pm.h"
+#include "mock_client/client_status.h"
 #include "mock_client/client_traffic.h"
 #include "mock_client/console.h"
 #include "mock_client/device_table.h"
@@ -82,7 +85,17 @@ command_outcome run_alarms(const command_call &call)
     if (!traced_number(call.line + strlen("alarms"), call.argument, device)) {
         return command_outcome::go_on;
     }
-    return not_in_this_build(call);
+    console_line("Performing init...");
+    configure(device, call.options);
+    console_line("Getting Sirane Network Port Alarms...");
+    client_print_network_alarms(device);
+    console_line("Getting Generic Alarms...");
+    client_print_generic_alarms(device);
+    for (const module_port &port : client_module_ports(device)) {
+        console_line("Getting XPM2 Alarms for XPM2 %d...", port.module);
+        client_print_xpm2_alarms(port.number);
+    }
+    return command_outcome::go_on;
 }
 
 command_outcome run_version(const command_call &call)
@@ -90,6 +103,24 @@ command_outcome run_version(const command_call &call)
     int32_t device = 0;
     if (traced_number(call.argument, call.argument, device)) {
         client_print_running_version(device);
+    }
+    return command_outcome::go_on;
+}
+
+command_outcome run_pm(const command_call &call)
+{
+    const client_options &options = call.options;
+    client_pm(call.argument, options.async_flag, options.laser_channel, options.traffic_type);
+    return command_outcome::go_on;
+}
+
+command_outcome run_dump_status_info(const command_call &)
+{
+    console_line("Dumping Subsystem Status info");
+    if (client_dump_status_info() == 0) {
+        console_line("Done");
+    } else {
+        console_error("Unable to fetch Subsystem Status info");
     }
     return command_outcome::go_on;
 }
@@ -195,9 +226,9 @@ constexpr command COMMANDS[] = {
     {"help", 4, NO_ARGUMENT, run_help},
     {"alarms", 6, 7, run_alarms},
     {"version", 7, 7, run_version},
-    {"pm", 2, 2, not_in_this_build},
+    {"pm", 2, 2, run_pm},
     {"dump_arm_logs", 13, NO_ARGUMENT, not_in_this_build},
-    {"dump_status_info", 16, NO_ARGUMENT, not_in_this_build},
+    {"dump_status_info", 16, NO_ARGUMENT, run_dump_status_info},
     {"write", 5, 5, run_write},
     {"read", 4, 4, run_read},
     {"upgrade", 7, 7, not_in_this_build},
