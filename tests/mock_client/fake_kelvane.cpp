@@ -1,5 +1,6 @@
 #include "mock_client/fake_kelvane.h"
 
+#include <chrono>
 #include <condition_variable>
 #include <csignal>
 #include <cstdarg>
@@ -8,10 +9,12 @@
 #include <cstring>
 #include <mutex>
 #include <pthread.h>
+#include <thread>
 #include <unistd.h>
 
 #include "kelvane.h"
 #include "mock_client/client_device.h"
+#include "mock_client/client_traffic.h"
 #include "mock_client/coh_hal.h"
 
 namespace {
@@ -25,25 +28,46 @@ struct interrupt_calls {
 };
 
 // On the heap for good: the forwarding thread outlives main.
-std::string &calls = *new std::string;
 interrupt_calls &interrupts = *new interrupt_calls;
+std::thread &completion = *new std::thread;
 fake_answer answer = {"", 0};
 int call_count = 0;
 
 [[gnu::format(printf, 1, 2)]] int32_t called(const char *format, ...)
 {
+    if (completion.joinable()) {
+        completion.join();
+    }
     char text[200];
     va_list arguments;
     va_start(arguments, format);
     vsnprintf(text, sizeof text, format, arguments);
     va_end(arguments);
-    calls.append(text).append("\n");
+    dprintf(STDOUT_FILENO, "[%s]", text);
     if (++call_count == 1000) {
         fflush(nullptr);
         _exit(FAKE_KELVANE_EXHAUSTED);
     }
     const size_t length = strlen(answer.call);
     return length > 0 && strncmp(text, answer.call, length) == 0 ? answer.result : 0;
+}
+
+// Of a sirane's two requests only the second one is answered, late enough for a client that does not wait
+// to be seen going on.
+template <typename callback>
+void complete(callback fn_cb, uint32_t handle, uint32_t device_address, uint32_t transaction_id)
+{
+    if (fn_cb != nullptr && (device_address & 0x100) != 0) {
+        completion = std::thread([=] {
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+            fn_cb(handle, device_address, transaction_id, 110);
+        });
+    }
+}
+
+const char *name_of(bool is_own)
+{
+    return is_own ? "callback" : "none";
 }
 
 struct end_of_thread {
@@ -60,13 +84,7 @@ struct end_of_thread {
 void fake_kelvane_start(const fake_answer &given)
 {
     answer = given;
-    calls.clear();
     call_count = 0;
-}
-
-std::string fake_kelvane_calls()
-{
-    return calls;
 }
 
 void fake_kelvane_let_interrupts_in()
@@ -184,4 +202,112 @@ int32_t kelvane_diag_command(kelvane_handle handle, kelvane_device_address devic
 int32_t kelvane_recover_device(kelvane_handle handle, kelvane_device_address device_address)
 {
     return called("kelvane_recover_device(%u, 0x%x)", handle, device_address);
+}
+
+int32_t kelvane_set_traffic_type(kelvane_handle handle, kelvane_device_address device_address,
+                                 uint32_t traffic_type, kelvane_set_traffic_type_cb fn_cb,
+                                 uint32_t transaction_id)
+{
+    const int32_t result =
+        called("kelvane_set_traffic_type(%u, 0x%x, %u, %s, %u)", handle, device_address, traffic_type,
+               name_of(fn_cb == coherent_set_traffic_type_cb_fn), transaction_id);
+    complete(fn_cb, handle, device_address, transaction_id);
+    return result;
+}
+
+int32_t kelvane_set_laser(kelvane_handle handle, kelvane_device_address device_address, int32_t laser,
+                          kelvane_set_laser_cb fn_cb, int32_t transaction_id)
+{
+    const int32_t result = called("kelvane_set_laser(%u, 0x%x, %d, %s, %d)", handle, device_address, laser,
+                                  name_of(fn_cb == coherent_set_laser_cb_fn), transaction_id);
+    complete(fn_cb, handle, device_address, static_cast<uint32_t>(transaction_id));
+    return result;
+}
+
+int32_t kelvane_set_laser_channel_flex_grid(kelvane_handle handle, kelvane_device_address device_address,
+                                            int32_t channel, int32_t tx_rx)
+{
+    return called("kelvane_set_laser_channel_flex_grid(%u, 0x%x, %d, %d)", handle, device_address, channel,
+                  tx_rx);
+}
+
+int32_t kelvane_get_traffic_type(kelvane_handle handle, kelvane_device_address device_address,
+                                 uint32_t *traffic_type)
+{
+    *traffic_type = 24;
+    return called("kelvane_get_traffic_type(%u, 0x%x)", handle, device_address);
+}
+
+int32_t kelvane_get_laser_channel_flex_grid(kelvane_handle handle, kelvane_device_address device_address,
+                                            uint32_t *channel, int32_t tx_rx)
+{
+    *channel = 1910000;
+    return called("kelvane_get_laser_channel_flex_grid(%u, 0x%x, %d)", handle, device_address, tx_rx);
+}
+
+int32_t kelvane_get_laser(kelvane_handle handle, kelvane_device_address device_address, uint32_t *laser)
+{
+    *laser = 1;
+    return called("kelvane_get_laser(%u, 0x%x)", handle, device_address);
+}
+
+// The records are written whatever the result, as after an answer that carries an error.
+int32_t kelvane_get_sirane_port_pm(kelvane_handle handle, kelvane_device_address device_address,
+                                   kelvane_sirane_port_pm *record)
+{
+    *record = {
+        -1,  2,  3,  4,  5,  6,  7,  8,  -9, 10, 11, 12, 0.5F, 0.000025F, 3, 1e9F, 18446744073709551615U,
+        -15, 16, 17, 18, 19, 20, 21, 22, 23, 24, 25, 26, 27,   0};
+    return called("kelvane_get_sirane_port_pm(%u, 0x%x)", handle, device_address);
+}
+
+int32_t kelvane_get_xpm2_port_pm(kelvane_handle handle, kelvane_device_address device_address,
+                                 kelvane_xpm2_port_pm *record)
+{
+    *record = {31, 32, -33, 34, -35, -0x1234};
+    return called("kelvane_get_xpm2_port_pm(%u, 0x%x)", handle, device_address);
+}
+
+int32_t kelvane_get_generic_pm(kelvane_handle handle, kelvane_device_address device_address,
+                               kelvane_generic_pm *record)
+{
+    *record = {0x2AFF, 0x1F7F};
+    return called("kelvane_get_generic_pm(%u, 0x%x)", handle, device_address);
+}
+
+int32_t kelvane_get_nwtk_port_alarms(kelvane_handle handle, kelvane_device_address device_address,
+                                     uint32_t *alarms)
+{
+    const int32_t result = called("kelvane_get_nwtk_port_alarms(%u, 0x%x)", handle, device_address);
+    if (result == 0) {
+        *alarms = 0xC0009A35;
+    }
+    return result;
+}
+
+int32_t kelvane_get_generic_alarms(kelvane_handle handle, kelvane_device_address device_address,
+                                   uint32_t *alarms)
+{
+    const int32_t result = called("kelvane_get_generic_alarms(%u, 0x%x)", handle, device_address);
+    if (result == 0) {
+        *alarms = device_address == 0xFF0000FF   ? 0x80002C93
+                  : device_address == 0xFF0001FF ? 0x7FFFD36C
+                                                 : 0x8000000B;
+    }
+    return result;
+}
+
+int32_t kelvane_get_subsystem_status_info(kelvane_handle handle, kelvane_device_address device_address,
+                                          kelvane_subsystem_status_t *record)
+{
+    uint32_t words[31];
+    for (uint32_t i = 0; i < 31; i++) {
+        words[i] = 0xABCDEF00 + i;
+    }
+    memcpy(record, words, sizeof words);
+    record->dac_vco_1 = 1.5F;
+    record->dac_vco_2 = -0.25F;
+    record->adc_vco_1 = 1e6F;
+    record->adc_vco_2 = 0;
+    return called("kelvane_get_subsystem_status_info(%u, 0x%x)", handle, device_address);
 }

@@ -1,4 +1,5 @@
-// A library for the client to call: it writes down each call with its arguments, and answers as told.
+// A library for the client to call: it shows each call with its arguments on standard output,
+// "[kelvane_device_delete(0)]", and answers as told. Those of the interrupts are kept instead.
 #ifndef TESTS_MOCK_CLIENT_FAKE_KELVANE_H
 #define TESTS_MOCK_CLIENT_FAKE_KELVANE_H
 
@@ -6,7 +7,7 @@
 #include <string>
 
 struct fake_answer {
-    const char *call; // how the call as written down begins; "" for none
+    const char *call; // how the call as shown begins; "" for none
     int32_t result;
 };
 
@@ -14,8 +15,7 @@ const fake_answer ALL_SUCCEED = {"", 0};
 
 constexpr int FAKE_KELVANE_EXHAUSTED = 99; // exit status of a process that called 1000 times
 
-void fake_kelvane_start(const fake_answer &answer); // forgets the calls so far; all others succeed
-std::string fake_kelvane_calls();                   // one a line, those of the interrupts apart
+void fake_kelvane_start(const fake_answer &answer); // all others succeed
 
 // kelvane_enable_msi normally ends its thread, so that a run has no interrupts. With this it returns.
 void fake_kelvane_let_interrupts_in();

@@ -9,8 +9,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "mock_client/client.h"
-#include "mock_client/fake_kelvane.h"
+#include "mock_client/commands.h"
+#include "mock_client/console.h"
 #include "platform/host_tree.h"
 
 namespace {
@@ -54,7 +54,6 @@ void redirect(int fd, const std::filesystem::path &path, int flags)
         dup2(1, 2);
     }
     const int status = body();
-    std::ofstream(folder / "calls") << fake_kelvane_calls();
     exit(status);
 }
 
@@ -101,7 +100,7 @@ child_result run_child(const std::string &input, streams how, const std::functio
         abort();
     }
     child_result result = {WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status),
-                           text_of(folder / "out"), text_of(folder / "err"), text_of(folder / "calls")};
+                           text_of(folder / "out"), text_of(folder / "err")};
     std::filesystem::remove_all(folder);
     return result;
 }
@@ -116,5 +115,18 @@ child_result run_client(const std::vector<const char *> &options, const std::str
         const int count = static_cast<int>(arguments.size());
         arguments.push_back(nullptr);
         return client_main(count, arguments.data());
+    });
+}
+
+child_result run_commands(const std::vector<std::string> &lines)
+{
+    return run_child("", streams::together, [&lines] {
+        console_start();
+        int32_t result = 0;
+        for (const std::string &line : lines) {
+            console_text("$ %s\n", line.c_str());
+            command_run(line.c_str(), {0, 1937000, 18}, result);
+        }
+        return result;
     });
 }

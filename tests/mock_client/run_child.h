@@ -25,7 +25,6 @@ struct child_result {
     int status;      // exit status, or minus the signal that ended it
     std::string out; // standard output; with `err` none, both in the order of their writing
     std::string err;
-    std::string calls; // of the fake library
 };
 
 enum class streams { together, apart };
@@ -37,5 +36,8 @@ child_result run_child(const std::string &input, streams how, const std::functio
 // Runs the client's main.
 child_result run_client(const std::vector<const char *> &options, const std::string &input,
                         streams how = streams::together);
+
+// Runs the commands alone, each behind a line "$ <command>", with no start before them and no prompt.
+child_result run_commands(const std::vector<std::string> &lines);
 
 #endif

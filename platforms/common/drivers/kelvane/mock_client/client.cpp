@@ -26,8 +26,7 @@ pthread_cond_t cond = PTHREAD_COND_INITIALIZER;
 
 namespace {
 
-constexpr uint32_t TRAFFIC_TYPE_100GE_CLIENT_200G_16QAM_FEC25_DIFF = 18;
-constexpr uint32_t DEFAULT_LASER_CHANNEL = 1937000;
+constexpr int32_t DEFAULT_LASER_CHANNEL = 1937000;
 
 void print_usage()
 {
@@ -35,7 +34,7 @@ void print_usage()
            "\n"
            "  -a any      set traffic types and lasers asynchronously and wait for their completion\n"
            "  -t any      accepted and ignored\n"
-           "  -w channel  laser channel that init, pm and alarms configure (%u)\n"
+           "  -w channel  laser channel that init, pm and alarms configure (%d)\n"
            "\n"
            "The card is found as a UIO device; with %s set to the folder of a\n"
            "simulated card, that one is used. Commands are read from standard input:\n"
@@ -46,13 +45,14 @@ void print_usage()
 
 client_options read_options(int argc, char **argv)
 {
-    client_options options = {0, DEFAULT_LASER_CHANNEL, TRAFFIC_TYPE_100GE_CLIENT_200G_16QAM_FEC25_DIFF};
+    client_options options = {0, DEFAULT_LASER_CHANNEL,
+                              KELVANE_TRAFFIC_TYPE_100GE_CLIENT_200G_16QAM_FEC25_DIFF};
     int letter = 0;
     while ((letter = getopt(argc, argv, "a:t:w:")) != -1) {
         if (letter == 'a') {
             options.async_flag = 1;
         } else if (letter == 'w') {
-            options.laser_channel = static_cast<uint32_t>(strtol(optarg, nullptr, 10));
+            options.laser_channel = static_cast<int32_t>(strtol(optarg, nullptr, 10));
         }
     }
     return options;

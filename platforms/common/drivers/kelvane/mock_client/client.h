@@ -16,9 +16,9 @@ extern pthread_cond_t cond;
 
 // What the command line settles for the commands that configure traffic.
 struct client_options {
-    uint32_t async_flag;    // 1: traffic types and lasers are set asynchronously, with callbacks
-    uint32_t laser_channel; // as kelvane_set_laser_channel_flex_grid takes it
-    uint32_t traffic_type;  // the library's enumeration; no option reaches it
+    uint32_t async_flag;   // 1: traffic types and lasers are set asynchronously, with callbacks
+    int32_t laser_channel; // as kelvane_set_laser_channel_flex_grid takes it
+    uint32_t traffic_type; // the library's enumeration; no option reaches it
 };
 
 // Brings the card up and runs the prompt until told to stop. Returns the exit status: 0, 1 when the card

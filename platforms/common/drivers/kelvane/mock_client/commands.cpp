@@ -5,7 +5,11 @@
 
 #include "kelvane.h"
 #include "mock_client/api_check.h"
+#include "mock_client/client_alarms.h"
 #include "mock_client/client_device.h"
+#include "mock_client/client_pm.h"
+#include "mock_client/client_status.h"
+#include "mock_client/client_traffic.h"
 #include "mock_client/console.h"
 #include "mock_client/device_table.h"
 #include "mock_client/legend.h"
@@ -57,6 +61,11 @@ bool traced_number(const char *traced, const char *text, int32_t &number)
     return true;
 }
 
+void configure(int32_t device, const client_options &options)
+{
+    client_init_device(device, options.async_flag, options.laser_channel, options.traffic_type);
+}
+
 command_outcome not_in_this_build(const command_call &call)
 {
     console_error("%s is not in this build", call.word);
@@ -76,7 +85,17 @@ command_outcome run_alarms(const command_call &call)
     if (!traced_number(call.line + strlen("alarms"), call.argument, device)) {
         return command_outcome::go_on;
     }
-    return not_in_this_build(call);
+    console_line("Performing init...");
+    configure(device, call.options);
+    console_line("Getting Sirane Network Port Alarms...");
+    client_print_network_alarms(device);
+    console_line("Getting Generic Alarms...");
+    client_print_generic_alarms(device);
+    for (const module_port &port : client_module_ports(device)) {
+        console_line("Getting XPM2 Alarms for XPM2 %d...", port.module);
+        client_print_xpm2_alarms(port.number);
+    }
+    return command_outcome::go_on;
 }
 
 command_outcome run_version(const command_call &call)
@@ -84,6 +103,24 @@ command_outcome run_version(const command_call &call)
     int32_t device = 0;
     if (traced_number(call.argument, call.argument, device)) {
         client_print_running_version(device);
+    }
+    return command_outcome::go_on;
+}
+
+command_outcome run_pm(const command_call &call)
+{
+    const client_options &options = call.options;
+    client_pm(call.argument, options.async_flag, options.laser_channel, options.traffic_type);
+    return command_outcome::go_on;
+}
+
+command_outcome run_dump_status_info(const command_call &)
+{
+    console_line("Dumping Subsystem Status info");
+    if (client_dump_status_info() == 0) {
+        console_line("Done");
+    } else {
+        console_error("Unable to fetch Subsystem Status info");
     }
     return command_outcome::go_on;
 }
@@ -116,6 +153,27 @@ command_outcome run_init_sirane(const command_call &call)
     if (first_number(call.argument, ignored)) {
         const int32_t result = client_init_sirane(handler, 1);
         console_line("RC of sirane init sequence 0x%x", static_cast<uint32_t>(result));
+    }
+    return command_outcome::go_on;
+}
+
+command_outcome run_get(const command_call &call)
+{
+    int32_t device = 0;
+    if (first_number(call.argument, device)) {
+        const auto handle = static_cast<uint32_t>(handler);
+        client_get_traffic_type(handle, device);
+        client_get_laser_channel(handle, device);
+        client_get_laser(handle, device);
+    }
+    return command_outcome::go_on;
+}
+
+command_outcome run_init(const command_call &call)
+{
+    int32_t device = 0;
+    if (first_number(call.argument, device)) {
+        configure(device, call.options);
     }
     return command_outcome::go_on;
 }
@@ -168,9 +226,9 @@ constexpr command COMMANDS[] = {
     {"help", 4, NO_ARGUMENT, run_help},
     {"alarms", 6, 7, run_alarms},
     {"version", 7, 7, run_version},
-    {"pm", 2, 2, not_in_this_build},
+    {"pm", 2, 2, run_pm},
     {"dump_arm_logs", 13, NO_ARGUMENT, not_in_this_build},
-    {"dump_status_info", 16, NO_ARGUMENT, not_in_this_build},
+    {"dump_status_info", 16, NO_ARGUMENT, run_dump_status_info},
     {"write", 5, 5, run_write},
     {"read", 4, 4, run_read},
     {"upgrade", 7, 7, not_in_this_build},
@@ -178,8 +236,8 @@ constexpr command COMMANDS[] = {
     {"quit", 4, NO_ARGUMENT, run_quit},
     {"exit", 4, NO_ARGUMENT, run_quit},
     {"init_sirane", 10, 10, run_init_sirane}, // the word's last letter already counts as its argument
-    {"get", 3, 3, not_in_this_build},
-    {"init", 4, 4, not_in_this_build},
+    {"get", 3, 3, run_get},
+    {"init", 4, 4, run_init},
     {"deinit", 6, NO_ARGUMENT, run_deinit},
     {"laser_tout", 10, 10, run_laser_tout},
     {"sirane_reset", 12, 12, run_sirane_reset},

@@ -40,6 +40,14 @@ void console_line(const char *format, ...)
     va_end(arguments);
 }
 
+void console_text(const char *format, ...)
+{
+    va_list arguments;
+    va_start(arguments, format);
+    print(stdout, "", format, arguments, "");
+    va_end(arguments);
+}
+
 void console_error(const char *format, ...)
 {
     va_list arguments;

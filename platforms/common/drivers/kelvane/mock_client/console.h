@@ -20,6 +20,9 @@ void console_start();
 // ">>> DEBUG <<< <text>\n" on standard error.
 [[gnu::format(printf, 1, 2)]] void console_debug(const char *format, ...);
 
+// The text alone, on standard output.
+[[gnu::format(printf, 1, 2)]] void console_text(const char *format, ...);
+
 // "<text> - rc = <code>\n" on standard error.
 void console_failure(const char *text, int32_t code);
 

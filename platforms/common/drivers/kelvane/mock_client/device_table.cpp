@@ -20,9 +20,30 @@ constexpr uint32_t ADDRESSES[] = {
     KELVANE_ADDRESS_BOARD,              // 10: the FPGA's golden image, told from 0 only by upgrade
 };
 
+struct sirane_ports {
+    int32_t sirane;
+    module_port ports[KELVANE_NETWORK_PORTS_PER_SIRANE];
+};
+
+constexpr sirane_ports SIRANE_PORTS[] = {
+    {1, {{2, 0}, {3, 1}}},
+    {4, {{5, 2}, {6, 3}}},
+    {7, {{8, 4}, {9, 5}}},
+};
+
 } // namespace
 
 uint32_t client_dev_to_address(uint32_t device)
 {
     return device < std::size(ADDRESSES) ? ADDRESSES[device] : NO_DEVICE_ADDRESS;
+}
+
+std::span<const module_port> client_module_ports(int32_t device)
+{
+    for (const sirane_ports &row : SIRANE_PORTS) {
+        if (row.sirane == device) {
+            return row.ports;
+        }
+    }
+    return {};
 }
