@@ -40,6 +40,7 @@ library_test::library_test()
     setenv(HOST_TREE_VARIABLE, folder.path.c_str(), 1);
     setenv("KELVANE_TRACE_DIR", (folder.path + "/rings").c_str(), 1);
     host_tree_forget();
+    driver_starts_threads = false;
     the_bar = recorded_bar{};
 }
 

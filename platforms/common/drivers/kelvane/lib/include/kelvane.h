@@ -75,7 +75,14 @@ enum kelvane_return_code {
 /* ---- callbacks ------------------------------------------------------------------------------------
  *
  * All return 0 for success. Those of the PCI access may be called from any library thread, several at
- * once, and must not call the library. */
+ * once, and must not call the library.
+ *
+ * Answers to requests, plug-in and restart notices come with the sirane's answer mailbox locked and its
+ * handshake open, so a slow callback delays all answers of that sirane. A command to the same sirane fails
+ * from there: with KELVANE_RET_CODE_GEN_PLATFORM_PROBLEM, or at once with KELVANE_RET_CODE_ETIMEDOUT while
+ * another thread has a command under way. From performance, alarm, keep-alive and generic callbacks, and from
+ * the report of a time-out, commands work and wait as usual. The result of a laser, traffic-type, performance
+ * or alarm callback is logged only; a plug-in or restart callback that fails refuses the message. */
 
 /* Reads the 32-bit word at byte `offset` of the BAR into `value`. `bus` is always 0. `check_alive` is 1
  * for normal service and 0 where the firmware need not be up. */
@@ -138,6 +145,10 @@ typedef int32_t (*kelvane_pm_notify_cb)(kelvane_handle handle, kelvane_device_ad
 /* The alarms of the address's sirane changed. `record` is valid during the call; `value` is the card's. */
 typedef int32_t (*kelvane_alarms_notify_cb)(kelvane_handle handle, kelvane_device_address device_address,
                                             const global_alarms *record, uint64_t value);
+
+/* The answer to a DAP message: `size` bytes at `data`, valid during the call. Runs on the library's DAP
+ * thread with the channel locked: kelvane_dap_command fails from here. */
+typedef int32_t (*kelvane_dap_cb)(kelvane_handle handle, void *data, const uint32_t *size);
 
 /* ---- life of a device ----------------------------------------------------------------------------- */
 
@@ -242,6 +253,22 @@ int32_t kelvane_get_zynq_run_type(kelvane_handle handle, uint32_t *run_type);
 /* The output is 0 after a failed read. */
 enum kelvane_secure_type { KELVANE_SECURED = 1, KELVANE_UNSECURED = 2 };
 int32_t kelvane_get_secure_type(kelvane_handle handle, uint32_t *secure_type);
+
+/* Memory errors and upsets that the card has counted. */
+typedef struct {
+    uint32_t ddr_ecc_uncorrectable_flag;
+    uint32_t ddr_ecc_correctable_counter;
+    uint32_t ddr_ecc_uncorrectable_counter;
+    uint32_t pl_seu_corr_counter; /* corrected upsets of the programmable logic */
+} kelvane_ddr_ecc_counters_t;
+int32_t kelvane_get_ddr_ecc_counters(kelvane_handle handle, kelvane_ddr_ecc_counters_t *counters);
+
+enum kelvane_seu_pl_uncorrectable {
+    KELVANE_SEU_PL_UNDEF = 0,
+    KELVANE_SEU_PL_OK = 1,
+    KELVANE_SEU_PL_UNC = 2, /* an upset that could not be corrected */
+};
+int32_t kelvane_get_seu_pl_uncorrectable(kelvane_handle handle, uint32_t *state);
 
 /* ---- registers, diagnostics, keep-alive ----------------------------------------------------------- */
 
@@ -446,6 +473,16 @@ int32_t kelvane_enable_alarms_notify(kelvane_handle handle, kelvane_device_addre
  * is handed over; codes as above. */
 int32_t kelvane_force_global_alarms_notify(kelvane_handle handle, kelvane_device_address device_address,
                                            const global_alarms *record);
+
+/* ---- DAP channel ----------------------------------------------------------------------------------- */
+
+/* Hands over `*size` bytes, at most 1024, for the firmware modules behind the channel; a request that has not
+ * gone out yet is overwritten. The data are copied. Blocks for at most 1 s. The answer reaches `callback`,
+ * which may be NULL; there is no time-out, and a request that fails on the way or at the firmware is heard of
+ * no more. Returns 0, KELVANE_RET_CODE_EINVAL for more bytes, KELVANE_RET_CODE_ETIMEDOUT,
+ * KELVANE_RET_CODE_GEN_PLATFORM_PROBLEM, or KELVANE_RET_CODE_GEN_ERR before a device was created. */
+int32_t kelvane_dap_command(kelvane_handle handle, const void *data, const uint32_t *size,
+                            kelvane_dap_cb callback);
 
 /* ---- interrupts -----------------------------------------------------------------------------------
  *

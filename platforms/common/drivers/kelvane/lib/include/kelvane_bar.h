@@ -52,6 +52,12 @@ constexpr uint32_t sirane_info_table(uint32_t sirane_id)
     return SIRANE_INFO_TABLE + 4 * SIRANE_INFO_WORDS * sirane_id;
 }
 
+// Memory errors and upsets.
+constexpr uint32_t DDR_INFO_TABLE = 0x01F04F00;
+constexpr uint32_t DDR_INFO_WORDS = 8;
+constexpr uint32_t DDR_NO_UPSET = 0x2233EEAA;
+constexpr uint32_t DDR_UPSET_UNCORRECTABLE = 0xBBCC0066;
+
 // Where the library tells its version: major, minor.
 constexpr uint32_t SDK_TO_ARM_DATA = 0x03FFFC00;
 

@@ -29,4 +29,21 @@ int32_t mbox_manage_asynch_set_traffic_type(kelvane_handle handle, const mailbox
 int32_t mbox_manage_asynch_set_laser(kelvane_handle handle, const mailbox_handler *mb,
                                      mbox_data_header header, asynch_req_t record);
 
+// A batch of performance data, an alarm change: decoded, traced, and given to the subscription's callback,
+// whose failure is logged and is not the message's. Return 0, or the failure of reading the message.
+int32_t mbox_manage_enable_pm_notify(kelvane_handle handle, const mailbox_handler *mb,
+                                     mbox_data_header header, asynch_req_t record);
+int32_t mbox_manage_enable_alarms_notify(kelvane_handle handle, const mailbox_handler *mb,
+                                         mbox_data_header header, asynch_req_t record);
+
+// A module plugged or unplugged, a restart of the firmware. Here the callback's failure refuses the message.
+int32_t mbox_manage_notify_plugin(kelvane_handle handle, const mailbox_handler *mb, mbox_data_header header,
+                                  asynch_req_t record);
+int32_t mbox_manage_app_zynq_restart_notify(kelvane_handle handle, const mailbox_handler *mb,
+                                            mbox_data_header header, asynch_req_t record);
+
+// The data of a performance notification of version 0, brought to the current layout in place. Returns 0.
+int32_t kelvane_post_proc_enable_pm_notify(kelvane_handle handle, mbox_data *data,
+                                           const mbox_data_header &header);
+
 #endif

@@ -6,8 +6,25 @@
 #include <signal.h>
 
 #include <cassert>
+#include <cstdlib>
 
 #include "platform/wait.h"
+
+thread_argument take_thread_argument(void *argument)
+{
+    const thread_argument taken = *static_cast<thread_argument *>(argument);
+    free(argument);
+    return taken;
+}
+
+thread_argument *make_thread_argument(uint32_t handle, uint32_t sirane_id, uint32_t mbox)
+{
+    auto *argument = static_cast<thread_argument *>(calloc(1, sizeof(thread_argument)));
+    if (argument != nullptr) {
+        *argument = {handle, sirane_id, mbox};
+    }
+    return argument;
+}
 
 int32_t kelvane_thread_create(pthread_t *id, void *(*start)(void *), void *argument)
 {

@@ -13,6 +13,12 @@ struct thread_argument {
     uint32_t mbox;
 };
 
+// Copies the block and frees it: a thread's first act.
+thread_argument take_thread_argument(void *argument);
+
+// The block for a new thread, zeroed memory from the heap; null when there is none.
+thread_argument *make_thread_argument(uint32_t handle, uint32_t sirane_id, uint32_t mbox);
+
 // Starts a thread with the platform's two signals blocked, in the caller too from then on. `id` may be
 // null. Returns what pthread_create returned; a failure to block the signals aborts the process.
 int32_t kelvane_thread_create(pthread_t *id, void *(*start)(void *), void *argument);

@@ -1,4 +1,6 @@
 // The watch over the firmware: turning it on and off, and asking what it found.
+#include "device/keep_alive_switch.h"
+
 #include "core/handle.h"
 #include "kelvane_trace_defs.h"
 #include "mbox/command.h"
@@ -38,15 +40,24 @@ int32_t kelvane_enable_keep_alive_notify(kelvane_handle handle, uint32_t enable,
     return rc;
 }
 
+const char *keep_alive_status_name(uint32_t keep_alive_status)
+{
+    switch (keep_alive_status) {
+    case KELVANE_ALIVE:
+        return " KELVANE_ALIVE     ";
+    case KELVANE_NOT_ALIVE:
+        return " KELVANE_NOT_ALIVE ";
+    default:
+        return " KELVANE_UNDEF     ";
+    }
+}
+
 int32_t kelvane_get_keep_alive_status(kelvane_handle handle, uint32_t *enable, uint32_t *keep_alive_status)
 {
     const kelvane_handle_record *record = handle_record(handle);
     *enable = record == nullptr ? 0 : record->keep_alive_enabled.load(std::memory_order_relaxed);
     *keep_alive_status = record == nullptr ? 0 : record->keep_alive_status.load(std::memory_order_relaxed);
-    const char *name = *keep_alive_status == KELVANE_ALIVE       ? " KELVANE_ALIVE     "
-                       : *keep_alive_status == KELVANE_NOT_ALIVE ? " KELVANE_NOT_ALIVE "
-                                                                 : " KELVANE_UNDEF     ";
     TRACE(INFO, handle, KELVANE_ADDRESS_BOARD, " end enable = %d   keep_alive = %s  \n",
-          static_cast<int>(*enable), name);
+          static_cast<int>(*enable), keep_alive_status_name(*keep_alive_status));
     return KELVANE_EOK;
 }

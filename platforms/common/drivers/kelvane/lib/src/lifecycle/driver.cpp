@@ -1,10 +1,16 @@
 #include "lifecycle/driver.h"
 
+#include <cstdlib>
+
+#include "background/low_priority_thread.h"
+#include "background/response_thread.h"
 #include "core/handle.h"
 #include "core/mutex.h"
 #include "core/pci.h"
 #include "core/semaphore.h"
+#include "core/thread.h"
 #include "core/transaction_id.h"
+#include "dap/dap_channel.h"
 #include "kelvane_bar.h"
 #include "kelvane_trace_defs.h"
 #include "mbox/catalogue.h"
@@ -12,6 +18,7 @@
 #include "mbox/request_table.h"
 
 std::atomic<bool> is_driver_initialized;
+bool driver_starts_threads = true;
 
 namespace {
 
@@ -79,6 +86,31 @@ int32_t make_request_tables(kelvane_handle_record &record, kelvane_handle handle
     return KELVANE_EOK;
 }
 
+int32_t start_response_threads(kelvane_handle_record &record, kelvane_handle handle)
+{
+    for (uint32_t srn = 0; srn < SIRANE_COUNT && driver_starts_threads; srn++) {
+        for (uint32_t mbox = 0; mbox < MBOX_THREAD_COUNT; mbox++) {
+            TRACE_AS(CREATE, DEBUG, handle, NO_ADDRESS, "start sirane_id = %d mbox = %d ",
+                     static_cast<int>(srn), static_cast<int>(mbox));
+            // After a failure the block stays: nobody knows how far the thread came.
+            thread_argument *argument = make_thread_argument(handle, srn, mbox);
+            const int32_t rc = argument == nullptr
+                                   ? static_cast<int32_t>(KELVANE_RET_CODE_GEN_PLATFORM_PROBLEM)
+                                   : kelvane_thread_create(&record.response_thread[srn][mbox],
+                                                           kelvane_asyc_resp_th, argument);
+            TRACE_AS(CREATE, DEBUG, handle, NO_ADDRESS, "th_idAdd  0x%p ",
+                     static_cast<void *>(&record.response_thread[srn][mbox]));
+            if (rc != KELVANE_EOK) {
+                TRACE_AS(CREATE, ERROR, handle, NO_ADDRESS,
+                         "problem with kelvane_thread_create srn %d sem %d", static_cast<int>(srn),
+                         static_cast<int>(mbox));
+                return rc;
+            }
+        }
+    }
+    return KELVANE_EOK;
+}
+
 // What is made once and lives as long as the process, in order.
 int32_t make_lasting(kelvane_handle_record &record, kelvane_handle handle, failure_kind *on_failure)
 {
@@ -93,6 +125,10 @@ int32_t make_lasting(kelvane_handle_record &record, kelvane_handle handle, failu
     if (rc == KELVANE_EOK) {
         *on_failure = LEAVE_CLAIMED;
         rc = make_request_tables(record, handle);
+    }
+    if (rc == KELVANE_EOK) {
+        *on_failure = UNWIND;
+        rc = start_response_threads(record, handle);
     }
     if (rc == KELVANE_EOK) {
         record.is_thread_initialized = 1;
@@ -161,6 +197,30 @@ int32_t register_notifications(kelvane_handle_record &record, kelvane_handle han
     return KELVANE_EOK;
 }
 
+int32_t start_low_priority_thread(kelvane_handle_record &record, kelvane_handle handle)
+{
+    if (record.low_prio_started == 1 || !driver_starts_threads) {
+        return KELVANE_EOK;
+    }
+    TRACE_AS(CREATE, DEBUG, handle, NO_ADDRESS, "start low prio th for sirane_id = %d mbox = %d ", -1,
+             static_cast<int>(MBOX_NONE));
+    thread_argument *argument = make_thread_argument(handle, 0xFFFFFFFF, MBOX_NONE);
+    record.low_prio_active.store(1, std::memory_order_relaxed);
+    const int32_t rc = argument == nullptr
+                           ? static_cast<int32_t>(KELVANE_RET_CODE_GEN_PLATFORM_PROBLEM)
+                           : kelvane_thread_create(&record.low_prio_thread, kelvane_low_prio_th, argument);
+    TRACE_AS(CREATE, DEBUG, handle, NO_ADDRESS, "th_idAdd  0x%p ",
+             static_cast<void *>(&record.low_prio_thread));
+    if (rc != KELVANE_EOK) {
+        free(argument);
+        record.low_prio_active.store(0, std::memory_order_relaxed);
+        TRACE_AS(CREATE, ERROR, handle, NO_ADDRESS, "problem with kelvane_thread_create low prio th ");
+        return rc;
+    }
+    record.low_prio_started = 1;
+    return KELVANE_EOK;
+}
+
 void reset_watches(kelvane_handle_record &record)
 {
     for (auto &last_batch : record.local_pm_incremental_id) {
@@ -201,9 +261,15 @@ int32_t build_device(kelvane_handle_record &record, kelvane_handle handle, failu
         rc = register_notifications(record, handle, on_failure);
     }
     if (rc == KELVANE_EOK) {
-        reset_watches(record);
         *on_failure = UNWIND;
+        rc = start_low_priority_thread(record, handle);
+    }
+    if (rc == KELVANE_EOK) {
+        reset_watches(record);
         rc = make_eprom_mutex(record, handle);
+    }
+    if (rc == KELVANE_EOK) {
+        rc = initialize_dap(handle, driver_starts_threads);
     }
     return rc;
 }

@@ -10,6 +10,9 @@
 // First use: set by kelvane_init_driver, cleared by its failure. Not a lock: one thread at a time.
 extern std::atomic<bool> is_driver_initialized;
 
+// Whether a created device gets its threads. A test that runs their passes itself clears it.
+extern bool driver_starts_threads;
+
 // Writes and reads back the link's test words, with no regard to the keep-alive gate. 0, 64174, or 64171
 // at the first word that differs.
 int32_t kelvene_check_pci_functionality(kelvane_handle handle);

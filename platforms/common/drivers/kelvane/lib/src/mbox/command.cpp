@@ -33,6 +33,15 @@ struct exchange {
     uint32_t delay_nsec; // before the send
 };
 
+// Whether a callback of the sirane's answers called. Whoever holds the command mutex then may be waiting for
+// this very thread, so the mutex is tried and not waited for.
+bool is_called_back(const exchange &e)
+{
+    return mbox_mutex_served_here != nullptr &&
+           mbox_mutex_served_here ==
+               mbox_response_mutex(e.handle, sirane_id_of_address(e.device_address), MBOX_RESPONSE);
+}
+
 // Lock, send, receive, unlock. `reached` tells the step that the status belongs to.
 int32_t run(const exchange &e, exchange_step *reached)
 {
@@ -41,7 +50,7 @@ int32_t run(const exchange &e, exchange_step *reached)
     if (mutex == nullptr) {
         return KELVANE_RET_CODE_GEN_ERR;
     }
-    int32_t rc = kelvane_mutex_timed_lock(mutex, LOCK_LIMIT_SECONDS, 0);
+    int32_t rc = kelvane_mutex_timed_lock(mutex, is_called_back(e) ? 0 : LOCK_LIMIT_SECONDS, 0);
     if (rc != KELVANE_EOK) {
         return rc;
     }

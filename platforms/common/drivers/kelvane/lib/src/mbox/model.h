@@ -35,6 +35,10 @@ kelvane_semaphore *mbox_sem_of(kelvane_handle handle, uint32_t sirane_id, uint32
 kelvane_mutex *mbox_command_mutex(kelvane_handle handle, uint32_t sirane_id);
 kelvane_mutex *mbox_response_mutex(kelvane_handle handle, uint32_t sirane_id, uint32_t mbox);
 
+// The response mutex whose message this thread serves, with the mutex held, or null. A callback of the
+// application runs meanwhile and may come back into the library.
+extern thread_local const kelvane_mutex *mbox_mutex_served_here;
+
 void trace_mbox_header(kelvane_handle handle, kelvane_device_address device_address, uint32_t mbox,
                        const mbox_data_header &header, uint32_t level);
 

@@ -159,6 +159,11 @@ int32_t manage_resp_receive(kelvane_handle handle, kelvane_device_address device
     for (uint64_t left = polling_number;;) {
         uint32_t verdict = 0;
         int32_t rc = kelvane_mutex_timed_lock(response_mutex, LOCK_LIMIT_SECONDS, 0);
+        if (rc != KELVANE_EOK && mbox_mutex_served_here == response_mutex) {
+            // A callback of this mailbox called: what its thread held before stays held.
+            write_mbox_state(handle, mb, MBOX_STATE_IDLE, CHECK_ALIVE);
+            return rc;
+        }
         if (rc == KELVANE_EOK) {
             rc = look_once(r, static_cast<uint32_t>(polling_number - left), left, &verdict);
         }

@@ -1,0 +1,72 @@
+#include "background/low_priority_thread.h"
+
+#include "background/aging.h"
+#include "background/keep_alive.h"
+#include "core/handle.h"
+#include "core/mutex.h"
+#include "core/thread.h"
+#include "kelvane_trace_defs.h"
+#include "mbox/model.h"
+#include "mbox/receive.h"
+
+namespace {
+
+constexpr uint32_t START_DELAY_SEC = 4;
+constexpr uint32_t PERIOD_SEC = 2;
+
+} // namespace
+
+low_priority_state low_priority_start(kelvane_handle handle)
+{
+    return {handle, get_mbox_handler(0, MBOX_KEEP_ALIVE), NO_ADDRESS, -1, 0};
+}
+
+void low_priority_pass(low_priority_state *state)
+{
+    const kelvane_handle handle = state->handle;
+    if (kelvane_get_low_prio_active(handle) != 1) {
+        return;
+    }
+    kelvane_handle_record &record = *handle_record(handle);
+    TRACE_AS("kelvane_low_prio_th", mbox_fields(state->mb).header_level, handle, state->device_address,
+             "sirane %d keep alive counter = %d ", state->label, static_cast<int>(state->passes));
+    for (uint32_t sirane_id = 0; sirane_id < SIRANE_COUNT; sirane_id++) {
+        if (kelvane_get_pci_mapped(handle) != 0) {
+            state->device_address = KELVANE_ADDRESS_SIRANE(sirane_id);
+            for (uint32_t mbox = 0; mbox < MBOX_THREAD_COUNT; mbox++) {
+                kelvane_deque_resp_receive(handle, state->device_address, mbox);
+            }
+        }
+        // While the mapping is down the address is stale, and names the table that the reports come from.
+        kelvane_manage_asynch_req_aging(handle, state->device_address, state->mb,
+                                        record.asynch_req_array[sirane_id],
+                                        &record.asynch_req_lock[sirane_id]);
+    }
+    state->label = static_cast<int32_t>(SIRANE_COUNT);
+    if (record.keep_alive_enabled.load(std::memory_order_relaxed) == 1) {
+        kelvane_keep_alive(handle, state->device_address);
+    }
+    kelvane_manage_seu_pl_uncorrectable(handle);
+    state->passes++;
+}
+
+void *kelvane_low_prio_th(void *argument)
+{
+    const thread_argument start = take_thread_argument(argument);
+    kelvane_handle_record *record = handle_record(start.handle);
+    if (record == nullptr) {
+        return nullptr;
+    }
+    TRACE(INFO, start.handle, NO_ADDRESS, "starting thread sirane_id = %d mbox = %d  tid=%d ",
+          static_cast<int>(start.sirane_id), static_cast<int>(start.mbox), kelvane_gettid());
+    record->low_prio_tid.store(kelvane_gettid(), std::memory_order_relaxed);
+    kelvane_delay(START_DELAY_SEC, 0);
+    low_priority_state state = low_priority_start(start.handle);
+    if (state.mb == nullptr) {
+        return nullptr;
+    }
+    for (;;) {
+        low_priority_pass(&state);
+        kelvane_delay(PERIOD_SEC, 0);
+    }
+}

@@ -1,0 +1,16 @@
+// The threads that take what the firmware posts: one for each response, performance and alarm mailbox.
+#ifndef BACKGROUND_RESPONSE_THREAD_H
+#define BACKGROUND_RESPONSE_THREAD_H
+
+#include <cstdint>
+
+#include "kelvane.h"
+
+// Thread body; takes over its thread_argument. Ends only when its mailbox does not exist.
+void *kelvane_asyc_resp_th(void *argument);
+
+// One service pass: takes messages until none is offered. Leaves a synchronous answer to its caller and
+// looks again after 2 seconds, with no lock held. Returns 0 or what ended the pass.
+int32_t kelvane_asyc_resp_common(kelvane_handle handle, uint32_t sirane_id, uint32_t mbox);
+
+#endif
