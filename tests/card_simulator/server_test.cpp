@@ -243,6 +243,19 @@ TEST(server, a_host_finds_maps_and_uses_the_card)
     EXPECT_EQ(it.read_register(), 1u);
 }
 
+TEST(server, a_tree_may_lie_deeper_than_a_socket_address_holds)
+{
+    const folder tree;
+    std::string deep = tree.path;
+    for (int i = 0; i < 3; i++) {
+        deep += "/" + std::string(60, 'd');
+        fs::create_directory(deep);
+    }
+    const simulator card(deep);
+    EXPECT_EQ(host(deep).read_register(), 1u);
+    EXPECT_EQ(card.verb({"show"}).status, 0);
+}
+
 TEST(server, interrupts_reach_all_clients)
 {
     const folder tree;
