@@ -288,4 +288,25 @@ TEST(performance, questions_to_the_wrong_device_are_refused)
     }
 }
 
+TEST(performance, show_tells_settings_and_measurements_of_a_device)
+{
+    card_host host;
+    host.link_up();
+    light(host, 0xFF0000FF);
+    host.verb("unplug 3");
+    const struct {
+        const char *line;
+        const char *part;
+    } SHOWN[] = {
+        {"show 0", "firmware 5.22, ethernet host ports"}, {"show 1", "host port 3: loopback 0"},
+        {"show 2", "channel tx 1931000 rx 1931000"},      {"show 2", "rx osnr 2"},
+        {"show 3", "empty port 1 of sirane 0"},
+    };
+    for (const auto &it : SHOWN) {
+        const std::string text = host.verb(it.line);
+        EXPECT_NE(text.find(it.part), std::string::npos) << it.line << '\n' << text;
+    }
+    host.refused_verb("show 10");
+}
+
 } // namespace

@@ -117,11 +117,11 @@ void reset_device(card_state &state, uint32_t device)
     it.last_diagnostic = 0;
     it.low_power = false;
     it.laser_times_out = false;
+    state.tables_changed = state.tables_changed || it.simulated_out;
     it.simulated_out = false;
     it.port = {};
     it.sirane = {};
     it.resets++;
-    state.tables_changed = true; // a module that was only said to be out is back
 }
 
 void card_state_firmware_start(card_state &state)

@@ -112,7 +112,7 @@ struct card_state {
     uint32_t trace_level = 0;
     bool watch_on = false;       // the host watches the firmware's life sign
     uint32_t starts = 0;         // of the firmware
-    bool tables_changed = false; // since they were published
+    bool tables_changed = false; // what they tell has, since they were published
     uint64_t power_on_ns = 0;    // of wait_monotonic
     signal_clock signals[DEVICE_COUNT];
     global_alarms raised[SIRANE_COUNT] = {}; // by the operator

@@ -130,6 +130,7 @@ int32_t simulate_removal(command_exchange &exchange)
     if (exchange.state.devices[device].simulated_out != (out == 1)) {
         reset_device(exchange.state, device);
         exchange.state.devices[device].simulated_out = out == 1;
+        exchange.state.tables_changed = true;
     }
     return 0;
 }
