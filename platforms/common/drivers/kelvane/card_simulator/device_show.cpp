@@ -59,10 +59,10 @@ using port_pm = kelvane_sirane_port_pm;
 constexpr line_measure LINE_MEASURES[] = {
     {"rx cd", "ps/nm", &port_pm::rx_cd_curr, &port_pm::rx_cd_min, &port_pm::rx_cd_max, &port_pm::rx_cd_avg},
     {"rx dgd", "ps", &port_pm::rx_dgd_curr, &port_pm::rx_dgd_min, &port_pm::rx_dgd_max, &port_pm::rx_dgd_avg},
-    {"rx osnr", "0.1 dB", &port_pm::rx_osnr_curr, &port_pm::rx_osnr_min, &port_pm::rx_osnr_max,
+    {"rx osnr", "dB/10", &port_pm::rx_osnr_curr, &port_pm::rx_osnr_min, &port_pm::rx_osnr_max,
      &port_pm::rx_osnr_avg},
     {"sopmd", "ps^2", &port_pm::sopmd_cur, &port_pm::sopmd_min, &port_pm::sopmd_max, &port_pm::sopmd_ave},
-    {"pdl", "0.1 dB", &port_pm::pdl_cur, &port_pm::pdl_min, &port_pm::pdl_max, &port_pm::pdl_ave},
+    {"pdl", "dB/10", &port_pm::pdl_cur, &port_pm::pdl_min, &port_pm::pdl_max, &port_pm::pdl_ave},
 };
 
 void append_measurements(std::string &text, const card_state &state, uint32_t device)
@@ -72,6 +72,11 @@ void append_measurements(std::string &text, const card_state &state, uint32_t de
            module.optical_output_power / UNITS_PER_DBM, module.optical_input_power / UNITS_PER_DBM,
            module.optical_signal_power / UNITS_PER_DBM, module.xpm2_temperature / UNITS_PER_DEGREE);
     const port_pm port = measure_network_port(state, device);
+    append(text, "    %d parity errors here, %d at the far end%s\n", port.bip8_error_counter,
+           port.bei_error_counter, state.signals[device].runs ? "" : ", no signal");
+    if (!state.signals[device].runs) {
+        return;
+    }
     for (const line_measure &it : LINE_MEASURES) {
         append(text, "    %s %d, from %d to %d, average %d %s\n", it.name, port.*it.current, port.*it.least,
                port.*it.most, port.*it.average, it.unit);

@@ -1,5 +1,6 @@
 // Measurements on request, and the subscription to batches of them.
 #include <algorithm>
+#include <cstddef>
 
 #include "card_simulator/command_handlers.h"
 #include "card_simulator/measurements.h"

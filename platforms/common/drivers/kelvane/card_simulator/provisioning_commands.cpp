@@ -1,4 +1,6 @@
 // What the host sets on network ports, host ports and siranes: kept, judged and given back.
+#include <algorithm>
+#include <cassert>
 #include <cmath>
 
 #include "card_simulator/command_handlers.h"
@@ -37,10 +39,10 @@ constexpr single_value SINGLE_VALUES[] = {
 
 const single_value &value_of_command(uint32_t command)
 {
-    const single_value *it = SINGLE_VALUES;
-    while (it->set != command && it->get != command) {
-        it++; // the rows below name none that is not here
-    }
+    const auto *it = std::ranges::find_if(SINGLE_VALUES, [command](const single_value &value) {
+        return value.set == command || value.get == command;
+    });
+    assert(it != std::end(SINGLE_VALUES));
     return *it;
 }
 
