@@ -115,6 +115,12 @@ TEST(performance, an_hour_of_measurements_is_plausible)
             for (const size_t offset : WIDE_COUNTERS) {
                 EXPECT_GE(now.at<uint64_t>(offset), before.at<uint64_t>(offset)) << offset;
             }
+            for (const size_t field : {128, 144, 160}) {
+                if (seconds / 10 == (seconds + 3) / 10) { // one interval: it knows what was read before
+                    EXPECT_LE(now.word(field + 4), before.word(field));
+                    EXPECT_GE(now.word(field + 8), before.word(field));
+                }
+            }
             before = now;
         }
         EXPECT_GT(before.word(16), 30);       // bad frames
@@ -243,12 +249,16 @@ TEST(performance, the_interval_bounds_what_is_summed_up)
         uint64_t counted; // seconds of the interval over at 640 s, that one included
     };
     uint64_t one_second = 0;
-    for (const interval &it : {interval{1, 0, 1}, {64, 0, 1}, {65, 0x80100011, 1}, {63, 0, 11}, {0, 0, 1}}) {
+    for (const interval &it : {interval{1, 0, 1}, {64, 0, 1}, {65, 0x80100011, 1}, {0, 0, 1}, {63, 0, 11}}) {
         EXPECT_EQ(host.error_of(18, {0, 0xFF00FFFF, it.seconds}), it.error_word);
         const uint64_t bits = measure_all(host).at<uint64_t>(128 + 64);
         one_second = one_second == 0 ? bits : one_second;
         EXPECT_NEAR(static_cast<double>(bits) / static_cast<double>(one_second), it.counted, 0.01);
     }
+    light(host, 0xFF0001FF); // in the middle of an interval
+    const auto one_second_of_other = measure_all(host).at<uint64_t>(256 + 64);
+    time.advance(5 * SECOND);
+    EXPECT_NEAR(measure_all(host).at<uint64_t>(256 + 64), 6 * one_second_of_other, 6);
 }
 
 TEST(performance, an_otn_card_counts_otn_frames)
