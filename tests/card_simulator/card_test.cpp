@@ -57,7 +57,7 @@ TEST(card, verbs_that_make_no_sense_are_refused_with_a_reason)
         const char *reason;
     };
     const refused LINES[] = {
-        {"alarm", "there is no verb alarm"},
+        {"alarms", "there is no verb alarms"},
         {"plug", "DEV is missing"},
         {"plug x", "DEV is no decimal number: x"},
         {"plug 10", "DEV is 0 to 9"},

@@ -1,3 +1,5 @@
+#include <random>
+
 #include "card_simulator/card_host.h"
 
 namespace {
@@ -130,6 +132,31 @@ TEST(commands, an_asynchronous_request_gets_its_slot_back)
     EXPECT_EQ(host.offer(56, {0, 1}, 0, 7), 4u);
     host.write(0x01C00000, 2);
     EXPECT_EQ(host.take_answer().header[4], 7u);
+}
+
+// Whatever a host sends, the card goes on: each message is refused, answered, or one of the three silent.
+TEST(commands, no_words_take_the_card_out_of_step)
+{
+    const uint32_t SIZES[] = {0, 1, 2, 3, 4, 8, 10, 11, 14, 32, 34, 39, 60, 112, 116, 1978};
+    const uint32_t WORDS[] = {0,          1,          2,          3,          25,         193700,
+                              1937000,    0x7FFFFFFF, 0x80000000, 0xFFFFFFFF, 0x7FC00000, 0xF0FFFFFF,
+                              0xFF00FFFF, 0xFF0000FF, 0xFF0201FF, 0xFF02FF03, 0xFF01FFFE, 0xFF000000};
+    card_host host;
+    host.link_up();
+    std::minstd_rand random(1);
+    for (int i = 0; i < 20000; i++) {
+        const uint32_t command = random() % 68;
+        std::vector<uint32_t> data(SIZES[random() % std::size(SIZES)]);
+        for (uint32_t &word : data) {
+            word = WORDS[random() % std::size(WORDS)];
+        }
+        const bool accepted = host.offer(command, data) == 4;
+        host.write(0x01C00000, 2);
+        ASSERT_EQ(host.read(0x01C00004), 2u) << command;
+        const bool silent = command == 24 || command == 35 || command == 36;
+        ASSERT_EQ(host.take_answer().there, accepted && !silent) << command;
+    }
+    EXPECT_NE(host.verb("show").size(), 0u);
 }
 
 } // namespace

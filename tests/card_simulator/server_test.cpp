@@ -243,6 +243,19 @@ TEST(server, a_host_finds_maps_and_uses_the_card)
     EXPECT_EQ(it.read_register(), 1u);
 }
 
+TEST(server, a_tree_may_lie_deeper_than_a_socket_address_holds)
+{
+    const folder tree;
+    std::string deep = tree.path;
+    for (int i = 0; i < 3; i++) {
+        deep += "/" + std::string(60, 'd');
+        fs::create_directory(deep);
+    }
+    const simulator card(deep, {"--client-type", "otn"});
+    EXPECT_EQ(host(deep).read_register(), 1u);
+    EXPECT_EQ(card.verb({"alarm", "raise", "1.h0", "TX_HOST_LOL_0"}).status, 0);
+}
+
 TEST(server, interrupts_reach_all_clients)
 {
     const folder tree;
@@ -385,16 +398,9 @@ TEST(server, a_script_runs_before_the_card_is_ready)
 TEST(server, command_lines_that_make_no_sense_are_refused)
 {
     const std::vector<std::string> LINES[] = {
-        {"--firmware", "5"},
-        {"--firmware", "5.99999999"},
-        {"--seed", "x"},
-        {"--name", ""},
-        {"--ready-fd", "-1"},
-        {"--no-such-option"},
-        {"show"},
-        {"--send"},
-        {"--send", "show"},
-        {"--host"},
+        {"--firmware", "5"}, {"--firmware", "5.99999999"}, {"--seed", "x"},      {"--client-type", "sonet"},
+        {"--name", ""},      {"--ready-fd", "-1"},         {"--no-such-option"}, {"show"},
+        {"--send"},          {"--send", "show"},           {"--host"},
     };
     for (std::vector<std::string> words : LINES) {
         words.insert(words.begin(), CARD_SIMULATOR);

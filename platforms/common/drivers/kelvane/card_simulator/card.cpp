@@ -6,6 +6,7 @@
 
 #include "card_simulator/card_record.h"
 #include "card_simulator/console.h"
+#include "card_simulator/measurements.h"
 
 card *card_create_on(const card_options &options, int memory_fd, const card_outlets &outlets)
 {
@@ -19,6 +20,7 @@ card *card_create_on(const card_options &options, int memory_fd, const card_outl
     it->state.firmware_major = options.firmware_major;
     it->state.firmware_minor = options.firmware_minor;
     it->state.seed = options.seed;
+    it->state.client = options.client;
     firmware_start(*it);
     return it;
 }
@@ -105,5 +107,7 @@ void card_insert(card &card)
 int32_t card_verb(card *card, const char *line, std::string *answer)
 {
     const std::lock_guard guard(card->mutex);
-    return console_run(*card, line, answer);
+    const int32_t result = console_run(*card, line, answer);
+    measurements_follow(card->state);
+    return result;
 }

@@ -1,31 +1,13 @@
 // Registers, diagnostics, resets, the watch over the firmware, the module's status.
 #include "card_simulator/command_handlers.h"
 #include "card_simulator/registers.h"
-#include "kelvane.h"
 
 namespace {
 
-// Words of a request.
-constexpr size_t ENABLE_OR_LEVEL = 1; // commands without a device address
-constexpr size_t DEVICE_ADDRESS = 1;
-constexpr size_t ARGUMENT = 2;
-constexpr size_t VALUE = 3;
+constexpr size_t ENABLE_OR_LEVEL_WORD = 1; // of commands without a device address
 
 constexpr uint32_t MODULE_PRESENT = 0x00000001;
 constexpr uint32_t MODULE_READY = 0x00000002;
-
-// The device of the request, or why it cannot be worked on.
-int32_t find_device(const command_exchange &exchange, uint32_t *device)
-{
-    *device = device_of_address(exchange.words[DEVICE_ADDRESS]);
-    if (*device == DEVICE_NONE) {
-        return ORDUNE_NOT_EXISTING_DEVICE;
-    }
-    if (is_module_device(*device) && !exchange.state.devices[*device].plugged) {
-        return ORDUNE_XPM2_ENODEV;
-    }
-    return 0;
-}
 
 int32_t find_register(const command_exchange &exchange, uint32_t *device)
 {
@@ -33,7 +15,7 @@ int32_t find_register(const command_exchange &exchange, uint32_t *device)
     if (result != 0) {
         return result;
     }
-    return exchange.words[ARGUMENT] <= LAST_REGISTER ? 0 : static_cast<int32_t>(ORDUNE_INVALID_PAGE);
+    return exchange.words[VALUE_WORD] <= LAST_REGISTER ? 0 : static_cast<int32_t>(ORDUNE_INVALID_PAGE);
 }
 
 int32_t read_register(command_exchange &exchange)
@@ -43,7 +25,7 @@ int32_t read_register(command_exchange &exchange)
     if (result != 0) {
         return result;
     }
-    exchange.words[VALUE] = register_value(exchange.state, device, exchange.words[ARGUMENT]);
+    exchange.words[SECOND_VALUE_WORD] = register_value(exchange.state, device, exchange.words[VALUE_WORD]);
     return 0;
 }
 
@@ -54,7 +36,7 @@ int32_t write_register(command_exchange &exchange)
     if (result != 0) {
         return result;
     }
-    exchange.state.devices[device].registers[exchange.words[ARGUMENT]] = exchange.words[VALUE];
+    exchange.state.devices[device].registers[exchange.words[VALUE_WORD]] = exchange.words[SECOND_VALUE_WORD];
     return 0;
 }
 
@@ -98,7 +80,7 @@ int32_t run_diagnostic(command_exchange &exchange)
         return result;
     }
     for (const diagnostic &diagnostic : DIAGNOSTICS) {
-        if (diagnostic.number == exchange.words[ARGUMENT]) {
+        if (diagnostic.number == exchange.words[VALUE_WORD]) {
             if (diagnostic.of_sirane_only && !is_sirane_device(device)) {
                 return ORDUNE_INVALID_DEV;
             }
@@ -120,7 +102,7 @@ int32_t default_initialize(command_exchange &exchange)
 
 int32_t enable_keep_alive(command_exchange &exchange)
 {
-    const uint32_t enable = exchange.words[ENABLE_OR_LEVEL];
+    const uint32_t enable = exchange.words[ENABLE_OR_LEVEL_WORD];
     if (enable > 1) {
         return ORDUNE_OPERATION_NOT_ALLOWED;
     }
@@ -133,13 +115,13 @@ int32_t enable_keep_alive(command_exchange &exchange)
 
 int32_t set_trace_level(command_exchange &exchange)
 {
-    exchange.state.trace_level = exchange.words[ENABLE_OR_LEVEL];
+    exchange.state.trace_level = exchange.words[ENABLE_OR_LEVEL_WORD];
     return 0;
 }
 
 int32_t recover_device(command_exchange &exchange)
 {
-    const uint32_t device = device_of_address(exchange.words[DEVICE_ADDRESS]);
+    const uint32_t device = device_of_address(exchange.words[DEVICE_ADDRESS_WORD]);
     if (device == DEVICE_NONE) {
         return ORDUNE_NOT_EXISTING_DEVICE;
     }
@@ -153,16 +135,13 @@ int32_t recover_device(command_exchange &exchange)
 int32_t get_module_status(command_exchange &exchange)
 {
     uint32_t device = DEVICE_NONE;
-    const int32_t result = find_device(exchange, &device);
-    exchange.words[ARGUMENT] = 0;
+    const int32_t result = find_module(exchange, &device);
+    exchange.words[VALUE_WORD] = 0;
     if (result != 0) {
         return result;
     }
-    if (!is_module_device(device)) {
-        return ORDUNE_INVALID_DEV;
-    }
     const bool powered = !exchange.state.devices[sirane_device(sirane_of_device(device))].low_power;
-    exchange.words[ARGUMENT] = powered ? MODULE_PRESENT | MODULE_READY : MODULE_PRESENT;
+    exchange.words[VALUE_WORD] = powered ? MODULE_PRESENT | MODULE_READY : MODULE_PRESENT;
     return 0;
 }
 

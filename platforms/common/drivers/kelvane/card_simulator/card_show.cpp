@@ -1,10 +1,9 @@
 #include "card_simulator/card_show.h"
 
 #include <cinttypes>
-#include <cstdarg>
-#include <cstdio>
 #include <string_view>
 
+#include "card_simulator/append_text.h"
 #include "card_simulator/error_words.h"
 #include "card_simulator/registers.h"
 #include "kelvane_bar.h"
@@ -25,16 +24,6 @@ constexpr mailbox_line MAILBOX_LINES[] = {
     {MBOX_ALARM, "alarm"},
 };
 
-[[gnu::format(printf, 2, 3)]] void append(std::string &text, const char *format, ...)
-{
-    char line[256];
-    va_list arguments;
-    va_start(arguments, format);
-    std::vsnprintf(line, sizeof line, format, arguments);
-    va_end(arguments);
-    text += line;
-}
-
 const char *firmware_condition(const card &card)
 {
     if (card.bar.removed) {
@@ -44,6 +33,14 @@ const char *firmware_condition(const card &card)
         return "hung";
     }
     return card.firmware.up ? "up" : "starting";
+}
+
+const char *module_condition(const card_state &state, uint32_t device)
+{
+    if (!state.devices[device].plugged) {
+        return "not plugged";
+    }
+    return has_module(state, device) ? "plugged" : "plugged, the host pretends that it is out";
 }
 
 std::string_view name_of_register(uint32_t device, uint32_t number)
@@ -146,13 +143,14 @@ std::string card_show(const card &card)
            card.state.firmware_minor, firmware_condition(card), card.state.starts, card.state.seed);
     append(text, "%u clients, %" PRIu64 " interrupts raised, watch %s, trace level 0x%08x\n",
            card.clients.load(), card.interrupts, card.state.watch_on ? "on" : "off", card.state.trace_level);
-    append(text, "%" PRIu64 " messages lost for want of room\n", card.firmware.lost_messages);
+    append(text,
+           "%" PRIu64 " messages lost for want of room, %" PRIu64 " commands failed that get no answer\n",
+           card.firmware.lost_messages, card.state.unanswered_errors);
     append_registers(text, card, BOARD_DEVICE);
     for (uint32_t sirane_id = 0; sirane_id < SIRANE_COUNT; sirane_id++) {
         append_sirane(text, card, sirane_id);
         for (uint32_t device = sirane_device(sirane_id) + 1; is_module_device(device); device++) {
-            append(text, "device %u, module: %s\n", device,
-                   card.state.devices[device].plugged ? "plugged" : "not plugged");
+            append(text, "device %u, module: %s\n", device, module_condition(card.state, device));
             append_registers(text, card, device);
         }
     }

@@ -1,9 +1,11 @@
 #include "card_simulator/card_state.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "card_simulator/registers.h"
 #include "kelvane_bar.h"
+#include "platform/wait.h"
 
 namespace {
 
@@ -55,9 +57,9 @@ void publish_sirane(const card_state &state, bar &bar, uint32_t sirane_id)
     put(BANK_1_VALID, 1);
     put(DOWNLOADED_BANK, 1);
     put(RUNNING_BANK, 1);
-    const uint32_t module = sirane_device(sirane_id) + 1;
-    put(FIRST_MODULE_SOFTWARE + MODULE_VERSION, state.devices[module].plugged ? MODULE_SOFTWARE : 0);
-    put(SECOND_MODULE_SOFTWARE + MODULE_VERSION, state.devices[module + 1].plugged ? MODULE_SOFTWARE : 0);
+    const uint32_t module = module_device(sirane_id, 0);
+    put(FIRST_MODULE_SOFTWARE + MODULE_VERSION, has_module(state, module) ? MODULE_SOFTWARE : 0);
+    put(SECOND_MODULE_SOFTWARE + MODULE_VERSION, has_module(state, module + 1) ? MODULE_SOFTWARE : 0);
 }
 
 } // namespace
@@ -80,6 +82,16 @@ uint32_t device_of_address(uint32_t device_address)
     return network_port < DEVICES_PER_SIRANE - 1 && host_port == 0xFF
                ? sirane_device(sirane_id) + 1 + network_port
                : DEVICE_NONE;
+}
+
+bool firmware_is_before(const card_state &state, uint32_t major, uint32_t minor)
+{
+    return std::pair(state.firmware_major, state.firmware_minor) < std::pair(major, minor);
+}
+
+bool has_module(const card_state &state, uint32_t device)
+{
+    return state.devices[device].plugged && !state.devices[device].simulated_out;
 }
 
 uint32_t register_start(uint32_t device, uint32_t number)
@@ -105,6 +117,10 @@ void reset_device(card_state &state, uint32_t device)
     it.last_diagnostic = 0;
     it.low_power = false;
     it.laser_times_out = false;
+    state.tables_changed = state.tables_changed || it.simulated_out;
+    it.simulated_out = false;
+    it.port = {};
+    it.sirane = {};
     it.resets++;
 }
 
@@ -112,6 +128,11 @@ void card_state_firmware_start(card_state &state)
 {
     state.trace_level = TRACE_LEVEL_AT_START;
     state.watch_on = false;
+    for (uint32_t sirane_id = 0; sirane_id < SIRANE_COUNT; sirane_id++) {
+        state.pm_batches[sirane_id] = {};
+        state.alarm_changes[sirane_id] = {};
+        state.forced_alarms[sirane_id] = {};
+    }
     state.starts++;
 }
 
@@ -122,11 +143,14 @@ void card_state_power_on(card_state &state)
         device = {};
         device.plugged = plugged;
     }
+    std::ranges::fill(state.signals, signal_clock{});
+    state.power_on_ns = wait_monotonic();
     card_state_firmware_start(state);
 }
 
-void publish_tables(const card_state &state, bar &bar)
+void publish_tables(card_state &state, bar &bar)
 {
+    state.tables_changed = false;
     const uint32_t major = state.firmware_major;
     const uint32_t minor = state.firmware_minor;
     const uint32_t controller[ZYNQ_INFO_WORDS] = {

@@ -1,102 +1,16 @@
 #include "card_simulator/console.h"
 
 #include <cerrno>
-#include <charconv>
 #include <cstdio>
-#include <vector>
 
+#include "card_simulator/alarm_verbs.h"
+#include "card_simulator/arguments.h"
 #include "card_simulator/card_show.h"
+#include "card_simulator/device_show.h"
 #include "card_simulator/error_words.h"
 #include "card_simulator/registers.h"
 
 namespace {
-
-constexpr std::string_view ALWAYS = "always";
-
-using words = std::vector<std::string_view>;
-
-// The words behind the verb, taken one after the other; the first that is missing or wrong is told.
-struct arguments {
-    words given;
-    size_t next = 0;
-    std::string problem;
-};
-
-bool fail(arguments &it, std::string problem)
-{
-    if (it.problem.empty()) {
-        it.problem = std::move(problem);
-    }
-    return false;
-}
-
-bool take(arguments &it, const char *what, std::string_view *word)
-{
-    if (it.next >= it.given.size()) {
-        return fail(it, std::string(what) + " is missing");
-    }
-    *word = it.given[it.next++];
-    return true;
-}
-
-bool to_number(std::string_view word, int base, uint32_t *number)
-{
-    if (base == 16 && (word.starts_with("0x") || word.starts_with("0X"))) {
-        word.remove_prefix(2);
-    }
-    const char *end = word.data() + word.size();
-    const auto [stop, error] = std::from_chars(word.data(), end, *number, base);
-    return error == std::errc{} && stop == end;
-}
-
-bool take_number(arguments &it, const char *what, int base, uint32_t *number)
-{
-    std::string_view word;
-    if (!take(it, what, &word)) {
-        return false;
-    }
-    return to_number(word, base, number) ||
-           fail(it, std::string(what) + " is no " + (base == 16 ? "hexadecimal" : "decimal") +
-                        " number: " + std::string(word));
-}
-
-bool take_command(arguments &it, uint32_t *command)
-{
-    return take_number(it, "COMMAND", 10, command) &&
-           (*command < COMMAND_COUNT || fail(it, "there is no command above 65"));
-}
-
-// How many times; the last argument, and once when it is not there.
-bool take_count(arguments &it, uint32_t *count)
-{
-    *count = 1;
-    if (it.next == it.given.size()) {
-        return true;
-    }
-    if (it.given[it.next] == ALWAYS) {
-        it.next++;
-        *count = FAULT_ALWAYS;
-        return true;
-    }
-    return take_number(it, "COUNT", 10, count);
-}
-
-bool take_end(arguments &it)
-{
-    return it.next == it.given.size() ||
-           fail(it, "nothing is expected behind: " + std::string(it.given[it.next]));
-}
-
-bool take_offset(arguments &it, uint32_t *offset)
-{
-    return take_number(it, "OFFSET", 16, offset) &&
-           (bar_holds(*offset) || fail(it, "OFFSET is beyond 0x03fffffc or no multiple of 4"));
-}
-
-bool take_device(arguments &it, uint32_t *device)
-{
-    return take_number(it, "DEV", 10, device) && (*device < DEVICE_COUNT || fail(it, "DEV is 0 to 9"));
-}
 
 // ---- the verbs
 
@@ -108,8 +22,16 @@ bool verb_help(card &, arguments &it, std::string *answer)
 
 bool verb_show(card &card, arguments &it, std::string *answer)
 {
-    *answer = card_show(card);
-    return take_end(it);
+    if (it.next == it.given.size()) {
+        *answer = card_show(card);
+        return true;
+    }
+    uint32_t device = 0;
+    if (!take_device(it, &device) || !take_end(it)) {
+        return false;
+    }
+    *answer = device_show(card.state, device);
+    return true;
 }
 
 bool set_plugged(card &card, arguments &it, bool plugged)
@@ -119,14 +41,15 @@ bool set_plugged(card &card, arguments &it, bool plugged)
         return false;
     }
     if (!is_module_device(device)) {
-        return fail(it, "a module is one of the devices 2, 3, 5, 6, 8, 9");
+        return reject(it, "a module is one of the devices 2, 3, 5, 6, 8, 9");
     }
     device_state &module = card.state.devices[device];
     if (module.plugged == plugged) {
-        return fail(it, plugged ? "there is a module already" : "there is no module");
+        return reject(it, plugged ? "there is a module already" : "there is no module");
     }
     module.plugged = plugged;
     reset_device(card.state, device);
+    card.state.raised[sirane_of_device(device)].xpm2[network_port_of_device(device)] = 0;
     publish_tables(card.state, card.bar);
     return true;
 }
@@ -144,7 +67,7 @@ bool verb_unplug(card &card, arguments &it, std::string *)
 // On a removed card nothing runs.
 bool is_inserted(const card &card, arguments &it)
 {
-    return !card.bar.removed || fail(it, "the card is removed");
+    return !card.bar.removed || reject(it, "the card is removed");
 }
 
 bool verb_restart(card &card, arguments &it, std::string *)
@@ -162,7 +85,7 @@ bool verb_hang(card &card, arguments &it, std::string *)
         return false;
     }
     if (card.firmware.hung) {
-        return fail(it, "the firmware hangs already");
+        return reject(it, "the firmware hangs already");
     }
     firmware_hang(card);
     return true;
@@ -174,7 +97,7 @@ bool verb_resume(card &card, arguments &it, std::string *)
         return false;
     }
     if (!card.firmware.hung) {
-        return fail(it, "the firmware does not hang");
+        return reject(it, "the firmware does not hang");
     }
     firmware_resume(card);
     return true;
@@ -195,7 +118,7 @@ bool verb_insert(card &card, arguments &it, std::string *)
         return false;
     }
     if (!card.bar.removed) {
-        return fail(it, "the card is not removed");
+        return reject(it, "the card is not removed");
     }
     card_insert(card);
     return true;
@@ -225,12 +148,12 @@ bool verb_error(card &card, arguments &it, std::string *)
 {
     armed_fault fault{fault_kind::error, 0, 0, 0};
     std::string_view word;
-    if (!take_command(it, &fault.subject) || !take(it, "WORD", &word) || !take_count(it, &fault.left) ||
+    if (!take_command(it, &fault.subject) || !take_word(it, "WORD", &word) || !take_count(it, &fault.left) ||
         !take_end(it)) {
         return false;
     }
     if (!error_word_of_name(word, &fault.value) && !to_number(word, 16, &fault.value)) {
-        return fail(it, "WORD is no error word's name and no hexadecimal number: " + std::string(word));
+        return reject(it, "WORD is no error word's name and no hexadecimal number: " + std::string(word));
     }
     faults_arm(card.faults, fault);
     return true;
@@ -262,7 +185,7 @@ constexpr corruptible_field CORRUPTIBLE_FIELDS[] = {
 bool verb_corrupt(card &card, arguments &it, std::string *)
 {
     std::string_view name;
-    if (!take(it, "FIELD", &name)) {
+    if (!take_word(it, "FIELD", &name)) {
         return false;
     }
     for (const corruptible_field &field : CORRUPTIBLE_FIELDS) {
@@ -280,7 +203,7 @@ bool verb_corrupt(card &card, arguments &it, std::string *)
         faults_arm(card.faults, fault);
         return true;
     }
-    return fail(it, "FIELD is one of cmd, ref_id, size, version, sy");
+    return reject(it, "FIELD is one of cmd, ref_id, size, version, sy");
 }
 
 bool verb_drop_interrupt(card &card, arguments &it, std::string *)
@@ -345,7 +268,7 @@ bool verb_set_register(card &card, arguments &it, std::string *)
         return false;
     }
     if (number > LAST_REGISTER) {
-        return fail(it, "REG is 0 to ffff");
+        return reject(it, "REG is 0 to ffff");
     }
     card.state.devices[device].registers[number] = value;
     return true;
@@ -369,9 +292,12 @@ struct verb {
 
 constexpr verb VERBS[] = {
     {"help", "", "these lines", verb_help},
-    {"show", "", "the card's state and the faults that are armed", verb_show},
+    {"show", "[DEV]", "the card's state and the armed faults, or what a device holds", verb_show},
     {"plug", "DEV", "put a module into its port (2, 3, 5, 6, 8, 9)", verb_plug},
     {"unplug", "DEV", "take it out", verb_unplug},
+    {"alarm", "raise PLACE NAME", "make an alarm active at 1, 1.h0, 1.n0, 2, 0 (the board)", verb_alarm},
+    {"alarm", "clear PLACE NAME|all", "make it inactive", verb_alarm},
+    {"alarm", "list", "the words in which an alarm is active", verb_alarm},
     {"restart", "", "restart the firmware, which takes 1 s", verb_restart},
     {"hang", "", "the firmware stops", verb_hang},
     {"resume", "", "and goes on", verb_resume},
@@ -391,16 +317,17 @@ constexpr verb VERBS[] = {
     {"quit", "", "end the card", verb_quit},
 };
 
-words split(std::string_view line)
+// A verb has as many lines as it has forms.
+std::string usage_of(std::string_view name)
 {
-    constexpr std::string_view BLANKS = " \t\r\n";
-    words result;
-    for (size_t begin = line.find_first_not_of(BLANKS); begin != std::string_view::npos;) {
-        const size_t end = std::min(line.find_first_of(BLANKS, begin), line.size());
-        result.push_back(line.substr(begin, end - begin));
-        begin = line.find_first_not_of(BLANKS, end);
+    std::string text;
+    for (const verb &verb : VERBS) {
+        if (verb.name == name) {
+            text += (text.empty() ? "usage: " : "       ") + std::string(name) + " " +
+                    std::string(verb.usage) + "\n";
+        }
     }
-    return result;
+    return text;
 }
 
 } // namespace
@@ -408,22 +335,19 @@ words split(std::string_view line)
 int32_t console_run(card &card, std::string_view line, std::string *answer)
 {
     answer->clear();
-    words given = split(line);
-    if (given.empty() || given[0].starts_with('#')) {
+    arguments it = split(line);
+    std::string_view name;
+    if (!take_word(it, "VERB", &name) || name.starts_with('#')) {
         return 0;
     }
-    const std::string_view name = given[0];
     for (const verb &verb : VERBS) {
         if (verb.name != name) {
             continue;
         }
-        given.erase(given.begin());
-        arguments it{std::move(given), 0, {}};
         if (verb.run(card, it, answer)) {
             return 0;
         }
-        *answer = std::string(name) + ": " + it.problem + "\nusage: " + std::string(name) + " " +
-                  std::string(verb.usage) + "\n";
+        *answer = std::string(name) + ": " + it.problem + "\n" + usage_of(name);
         return EINVAL;
     }
     *answer = "there is no verb " + std::string(name.substr(0, 64)) + "; help lists them\n";
@@ -439,8 +363,8 @@ std::string console_help()
         text += "  " + call + " " + std::string(verb.help) + "\n";
     }
     text +=
-        "DEV as mock_client numbers them. COMMAND, COUNT, MILLISECONDS, ATTEMPTS are decimal, the others\n"
-        "hexadecimal with or without 0x. COUNT is 1 unless given; 0 takes the fault away, `always` keeps\n"
-        "it.\n";
+        "DEV as mock_client numbers them; PLACE is one of them, or a port: 1.h0, 1.n0. COMMAND, COUNT,\n"
+        "MILLISECONDS, ATTEMPTS are decimal, the others hexadecimal with or without 0x. COUNT is 1 unless\n"
+        "given; 0 takes the fault away, `always` keeps it.\n";
     return text;
 }

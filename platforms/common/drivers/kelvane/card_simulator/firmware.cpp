@@ -5,6 +5,7 @@
 
 #include "card_simulator/card_record.h"
 #include "card_simulator/command_handlers.h"
+#include "card_simulator/measurements.h"
 #include "kelvane.h"
 #include "kelvane_bar.h"
 #include "platform/wait.h"
@@ -94,6 +95,10 @@ uint32_t run_command(card &card, uint32_t sirane_id, const command_row &row, mai
     command_exchange exchange{card.state, sirane_id, message.header, row.version, message.data};
     const int32_t result = row.run(exchange);
     message.header.version = exchange.version;
+    measurements_follow(card.state);
+    if (card.state.tables_changed) {
+        publish_tables(card.state, card.bar);
+    }
     return static_cast<uint32_t>(result);
 }
 
@@ -103,6 +108,10 @@ void answer_command(card &card, uint32_t sirane_id)
     const command_row &row = *command_row_of(message.header.cmd); // else it had not been accepted
     message.header.rc = run_command(card, sirane_id, row, message);
     message.header.size = row.words;
+    if (!row.answered) {
+        card.state.unanswered_errors += message.header.rc != 0 ? 1 : 0;
+        return;
+    }
     if (faults_strike(card.faults, fault_kind::drop_answer, row.command)) {
         return;
     }

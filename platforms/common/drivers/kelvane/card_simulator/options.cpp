@@ -10,7 +10,8 @@ constexpr uint32_t VERSION_NUMBER_MAX = 0xFFFF;
 constexpr size_t NAME_MAX_BYTES = 63;
 
 enum option_id {
-    OPTION_EXIT_WITH_PARENT = 256,
+    OPTION_CLIENT_TYPE = 256,
+    OPTION_EXIT_WITH_PARENT,
     OPTION_FIRMWARE,
     OPTION_HELP,
     OPTION_HOST,
@@ -24,6 +25,7 @@ enum option_id {
 };
 
 constexpr option OPTIONS[] = {
+    {"client-type", required_argument, nullptr, OPTION_CLIENT_TYPE},
     {"exit-with-parent", no_argument, nullptr, OPTION_EXIT_WITH_PARENT},
     {"firmware", required_argument, nullptr, OPTION_FIRMWARE},
     {"help", no_argument, nullptr, OPTION_HELP},
@@ -53,6 +55,12 @@ bool to_version(std::string_view text, card_options *card)
            card->firmware_major <= VERSION_NUMBER_MAX && card->firmware_minor <= VERSION_NUMBER_MAX;
 }
 
+bool to_client(std::string_view text, host_client *client)
+{
+    *client = text == "otn" ? host_client::otn : host_client::ethernet;
+    return text == "otn" || text == "ethernet";
+}
+
 bool is_device_name(std::string_view name)
 {
     return !name.empty() && name.size() <= NAME_MAX_BYTES && name.find('\n') == std::string_view::npos;
@@ -62,6 +70,8 @@ bool is_device_name(std::string_view name)
 bool take_option(int id, const char *argument, simulator_options *options)
 {
     switch (id) {
+    case OPTION_CLIENT_TYPE:
+        return to_client(argument, &options->card.client);
     case OPTION_EXIT_WITH_PARENT:
         options->exit_with_parent = true;
         return true;
@@ -140,6 +150,7 @@ std::string options_help()
            "  --host DIR           folder of the host's tree (a new one in $TMPDIR or /tmp)\n"
            "  --link PATH          make PATH a symbolic link to that folder while the card runs\n"
            "  --firmware M.m       version of the card's firmware (5.22)\n"
+           "  --client-type TYPE   what the host ports carry, ethernet or otn (ethernet)\n"
            "  --seed N             seed of what the card measures (1)\n"
            "  --name NAME          name of the UIO device (ZYNQFPGA)\n"
            "  --script FILE        verbs to run before the card is ready\n"
