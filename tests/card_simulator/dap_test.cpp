@@ -1,4 +1,3 @@
-#include <cstring>
 
 #include "card_simulator/card_host.h"
 #include "support/virtual_time.h"

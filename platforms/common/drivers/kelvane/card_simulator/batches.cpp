@@ -1,8 +1,8 @@
 #include "card_simulator/batches.h"
 
 #include <algorithm>
-#include <cstring>
-#include <utility>
+#include <span>
+#include <vector>
 
 #include "card_simulator/card_record.h"
 #include "card_simulator/measurements.h"
@@ -12,7 +12,6 @@ namespace {
 
 constexpr uint32_t COMMAND = 24;
 constexpr size_t RECORD_WORD = 4; // behind handle, device address, enable and a free word
-constexpr size_t NUMBER_WORDS = 2;
 constexpr uint64_t NS_PER_S = 1000000000;
 constexpr uint64_t NS_PER_MS = 1000000;
 

@@ -1,7 +1,6 @@
 #include "card_simulator/dap.h"
 
 #include <algorithm>
-#include <cstring>
 
 #include "card_simulator/card_record.h"
 #include "card_simulator/mailbox.h"
