@@ -4,7 +4,8 @@
 set -euo pipefail
 here=$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")
 folder=$(mktemp -d)
-trap 'rm -rf "$folder"' EXIT
+card=
+trap '[[ -z $card ]] || kill "$card"; rm -rf "$folder"' EXIT
 
 "$CMAKE" --install "$BUILD" --prefix "$folder/first" >"$folder/install.log"
 prefix=$folder/prefix
@@ -62,6 +63,83 @@ find_package_finds_it()
     "$CMAKE" --build "$folder/build" >"$folder/log" || fail "$(<"$folder/log")"
     expect "with the shared library" "1.43 none" "$("$folder/build/with_kelvane")"
     expect "with the static library" "1.43 none" "$("$folder/build/with_kelvane_static")"
+}
+
+# ---- the example
+
+build_monitor()
+{
+    cp -r "$(dirname "$(find "$prefix" -name monitor.c)")" "$folder/monitor"
+    make --directory "$folder/monitor" --silent
+    monitor=$folder/monitor/monitor
+}
+
+start_card()
+{
+    mkfifo "$folder/ready"
+    "$prefix/bin/card_simulator" --quiet --exit-with-parent --host "$KELVANE_HOST_ROOT" --ready-fd 1 \
+        >"$folder/ready" &
+    card=$!
+    read -r -t 60 <"$folder/ready" || fail "the card is not ready"
+}
+
+card_does()
+{
+    "$prefix/bin/card_simulator" --send --host "$KELVANE_HOST_ROOT" "$@"
+}
+
+start_monitor()
+{
+    build_monitor
+    mkfifo "$folder/lines"
+    # A shell lets its background jobs ignore SIGINT; the monitor has to cope with that, too.
+    "$monitor" >"$folder/lines" 2>"$folder/err" &
+    monitor_process=$!
+    exec 3<"$folder/lines"
+}
+
+# The next line of the monitor that matches, behind the time.
+wait_for_line()
+{
+    local line
+    while read -r -t 60 line <&3; do
+        [[ $line =~ ^[0-9:]{8}\.[0-9]{3}\ \ $1 ]] && return
+    done
+    fail "no line matches $1" "$(<"$folder/err")"
+}
+
+end_monitor()
+{
+    local status=0
+    kill -INT "$monitor_process"
+    wait "$monitor_process" || status=$?
+    expect "status after SIGINT" 0 "$status"
+    expect "standard error" "" "$(<"$folder/err")"
+}
+
+monitor_says_what_is_wrong()
+{
+    build_monitor
+    local status=0
+    "$monitor" >"$folder/out" 2>"$folder/err" || status=$?
+    expect "status without a card" 1 "$status"
+    expect "without a card" \
+        "monitor: no UIO device ZYNQFPGA below $KELVANE_HOST_ROOT/sys/class/uio: No such file or directory" \
+        "$(<"$folder/err")"
+}
+
+monitor_watches_until_interrupted()
+{
+    start_card
+    start_monitor
+    wait_for_line "monitor  +board  +up and watching; Ctrl-C ends$"
+    for device in 1 4 7; do
+        expect "subscriptions at device $device" 2 "$(card_does show $device | grep -cE '(batches|changes).* on')"
+    done
+    end_monitor
+    for device in 1 4 7; do
+        expect "subscriptions left behind" 0 "$(card_does show $device | grep -cE '(batches|changes).* on' || true)"
+    done
 }
 
 "$1"
