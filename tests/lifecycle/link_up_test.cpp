@@ -141,7 +141,7 @@ TEST_F(link_up_test, every_failing_access_closes_the_gate_or_is_borne)
 TEST_F(link_up_test, a_failure_past_5_22_keeps_the_locks_of_its_sirane)
 {
     // The link fails when the second sirane is reset for the last time.
-    the_bar.on_write = [this](uint32_t offset, uint32_t value) {
+    the_bar.on_write = [](uint32_t offset, uint32_t value) {
         if (offset == 0x01D00000 && value == 2) {
             the_bar.on_write = nullptr;
             the_bar.fail_from = the_bar.access_number + 1;

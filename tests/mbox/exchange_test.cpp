@@ -288,7 +288,7 @@ TEST_F(exchange_test, a_response_mutex_that_is_not_to_be_had)
 
 TEST_F(exchange_test, a_firmware_that_does_not_close)
 {
-    the_bar.on_write = [this](uint32_t offset, uint32_t value) {
+    the_bar.on_write = [](uint32_t offset, uint32_t value) {
         if (offset == COMMAND_H && value == 4) {
             the_bar.word[COMMAND_F] = 4;
         } else if (offset == COMMAND_H && value == 2) {

@@ -1,0 +1,66 @@
+# shellcheck shell=bash
+# What the front doors share: the Debian packages that they need, and how they configure and build.
+# Sourced by run, test, bench and run here.
+
+: "${top:?is the folder of the tree}"
+
+# shellcheck disable=SC2034 # used by those who source this
+{
+    PROGRAM_PACKAGES=(cmake g++ ninja-build)
+    TEST_PACKAGES=("${PROGRAM_PACKAGES[@]}" libgtest-dev)
+    CLANG_PACKAGES=(clang libclang-rt-14-dev)
+    CHECK_PACKAGES=("${CLANG_PACKAGES[@]}" clang-format clang-tidy shellcheck)
+}
+
+# Installs those of the packages that are missing. Where there is no dpkg it trusts that the tools are there.
+install_missing()
+{
+    local installed package missing=() as_root=()
+    if ! command -v dpkg-query >/dev/null; then
+        return
+    fi
+    installed=$(dpkg-query --show --showformat='${db:Status-Status} ${Package}\n' "$@" 2>/dev/null || true)
+    for package in "$@"; do
+        if ! grep -qxF "installed $package" <<<"$installed"; then
+            missing+=("$package")
+        fi
+    done
+    if ((${#missing[@]} == 0)); then
+        return
+    fi
+    echo "installing ${missing[*]}"
+    if ((EUID != 0)); then
+        as_root=(sudo)
+        if ! command -v sudo >/dev/null; then
+            echo "this needs root or sudo: apt-get install ${missing[*]}" >&2
+            return 1
+        fi
+    fi
+    as_root+=(env DEBIAN_FRONTEND=noninteractive apt-get --yes)
+    # A machine that is new, or old, has to learn first where the packages are.
+    "${as_root[@]}" install --no-install-recommends "${missing[@]}" ||
+        { "${as_root[@]}" update && "${as_root[@]}" install --no-install-recommends "${missing[@]}"; }
+}
+
+# configure BUILD [CMAKE OPTION...]: a build folder keeps the generator that it was made with.
+configure()
+{
+    local build=$1 generator=(-G Ninja)
+    shift
+    if [[ -e $build/CMakeCache.txt ]]; then
+        generator=()
+    fi
+    cmake -S "$top" -B "$build" "${generator[@]}" "$@"
+}
+
+# with_lock BUILD COMMAND...: two doors do not build in one folder at once.
+with_lock()
+{
+    local build=$1
+    shift
+    mkdir -p "$build"
+    (
+        flock 9
+        "$@" 9>&-
+    ) 9>"$build/doors.lock"
+}
