@@ -145,7 +145,7 @@ static int32_t on_plugin(kelvane_handle handle, kelvane_device_address address, 
     return 0;
 }
 
-/* Firmware that restarted has forgotten its subscribers. */
+/* Firmware that has restarted has forgotten its subscribers; a warm restart is announced, and done later. */
 static int32_t on_restart(kelvane_handle handle, uint32_t restart)
 {
     static const char *const names[] = {"undefined", "warm", "warm, failed", "cold", "warm, done"};
@@ -153,7 +153,9 @@ static int32_t on_restart(kelvane_handle handle, uint32_t restart)
     (void)handle;
     tell("restart", KELVANE_ADDRESS_BOARD, "%u (%s)", restart,
          restart < sizeof names / sizeof names[0] ? names[restart] : "unknown");
-    kill(getpid(), SIGNAL_SUBSCRIBE_AGAIN);
+    if (restart != KELVANE_APP_ZYNQ_RESTART_WARM) {
+        kill(getpid(), SIGNAL_SUBSCRIBE_AGAIN);
+    }
     return 0;
 }
 
@@ -199,8 +201,7 @@ static int check(const char *operation, int32_t rc)
     return -1;
 }
 
-/* Finds, opens and maps the card. It then stays open and mapped, as the library's threads use it to the end.
- */
+/* Finds, opens and maps the card, to the end of the process: the library's threads go on using it. */
 static int reach_card(void)
 {
     char node[32];
@@ -276,7 +277,7 @@ static int start_interrupt_thread(void)
     return 0;
 }
 
-static int subscribe(uint32_t enable)
+static int subscribe_reports(uint32_t enable)
 {
     int result = 0;
 
@@ -290,22 +291,28 @@ static int subscribe(uint32_t enable)
     return result;
 }
 
-/* From the first access to the card on. kelvane_default_initialize would stand behind the second step in an
- * application that owns the card: it resets the siranes, and a monitor disturbs no traffic. Keep-alive is
- * last because it closes the access to the card until the firmware has answered, some seconds later. */
-static int start_watching(void)
+/* Keep-alive is last because it closes the access to the card until the firmware has answered, some seconds
+ * later. Plug-in, restart and generic events need no subscription. */
+static int subscribe(void)
 {
-    if (check("kelvane_pci_mapped", kelvane_pci_mapped(card, 1, (uintptr_t)bar.base, bar.size)) != 0 ||
-        check("kelvane_enable_msi", kelvane_enable_msi(card, 1)) != 0 || subscribe(1) != 0) {
-        return -1;
-    }
-    return check("kelvane_enable_keep_alive_notify",
-                 kelvane_enable_keep_alive_notify(card, 1, on_keep_alive));
+    int result = subscribe_reports(1);
+
+    return result | check("kelvane_enable_keep_alive_notify",
+                          kelvane_enable_keep_alive_notify(card, 1, on_keep_alive));
 }
 
-/* Leaves the card as it was. Firmware that is known to be dead is not asked: the answer would take minutes.
- */
-static void stop_watching(void)
+/* The first accesses to the card. kelvane_default_initialize would follow in an application that owns the
+ * card: it resets the siranes, and a monitor disturbs no traffic. */
+static int link_up(void)
+{
+    if (check("kelvane_pci_mapped", kelvane_pci_mapped(card, 1, (uintptr_t)bar.base, bar.size)) != 0) {
+        return -1;
+    }
+    return check("kelvane_enable_msi", kelvane_enable_msi(card, 1));
+}
+
+/* Ends what was asked for. Firmware that is known to be dead is not told: it would take minutes. */
+static void say_goodbye(void)
 {
     uint32_t watched;
     uint32_t status;
@@ -313,7 +320,7 @@ static void stop_watching(void)
     kelvane_get_keep_alive_status(card, &watched, &status);
     if (status != KELVANE_NOT_ALIVE) {
         check("kelvane_enable_keep_alive_notify", kelvane_enable_keep_alive_notify(card, 0, NULL));
-        subscribe(0);
+        subscribe_reports(0);
     }
     check("kelvane_device_delete", kelvane_device_delete(card));
 }
@@ -339,19 +346,19 @@ int main(void)
 
     /* With silent firmware this takes minutes, and Ctrl-C ends it at once. */
     pthread_sigmask(SIG_UNBLOCK, &ending, NULL);
-    if (start_watching() != 0) {
+    if (link_up() != 0 || subscribe() != 0) {
         return 1;
     }
     pthread_sigmask(SIG_BLOCK, &ending, NULL);
     tell("monitor", KELVANE_ADDRESS_BOARD, "up and watching; Ctrl-C ends");
 
     while (sigwait(&signals, &number) == 0 && number == SIGNAL_SUBSCRIBE_AGAIN) {
-        subscribe(1); /* what fails now is tried again when the firmware is back */
+        subscribe(); /* what fails now is tried again when the firmware is back */
     }
     if (atomic_load(&interrupts_ended)) {
         return 1;
     }
     alarm(5); /* firmware that falls silent now does not keep us longer */
-    stop_watching();
+    say_goodbye();
     return 0;
 }

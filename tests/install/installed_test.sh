@@ -128,18 +128,56 @@ monitor_says_what_is_wrong()
         "$(<"$folder/err")"
 }
 
+# At each of the three siranes.
+expect_subscriptions()
+{
+    local device
+    for device in 1 4 7; do
+        expect "subscriptions at device $device" "$1" \
+            "$(card_does show "$device" | grep -cE '^ *(pm batches|alarm changes) on' || true)"
+    done
+}
+
+# The one that the monitor asks for last, with the reference of its request.
+last_subscription()
+{
+    card_does show 7 | grep 'alarm changes on' || true
+}
+
+wait_for_subscription_after()
+{
+    local now=
+    while [[ -z $now || $now == "$1" ]]; do
+        sleep 0.05
+        now=$(last_subscription)
+    done
+}
+
 monitor_watches_until_interrupted()
 {
     start_card
     start_monitor
     wait_for_line "monitor  +board  +up and watching; Ctrl-C ends$"
-    for device in 1 4 7; do
-        expect "subscriptions at device $device" 2 "$(card_does show $device | grep -cE '(batches|changes).* on')"
-    done
+    expect_subscriptions 2
     end_monitor
-    for device in 1 4 7; do
-        expect "subscriptions left behind" 0 "$(card_does show $device | grep -cE '(batches|changes).* on' || true)"
-    done
+    expect_subscriptions 0
+}
+
+monitor_subscribes_again_after_a_restart()
+{
+    local before
+    start_card
+    start_monitor
+    wait_for_line "keep-alive  +board  +the firmware is alive$"
+    before=$(last_subscription)
+    card_does restart
+    card_does hang
+    wait_for_line "keep-alive  +board  +the firmware does not answer$"
+    card_does resume
+    wait_for_line "keep-alive  +board  +the firmware is alive$"
+    wait_for_subscription_after "$before"
+    expect_subscriptions 2
+    end_monitor
 }
 
 "$1"
