@@ -11,4 +11,7 @@ struct round_times {
 // A TRACE line at a disabled level, beside a relaxed load, a test and a branch.
 round_times trace_disabled();
 
+// A card's interrupt to an alarm callback, beside two semaphore hops between threads.
+round_times interrupt_to_callback();
+
 #endif

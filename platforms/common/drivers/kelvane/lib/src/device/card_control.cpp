@@ -25,28 +25,20 @@ int32_t kelvane_diag_command(kelvane_handle handle, kelvane_device_address devic
                              uint32_t diag_command)
 {
     TRACE(INFO, handle, device_address, " start diag_command=%d ", static_cast<int>(diag_command));
-    int32_t rc = check_address_and_handle(device_address, handle);
     command c;
-    if (rc == KELVANE_EOK) {
-        rc = command_prepare(&c, 13, {handle, device_address, diag_command});
-    }
-    if (rc == KELVANE_EOK) {
-        rc = command_exchange_delayed(&c, handle, device_address, DIAG_DELAY_NSEC, __func__);
-    }
+    const int32_t rc = command_run(
+        &c, {13, OWN_PATH, CHECK_DEVICE, __func__, handle, device_address, device_address, DIAG_DELAY_NSEC},
+        {handle, device_address, diag_command});
     return rc != KELVANE_EOK ? rc : command_result(c);
 }
 
 int32_t kelvane_recover_device(kelvane_handle handle, kelvane_device_address device_address)
 {
     TRACE(INFO, handle, device_address, "start ");
-    int32_t rc = check_address_and_handle(device_address, handle);
     command c;
-    if (rc == KELVANE_EOK) {
-        rc = command_prepare(&c, 59, {handle, device_address});
-    }
-    if (rc == KELVANE_EOK) {
-        rc = command_exchange(&c, handle, sirane_of(device_address), SHARED_PATH, __func__);
-    }
+    const int32_t rc = command_run(
+        &c, {59, SHARED_PATH, CHECK_DEVICE, __func__, handle, device_address, sirane_of(device_address)},
+        {handle, device_address});
     return rc != KELVANE_EOK ? rc : command_result(c);
 }
 
@@ -54,17 +46,11 @@ int32_t kelvane_get_xpm2_status(kelvane_handle handle, kelvane_device_address de
                                 uint32_t *status)
 {
     TRACE(INFO, handle, device_address, "start ");
-    int32_t rc = check_address_and_handle(device_address, handle);
-    if (rc == KELVANE_EOK) {
-        rc = kelvane_check_dev_addr_srn_network_port(device_address);
-    }
     command c;
-    if (rc == KELVANE_EOK) {
-        rc = command_prepare(&c, 60, {handle, device_address});
-    }
-    if (rc == KELVANE_EOK) {
-        rc = command_exchange(&c, handle, sirane_of(device_address), SHARED_PATH, __func__);
-    }
+    const int32_t rc = command_run(
+        &c,
+        {60, SHARED_PATH, CHECK_NETWORK_PORT, __func__, handle, device_address, sirane_of(device_address)},
+        {handle, device_address});
     if (rc != KELVANE_EOK) {
         return rc;
     }
@@ -76,14 +62,10 @@ int32_t kelvane_get_xpm2_status(kelvane_handle handle, kelvane_device_address de
 int32_t kelvane_set_arm_trace_level(kelvane_handle handle, uint32_t arm_trace_level)
 {
     TRACE(INFO, handle, KELVANE_ADDRESS_SIRANE(0), "start arm_trace_level 0x%08x ", arm_trace_level);
-    int32_t rc = check_kelvane_handler_input(handle);
     command c;
-    if (rc == KELVANE_EOK) {
-        rc = command_prepare(&c, 56, {handle, arm_trace_level});
-    }
-    if (rc == KELVANE_EOK) {
-        rc = command_exchange(&c, handle, KELVANE_ADDRESS_SIRANE(0), SHARED_PATH, __func__);
-    }
+    const int32_t rc =
+        command_run(&c, {56, SHARED_PATH, CHECK_HANDLE, __func__, handle, KELVANE_ADDRESS_SIRANE(0)},
+                    {handle, arm_trace_level});
     return rc != KELVANE_EOK ? rc : command_result(c);
 }
 
@@ -91,10 +73,8 @@ int32_t kelvane_default_initialize(kelvane_handle handle)
 {
     TRACE(INFO, handle, KELVANE_ADDRESS_BOARD, "start ");
     command c;
-    int32_t rc = command_prepare(&c, 16, {handle});
-    if (rc == KELVANE_EOK) {
-        rc = command_exchange(&c, handle, KELVANE_ADDRESS_BOARD, SHARED_PATH, __func__);
-    }
+    const int32_t rc =
+        command_run(&c, {16, SHARED_PATH, CHECK_NOTHING, __func__, handle, KELVANE_ADDRESS_BOARD}, {handle});
     if (rc != KELVANE_EOK) {
         return rc;
     }

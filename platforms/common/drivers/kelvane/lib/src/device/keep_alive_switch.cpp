@@ -21,10 +21,7 @@ int32_t kelvane_enable_keep_alive_notify(kelvane_handle handle, uint32_t enable,
         record.keep_alive_cb.store(nullptr, std::memory_order_relaxed);
     }
     command c;
-    rc = command_prepare(&c, 55, {handle, enable});
-    if (rc == KELVANE_EOK) {
-        rc = command_exchange(&c, handle, address, SHARED_PATH, __func__);
-    }
+    rc = command_run(&c, {55, SHARED_PATH, CHECK_HANDLE, __func__, handle, address}, {handle, enable});
     if (rc != KELVANE_EOK) {
         return rc;
     }

@@ -105,22 +105,14 @@ void kelvane_post_proc_get_xpm2_inventory_inf(kelvane_handle handle, kelvane_xpm
 int32_t kelvane_get_xpm2_inventory_inf(kelvane_handle handle, kelvane_device_address device_address,
                                        kelvane_xpm2_inventory_t *record)
 {
-    int32_t rc = check_device_address_input(device_address);
-    if (rc == KELVANE_EOK) {
-        rc = kelvane_check_dev_addr_srn_network_port(device_address);
-    }
-    if (rc == KELVANE_EOK) {
-        rc = check_kelvane_handler_input(handle);
-    }
+    const operation op = {38, OWN_PATH, CHECK_NETWORK_PORT, __func__, handle, device_address};
+    int32_t rc = command_check(op);
     if (rc != KELVANE_EOK) {
         return rc;
     }
-    TRACE(INFO, handle, device_address, "start ");
+    TRACE(INFO, handle, device_address, "start "); // not before the checks, unlike in other operations
     command c;
-    rc = command_prepare(&c, 38, {handle, device_address});
-    if (rc == KELVANE_EOK) {
-        rc = command_exchange(&c, handle, device_address, OWN_PATH, __func__);
-    }
+    rc = command_run(&c, op, {handle, device_address});
     if (rc != KELVANE_EOK) {
         return rc;
     }
@@ -140,10 +132,8 @@ int32_t kelvane_get_zynq_rsa_check(kelvane_handle handle, int32_t run_type, uint
     }
     command c;
     if (rc == KELVANE_EOK) {
-        rc = command_prepare(&c, 62, {handle, static_cast<uint32_t>(run_type), 0});
-    }
-    if (rc == KELVANE_EOK) {
-        rc = command_exchange(&c, handle, KELVANE_ADDRESS_SIRANE(0), SHARED_PATH, __func__);
+        rc = command_run(&c, {62, SHARED_PATH, CHECK_HANDLE, __func__, handle, KELVANE_ADDRESS_SIRANE(0)},
+                         {handle, static_cast<uint32_t>(run_type), 0});
     }
     if (rc == KELVANE_EOK) { // the firmware's result is not looked at
         *rsa_check = c.response.word[2];

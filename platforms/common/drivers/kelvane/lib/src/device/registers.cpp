@@ -1,5 +1,4 @@
 // A device's registers, read and written by the firmware on the library's behalf.
-#include "core/device_address.h"
 #include "kelvane_trace_defs.h"
 #include "mbox/command.h"
 
@@ -7,14 +6,9 @@ int32_t kelvane_read_register(kelvane_handle handle, kelvane_device_address devi
                               uint32_t reg_address, uint32_t *value)
 {
     TRACE(INFO, handle, device_address, " start reg_address = %08x ", reg_address);
-    int32_t rc = check_address_and_handle(device_address, handle);
     command c;
-    if (rc == KELVANE_EOK) {
-        rc = command_prepare(&c, 9, {handle, device_address, reg_address, 0});
-    }
-    if (rc == KELVANE_EOK) {
-        rc = command_exchange(&c, handle, device_address, OWN_PATH, __func__);
-    }
+    const int32_t rc = command_run(&c, {9, OWN_PATH, CHECK_DEVICE, __func__, handle, device_address},
+                                   {handle, device_address, reg_address, 0});
     if (rc != KELVANE_EOK) {
         return rc;
     }
@@ -23,16 +17,14 @@ int32_t kelvane_read_register(kelvane_handle handle, kelvane_device_address devi
     return command_result(c);
 }
 
-// Neither address nor handle is checked: what another operation refuses here goes out to the firmware.
+// What another operation refuses goes out to the firmware here.
 int32_t kelvane_write_register(kelvane_handle handle, kelvane_device_address device_address,
                                uint32_t reg_address, uint32_t value)
 {
     TRACE(INFO, handle, device_address, " start reg_address = %08x ", reg_address);
     command c;
-    int32_t rc = command_prepare(&c, 10, {handle, device_address, reg_address, value});
-    if (rc == KELVANE_EOK) {
-        rc = command_exchange(&c, handle, device_address, OWN_PATH, __func__);
-    }
+    const int32_t rc = command_run(&c, {10, OWN_PATH, CHECK_NOTHING, __func__, handle, device_address},
+                                   {handle, device_address, reg_address, value});
     if (rc != KELVANE_EOK) {
         return rc;
     }

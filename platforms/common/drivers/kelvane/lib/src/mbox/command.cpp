@@ -110,20 +110,42 @@ int32_t command_prepare(command *c, uint32_t id, std::initializer_list<uint32_t>
     return KELVANE_EOK;
 }
 
-int32_t command_exchange(command *c, kelvane_handle handle, kelvane_device_address device_address,
-                         command_path path, const char *function)
+int32_t command_check(const operation &op)
 {
-    if (path == SHARED_PATH) {
-        return kelvane_manage_sync_call(handle, device_address, c->header, c->data, &c->response_header,
-                                        &c->response);
+    if (op.checks == CHECK_NOTHING) {
+        return KELVANE_EOK;
     }
-    return run_own_path(exchange_of(c, handle, device_address, 0), function);
+    int32_t rc = op.checks == CHECK_HANDLE ? KELVANE_EOK : check_device_address_input(op.device_address);
+    if (rc == KELVANE_EOK && op.checks == CHECK_NETWORK_PORT) {
+        rc = kelvane_check_dev_addr_srn_network_port(op.device_address);
+    } else if (rc == KELVANE_EOK && op.checks == CHECK_HOST_PORT) {
+        rc = kelvane_check_dev_addr_srn_host_port(op.device_address);
+    } else if (rc == KELVANE_EOK && (op.checks == CHECK_SIRANE || op.checks == CHECK_SIRANE_ADDRESS)) {
+        rc = kelvane_check_dev_addr_srn(op.device_address);
+    }
+    if (rc == KELVANE_EOK && op.checks != CHECK_SIRANE_ADDRESS) {
+        rc = check_kelvane_handler_input(op.handle);
+    }
+    return rc;
 }
 
-int32_t command_exchange_delayed(command *c, kelvane_handle handle, kelvane_device_address device_address,
-                                 uint32_t delay_nsec, const char *function)
+int32_t command_exchange(command *c, const operation &op)
 {
-    return run_own_path(exchange_of(c, handle, device_address, delay_nsec), function);
+    const kelvane_device_address carrier = op.carrier != 0 ? op.carrier : op.device_address;
+    if (op.path == SHARED_PATH) {
+        return kelvane_manage_sync_call(op.handle, carrier, c->header, c->data, &c->response_header,
+                                        &c->response);
+    }
+    return run_own_path(exchange_of(c, op.handle, carrier, op.delay_nsec), op.function);
+}
+
+int32_t command_run(command *c, const operation &op, std::initializer_list<uint32_t> words)
+{
+    int32_t rc = command_check(op);
+    if (rc == KELVANE_EOK) {
+        rc = command_prepare(c, op.command, words);
+    }
+    return rc != KELVANE_EOK ? rc : command_exchange(c, op);
 }
 
 int32_t command_register(command *c, kelvane_handle handle, kelvane_device_address device_address,

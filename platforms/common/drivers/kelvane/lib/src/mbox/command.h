@@ -1,7 +1,7 @@
 // One synchronous command: its request, the exchange with the firmware, its answer.
 //
-// An operation fills a command with its id and words, exchanges it, and takes what it wants from the
-// answer. It says nothing of locks, headers or the handshake.
+// An operation says its command, path, checks and words, runs them, and takes what it wants from the answer.
+// It says nothing of locks, headers or the handshake.
 #ifndef MBOX_COMMAND_H
 #define MBOX_COMMAND_H
 
@@ -27,18 +27,43 @@ enum command_path {
     SHARED_PATH, // kelvane_manage_sync_call: checks address and handle, and logs the header of a failure
 };
 
+// What an operation checks before anything is sent: the general address test, the narrow one, the handle; the
+// first failure is returned. The shared path tests address and handle of the exchange once more.
+enum command_checks {
+    CHECK_DEVICE,       // any address that names a device, and the handle
+    CHECK_NETWORK_PORT, // a network port, and the handle
+    CHECK_HOST_PORT,
+    CHECK_SIRANE,
+    CHECK_SIRANE_ADDRESS, // a sirane, and not the handle
+    CHECK_HANDLE,         // takes no address of the caller's
+    CHECK_NOTHING,
+};
+
+// One operation: what is particular to it, and who called.
+struct operation {
+    uint32_t command;
+    command_path path;
+    command_checks checks;
+    const char *function; // its own name, for the log
+    kelvane_handle handle;
+    kelvane_device_address device_address;
+    kelvane_device_address carrier = 0; // of the exchange, where it is not device_address
+    uint32_t delay_nsec = 0;            // slept before the send, with the command mutex held
+};
+
+// Checks the input, fills the request with `words`, and exchanges it. Blocks as a command does; returns 0
+// when an answer came, whatever its error word, else what failed.
+int32_t command_run(command *c, const operation &op, std::initializer_list<uint32_t> words);
+
+// The checks alone.
+int32_t command_check(const operation &op);
+
 // Fills the request: id, a new reference, size and version from the catalogue, and `words` at the start
 // of the data. Returns 0, 64170 for an unknown id, or the failure of the reference's lock.
 int32_t command_prepare(command *c, uint32_t id, std::initializer_list<uint32_t> words);
 
-// One exchange under the sirane's command mutex: send, and receive the answer. `function` is the
-// operation's own name. Blocks as a command does; returns 0 when an answer came, whatever its error word.
-int32_t command_exchange(command *c, kelvane_handle handle, kelvane_device_address device_address,
-                         command_path path, const char *function);
-
-// The same on the operation's own path, with a sleep before the send, the command mutex held.
-int32_t command_exchange_delayed(command *c, kelvane_handle handle, kelvane_device_address device_address,
-                                 uint32_t delay_nsec, const char *function);
+// One exchange under the sirane's command mutex: send, and receive the answer.
+int32_t command_exchange(command *c, const operation &op);
 
 // For a request that is answered later: stores its record in the request table of the address's sirane, with
 // the first words of the data for a standard one, and puts the slot into the request's `sy`. `mbox` is where

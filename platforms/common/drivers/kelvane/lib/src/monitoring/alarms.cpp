@@ -37,14 +37,9 @@ int32_t fetch_word(uint32_t id, kelvane_handle handle, kelvane_device_address de
                    uint32_t *alarms, word_trace trace, const char *function)
 {
     TRACE_AS(function, INFO, handle, device_address, "start ");
-    int32_t rc = check_address_and_handle(device_address, handle);
     command c;
-    if (rc == KELVANE_EOK) {
-        rc = command_prepare(&c, id, {handle, device_address});
-    }
-    if (rc == KELVANE_EOK) {
-        rc = command_exchange(&c, handle, device_address, SHARED_PATH, function);
-    }
+    const int32_t rc = command_run(&c, {id, SHARED_PATH, CHECK_DEVICE, function, handle, device_address},
+                                   {handle, device_address});
     if (rc != KELVANE_EOK) {
         return rc;
     }
@@ -134,14 +129,9 @@ int32_t kelvane_get_global_alarms(kelvane_handle handle, kelvane_device_address 
                                   global_alarms *record)
 {
     TRACE(INFO, handle, device_address, "start ");
-    int32_t rc = check_address_and_handle(device_address, handle);
     command c;
-    if (rc == KELVANE_EOK) {
-        rc = command_prepare(&c, 34, {handle, device_address});
-    }
-    if (rc == KELVANE_EOK) {
-        rc = command_exchange(&c, handle, device_address, SHARED_PATH, __func__);
-    }
+    const int32_t rc = command_run(&c, {34, SHARED_PATH, CHECK_DEVICE, __func__, handle, device_address},
+                                   {handle, device_address});
     if (rc != KELVANE_EOK) {
         return rc;
     }

@@ -1,8 +1,6 @@
 // Fetching performance records, and the subscription to their batches.
 #include "monitoring/performance.h"
 
-#include "core/device_address.h"
-#include "core/handle.h"
 #include "kelvane_trace_defs.h"
 #include "mbox/command.h"
 
@@ -10,25 +8,15 @@ namespace {
 
 constexpr uint32_t LAST_PM_INTERVAL = 64;
 
-using address_check = int32_t (*)(kelvane_device_address device_address);
-
-// Checks and exchange of a command for one record, which is copied whatever the firmware's result. The
-// firmware judges what kind of address it got, unless `narrow` does.
+// A command for one record, which is copied whatever the firmware's result. The firmware judges what kind of
+// address it got, unless `checks` does.
 template <typename record_type>
 int32_t fetch(command *c, uint32_t id, kelvane_handle handle, kelvane_device_address device_address,
-              record_type *record, const char *function, address_check narrow = nullptr)
+              record_type *record, const char *function, command_checks checks = CHECK_DEVICE)
 {
     TRACE_AS(function, INFO, handle, device_address, "start ");
-    int32_t rc = check_address_and_handle(device_address, handle);
-    if (rc == KELVANE_EOK && narrow != nullptr) {
-        rc = narrow(device_address);
-    }
-    if (rc == KELVANE_EOK) {
-        rc = command_prepare(c, id, {handle, device_address});
-    }
-    if (rc == KELVANE_EOK) {
-        rc = command_exchange(c, handle, device_address, SHARED_PATH, function);
-    }
+    const int32_t rc =
+        command_run(c, {id, SHARED_PATH, checks, function, handle, device_address}, {handle, device_address});
     if (rc == KELVANE_EOK) {
         command_copy_record(*c, record, sizeof *record);
     }
@@ -48,17 +36,15 @@ int32_t kelvane_set_pm_parameters(kelvane_handle handle, kelvane_device_address 
                                   uint32_t pm_interval)
 {
     TRACE(INFO, handle, device_address, "start pm_interval=%d ", static_cast<int>(pm_interval));
-    int32_t rc = check_address_and_handle(device_address, handle);
+    const operation op = {18, SHARED_PATH, CHECK_DEVICE, __func__, handle, device_address};
+    int32_t rc = command_check(op);
     if (rc == KELVANE_EOK && pm_interval > LAST_PM_INTERVAL) {
         TRACE(ERROR, handle, device_address, "invalid pm_interval=%d", static_cast<int>(pm_interval));
         rc = KELVANE_RET_CODE_EINVAL;
     }
     command c;
     if (rc == KELVANE_EOK) {
-        rc = command_prepare(&c, 18, {handle, device_address, pm_interval});
-    }
-    if (rc == KELVANE_EOK) {
-        rc = command_exchange(&c, handle, device_address, SHARED_PATH, __func__);
+        rc = command_run(&c, op, {handle, device_address, pm_interval});
     }
     return rc != KELVANE_EOK ? rc : finish(c, handle, device_address, __func__);
 }
@@ -134,8 +120,7 @@ int32_t kelvane_dbg_get_hostport_pcs_counters(kelvane_handle handle, kelvane_dev
 {
     static_assert(sizeof *record == 232);
     command c;
-    const int32_t rc =
-        fetch(&c, 61, handle, device_address, record, __func__, kelvane_check_dev_addr_srn_host_port);
+    const int32_t rc = fetch(&c, 61, handle, device_address, record, __func__, CHECK_HOST_PORT);
     if (rc != KELVANE_EOK) {
         return rc;
     }

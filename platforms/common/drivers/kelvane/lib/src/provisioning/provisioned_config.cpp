@@ -3,9 +3,7 @@
 #include <cstddef>
 
 #include "card/info_tables.h"
-#include "core/device_address.h"
 #include "core/field_trace.h"
-#include "core/handle.h"
 #include "kelvane_trace_defs.h"
 #include "mbox/command.h"
 #include "provisioning/value_names.h"
@@ -90,20 +88,9 @@ int32_t kelvane_global_provisioned_config(kelvane_handle handle, kelvane_device_
                                           kelvane_provisioned_config_t *record)
 {
     TRACE(INFO, handle, device_address, "start ");
-    int32_t rc = check_device_address_input(device_address);
-    if (rc == KELVANE_EOK) {
-        rc = kelvane_check_dev_addr_srn(device_address);
-    }
-    if (rc == KELVANE_EOK) {
-        rc = check_kelvane_handler_input(handle);
-    }
     command c;
-    if (rc == KELVANE_EOK) {
-        rc = command_prepare(&c, 40, {handle, device_address});
-    }
-    if (rc == KELVANE_EOK) {
-        rc = command_exchange(&c, handle, device_address, SHARED_PATH, __func__);
-    }
+    const int32_t rc = command_run(&c, {40, SHARED_PATH, CHECK_SIRANE, __func__, handle, device_address},
+                                   {handle, device_address});
     if (rc != KELVANE_EOK) {
         return rc;
     }

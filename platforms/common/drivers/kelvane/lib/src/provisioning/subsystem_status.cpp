@@ -1,9 +1,7 @@
 // The control and status registers of a whole sirane.
 #include <cstddef>
 
-#include "core/device_address.h"
 #include "core/field_trace.h"
-#include "core/handle.h"
 #include "kelvane_trace_defs.h"
 #include "mbox/command.h"
 
@@ -77,20 +75,9 @@ int32_t kelvane_get_subsystem_status_info(kelvane_handle handle, kelvane_device_
                                           kelvane_subsystem_status_t *record)
 {
     TRACE(INFO, handle, device_address, "start ");
-    int32_t rc = check_device_address_input(device_address);
-    if (rc == KELVANE_EOK) {
-        rc = kelvane_check_dev_addr_srn(device_address);
-    }
-    if (rc == KELVANE_EOK) {
-        rc = check_kelvane_handler_input(handle);
-    }
     command c;
-    if (rc == KELVANE_EOK) {
-        rc = command_prepare(&c, 53, {handle, device_address});
-    }
-    if (rc == KELVANE_EOK) {
-        rc = command_exchange(&c, handle, device_address, SHARED_PATH, __func__);
-    }
+    const int32_t rc = command_run(&c, {53, SHARED_PATH, CHECK_SIRANE, __func__, handle, device_address},
+                                   {handle, device_address});
     if (rc != KELVANE_EOK) {
         return rc;
     }
