@@ -75,7 +75,7 @@ struct card_host {
                    uint32_t sync = 0xFF00FF00)
     {
         const uint32_t base = 0x01C00000 + sirane * 0x00100000;
-        const uint32_t header[6] = {command, 0x1234, static_cast<uint32_t>(data.size()), 0, sync, 0};
+        const uint32_t header[6] = {command, reference, static_cast<uint32_t>(data.size()), 0, sync, 0};
         for (uint32_t i = 0; i < 6; i++) {
             write(base + 0x0100 + 4 * i, header[i]);
         }
@@ -92,10 +92,11 @@ struct card_host {
         std::vector<uint32_t> data;
     };
 
-    // Takes what the response mailbox offers and closes the handshake.
-    received take_answer(uint32_t sirane = 0)
+    // Takes what a mailbox offers (0x2000 answers, 0x4000 alarms, 0x8000 performance) and closes the
+    // handshake.
+    received take(uint32_t mailbox, uint32_t sirane = 0)
     {
-        const uint32_t base = 0x01C02000 + sirane * 0x00100000;
+        const uint32_t base = 0x01C00000 + mailbox + sirane * 0x00100000;
         received got;
         if (read(base + 0x0004) != 4) {
             return got;
@@ -113,11 +114,41 @@ struct card_host {
         return got;
     }
 
+    // The next answer; notices of modules and restarts before it are passed over.
+    received take_answer(uint32_t sirane = 0)
+    {
+        received got = take(0x2000, sirane);
+        while (got.there && (got.header[0] == 37 || got.header[0] == 41)) {
+            got = take(0x2000, sirane);
+        }
+        return got;
+    }
+
+    // Header and data of what a mailbox offers, one after the other; nothing when it offers nothing.
+    std::vector<uint32_t> take_words(uint32_t mailbox, uint32_t sirane = 0)
+    {
+        const received got = take(mailbox, sirane);
+        std::vector<uint32_t> words;
+        if (got.there) {
+            words.assign(got.header, got.header + 6);
+            words.insert(words.end(), got.data.begin(), got.data.end());
+        }
+        return words;
+    }
+
     received run(uint32_t command, const std::vector<uint32_t> &data, uint32_t sirane = 0)
     {
         EXPECT_EQ(offer(command, data, sirane), 4u);
         write(0x01C00000 + sirane * 0x00100000, 2);
         return take_answer(sirane);
+    }
+
+    // A command that gets no answer: a subscription.
+    void send(uint32_t command, const std::vector<uint32_t> &data, uint32_t sirane = 0,
+              uint32_t sync = 0xFF00FF00)
+    {
+        EXPECT_EQ(offer(command, data, sirane, sync), 4u);
+        write(0x01C00000 + sirane * 0x00100000, 2);
     }
 
     // The error word of a command's answer.
@@ -137,6 +168,7 @@ struct card_host {
     }
 
     card *it;
+    uint32_t reference = 0x1234; // of the commands
 };
 
 #endif

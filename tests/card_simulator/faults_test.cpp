@@ -116,6 +116,73 @@ TEST(faults, drop_interrupt_leaves_the_message_and_the_next_interrupt)
     EXPECT_TRUE(host.interrupted());
 }
 
+// How many interrupts the host gets for one message, each cleared.
+int interrupts(card_host &host)
+{
+    int count = 0;
+    while (host.interrupted()) {
+        host.write(0x24, 7);
+        count++;
+    }
+    return count;
+}
+
+TEST(faults, interrupts_come_late_twice_and_for_nothing)
+{
+    virtual_time time;
+    card_host host;
+    host.link_up();
+    host.refused_verb("spurious-interrupt"); // nobody wants any
+    host.enable_interrupts();
+    host.verb("late-interrupt 40");
+    EXPECT_TRUE(host.run(9, READ).there);
+    time.advance(39 * MS);
+    card_step(host.it);
+    EXPECT_EQ(host.read(0x24), 0u);
+    EXPECT_EQ(interrupts(host), 0);
+    time.advance(1 * MS);
+    card_step(host.it);
+    EXPECT_EQ(host.read(0x24), 1u);
+    EXPECT_EQ(host.read(0x2C), 17u);
+    EXPECT_EQ(interrupts(host), 1);
+    host.verb("double-interrupt");
+    EXPECT_TRUE(host.run(9, READ).there);
+    EXPECT_EQ(interrupts(host), 2);
+    host.verb("spurious-interrupt");
+    EXPECT_EQ(host.read(0x24), 0u);
+    EXPECT_EQ(interrupts(host), 1);
+    host.verb("spurious-interrupt 7 16");
+    EXPECT_EQ(host.read(0x24), 4u);
+    EXPECT_EQ(host.read(0x34), 16u);
+    EXPECT_EQ(interrupts(host), 1);
+    host.refused_verb("spurious-interrupt 2 17");
+}
+
+TEST(faults, a_laser_request_that_nobody_waits_for_takes_its_time)
+{
+    virtual_time time;
+    card_host host;
+    host.link_up();
+    const auto wait_for_answer = [&time, &host](uint64_t ms) {
+        time.advance(ms * MS - 1);
+        card_step(host.it);
+        EXPECT_FALSE(host.take_answer().there);
+        time.advance(1);
+        card_step(host.it);
+        return host.take_answer().header[4];
+    };
+    EXPECT_EQ(host.error_of(2, {0, 0xFF0000FF, 1, 0}), 0u); // somebody waits for this one
+    host.send(2, {0, 0xFF0000FF, 1, 0}, 0, 3);
+    EXPECT_EQ(wait_for_answer(300), 3u);
+    host.verb("laser-time 20");
+    host.verb("delay 0 5");
+    host.send(0, {0, 0xFF0000FF, 1, 0}, 0, 4);
+    EXPECT_EQ(wait_for_answer(25), 4u);
+    host.verb("laser-time 0");
+    host.send(0, {0, 0xFF0000FF, 1, 0}, 0, 5);
+    EXPECT_EQ(host.take_answer().header[4], 5u);
+}
+
 TEST(faults, clear_takes_all_away)
 {
     card_host host;

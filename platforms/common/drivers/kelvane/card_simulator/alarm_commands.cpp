@@ -87,8 +87,9 @@ int32_t force_change(command_exchange &exchange)
     uint32_t sirane_id = 0;
     const int32_t result = find_sirane(exchange, &sirane_id);
     if (result == 0) {
-        std::memcpy(&exchange.state.forced_alarms[sirane_id], &exchange.words[RECORD_WORD],
-                    sizeof(global_alarms));
+        global_alarms alarms;
+        std::memcpy(&alarms, &exchange.words[RECORD_WORD], sizeof alarms);
+        exchange.state.forced_alarms[sirane_id] = alarms;
     }
     return result;
 }
@@ -100,8 +101,8 @@ constexpr command_row ROWS[] = {
     {31, 3, 0, get_generic},
     {32, 3, 0, get_module},
     {34, 11, 0, get_global},
-    {35, 14, 0, enable_changes, false},
-    {36, 11, 0, force_change, false},
+    {35, 14, 0, enable_changes, command_answer::none},
+    {36, 11, 0, force_change, command_answer::none},
 };
 
 } // namespace

@@ -71,7 +71,10 @@ uint64_t card_next_due(card *card)
 
 bool card_take_interrupt(card *card)
 {
-    return card->untaken.exchange(0) != 0;
+    uint32_t untaken = card->untaken;
+    while (untaken != 0 && !card->untaken.compare_exchange_weak(untaken, untaken - 1)) {
+    }
+    return untaken != 0;
 }
 
 void card_raise_interrupts(card &card, uint32_t events)
@@ -109,5 +112,6 @@ int32_t card_verb(card *card, const char *line, std::string *answer)
     const std::lock_guard guard(card->mutex);
     const int32_t result = console_run(*card, line, answer);
     measurements_follow(card->state);
+    firmware_follow(*card);
     return result;
 }

@@ -32,7 +32,7 @@ void card_host_write(card *card, uint32_t offset, uint32_t value);
 // Time passed: does the work that is due, delayed answers for instance.
 void card_step(card *card);
 
-// Whether the card raised an interrupt since the last call.
+// Takes one of the interrupts that the card raised; false when none is left.
 bool card_take_interrupt(card *card);
 
 // Runs one line of the card's console ("plug 2", see docs/simulated_card.md). Returns 0, or 22 (EINVAL)

@@ -1,15 +1,18 @@
 #include "card_simulator/card_show.h"
 
+#include <algorithm>
 #include <cinttypes>
 #include <string_view>
 
 #include "card_simulator/append_text.h"
 #include "card_simulator/error_words.h"
+#include "card_simulator/fault_verbs.h"
 #include "card_simulator/registers.h"
 #include "kelvane_bar.h"
 
 namespace {
 
+constexpr mbox_registers DAP = mbox_registers_of(0, MBOX_DAP);
 constexpr uint32_t REGISTERS_SHOWN = 24; // of a device
 
 struct mailbox_line {
@@ -94,44 +97,52 @@ void append_sirane(std::string &text, const card &card, uint32_t sirane_id)
     append_registers(text, card, device);
 }
 
-struct fault_line {
-    fault_kind kind;
-    const char *name;
-    bool has_subject;
-    bool has_value;
-};
-
-constexpr fault_line FAULT_LINES[] = {
-    {fault_kind::refuse, "refuse", true, false},
-    {fault_kind::error, "error", true, true},
-    {fault_kind::delay, "delay", true, true},
-    {fault_kind::drop_answer, "drop-answer", true, false},
-    {fault_kind::corrupt, "corrupt header word", true, true},
-    {fault_kind::drop_interrupt, "drop-interrupt", false, false},
-};
+void append_fault_value(std::string &text, const armed_fault &fault, fault_value kind)
+{
+    if (kind == fault_value::milliseconds) {
+        append(text, " %u ms", fault.value);
+    } else if (kind != fault_value::none) {
+        append(text, " 0x%x", fault.value);
+    }
+    const std::string_view name =
+        kind == fault_value::error_word ? name_of_error_word(fault.value) : std::string_view{};
+    append(text, "%s%.*s", name.empty() ? "" : " ", static_cast<int>(name.size()), name.data());
+}
 
 void append_fault(std::string &text, const armed_fault &fault)
 {
-    for (const fault_line &line : FAULT_LINES) {
-        if (line.kind != fault.kind) {
-            continue;
-        }
-        append(text, "fault: %s", line.name);
-        if (line.has_subject) {
-            append(text, " %u", fault.subject);
-        }
-        if (line.has_value) {
-            const std::string_view name =
-                fault.kind == fault_kind::error ? name_of_error_word(fault.value) : std::string_view{};
-            append(text, fault.kind == fault_kind::delay ? " %u ms" : " 0x%x", fault.value);
-            append(text, "%s%.*s", name.empty() ? "" : " ", static_cast<int>(name.size()), name.data());
-        }
-        if (fault.left == FAULT_ALWAYS) {
-            text += ", always\n";
-        } else {
-            append(text, ", %u times\n", fault.left);
-        }
+    const auto *shape = std::ranges::find(FAULT_SHAPES, fault.kind, &fault_shape::kind);
+    append(text, "fault: %.*s", static_cast<int>(shape->verb.size()), shape->verb.data());
+    if (shape->subject != fault_subject::none) {
+        append(text, "%s %u", shape->subject == fault_subject::header_word ? " header word" : "",
+               fault.subject);
     }
+    append_fault_value(text, fault, shape->value);
+    if (fault.left == FAULT_ALWAYS) {
+        text += ", always\n";
+    } else {
+        append(text, ", %u times\n", fault.left);
+    }
+}
+
+void append_dap(std::string &text, const card &card)
+{
+    const dap_settings &settings = card.firmware.dap_settings;
+    append(text, "dap: H %u F %u; %u holds, %u ms, %u resets ignored, error word 0x%x, ",
+           bar_read(card.bar, DAP.resp_reg_to_write), bar_read(card.bar, DAP.waiting_reg), settings.holds,
+           settings.delay_ms, settings.ignored_resets, settings.error_word);
+    if (settings.answer_bytes.has_value()) {
+        append(text, "answers of %u bytes\n", *settings.answer_bytes);
+    } else {
+        text += "echoes\n";
+    }
+}
+
+void append_memory(std::string &text, const bar &bar)
+{
+    const auto word = [&bar](uint32_t number) { return bar_read(bar, DDR_INFO_TABLE + 4 * number); };
+    append(text, "memory errors: %u corrected, %u not; upsets: %u corrected, logic %s\n", word(1), word(2),
+           word(4), word(3) == DDR_UPSET_UNCORRECTABLE ? "spoiled" : "good");
 }
 
 } // namespace
@@ -146,6 +157,8 @@ std::string card_show(const card &card)
     append(text,
            "%" PRIu64 " messages lost for want of room, %" PRIu64 " commands failed that get no answer\n",
            card.firmware.lost_messages, card.state.unanswered_errors);
+    append_memory(text, card.bar);
+    append_dap(text, card);
     append_registers(text, card, BOARD_DEVICE);
     for (uint32_t sirane_id = 0; sirane_id < SIRANE_COUNT; sirane_id++) {
         append_sirane(text, card, sirane_id);

@@ -131,8 +131,12 @@ void card_state_firmware_start(card_state &state)
     for (uint32_t sirane_id = 0; sirane_id < SIRANE_COUNT; sirane_id++) {
         state.pm_batches[sirane_id] = {};
         state.alarm_changes[sirane_id] = {};
-        state.forced_alarms[sirane_id] = {};
+        state.forced_alarms[sirane_id].reset();
     }
+    const bool spoiled = state.memory.logic_is_spoiled;
+    state.memory = {};
+    state.memory.logic_is_spoiled = spoiled;
+    state.started_ns = wait_monotonic();
     state.starts++;
 }
 
@@ -145,6 +149,7 @@ void card_state_power_on(card_state &state)
     }
     std::ranges::fill(state.signals, signal_clock{});
     state.power_on_ns = wait_monotonic();
+    state.memory = {}; // the logic is loaded anew
     card_state_firmware_start(state);
 }
 

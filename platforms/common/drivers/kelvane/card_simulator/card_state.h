@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <map>
+#include <optional>
 
 #include "card_simulator/bar.h"
 #include "card_simulator/card.h"
@@ -96,11 +97,22 @@ struct signal_clock {
 
 // Who wants to hear of something without asking for it: the latest enable of a sirane.
 struct subscription {
-    bool on = false;
+    uint32_t enable = 0; // as sent; 0 is off
     uint32_t ref_id = 0;
     uint32_t sync_word = 0;
     uint32_t handle = 0;
     uint32_t device_address = 0;
+    uint64_t since_ns = 0; // wait_monotonic, of the enable or of the latest message that is due regularly
+    uint64_t number = 0;   // of the latest message
+};
+
+// Memory errors and upsets of the programmable logic that the operator brought about.
+struct memory_errors {
+    uint32_t corrected = 0;
+    uint32_t uncorrected = 0;
+    uint32_t corrected_upsets = 0;
+    bool logic_is_spoiled = false; // by an upset that could not be corrected
+    bool changed = false;          // since they were published
 };
 
 struct card_state {
@@ -114,12 +126,14 @@ struct card_state {
     uint32_t starts = 0;         // of the firmware
     bool tables_changed = false; // what they tell has, since they were published
     uint64_t power_on_ns = 0;    // of wait_monotonic
+    uint64_t started_ns = 0;     // the firmware
     signal_clock signals[DEVICE_COUNT];
     global_alarms raised[SIRANE_COUNT] = {}; // by the operator
     subscription pm_batches[SIRANE_COUNT];
     subscription alarm_changes[SIRANE_COUNT];
-    global_alarms forced_alarms[SIRANE_COUNT] = {}; // what the host last wanted sent as if changed
-    uint64_t unanswered_errors = 0;                 // of commands that get no answer
+    std::optional<global_alarms> forced_alarms[SIRANE_COUNT]; // that the host wants sent as if changed
+    memory_errors memory;
+    uint64_t unanswered_errors = 0; // of commands that get no answer
 };
 
 // The device of a device address as it travels in a command, DEVICE_NONE when there is no such device.

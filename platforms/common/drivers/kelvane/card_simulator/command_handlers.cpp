@@ -1,5 +1,7 @@
 #include "card_simulator/command_handlers.h"
 
+#include "platform/wait.h"
+
 const command_row *command_row_of(uint32_t command)
 {
     const command_family families[] = {
@@ -83,6 +85,7 @@ int32_t find_sirane(const command_exchange &exchange, uint32_t *sirane_id)
 
 subscription subscription_of(const command_exchange &exchange)
 {
-    return {exchange.words[VALUE_WORD] != 0, exchange.request.ref_id, exchange.request.sy, exchange.words[0],
-            exchange.words[DEVICE_ADDRESS_WORD]};
+    return {
+        exchange.words[VALUE_WORD],          exchange.request.ref_id, exchange.request.sy, exchange.words[0],
+        exchange.words[DEVICE_ADDRESS_WORD], wait_monotonic()};
 }

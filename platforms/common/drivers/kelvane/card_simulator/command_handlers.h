@@ -28,12 +28,18 @@ constexpr size_t VALUE_WORD = 2; // first of the command's own
 constexpr size_t SECOND_VALUE_WORD = 3;
 constexpr size_t RECORD_WORD = VALUE_WORD;
 
+enum class command_answer {
+    at_once,
+    when_done, // of a request that nobody waits for: after the time that the work takes
+    none,
+};
+
 struct command_row {
     uint32_t command;
     uint32_t words; // size of the request and of the answer
     uint32_t version;
     int32_t (*run)(command_exchange &exchange); // 0 or an enum kelvane_arm_error
-    bool answered = true;
+    command_answer answer = command_answer::at_once;
 };
 
 using command_family = std::span<const command_row>;

@@ -6,8 +6,10 @@
 #include "card_simulator/alarm_verbs.h"
 #include "card_simulator/arguments.h"
 #include "card_simulator/card_show.h"
+#include "card_simulator/dap_verbs.h"
 #include "card_simulator/device_show.h"
-#include "card_simulator/error_words.h"
+#include "card_simulator/fault_verbs.h"
+#include "card_simulator/firmware_verbs.h"
 #include "card_simulator/registers.h"
 
 namespace {
@@ -62,177 +64,6 @@ bool verb_plug(card &card, arguments &it, std::string *)
 bool verb_unplug(card &card, arguments &it, std::string *)
 {
     return set_plugged(card, it, false);
-}
-
-// On a removed card nothing runs.
-bool is_inserted(const card &card, arguments &it)
-{
-    return !card.bar.removed || reject(it, "the card is removed");
-}
-
-bool verb_restart(card &card, arguments &it, std::string *)
-{
-    if (!take_end(it) || !is_inserted(card, it)) {
-        return false;
-    }
-    firmware_restart(card, false);
-    return true;
-}
-
-bool verb_hang(card &card, arguments &it, std::string *)
-{
-    if (!take_end(it) || !is_inserted(card, it)) {
-        return false;
-    }
-    if (card.firmware.hung) {
-        return reject(it, "the firmware hangs already");
-    }
-    firmware_hang(card);
-    return true;
-}
-
-bool verb_resume(card &card, arguments &it, std::string *)
-{
-    if (!take_end(it)) {
-        return false;
-    }
-    if (!card.firmware.hung) {
-        return reject(it, "the firmware does not hang");
-    }
-    firmware_resume(card);
-    return true;
-}
-
-bool verb_remove(card &card, arguments &it, std::string *)
-{
-    if (!take_end(it) || !is_inserted(card, it)) {
-        return false;
-    }
-    card_remove(card);
-    return true;
-}
-
-bool verb_insert(card &card, arguments &it, std::string *)
-{
-    if (!take_end(it)) {
-        return false;
-    }
-    if (!card.bar.removed) {
-        return reject(it, "the card is not removed");
-    }
-    card_insert(card);
-    return true;
-}
-
-bool arm_for_command(card &card, arguments &it, fault_kind kind)
-{
-    armed_fault fault{kind, 0, 0, 0};
-    if (!take_command(it, &fault.subject) || !take_count(it, &fault.left) || !take_end(it)) {
-        return false;
-    }
-    faults_arm(card.faults, fault);
-    return true;
-}
-
-bool verb_refuse(card &card, arguments &it, std::string *)
-{
-    return arm_for_command(card, it, fault_kind::refuse);
-}
-
-bool verb_drop_answer(card &card, arguments &it, std::string *)
-{
-    return arm_for_command(card, it, fault_kind::drop_answer);
-}
-
-bool verb_error(card &card, arguments &it, std::string *)
-{
-    armed_fault fault{fault_kind::error, 0, 0, 0};
-    std::string_view word;
-    if (!take_command(it, &fault.subject) || !take_word(it, "WORD", &word) || !take_count(it, &fault.left) ||
-        !take_end(it)) {
-        return false;
-    }
-    if (!error_word_of_name(word, &fault.value) && !to_number(word, 16, &fault.value)) {
-        return reject(it, "WORD is no error word's name and no hexadecimal number: " + std::string(word));
-    }
-    faults_arm(card.faults, fault);
-    return true;
-}
-
-bool verb_delay(card &card, arguments &it, std::string *)
-{
-    armed_fault fault{fault_kind::delay, 0, 0, 0};
-    if (!take_command(it, &fault.subject) || !take_number(it, "MILLISECONDS", 10, &fault.value) ||
-        !take_count(it, &fault.left) || !take_end(it)) {
-        return false;
-    }
-    faults_arm(card.faults, fault);
-    return true;
-}
-
-// What a header word becomes when the operator names no value.
-struct corruptible_field {
-    std::string_view name;
-    uint32_t header_word;
-    uint32_t value;
-};
-
-constexpr corruptible_field CORRUPTIBLE_FIELDS[] = {
-    {"cmd", 0, 0x000000C8},     {"ref_id", 1, 0xDEADBEEF}, {"size", 2, 0x7FFFFFFF},
-    {"version", 3, 0x000000FF}, {"sy", 4, 0x0000000C},
-};
-
-bool verb_corrupt(card &card, arguments &it, std::string *)
-{
-    std::string_view name;
-    if (!take_word(it, "FIELD", &name)) {
-        return false;
-    }
-    for (const corruptible_field &field : CORRUPTIBLE_FIELDS) {
-        if (field.name != name) {
-            continue;
-        }
-        armed_fault fault{fault_kind::corrupt, field.header_word, field.value, 1};
-        const bool value_given = it.next < it.given.size() && it.given[it.next] != ALWAYS;
-        if (value_given && !take_number(it, "VALUE", 16, &fault.value)) {
-            return false;
-        }
-        if (!take_count(it, &fault.left) || !take_end(it)) {
-            return false;
-        }
-        faults_arm(card.faults, fault);
-        return true;
-    }
-    return reject(it, "FIELD is one of cmd, ref_id, size, version, sy");
-}
-
-bool verb_drop_interrupt(card &card, arguments &it, std::string *)
-{
-    armed_fault fault{fault_kind::drop_interrupt, 0, 0, 0};
-    if (!take_count(it, &fault.left) || !take_end(it)) {
-        return false;
-    }
-    faults_arm(card.faults, fault);
-    return true;
-}
-
-bool verb_clear(card &card, arguments &it, std::string *)
-{
-    if (!take_end(it)) {
-        return false;
-    }
-    card.faults.armed.clear();
-    return true;
-}
-
-bool verb_slow_start(card &card, arguments &it, std::string *)
-{
-    uint32_t attempts = 0;
-    if (!take_number(it, "ATTEMPTS", 10, &attempts) || !take_end(it) || !is_inserted(card, it)) {
-        return false;
-    }
-    firmware_start_slowly(card, attempts);
-    return true;
 }
 
 bool verb_peek(card &card, arguments &it, std::string *answer)
@@ -298,17 +129,35 @@ constexpr verb VERBS[] = {
     {"alarm", "raise PLACE NAME", "make an alarm active at 1, 1.h0, 1.n0, 2, 0 (the board)", verb_alarm},
     {"alarm", "clear PLACE NAME|all", "make it inactive", verb_alarm},
     {"alarm", "list", "the words in which an alarm is active", verb_alarm},
-    {"restart", "", "restart the firmware, which takes 1 s", verb_restart},
+    {"restart", "", "the firmware crashes and restarts, which takes 1 s", verb_restart},
+    {"restart", "warm [VERSION]|cold|warm-fail", "restart and tell the host, or tell that it failed",
+     verb_restart},
     {"hang", "", "the firmware stops", verb_hang},
     {"resume", "", "and goes on", verb_resume},
     {"remove", "", "pull the card: the host reads all ones", verb_remove},
     {"insert", "", "put it back; its power was off meanwhile", verb_insert},
-    {"refuse", "COMMAND [COUNT]", "refuse the command's message", verb_refuse},
-    {"error", "COMMAND WORD [COUNT]", "answer with an error word, a name or hexadecimal", verb_error},
-    {"delay", "COMMAND MILLISECONDS [COUNT]", "answer late", verb_delay},
-    {"drop-answer", "COMMAND [COUNT]", "run the command and do not answer", verb_drop_answer},
-    {"corrupt", "FIELD [VALUE [COUNT]]", "spoil cmd, ref_id, size, version or sy of an answer", verb_corrupt},
-    {"drop-interrupt", "[COUNT]", "offer a message without an interrupt", verb_drop_interrupt},
+    {"laser-time", "MILLISECONDS", "how long a laser or traffic-type request takes (300)", verb_laser_time},
+    {"batch-interval", "MILLISECONDS", "of performance batches, 0 as the host set it", verb_batch_interval},
+    {"upset", "correctable|uncorrectable|clear", "in the programmable logic", verb_upset},
+    {"memory-error", "[uncorrectable]", "in the card's memory", verb_memory_error},
+    {"dap", "hold HOLDS", "show so many hold states before a DAP answer", verb_dap},
+    {"dap", "delay MILLISECONDS", "answer later", verb_dap},
+    {"dap", "answer BYTES", "answer in this length, 0 to 1100", verb_dap},
+    {"dap", "ignore-reset RESETS", "do not follow the next ones", verb_dap},
+    {"dap", "error WORD", "answer with this error word, hexadecimal", verb_dap},
+    {"dap", "echo", "answer at once with what was sent, as at the start", verb_dap},
+    {"refuse", "COMMAND [COUNT]", "refuse the command's message", verb_fault},
+    {"error", "COMMAND WORD [COUNT]", "answer with an error word, a name or hexadecimal", verb_fault},
+    {"delay", "COMMAND MILLISECONDS [COUNT]", "answer late", verb_fault},
+    {"drop-answer", "COMMAND [COUNT]", "run the command and do not answer", verb_fault},
+    {"corrupt", "FIELD [VALUE [COUNT]]", "spoil cmd, ref_id, size, version or sy of an answer", verb_fault},
+    {"corrupt-notice", "FIELD [VALUE [COUNT]]", "the same, of what the firmware says by itself", verb_fault},
+    {"skip-batch", "[COUNT]", "leave a performance batch out of the sequence", verb_fault},
+    {"drop-interrupt", "[COUNT]", "offer a message without an interrupt", verb_fault},
+    {"late-interrupt", "MILLISECONDS [COUNT]", "or with a late one", verb_fault},
+    {"double-interrupt", "[COUNT]", "or with two", verb_fault},
+    {"spurious-interrupt", "[DEV SOURCE]", "interrupt for nothing, or with a sirane's bit and source",
+     verb_spurious_interrupt},
     {"clear", "", "take all armed faults away", verb_clear},
     {"slow-start", "ATTEMPTS", "so many resets by the host find the firmware not up", verb_slow_start},
     {"peek", "OFFSET", "show a word of the BAR", verb_peek},

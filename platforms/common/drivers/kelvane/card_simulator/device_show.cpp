@@ -87,8 +87,8 @@ void append_measurements(std::string &text, const card_state &state, uint32_t de
 
 void append_subscription(std::string &text, const char *name, const subscription &it)
 {
-    append(text, "    %s %s, reference 0x%08x, sync word 0x%08x\n", name, it.on ? "on" : "off", it.ref_id,
-           it.sync_word);
+    append(text, "    %s %s, reference 0x%08x, sync word 0x%08x, number %" PRIu64 "\n", name,
+           it.enable != 0 ? "on" : "off", it.ref_id, it.sync_word, it.number);
 }
 
 void append_sirane(std::string &text, const card_state &state, uint32_t sirane_id)

@@ -38,3 +38,15 @@ bool faults_strike(faults &faults, fault_kind kind, uint32_t subject, uint32_t *
     }
     return true;
 }
+
+void faults_corrupt(faults &faults, fault_kind kind, mbox_data_header &header)
+{
+    uint32_t *const words[MBOX_HEADER_WORDS] = {&header.cmd,     &header.ref_id, &header.size,
+                                                &header.version, &header.sy,     &header.rc};
+    for (uint32_t i = 0; i < MBOX_HEADER_WORDS; i++) {
+        uint32_t value = 0;
+        if (faults_strike(faults, kind, i, &value)) {
+            *words[i] = value;
+        }
+    }
+}

@@ -3,9 +3,11 @@
 #include <algorithm>
 #include <utility>
 
+#include "card_simulator/batches.h"
 #include "card_simulator/card_record.h"
 #include "card_simulator/command_handlers.h"
 #include "card_simulator/measurements.h"
+#include "card_simulator/memory_health.h"
 #include "kelvane.h"
 #include "kelvane_bar.h"
 #include "platform/wait.h"
@@ -16,20 +18,32 @@ constexpr uint32_t MAILBOXES[] = {MBOX_COMMAND, MBOX_RESPONSE, MBOX_PM, MBOX_ALA
 constexpr uint32_t SOURCE_OF_OUTBOX[OUTBOX_COUNT] = {MSI_SOURCE_RESPONSE, MSI_SOURCE_PM, MSI_SOURCE_ALARM};
 constexpr mbox_registers DAP = mbox_registers_of(0, MBOX_DAP);
 constexpr mbox_registers KEEP_ALIVE = mbox_registers_of(0, MBOX_KEEP_ALIVE);
-constexpr uint32_t DAP_SIRANE = 0; // whose interrupt the card-wide mailbox uses
 constexpr uint64_t NS_PER_MS = 1000000;
 
-void interrupt_host(card &card, uint32_t sirane_id, uint32_t source)
+void present_interrupt(card &card, uint32_t sirane_id, uint32_t source)
 {
-    if (!faults_strike(card.faults, fault_kind::drop_interrupt, 0)) {
-        card_raise_interrupts(card, msi_post(card.firmware.interrupts, card.bar, sirane_id, source));
+    uint32_t events = msi_post(card.firmware.interrupts, card.bar, sirane_id, source);
+    if (events != 0 && faults_strike(card.faults, fault_kind::double_interrupt, 0)) {
+        events++;
     }
+    card_raise_interrupts(card, events);
+}
+
+// A source that waits already waits once, as behind a pending bit.
+void delay_interrupt(firmware &firmware, const late_interrupt &interrupt)
+{
+    for (const late_interrupt &it : firmware.late_interrupts) {
+        if (it.sirane_id == interrupt.sirane_id && it.source == interrupt.source) {
+            return;
+        }
+    }
+    firmware.late_interrupts.push_back(interrupt);
 }
 
 void offer_next(card &card, uint32_t sirane_id, uint32_t mbox)
 {
     if (outbox_offer(card.firmware.siranes[sirane_id].out[mbox], card.bar)) {
-        interrupt_host(card, sirane_id, SOURCE_OF_OUTBOX[mbox]);
+        firmware_interrupt(card, sirane_id, SOURCE_OF_OUTBOX[mbox]);
     }
 }
 
@@ -57,26 +71,16 @@ void go_down(card &card)
     card.firmware.hung = false;
     card.firmware.reset_armed = false;
     card.firmware.late.clear();
+    card.firmware.late_interrupts.clear();
+    card.firmware.announced = {};
+    card.firmware.restart_to_tell = KELVANE_APP_ZYNQ_RESTART_UNDEF;
     card.firmware.unheard.clear();
     for (uint32_t sirane_id = 0; sirane_id < SIRANE_COUNT; sirane_id++) {
         take_sirane_down(card, sirane_id);
     }
-    bar_write(card.bar, DAP.waiting_reg, MBOX_STATE_NONE);
+    dap_stop(card);
     bar_write(card.bar, KEEP_ALIVE.waiting_reg, 0);
     msi_reset(card.firmware.interrupts, card.bar);
-}
-
-// Header words by number, as an operator corrupts them.
-void corrupt_answer(card &card, mbox_data_header &header)
-{
-    uint32_t *const words[MBOX_HEADER_WORDS] = {&header.cmd,     &header.ref_id, &header.size,
-                                                &header.version, &header.sy,     &header.rc};
-    for (uint32_t i = 0; i < MBOX_HEADER_WORDS; i++) {
-        uint32_t value = 0;
-        if (faults_strike(card.faults, fault_kind::corrupt, i, &value)) {
-            *words[i] = value;
-        }
-    }
 }
 
 // The command's data become those of its answer.
@@ -108,18 +112,22 @@ void answer_command(card &card, uint32_t sirane_id)
     const command_row &row = *command_row_of(message.header.cmd); // else it had not been accepted
     message.header.rc = run_command(card, sirane_id, row, message);
     message.header.size = row.words;
-    if (!row.answered) {
+    if (row.answer == command_answer::none) {
         card.state.unanswered_errors += message.header.rc != 0 ? 1 : 0;
         return;
     }
     if (faults_strike(card.faults, fault_kind::drop_answer, row.command)) {
         return;
     }
-    corrupt_answer(card, message.header);
     uint32_t delay_ms = 0;
-    if (faults_strike(card.faults, fault_kind::delay, row.command, &delay_ms)) {
+    faults_strike(card.faults, fault_kind::delay, row.command, &delay_ms);
+    const bool awaited = message.header.sy == MBOX_SYNC_WORD;
+    const uint64_t work_ms =
+        row.answer == command_answer::when_done && !awaited ? card.firmware.laser_time_ms : 0;
+    faults_corrupt(card.faults, fault_kind::corrupt, message.header);
+    if (delay_ms + work_ms != 0) {
         card.firmware.late.push_back(
-            {wait_monotonic() + delay_ms * NS_PER_MS, sirane_id, std::move(message)});
+            {wait_monotonic() + (delay_ms + work_ms) * NS_PER_MS, sirane_id, std::move(message)});
         return;
     }
     firmware_post(card, sirane_id, MBOX_RESPONSE, std::move(message));
@@ -138,6 +146,7 @@ void command_state_written(card &card, uint32_t sirane_id, uint32_t state)
     if (state == MBOX_STATE_IDLE || state == MBOX_STATE_NONE) {
         if (inbox_release(commands, card.bar)) {
             answer_command(card, sirane_id);
+            firmware_follow(card);
         }
     } else if (state == MBOX_STATE_READY && inbox_take(commands, card.bar)) {
         const mbox_data_header &header = commands.message.header;
@@ -191,16 +200,6 @@ void sirane_state_written(card &card, uint32_t sirane_id, uint32_t mbox, uint32_
     offer_next(card, sirane_id, mbox);
 }
 
-void dap_state_written(card &card, uint32_t state)
-{
-    if (state == MBOX_STATE_RESET) {
-        bar_write(card.bar, DAP.waiting_reg, MBOX_STATE_RESET);
-        interrupt_host(card, DAP_SIRANE, MSI_SOURCE_DAP);
-    } else if (state == MBOX_STATE_IDLE) {
-        bar_write(card.bar, DAP.waiting_reg, MBOX_STATE_IDLE);
-    }
-}
-
 // A host that missed an echo writes the idle state here, which is no token.
 void token_written(card &card, uint32_t token)
 {
@@ -220,7 +219,7 @@ void reset_trigger_written(card &card, uint32_t value)
 void card_register_written(card &card, uint32_t offset, uint32_t value)
 {
     if (offset == DAP.resp_reg_to_write) {
-        dap_state_written(card, value);
+        dap_host_wrote(card, value);
     } else if (offset == KEEP_ALIVE.resp_reg_to_write) {
         token_written(card, value);
     }
@@ -258,8 +257,40 @@ void come_up(card &card)
             bring_sirane_up(card, sirane_id);
         }
     }
-    bar_write(card.bar, DAP.waiting_reg, MBOX_STATE_IDLE);
+    dap_start(card);
+    card.firmware.scrub_due_ns = card.state.started_ns + SCRUB_PERIOD_NS;
+    publish_memory_health(card.state, card.bar);
+    notices_start(card);
     card.firmware.up = true;
+    const uint32_t restart =
+        std::exchange(card.firmware.restart_to_tell, uint32_t{KELVANE_APP_ZYNQ_RESTART_UNDEF});
+    if (restart != KELVANE_APP_ZYNQ_RESTART_UNDEF) {
+        notices_tell_restart(card, static_cast<kelvane_app_zynq_restart>(restart));
+    }
+}
+
+void restart_as_announced(card &card)
+{
+    const auto version = card.firmware.announced.version;
+    firmware_restart(card, false);
+    card.firmware.restart_to_tell = KELVANE_APP_ZYNQ_RESTART_WARM_DONE;
+    if (version.has_value()) { // nobody sees it before the tables tell
+        card.state.firmware_major = version->major;
+        card.state.firmware_minor = version->minor;
+    }
+}
+
+// Takes out what is due, in the order in which it was put in.
+template <typename delayed> std::vector<delayed> take_due(std::vector<delayed> &all, uint64_t now)
+{
+    std::vector<delayed> due;
+    for (delayed &it : all) {
+        if (it.due_ns <= now) {
+            due.push_back(std::move(it));
+        }
+    }
+    std::erase_if(all, [now](const delayed &it) { return it.due_ns <= now; });
+    return due;
 }
 
 } // namespace
@@ -277,6 +308,18 @@ void firmware_restart(card &card, bool cold)
     card.firmware.up_at_ns = wait_monotonic() + FIRMWARE_START_NS;
 }
 
+void firmware_announce_restart(card &card, const std::optional<firmware_version> &version)
+{
+    card.firmware.announced = {wait_monotonic() + RESTART_NOTICE_NS, version};
+    notices_tell_restart(card, KELVANE_APP_ZYNQ_RESTART_WARM);
+}
+
+void firmware_restart_cold(card &card)
+{
+    firmware_restart(card, true);
+    card.firmware.restart_to_tell = KELVANE_APP_ZYNQ_RESTART_COLD;
+}
+
 void firmware_hang(card &card)
 {
     card.firmware.hung = true;
@@ -289,6 +332,7 @@ void firmware_resume(card &card)
     for (const auto &[offset, value] : std::exchange(card.firmware.unheard, {})) {
         firmware_host_wrote(card, offset, value);
     }
+    firmware_follow(card);
     firmware_step(card);
 }
 
@@ -331,37 +375,83 @@ void firmware_step(card &card)
         return;
     }
     const uint64_t now = wait_monotonic();
+    if (it.announced.due_ns <= now) {
+        restart_as_announced(card);
+    }
     if (!it.up && now >= it.up_at_ns) {
         come_up(card);
     }
-    for (size_t i = 0; i < it.late.size();) {
-        if (it.late[i].due_ns > now) {
-            i++;
-            continue;
-        }
-        late_answer answer = std::move(it.late[i]);
-        it.late.erase(it.late.begin() + static_cast<std::ptrdiff_t>(i));
+    if (!it.up) {
+        return;
+    }
+    for (late_interrupt &interrupt : take_due(it.late_interrupts, now)) {
+        present_interrupt(card, interrupt.sirane_id, interrupt.source);
+    }
+    for (late_answer &answer : take_due(it.late, now)) {
         firmware_post(card, answer.sirane_id, MBOX_RESPONSE, std::move(answer.message));
+    }
+    batches_send_due(card, now);
+    dap_step(card, now);
+    if (it.scrub_due_ns <= now) {
+        it.scrub_due_ns = now + SCRUB_PERIOD_NS;
+        publish_memory_health(card.state, card.bar);
     }
 }
 
 uint64_t firmware_next_due(const card &card)
 {
-    if (card.bar.removed || card.firmware.hung) {
+    const firmware &it = card.firmware;
+    if (card.bar.removed || it.hung) {
         return FIRMWARE_NOTHING_DUE;
     }
-    if (!card.firmware.up) {
-        return card.firmware.up_at_ns;
+    if (!it.up) {
+        return it.up_at_ns;
     }
-    uint64_t due = FIRMWARE_NOTHING_DUE;
-    for (const late_answer &answer : card.firmware.late) {
+    uint64_t due =
+        std::min({it.announced.due_ns, batches_next_due(card), dap_next_due(card), it.scrub_due_ns});
+    for (const late_answer &answer : it.late) {
         due = std::min(due, answer.due_ns);
+    }
+    for (const late_interrupt &interrupt : it.late_interrupts) {
+        due = std::min(due, interrupt.due_ns);
     }
     return due;
 }
 
+bool firmware_runs(const card &card)
+{
+    return card.firmware.up && !card.firmware.hung && !card.bar.removed;
+}
+
+void firmware_follow(card &card)
+{
+    if (!firmware_runs(card)) {
+        return;
+    }
+    if (card.state.memory.changed) {
+        publish_memory_health(card.state, card.bar);
+    }
+    notices_follow(card);
+}
+
+void firmware_interrupt(card &card, uint32_t sirane_id, uint32_t source)
+{
+    uint32_t late_ms = 0;
+    if (faults_strike(card.faults, fault_kind::drop_interrupt, 0)) {
+        return;
+    }
+    if (faults_strike(card.faults, fault_kind::late_interrupt, 0, &late_ms)) {
+        delay_interrupt(card.firmware, {wait_monotonic() + late_ms * NS_PER_MS, sirane_id, source});
+        return;
+    }
+    present_interrupt(card, sirane_id, source);
+}
+
 void firmware_post(card &card, uint32_t sirane_id, uint32_t mbox, mailbox_message message)
 {
+    if (!card.firmware.siranes[sirane_id].up) {
+        return; // it has no mailbox yet
+    }
     std::deque<mailbox_message> &queue = card.firmware.siranes[sirane_id].out[mbox].queue;
     if (queue.size() >= MESSAGES_AT_MOST) {
         card.firmware.lost_messages++;
@@ -369,4 +459,13 @@ void firmware_post(card &card, uint32_t sirane_id, uint32_t mbox, mailbox_messag
     }
     queue.push_back(std::move(message));
     offer_next(card, sirane_id, mbox);
+}
+
+void firmware_post_notice(card &card, uint32_t sirane_id, uint32_t mbox, mailbox_message message)
+{
+    if (card.firmware.siranes[sirane_id].out[mbox].host == MBOX_STATE_NONE) {
+        return; // no host has come, or it resets its mailboxes
+    }
+    faults_corrupt(card.faults, fault_kind::corrupt_notice, message.header);
+    firmware_post(card, sirane_id, mbox, std::move(message));
 }

@@ -8,23 +8,45 @@
 
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <vector>
 
+#include "card_simulator/dap.h"
 #include "card_simulator/mailbox.h"
 #include "card_simulator/msi.h"
+#include "card_simulator/notices.h"
 #include "kelvane_mbox.h"
 
 struct card;
 
 constexpr uint64_t FIRMWARE_START_NS = 1000000000; // from a restart until it is up
+constexpr uint64_t RESTART_NOTICE_NS = 3000000000; // from its announcement to the restart: a host may look
+                                                   // for messages no more often than every 2 s
 constexpr uint64_t FIRMWARE_NOTHING_DUE = UINT64_MAX;
 constexpr size_t MESSAGES_AT_MOST = 64; // in the queue of a mailbox, for a host that takes none
 constexpr uint32_t OUTBOX_COUNT = 3;    // MBOX_RESPONSE, MBOX_PM, MBOX_ALARM
+
+struct firmware_version {
+    uint32_t major;
+    uint32_t minor;
+};
 
 struct late_answer {
     uint64_t due_ns;
     uint32_t sirane_id;
     mailbox_message message;
+};
+
+struct late_interrupt {
+    uint64_t due_ns;
+    uint32_t sirane_id;
+    uint32_t source;
+};
+
+// A restart that the host was told of, and that has not begun.
+struct announced_restart {
+    uint64_t due_ns = FIRMWARE_NOTHING_DUE;
+    std::optional<firmware_version> version; // to come up with
 };
 
 struct sirane_mailboxes {
@@ -44,8 +66,19 @@ struct firmware {
     sirane_mailboxes siranes[SIRANE_COUNT];
     msi interrupts;
     std::vector<late_answer> late;
+    std::vector<late_interrupt> late_interrupts;
+    announced_restart announced;
+    uint32_t restart_to_tell = KELVANE_APP_ZYNQ_RESTART_UNDEF; // when it is up
+    notices told;
+    struct dap dap;
+    uint64_t scrub_due_ns = 0;
     uint64_t lost_messages = 0;           // for which a queue had no room
     std::map<uint32_t, uint32_t> unheard; // last write of each register while hung
+
+    // By the operator.
+    uint32_t laser_time_ms = 300;   // that a laser or traffic-type request takes
+    uint32_t batch_interval_ms = 0; // 0: as the host set it
+    struct dap_settings dap_settings;
 };
 
 // From nothing to up, at once.
@@ -53,6 +86,11 @@ void firmware_start(card &card);
 
 // Goes down and comes up again after FIRMWARE_START_NS; `cold` as after a loss of power.
 void firmware_restart(card &card, bool cold);
+
+// The restarts that a host is told of. A warm one is announced RESTART_NOTICE_NS before and told again when
+// it is done, possibly with another version; of one with the power lost only its end is told.
+void firmware_announce_restart(card &card, const std::optional<firmware_version> &version);
+void firmware_restart_cold(card &card);
 
 void firmware_hang(card &card);
 void firmware_resume(card &card);
@@ -67,8 +105,20 @@ void firmware_host_wrote(card &card, uint32_t offset, uint32_t value);
 void firmware_step(card &card);
 uint64_t firmware_next_due(const card &card);
 
+// Whether it runs, and not beside a host that cannot reach it.
+bool firmware_runs(const card &card);
+
+// Things may have changed: tells the host what it is to hear of.
+void firmware_follow(card &card);
+
+// Raises an interrupt for a message that is there, unless a fault says otherwise.
+void firmware_interrupt(card &card, uint32_t sirane_id, uint32_t source);
+
 // Puts a message into the queue of a mailbox towards the host. When that is full the message is lost,
 // and counted.
 void firmware_post(card &card, uint32_t sirane_id, uint32_t mbox, mailbox_message message);
+
+// The same with a message that is no answer; one to a host that has not come is dropped.
+void firmware_post_notice(card &card, uint32_t sirane_id, uint32_t mbox, mailbox_message message);
 
 #endif

@@ -15,7 +15,9 @@ uint32_t data_address(const mbox_registers &registers)
     return registers.mailbox_addr + MBOX_HEADER_BYTES;
 }
 
-mbox_data_header read_header(const bar &bar, uint32_t address)
+} // namespace
+
+mbox_data_header message_read_header(const bar &bar, uint32_t address)
 {
     uint32_t words[MBOX_HEADER_WORDS];
     for (uint32_t i = 0; i < MBOX_HEADER_WORDS; i++) {
@@ -26,7 +28,7 @@ mbox_data_header read_header(const bar &bar, uint32_t address)
     return header;
 }
 
-void write_header(bar &bar, uint32_t address, const mbox_data_header &header)
+void message_write_header(bar &bar, uint32_t address, const mbox_data_header &header)
 {
     uint32_t words[MBOX_HEADER_WORDS];
     std::memcpy(words, &header, sizeof header);
@@ -34,8 +36,6 @@ void write_header(bar &bar, uint32_t address, const mbox_data_header &header)
         bar_write(bar, address + 4 * i, words[i]);
     }
 }
-
-} // namespace
 
 void inbox_start(inbox &inbox, bar &bar, const mbox_registers &registers)
 {
@@ -50,7 +50,7 @@ bool inbox_take(inbox &inbox, bar &bar)
         return false;
     }
     mailbox_message &message = inbox.message;
-    message.header = read_header(bar, inbox.registers.mailbox_addr);
+    message.header = message_read_header(bar, inbox.registers.mailbox_addr);
     message.data.resize(std::min(message.header.size, MBOX_DATA_WORDS));
     for (uint32_t i = 0; i < message.data.size(); i++) {
         message.data[i] = bar_read(bar, data_address(inbox.registers) + 4 * i);
@@ -109,7 +109,7 @@ bool outbox_offer(outbox &outbox, bar &bar)
     for (uint32_t i = 0; i < message.data.size(); i++) {
         bar_write(bar, data_address(outbox.registers) + 4 * i, message.data[i]);
     }
-    write_header(bar, outbox.registers.mailbox_addr, message.header);
+    message_write_header(bar, outbox.registers.mailbox_addr, message.header);
     show(outbox.registers, bar, MBOX_STATE_READY);
     outbox.queue.pop_front();
     outbox.offered = true;

@@ -15,6 +15,9 @@ struct mailbox_message {
     std::vector<uint32_t> data;
 };
 
+mbox_data_header message_read_header(const bar &bar, uint32_t address);
+void message_write_header(bar &bar, uint32_t address, const mbox_data_header &header);
+
 // From the host: commands.
 struct inbox {
     mbox_registers registers;

@@ -106,8 +106,7 @@ struct interval {
 
 interval interval_of(const card_state &state, uint32_t device, uint64_t now)
 {
-    const uint32_t asked = state.devices[sirane_device(sirane_of_device(device))].sirane.pm_interval;
-    const uint32_t length = asked == 0 ? DEFAULT_INTERVAL_S : asked;
+    const uint32_t length = pm_interval_s(state, sirane_of_device(device));
     return {std::max(now - now % length, state.signals[device].since_s), now};
 }
 
@@ -228,6 +227,12 @@ void measure_line(const card_state &state, uint32_t device, const interval &over
 }
 
 } // namespace
+
+uint32_t pm_interval_s(const card_state &state, uint32_t sirane_id)
+{
+    const uint32_t asked = state.devices[sirane_device(sirane_id)].sirane.pm_interval;
+    return asked == 0 ? DEFAULT_INTERVAL_S : asked;
+}
 
 void measurements_follow(card_state &state)
 {

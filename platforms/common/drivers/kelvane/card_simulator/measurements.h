@@ -11,6 +11,9 @@
 // Starts and stops the counting of the ports whose signal came or went. After whatever may have done so.
 void measurements_follow(card_state &state);
 
+// How long a sirane measures before it begins anew.
+uint32_t pm_interval_s(const card_state &state, uint32_t sirane_id);
+
 // A dark port reads this: 0.01 dBm.
 constexpr int32_t NO_LIGHT = -4000;
 

@@ -345,9 +345,9 @@ int32_t get_provisioned_config(command_exchange &exchange)
 }
 
 constexpr command_row ROWS[] = {
-    {0, 4, 0, set_single_value},
+    {0, 4, 0, set_single_value, command_answer::when_done},
     {1, 3, 0, get_single_value},
-    {2, 4, 0, set_laser},
+    {2, 4, 0, set_laser, command_answer::when_done},
     {3, 3, 0, get_single_value},
     {4, 4, 0, set_channel},
     {5, 4, 0, get_channel},
