@@ -180,4 +180,30 @@ monitor_subscribes_again_after_a_restart()
     end_monitor
 }
 
+monitor_hears_what_the_card_says()
+{
+    local before heard=
+    start_card
+    start_monitor
+    wait_for_line "keep-alive  +board  +the firmware is alive$"
+    until [[ $heard == *0* && $heard == *1* && $heard == *2* ]]; do
+        wait_for_line "performance  +sirane ([012]) port 1  +batch [0-9]+: OSNR [0-9.]+ dB, pre-FEC BER [0-9.e+-]+, "
+        heard+=${BASH_REMATCH[1]}
+    done
+    card_does alarm raise 1.n0 RX_NTWK_LOF
+    wait_for_line "alarms  +sirane 0  +host 0 0 0 0, network 2000 0, module "
+    card_does unplug 6
+    wait_for_line "plug-in  +sirane 1 port 1  +module state 0$"
+    card_does plug 6
+    wait_for_line "plug-in  +sirane 1 port 1  +module state 1$"
+    card_does upset uncorrectable
+    wait_for_line "generic  +board  +uncorrectable upset \(1\)$"
+    before=$(last_subscription)
+    card_does restart warm
+    wait_for_line "restart  +board  +1 \(warm\)$"
+    wait_for_line "restart  +board  +4 \(warm, done\)$"
+    wait_for_subscription_after "$before"
+    end_monitor
+}
+
 "$1"
