@@ -101,6 +101,14 @@ TEST_F(keep_alive_test, one_missing_echo_is_dead_and_one_good_echo_alive)
     EXPECT_EQ(the_bar.word[RESPONSE_AREA], 0xFFFFFFFFu); // drained
 }
 
+TEST_F(keep_alive_test, a_recovery_without_a_performance_subscription_takes_three_seconds_on_newer_firmware)
+{
+    the_bar.word[0x01F04004] = 0x00050016;
+    EXPECT_EQ(exchange(), 0);
+    EXPECT_EQ(time.now(), 3000000000u);
+    EXPECT_EQ(heard, (std::vector<heard_status>{{0, 1}}));
+}
+
 TEST_F(keep_alive_test, a_wrong_token_is_no_echo)
 {
     echoes = false;
