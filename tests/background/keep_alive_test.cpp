@@ -81,8 +81,8 @@ TEST_F(keep_alive_test, one_missing_echo_is_dead_and_one_good_echo_alive)
     EXPECT_EQ(exchange(), 0); // the callback's result
     EXPECT_EQ(time.now() - before, 1999u * 500000u);
     EXPECT_EQ(heard, (std::vector<heard_status>{{64174, 2}})); // the drain of interrupts met the gate
-    EXPECT_EQ(the_bar.word[0x01C0C008], 2u); // by the time-out
-    EXPECT_EQ(exchange(), 110);              // no change, no report
+    EXPECT_EQ(the_bar.word[0x01C0C008], 2u);                   // by the time-out
+    EXPECT_EQ(exchange(), 110);                                // no change, no report
     EXPECT_EQ(heard.size(), 1u);
     uint32_t value = 0;
     EXPECT_EQ(kelvane_read_register(0, 0xFF00FFFF, 1, &value), 64174);
