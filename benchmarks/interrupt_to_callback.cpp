@@ -108,6 +108,7 @@ void start_library()
     if (kelvane_init_driver() != 0 || kelvane_device_create(device) != 0) {
         fail("kelvane_device_create");
     }
+    std::printf("\n");                         // behind what the library says of its log file
     if (kelvane_pci_mapped(0, 2, 0, 0) != 0) { // mapped, with no link-up
         fail("kelvane_pci_mapped");
     }

@@ -81,8 +81,8 @@ TEST_F(keep_alive_test, one_missing_echo_is_dead_and_one_good_echo_alive)
     EXPECT_EQ(exchange(), 0); // the callback's result
     EXPECT_EQ(time.now() - before, 1999u * 500000u);
     EXPECT_EQ(heard, (std::vector<heard_status>{{64174, 2}})); // the drain of interrupts met the gate
-    EXPECT_EQ(the_bar.word[0x01C0C008], 2u); // by the time-out
-    EXPECT_EQ(exchange(), 110);              // no change, no report
+    EXPECT_EQ(the_bar.word[0x01C0C008], 2u);                   // by the time-out
+    EXPECT_EQ(exchange(), 110);                                // no change, no report
     EXPECT_EQ(heard.size(), 1u);
     uint32_t value = 0;
     EXPECT_EQ(kelvane_read_register(0, 0xFF00FFFF, 1, &value), 64174);
@@ -99,6 +99,14 @@ TEST_F(keep_alive_test, one_missing_echo_is_dead_and_one_good_echo_alive)
     EXPECT_EQ(exchange(), 0);
     EXPECT_EQ(heard.back(), (heard_status{0, 1}));
     EXPECT_EQ(the_bar.word[RESPONSE_AREA], 0xFFFFFFFFu); // drained
+}
+
+TEST_F(keep_alive_test, a_recovery_without_a_performance_subscription_takes_three_seconds_on_newer_firmware)
+{
+    the_bar.word[0x01F04004] = 0x00050016;
+    EXPECT_EQ(exchange(), 0);
+    EXPECT_EQ(time.now(), 3000000000u);
+    EXPECT_EQ(heard, (std::vector<heard_status>{{0, 1}}));
 }
 
 TEST_F(keep_alive_test, a_wrong_token_is_no_echo)

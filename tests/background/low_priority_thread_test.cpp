@@ -105,6 +105,17 @@ TEST_F(low_priority_thread_test, the_watch_runs_only_when_enabled)
     EXPECT_EQ(record.keep_alive_status, 2u);
 }
 
+TEST_F(low_priority_thread_test, after_the_device_is_deleted_each_pass_logs_the_bad_handle)
+{
+    kelvane_device_delete(0);
+    the_bar.take_accesses();
+    for (int i = 0; i < 2; i++) {
+        low_priority_pass(&state);
+        EXPECT_TRUE(log_has("ERROR check_kelvane_handler_input: invalid handler 0"));
+    }
+    EXPECT_TRUE(the_bar.take_accesses().empty());
+}
+
 TEST_F(low_priority_thread_test, while_it_is_not_active_nothing_is_done)
 {
     EXPECT_EQ(kelvane_set_laser(0, 0xFF0001FF, 1, laser_done, 1), 0);

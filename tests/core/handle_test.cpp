@@ -1,6 +1,7 @@
 #include "core/handle.h"
 
 #include "core/transaction_id.h"
+#include "kelvane_trace_defs.h"
 #include "support/library.h"
 
 namespace {

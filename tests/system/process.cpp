@@ -169,8 +169,3 @@ int process::kill()
     ::kill(pid_, SIGKILL);
     return reap();
 }
-
-pid_t process::pid() const
-{
-    return pid_;
-}

@@ -24,8 +24,6 @@ class process {
     int wait();
     int kill(); // without giving it a chance
 
-    pid_t pid() const;
-
     std::string out; // standard output so far
     std::string err; // standard error so far
 

@@ -19,9 +19,9 @@ void zero_handle_record(void);
 // Marks the record as free; everything made for it stays.
 void free_handle_record(void);
 
-// 0, or 22 with a log line. The slot of a handle that this check refuses is all ones.
+// 0, or 22 with a log line. The slot of a handle that this check refuses (kelvane_slot_of_handler, declared
+// with the log) is all ones.
 int32_t check_kelvane_handler_input(kelvane_handle handle);
-uint32_t kelvane_slot_of_handler(kelvane_handle handle); // silent: every log line asks it
 
 // 0 when a device exists in that slot, else -1.
 int32_t kelvane_handler_exists(uint32_t slot_id);
