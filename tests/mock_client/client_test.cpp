@@ -1,13 +1,18 @@
 // Runs of the whole client: what is typed, what is printed, what the library is asked to do.
 #include "mock_client/client.h"
 
+#include <atomic>
 #include <cerrno>
 #include <csignal>
+#include <fstream>
 #include <gtest/gtest.h>
 #include <pthread.h>
+#include <sched.h>
+#include <thread>
 #include <unistd.h>
 
 #include "mock_client/client_device.h"
+#include "mock_client/client_traffic.h"
 #include "mock_client/device_table.h"
 #include "mock_client/fake_kelvane.h"
 #include "mock_client/run_child.h"
@@ -92,6 +97,44 @@ const line_case LEGEND_CASES[] = {
      ">>> ERROR <<<Invalid device address, calculation failed. Enter one of number from : \n" + LEGEND +
          BAD_READ},
 };
+
+// Whether the thread blocks before `returned` is set.
+bool falls_asleep(pid_t thread, const std::atomic<bool> &returned)
+{
+    const string status = "/proc/self/task/" + std::to_string(thread) + "/stat";
+    while (!returned) {
+        string id;
+        string name;
+        string state;
+        std::ifstream(status) >> id >> name >> state;
+        if (state == "S") {
+            return true;
+        }
+        sched_yield();
+    }
+    return false;
+}
+
+// Steps that went right, of 4. It waits for the traffic type whatever else completes, and ends with that.
+int configure_a_device_without_ports()
+{
+    std::atomic<pid_t> id = 0;
+    std::atomic<bool> returned = false;
+    std::thread waiter([&] {
+        id = gettid();
+        client_init_device(99, 1, 1937000, 1);
+        returned = true;
+    });
+    while (id == 0) {
+        sched_yield();
+    }
+    int right = falls_asleep(id, returned) ? 1 : 0;
+    coherent_set_laser_cb_fn(0, 0, 0, 0); // of the other kind: it ends the second wait alone
+    right += falls_asleep(id, returned) ? 1 : 0;
+    coherent_set_traffic_type_cb_fn(0, 0, 7, 0);
+    waiter.join();
+    return right + (returned ? 2 : 0);
+}
 
 class mock_client : public testing::Test {
   protected:
@@ -282,6 +325,15 @@ TEST_F(mock_client, repeats_the_last_command_at_the_end_of_the_input)
         expected += once + "passed\n>>> Value of register 0x00009010 on device 0xff00ffff is 0x0000beef  \n";
     }
     EXPECT_EQ(run.out, expected + once);
+}
+
+TEST_F(mock_client, waits_for_completions_of_a_device_without_ports_that_nobody_asked_for)
+{
+    const child_result run = run_child("", streams::together, configure_a_device_without_ports);
+    EXPECT_EQ(run.status, 4);
+    EXPECT_EQ(run.out, "mock_client:laser config done\n"
+                       "mock_client:set traffic type callback id(7)\n"
+                       ">>> Configured rx wavelength : 1937000 \n");
 }
 
 TEST_F(mock_client, takes_empty_or_closed_input_for_an_empty_line)
