@@ -58,6 +58,54 @@ constexpr uint32_t DDR_INFO_WORDS = 8;
 constexpr uint32_t DDR_NO_UPSET = 0x2233EEAA;
 constexpr uint32_t DDR_UPSET_UNCORRECTABLE = 0xBBCC0066;
 
+// Memory that takes a firmware image: first the digest's text, at 64 bytes the image. The largest image
+// runs on over the EPROM logs and the trace ring below.
+constexpr uint32_t DOWNLOAD_RAM = 0x02000000;
+constexpr uint32_t DOWNLOAD_DIGEST_WORDS = 8;
+constexpr uint32_t DOWNLOAD_IMAGE_OFFSET = 64;
+
+// Persistent logs, one slice for each sirane and one for the controller. An index steps one byte through
+// a sirane's slice and one row of 24 bytes through the controller's.
+constexpr uint32_t EPROM_SLICE_BYTES = 0x40000;
+constexpr uint32_t EPROM_CONTROLLER_SLICE = 3;
+constexpr uint32_t EPROM_READY = 0x01AC7F26;
+constexpr uint32_t EPROM_CONTROLLER_ROW_BYTES = 24;
+constexpr uint32_t EPROM_LOG_END = 0x3FC00; // in every slice
+
+constexpr uint32_t eprom_slice(uint32_t slice)
+{
+    return (slice + 248) << 18;
+}
+
+// Offsets in a sirane's slice, and in the controller's.
+enum sirane_eprom_offset : uint32_t {
+    SIRANE_EPROM_FIRST_INDEX = 0,
+    SIRANE_EPROM_LAST_INDEX = 4,
+    SIRANE_EPROM_LOG = 8,
+};
+enum controller_eprom_offset : uint32_t {
+    CONTROLLER_EPROM_FIRST_INDEX = 4,
+    CONTROLLER_EPROM_LAST_INDEX = 8,
+    CONTROLLER_EPROM_SIZE = 12, // 0: no log
+    CONTROLLER_EPROM_MARK = 20, // EPROM_READY
+    CONTROLLER_EPROM_LOG = 48,
+};
+
+// Which regulators of a sirane failed: an entry of 32 bytes for each, the word in its last four.
+constexpr uint32_t REGULATOR_ALARM_TABLE = 0x03EFFC00;
+constexpr uint32_t REGULATOR_ALARM_ENTRY_BYTES = 32;
+constexpr uint32_t REGULATOR_ALARM_WORD = 28;
+
+// The firmware's log: two indexes and a ring of rows. Firmware below 3.6 counts rows of 32 bytes, later
+// firmware the bytes to rows of 96.
+constexpr uint32_t TRACE_FIRST_INDEX_REG = 0x03F0000C;
+constexpr uint32_t TRACE_LAST_INDEX_REG = 0x03F00010;
+constexpr uint32_t TRACE_ROWS = 0x03F00020;
+constexpr uint32_t TRACE_CODED_ROW_BYTES = 32;
+constexpr uint32_t TRACE_CODED_ROWS = 32512;
+constexpr uint32_t TRACE_TEXT_ROW_BYTES = 96;
+constexpr uint32_t TRACE_TEXT_BYTES = 0xFFF00;
+
 // Where the library tells its version: major, minor.
 constexpr uint32_t SDK_TO_ARM_DATA = 0x03FFFC00;
 
