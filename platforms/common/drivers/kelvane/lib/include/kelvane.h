@@ -137,6 +137,10 @@ typedef int32_t (*kelvane_set_laser_cb)(kelvane_handle handle, kelvane_device_ad
 typedef int32_t (*kelvane_set_traffic_type_cb)(kelvane_handle handle, kelvane_device_address device_address,
                                                uint32_t transaction_id, int32_t result);
 
+/* Reserved: kelvane_program_activate_software takes none. */
+typedef int32_t (*kelvane_program_activate_cb)(kelvane_handle handle, kelvane_device_address device_address,
+                                               uint32_t transaction_id, int32_t result);
+
 /* A batch of performance data of the address's sirane, every interval. `record` is valid during the call.
  * `pm_incremental_id` counts the batches. */
 typedef int32_t (*kelvane_pm_notify_cb)(kelvane_handle handle, kelvane_device_address device_address,
@@ -418,6 +422,64 @@ int32_t kelvane_get_zynq_rsa_check(kelvane_handle handle, int32_t run_type, uint
 /* Control and status registers of a sirane. A command. */
 int32_t kelvane_get_subsystem_status_info(kelvane_handle handle, kelvane_device_address device_address,
                                           kelvane_subsystem_status_t *record);
+
+/* ---- firmware images ------------------------------------------------------------------------------
+ *
+ * A download copies an image and its digest into memory of the card and has the firmware check and keep it;
+ * an activation has the firmware program the image that it keeps. The library verifies nothing itself: a
+ * wrong image is refused by the firmware, ORDUNE_MD5_FAIL for instance. One image at a time: the memory is
+ * shared by all kinds. */
+enum kelvane_download_device {
+    KELVANE_DOWNLOAD_HESPERA_GOLDEN = 0,
+    KELVANE_DOWNLOAD_HESPERA = 1,
+    KELVANE_DOWNLOAD_SIRANE = 2, /* 3 and 4 are accepted, too; what they name is the firmware's affair */
+};
+
+/* Downloads the image in the file `file_name`, a path of at most 255 characters, with the first 32 bytes of
+ * `file_name`.md5 as its digest's text: what md5sum prints. At most 33,553,403 bytes. Blocks for a
+ * microsecond per word or less, then as a command. Meanwhile, behind the first ten words, the trace levels
+ * DEBUG and REG are off; afterwards they are on again crosswise (had one of them been on, the other one is
+ * now), after a failure not at all. Returns the codes of a command, ORDUNE_... verdicts among them;
+ * KELVANE_RET_CODE_EINVAL also for an unknown kind or a longer name; KELVANE_RET_CODE_GEN_ERR for a file that
+ * is missing, empty, too large, unreadable, or has a digest of fewer than 32 bytes. The command is not sent
+ * then. */
+int32_t kelvane_download_software(kelvane_handle handle, uint32_t download_device, const char *file_name);
+
+/* Activates the downloaded image on the device. `file_name` is written to the log only, `transaction_id` is
+ * handed on. `fn_cb` must be NULL: with a callback it returns KELVANE_RET_CODE_GEN_ERR at once. A command. */
+int32_t kelvane_program_activate_software(kelvane_handle handle, kelvane_device_address device_address,
+                                          const char *file_name, kelvane_program_activate_cb fn_cb,
+                                          uint32_t transaction_id);
+
+/* How far a download, or the programming of a device, has come: 0 to 99 percent; 0 while something else, or
+ * nothing, is under way. That it is done shows in the operation's return: ask from another thread. Do not
+ * block. Return 0, KELVANE_RET_CODE_DEVICE_UNAVAILABLE, or KELVANE_RET_CODE_EINVAL for a bad handle, a kind
+ * other than 1, 2 and 4, or an address with no progress; a sirane's address that names no sirane returns 0
+ * and writes no output. */
+int32_t kelvane_get_download_progress(kelvane_handle handle, uint32_t download_device, uint32_t *progress);
+int32_t kelvane_get_program_progress(kelvane_handle handle, kelvane_device_address device_address,
+                                     uint32_t *progress);
+
+/* ---- the firmware's logs ---------------------------------------------------------------------------
+ *
+ * Copy logs out of the BAR into files of the host, which they overwrite; no message is exchanged. They block
+ * for as long as some ten thousand reads take. One thread at a time. Return 0; KELVANE_RET_CODE_EINVAL;
+ * KELVANE_RET_CODE_DEVICE_UNAVAILABLE when the card cannot be read; KELVANE_RET_CODE_GEN_ERR for a file that
+ * cannot be opened or written whole, or a row or index that cannot be read; KELVANE_RET_CODE_HW_PROBLEM for
+ * indexes that no ring has. The file keeps what was written before a failure. */
+
+/* The log of the running firmware, whole, into /root/ordune.log. */
+int32_t kelvane_ps_print_trace(kelvane_handle handle);
+
+/* Lines `first_line_req` to `last_line_req`, both included, 0 and 0 for all. Of the board: rows of the
+ * running firmware's log, from 3.5 on, into /root/ordune.log; earlier firmware only draws a line in the log.
+ * Of a sirane: bytes, in steps of 4, of its persistent log, into /root/sirane_0.log to sirane_2.log. */
+int32_t kelvane_ps_print_sel_trace(kelvane_handle handle, kelvane_device_address device_address,
+                                   uint32_t first_line_req, uint32_t last_line_req);
+
+/* The controller's persistent log, and which voltage regulators failed, into /root/ord_prom.log; no file when
+ * that log is empty. Also KELVANE_RET_CODE_DEVICE_UNAVAILABLE while the card has not made it ready. */
+int32_t kelvane_ps_print_eprom_trace(kelvane_handle handle);
 
 /* ---- performance -----------------------------------------------------------------------------------
  *

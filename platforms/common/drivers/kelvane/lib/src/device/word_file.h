@@ -1,0 +1,25 @@
+// A host file read as 32-bit words, the first byte in the least significant place.
+#ifndef DEVICE_WORD_FILE_H
+#define DEVICE_WORD_FILE_H
+
+#include <cstddef>
+#include <cstdint>
+
+struct word_file {
+    int fd = -1;
+    size_t have = 0; // bytes of the piece that is in memory
+    size_t next = 0;
+    uint8_t piece[16384];
+};
+
+// Does not wait for the other end of a pipe. Returns 0 or errno.
+int word_file_open(word_file &it, const char *name);
+void word_file_close(word_file &it);
+
+// The position of the end; the file then stands at its start. Returns 0 or errno.
+int word_file_size(word_file &it, uint64_t *bytes);
+
+// Reads `wanted` bytes, at most 4, into a zeroed word. Returns how many there were.
+size_t word_file_read(word_file &it, size_t wanted, uint32_t *word);
+
+#endif

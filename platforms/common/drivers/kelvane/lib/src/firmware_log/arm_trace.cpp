@@ -1,0 +1,261 @@
+#include "firmware_log/arm_trace.h"
+
+#include <cstring>
+#include <iterator>
+
+#include "core/pci.h"
+#include "firmware_log/log_file.h"
+#include "firmware_log/source_modules.h"
+#include "kelvane_bar.h"
+#include "kelvane_trace_defs.h"
+
+namespace {
+
+constexpr const char *LOG_PATH = "/root/ordune.log";
+constexpr uint32_t CODED_ROW_WORDS = TRACE_CODED_ROW_BYTES / 4;
+constexpr uint32_t TEXT_ROW_WORDS = TRACE_TEXT_ROW_BYTES / 4;
+
+constexpr const char *ROW_KINDS[] = {"LOG: ", "INFO:", "ERR: "};
+
+// Firmware before these writes coded rows, and a firmware that gives no version none. They differ: 3.5 is
+// coded to the whole dump and text to the selective one.
+constexpr uint64_t FIRST_TEXT_FIRMWARE = 0x0000000300000006; // 3.6, the major in the upper half
+constexpr uint32_t FIRST_SELECTABLE_FIRMWARE = 0x00030005;   // 3.5, the same
+
+log_file open_file; // of the dump under way
+
+struct ring_indexes {
+    uint32_t first;
+    uint32_t last;
+};
+
+// Opens the file anew. One that a failed dump left open is closed first, so that nothing of it comes later.
+int32_t open_log(kelvane_handle handle)
+{
+    if (open_file.fp != nullptr) {
+        fclose(open_file.fp);
+    }
+    return kelvane_get_fp_arm_trace(handle, &open_file, LOG_PATH);
+}
+
+int32_t unreadable(kelvane_handle handle, const char *function)
+{
+    TRACE_AS(function, ERROR, handle, KELVANE_ADDRESS_BOARD, "Error reading PCIe");
+    return KELVANE_RET_CODE_GEN_ERR;
+}
+
+int32_t read_indexes(kelvane_handle handle, ring_indexes *ring, const char *function)
+{
+    if (kelvane_internal_pci_read(handle, 0, TRACE_FIRST_INDEX_REG, &ring->first, CHECK_ALIVE) != 0 ||
+        kelvane_internal_pci_read(handle, 0, TRACE_LAST_INDEX_REG, &ring->last, CHECK_ALIVE) != 0) {
+        return unreadable(handle, function);
+    }
+    TRACE_AS(function, DEBUG, handle, KELVANE_ADDRESS_BOARD, " first_idx %d last_idx %d ",
+             static_cast<int>(ring->first), static_cast<int>(ring->last));
+    return KELVANE_EOK;
+}
+
+int32_t dump_coded_rows(kelvane_handle handle, uint32_t first, uint32_t last)
+{
+    int32_t rc = KELVANE_EOK;
+    for (uint32_t row = first; row <= last && rc == KELVANE_EOK; row++) {
+        rc = dumpRow(row, handle);
+    }
+    return rc;
+}
+
+int32_t dump_coded_ring(kelvane_handle handle, const ring_indexes &ring)
+{
+    if (ring.first > ring.last) {
+        const int32_t rc = dump_coded_rows(handle, ring.last, TRACE_CODED_ROWS - 1);
+        return rc != KELVANE_EOK ? rc : dump_coded_rows(handle, 0, ring.first);
+    }
+    // Up to the difference, not to the last index: only a ring that starts at 0 is dumped whole.
+    return dump_coded_rows(handle, ring.first, ring.last - ring.first);
+}
+
+// A walk through the text ring: rows are counted from 0, and those from `from` to `to` are dumped.
+struct text_walk {
+    kelvane_handle handle;
+    uint32_t from;
+    uint32_t to;
+    uint32_t line = 0;
+};
+
+int32_t pass_row(text_walk &walk, uint32_t offset)
+{
+    const uint32_t line = walk.line++;
+    return line < walk.from || line > walk.to ? KELVANE_EOK : dumpRowString(offset, walk.handle);
+}
+
+// The row at `offset` in any case, then those that start below `end`.
+int32_t walk_run(text_walk &walk, uint32_t offset, uint32_t end)
+{
+    int32_t rc = pass_row(walk, offset);
+    while (rc == KELVANE_EOK && offset + TRACE_TEXT_ROW_BYTES < end) {
+        offset += TRACE_TEXT_ROW_BYTES;
+        rc = pass_row(walk, offset);
+    }
+    return rc;
+}
+
+int32_t walk_text_ring(text_walk walk, const ring_indexes &ring)
+{
+    if (ring.first == ring.last) {
+        return KELVANE_EOK;
+    }
+    if (ring.first < ring.last) {
+        return walk_run(walk, ring.first, ring.last);
+    }
+    int32_t rc = ring.first < TRACE_TEXT_BYTES ? walk_run(walk, ring.first, TRACE_TEXT_BYTES) : KELVANE_EOK;
+    if (rc == KELVANE_EOK && ring.last != 0) {
+        rc = walk_run(walk, 0, ring.last);
+    }
+    return rc;
+}
+
+bool beyond(const ring_indexes &ring, uint32_t limit)
+{
+    return ring.first > limit || ring.last > limit;
+}
+
+} // namespace
+
+int32_t dumpRow(uint32_t row_index, kelvane_handle handle)
+{
+    uint32_t row[CODED_ROW_WORDS] = {};
+    if (kelvane_internal_pci_read_block(handle, 0, TRACE_ROWS + TRACE_CODED_ROW_BYTES * row_index,
+                                        CODED_ROW_WORDS, row, CHECK_ALIVE) != KELVANE_EOK) {
+        return unreadable(handle, __func__);
+    }
+    const uint32_t line = row[1] & 0xFFF;
+    const uint32_t valid = row[1] >> 12 & 0xF;
+    const uint32_t module = row[1] >> 16 & 0xFF;
+    const uint32_t kind = row[1] >> 24 & 0xF;
+    fprintf(open_file.fp,
+            "%u)%u %s %sline %u ret code %08x valid data %1u data %08x data %08x data %08x data %08x "
+            "data %08x  \n\r ",
+            row_index, row[0], module < SOURCE_MODULES ? file_list[module].name : "  UNKNOWN  ",
+            kind < std::size(ROW_KINDS) ? ROW_KINDS[kind] : "", line, row[2], valid, row[3], row[4], row[5],
+            row[6], row[7]);
+    return KELVANE_EOK;
+}
+
+int32_t dumpRowString(uint32_t byte_offset, kelvane_handle handle)
+{
+    const uint32_t address = TRACE_ROWS + byte_offset;
+    TRACE(LOWPR, handle, KELVANE_ADDRESS_BOARD, "i = %d address %08x ", static_cast<int>(byte_offset),
+          address);
+    uint32_t row[TEXT_ROW_WORDS] = {};
+    const int32_t rc = kelvane_internal_pci_read_block(handle, 0, address, TEXT_ROW_WORDS, row, CHECK_ALIVE);
+    if (rc != KELVANE_EOK) {
+        return rc;
+    }
+    char text[TRACE_TEXT_ROW_BYTES + 1] = {}; // a row without an end ends with its bytes
+    memcpy(text, row, sizeof row);
+    fprintf(open_file.fp, "%s \n", text);
+    return KELVANE_EOK;
+}
+
+// What fails behind the opening leaves the file open, up to the next dump.
+int32_t kelvane_ps_print_trace_coded(kelvane_handle handle)
+{
+    TRACE(INFO, handle, KELVANE_ADDRESS_BOARD, "start ");
+    ring_indexes ring{};
+    int32_t rc = open_log(handle);
+    if (rc == KELVANE_EOK) {
+        rc = read_indexes(handle, &ring, __func__);
+    }
+    if (rc == KELVANE_EOK && beyond(ring, PS_MAX_REC)) {
+        TRACE(ERROR, handle, KELVANE_ADDRESS_BOARD, " first_idx or last greater than PS_MAX_REC %d ",
+              static_cast<int>(PS_MAX_REC));
+        rc = KELVANE_RET_CODE_HW_PROBLEM;
+    }
+    if (rc == KELVANE_EOK) {
+        rc = dump_coded_ring(handle, ring);
+    }
+    return rc != KELVANE_EOK ? rc : close_log_file(handle, &open_file, rc);
+}
+
+int32_t kelvane_ps_print_trace_string(kelvane_handle handle)
+{
+    TRACE(INFO, handle, KELVANE_ADDRESS_BOARD, "start ");
+    int32_t rc = open_log(handle);
+    if (rc != KELVANE_EOK) {
+        return rc;
+    }
+    ring_indexes ring{};
+    rc = read_indexes(handle, &ring, __func__);
+    if (rc == KELVANE_EOK && beyond(ring, MAX_FIRST_LAST)) {
+        TRACE(ERROR, handle, KELVANE_ADDRESS_BOARD, " first_idx or last greater than MAX_FIRST_LAST %d ",
+              static_cast<int>(MAX_FIRST_LAST));
+        rc = KELVANE_RET_CODE_HW_PROBLEM;
+    }
+    if (rc == KELVANE_EOK) {
+        rc = walk_text_ring({handle, 0, UINT32_MAX}, ring);
+    }
+    return close_log_file(handle, &open_file, rc);
+}
+
+int32_t kelvane_ps_print_trace(kelvane_handle handle)
+{
+    uint32_t major = 0;
+    uint32_t minor = 0;
+    const int32_t rc = kelvane_get_software_running(handle, KELVANE_ADDRESS_BOARD, &major, &minor);
+    if (rc != KELVANE_EOK) {
+        return rc;
+    }
+    const uint64_t version = static_cast<uint64_t>(major) << 32 | minor;
+    const bool coded = version != 0 && version < FIRST_TEXT_FIRMWARE;
+    return coded ? kelvane_ps_print_trace_coded(handle) : kelvane_ps_print_trace_string(handle);
+}
+
+int32_t kelvane_ps_print_sel_trace_ordune_coded(kelvane_handle handle)
+{
+    TRACE(ERROR, handle, KELVANE_ADDRESS_BOARD, "function not supported for  ordune rel < 03.05  ");
+    return KELVANE_EOK;
+}
+
+// Fails like the coded dump.
+int32_t kelvane_ps_print_sel_trace_ordune_string(kelvane_handle handle, uint32_t first_line_req,
+                                                 uint32_t last_line_req)
+{
+    text_walk walk = {handle, first_line_req, last_line_req};
+    if (first_line_req == 0 && last_line_req == 0) {
+        walk.to = TEXT_ROWS;
+    } else if (first_line_req > TEXT_ROWS || last_line_req > TEXT_ROWS) {
+        TRACE(ERROR, handle, KELVANE_ADDRESS_BOARD, " invalid first_line_req %d ",
+              static_cast<int>(first_line_req > TEXT_ROWS ? first_line_req : last_line_req));
+        return KELVANE_RET_CODE_EINVAL;
+    }
+    ring_indexes ring{};
+    int32_t rc = open_log(handle);
+    if (rc == KELVANE_EOK) {
+        rc = read_indexes(handle, &ring, __func__);
+    }
+    if (rc == KELVANE_EOK && beyond(ring, MAX_FIRST_LAST)) {
+        // The limit that is told is not the one that was exceeded.
+        TRACE(ERROR, handle, KELVANE_ADDRESS_BOARD, " first_idx or last greater than PS_MAX_REC %d ",
+              static_cast<int>(PS_MAX_REC));
+        rc = KELVANE_RET_CODE_HW_PROBLEM;
+    }
+    if (rc == KELVANE_EOK) {
+        rc = walk_text_ring(walk, ring);
+    }
+    return rc != KELVANE_EOK ? rc : close_log_file(handle, &open_file, rc);
+}
+
+int32_t kelvane_ps_print_sel_trace_ordune(kelvane_handle handle, uint32_t first_line_req,
+                                          uint32_t last_line_req)
+{
+    uint32_t major = 0;
+    uint32_t minor = 0;
+    const int32_t rc = kelvane_get_software_running(handle, KELVANE_ADDRESS_BOARD, &major, &minor);
+    if (rc != KELVANE_EOK) {
+        return rc;
+    }
+    const uint32_t full_version = major << 16 | (minor & 0xFFFF);
+    return full_version != 0 && full_version < FIRST_SELECTABLE_FIRMWARE
+               ? kelvane_ps_print_sel_trace_ordune_coded(handle)
+               : kelvane_ps_print_sel_trace_ordune_string(handle, first_line_req, last_line_req);
+}
