@@ -378,6 +378,16 @@ TEST_F(mock_client, finds_no_argument_in_what_an_earlier_line_left)
     EXPECT_EQ(run.out.substr(0, expected.size()), expected);
 }
 
+TEST_F(mock_client, activates_no_number_but_those_of_siranes)
+{
+    const child_result run =
+        run_client({}, "upgrade 1 /no/such\nactivate 2 /proc/self/exe\nquit\n", streams::apart);
+    const string refusal = ">>> ERROR <<<Invalid dev_address"; // without an end of line
+    EXPECT_NE(run.err.find(refusal), string::npos);
+    EXPECT_EQ(run.err.find(refusal + "\n"), string::npos);
+    EXPECT_EQ(run.err.find("Failed to activate"), string::npos);
+}
+
 TEST(client_state, has_an_error_checking_mutex)
 {
     EXPECT_EQ(pthread_mutex_lock(&mutex), 0);

@@ -11,6 +11,7 @@
 #include <pthread.h>
 #include <thread>
 #include <unistd.h>
+#include <utility>
 
 #include "kelvane.h"
 #include "mock_client/client_device.h"
@@ -295,6 +296,27 @@ int32_t kelvane_get_generic_alarms(kelvane_handle handle, kelvane_device_address
                                                  : 0x8000000B;
     }
     return result;
+}
+
+int32_t kelvane_download_software(kelvane_handle handle, uint32_t download_device, const char *file_name)
+{
+    return called("kelvane_download_software(%u, %u, %s)", handle, download_device, file_name);
+}
+
+// The first one uses the image up.
+int32_t kelvane_program_activate_software(kelvane_handle handle, kelvane_device_address device_address,
+                                          const char *file_name, kelvane_program_activate_cb fn_cb,
+                                          uint32_t transaction_id)
+{
+    static bool used_up = false;
+    const int32_t result = called("kelvane_program_activate_software(%u, 0x%x, %s, %s, %u)", handle,
+                                  device_address, file_name, name_of(fn_cb != nullptr), transaction_id);
+    return result != 0 ? result : std::exchange(used_up, true) ? 7 : 0;
+}
+
+int32_t kelvane_ps_print_trace(kelvane_handle handle)
+{
+    return called("kelvane_ps_print_trace(%u)", handle);
 }
 
 int32_t kelvane_get_subsystem_status_info(kelvane_handle handle, kelvane_device_address device_address,

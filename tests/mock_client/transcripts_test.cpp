@@ -55,7 +55,8 @@ TEST_P(transcript, is_what_the_operator_sees)
 }
 
 INSTANTIATE_TEST_SUITE_P(mock_client, transcript,
-                         testing::Values("device", "init_sirane", "traffic", "pm", "alarms", "status"),
+                         testing::Values("device", "init_sirane", "traffic", "pm", "alarms", "status",
+                                         "firmware"),
                          [](const auto &test) { return std::string(test.param); });
 
 } // namespace

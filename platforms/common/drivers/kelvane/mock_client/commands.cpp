@@ -7,6 +7,7 @@
 #include "mock_client/api_check.h"
 #include "mock_client/client_alarms.h"
 #include "mock_client/client_device.h"
+#include "mock_client/client_firmware.h"
 #include "mock_client/client_pm.h"
 #include "mock_client/client_status.h"
 #include "mock_client/client_traffic.h"
@@ -18,7 +19,6 @@
 namespace {
 
 struct command_call {
-    const char *word;
     const char *line;     // whole
     const char *argument; // the line from the command's argument offset, "" beyond its end
     const client_options &options;
@@ -66,12 +66,6 @@ void configure(int32_t device, const client_options &options)
     client_init_device(device, options.async_flag, options.laser_channel, options.traffic_type);
 }
 
-command_outcome not_in_this_build(const command_call &call)
-{
-    console_error("%s is not in this build", call.word);
-    return command_outcome::go_on;
-}
-
 command_outcome run_help(const command_call &)
 {
     client_print_legend();
@@ -114,6 +108,18 @@ command_outcome run_pm(const command_call &call)
     return command_outcome::go_on;
 }
 
+command_outcome run_dump_arm_logs(const command_call &)
+{
+    console_line("Collecting logs, please wait...");
+    if (client_api_check("kelvane_ps_print_trace", kelvane_ps_print_trace, static_cast<uint32_t>(handler)) ==
+        0) {
+        console_line("ARM log traces saved to /root/ordune.log");
+    } else {
+        console_error("Unable to get ARM logs");
+    }
+    return command_outcome::go_on;
+}
+
 command_outcome run_dump_status_info(const command_call &)
 {
     console_line("Dumping Subsystem Status info");
@@ -137,6 +143,22 @@ command_outcome run_read(const command_call &call)
 {
     if (client_read_register(call.argument) != 0) {
         console_error("Failed to read register ");
+    }
+    return command_outcome::go_on;
+}
+
+command_outcome run_upgrade(const command_call &call)
+{
+    if (client_upgrade(call.argument) != 0) {
+        console_error("Failed to upgrade FPGA ");
+    }
+    return command_outcome::go_on;
+}
+
+command_outcome run_activate(const command_call &call)
+{
+    if (client_activate(call.argument) != 0) {
+        console_error("Failed to activate FPGA ");
     }
     return command_outcome::go_on;
 }
@@ -227,12 +249,12 @@ constexpr command COMMANDS[] = {
     {"alarms", 6, 7, run_alarms},
     {"version", 7, 7, run_version},
     {"pm", 2, 2, run_pm},
-    {"dump_arm_logs", 13, NO_ARGUMENT, not_in_this_build},
+    {"dump_arm_logs", 13, NO_ARGUMENT, run_dump_arm_logs},
     {"dump_status_info", 16, NO_ARGUMENT, run_dump_status_info},
     {"write", 5, 5, run_write},
     {"read", 4, 4, run_read},
-    {"upgrade", 7, 7, not_in_this_build},
-    {"activate", 8, 8, not_in_this_build},
+    {"upgrade", 7, 7, run_upgrade},
+    {"activate", 8, 8, run_activate},
     {"quit", 4, NO_ARGUMENT, run_quit},
     {"exit", 4, NO_ARGUMENT, run_quit},
     {"init_sirane", 10, 10, run_init_sirane}, // the word's last letter already counts as its argument
@@ -251,7 +273,7 @@ command_outcome command_run(const char *line, const client_options &options, int
     for (const command &row : COMMANDS) {
         if (strncmp(line, row.word, row.length) == 0) {
             const char *argument = row.argument <= length ? line + row.argument : "";
-            return row.run({row.word, line, argument, options, result});
+            return row.run({line, argument, options, result});
         }
     }
     console_error_text(">>> ERROR <<<Invalid input <<<< %s >>>> ", line);
