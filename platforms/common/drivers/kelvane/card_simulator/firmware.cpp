@@ -84,7 +84,8 @@ void go_down(card &card)
 }
 
 // The command's data become those of its answer.
-uint32_t run_command(card &card, uint32_t sirane_id, const command_row &row, mailbox_message &message)
+uint32_t run_command(card &card, uint32_t sirane_id, const command_row &row, mailbox_message &message,
+                     uint64_t *work_ms)
 {
     const bool right_size = message.header.size == row.words;
     message.data.resize(row.words);
@@ -96,9 +97,10 @@ uint32_t run_command(card &card, uint32_t sirane_id, const command_row &row, mai
     if (!right_size) {
         return static_cast<uint32_t>(ORDUNE_INVALID_LENGTH);
     }
-    command_exchange exchange{card.state, sirane_id, message.header, row.version, message.data};
+    command_exchange exchange{card.state, card.bar, sirane_id, message.header, row.version, message.data};
     const int32_t result = row.run(exchange);
     message.header.version = exchange.version;
+    *work_ms = exchange.work_ms;
     measurements_follow(card.state);
     if (card.state.tables_changed) {
         publish_tables(card.state, card.bar);
@@ -106,12 +108,28 @@ uint32_t run_command(card &card, uint32_t sirane_id, const command_row &row, mai
     return static_cast<uint32_t>(result);
 }
 
+// Logs what came of a command, unless work that it began will tell.
+void log_command(card &card, const command_row &row, const mailbox_message &message, uint32_t sirane_id,
+                 uint64_t work_ms)
+{
+    if (row.uses_download_memory) {
+        logs_restore(card);
+    }
+    if (message.header.rc != 0 && work_ms == 0) {
+        note_event(card.state, event_kind::command_failed, sirane_device(sirane_id), {row.command},
+                   static_cast<int32_t>(message.header.rc));
+    }
+    logs_follow(card);
+}
+
 void answer_command(card &card, uint32_t sirane_id)
 {
     mailbox_message message = std::move(card.firmware.siranes[sirane_id].commands.message);
     const command_row &row = *command_row_of(message.header.cmd); // else it had not been accepted
-    message.header.rc = run_command(card, sirane_id, row, message);
+    uint64_t work_ms = 0;
+    message.header.rc = run_command(card, sirane_id, row, message, &work_ms);
     message.header.size = row.words;
+    log_command(card, row, message, sirane_id, work_ms);
     if (row.answer == command_answer::none) {
         card.state.unanswered_errors += message.header.rc != 0 ? 1 : 0;
         return;
@@ -122,12 +140,14 @@ void answer_command(card &card, uint32_t sirane_id)
     uint32_t delay_ms = 0;
     faults_strike(card.faults, fault_kind::delay, row.command, &delay_ms);
     const bool awaited = message.header.sy == MBOX_SYNC_WORD;
-    const uint64_t work_ms =
-        row.answer == command_answer::when_done && !awaited ? card.firmware.laser_time_ms : 0;
+    const bool is_image_work = work_ms != 0;
+    if (row.answer == command_answer::when_done && !awaited) {
+        work_ms = card.firmware.laser_time_ms;
+    }
     faults_corrupt(card.faults, fault_kind::corrupt, message.header);
     if (delay_ms + work_ms != 0) {
-        card.firmware.late.push_back(
-            {wait_monotonic() + (delay_ms + work_ms) * NS_PER_MS, sirane_id, std::move(message)});
+        card.firmware.late.push_back({wait_monotonic() + (delay_ms + work_ms) * NS_PER_MS, sirane_id,
+                                      std::move(message), is_image_work});
         return;
     }
     firmware_post(card, sirane_id, MBOX_RESPONSE, std::move(message));
@@ -154,6 +174,8 @@ void command_state_written(card &card, uint32_t sirane_id, uint32_t state)
                              !has_room_for_answer(card.firmware, sirane_id) ||
                              faults_strike(card.faults, fault_kind::refuse, header.cmd);
         if (refused) {
+            note_event(card.state, event_kind::message_refused, sirane_device(sirane_id), {header.cmd});
+            logs_follow(card);
             inbox_refuse(commands, card.bar);
         } else {
             inbox_accept(commands, card.bar);
@@ -246,11 +268,17 @@ bool logic_register_written(card &card, uint32_t offset, uint32_t value)
 
 void come_up(card &card)
 {
-    if (std::exchange(card.firmware.cold_start, false)) {
+    const bool cold = std::exchange(card.firmware.cold_start, false);
+    images_firmware_start(card.state);
+    if (cold) {
         card_state_power_on(card.state);
     } else {
         card_state_firmware_start(card.state);
     }
+    logs_come_up(card);
+    note_event(card.state, event_kind::started, BOARD_DEVICE,
+               {card.state.firmware_major << 16 | card.state.firmware_minor, cold ? 1u : 0u});
+    logs_follow(card);
     publish_tables(card.state, card.bar);
     for (uint32_t sirane_id = 0; sirane_id < SIRANE_COUNT; sirane_id++) {
         if (card.firmware.siranes[sirane_id].failing_resets == 0) {
@@ -274,9 +302,8 @@ void restart_as_announced(card &card)
     const auto version = card.firmware.announced.version;
     firmware_restart(card, false);
     card.firmware.restart_to_tell = KELVANE_APP_ZYNQ_RESTART_WARM_DONE;
-    if (version.has_value()) { // nobody sees it before the tables tell
-        card.state.firmware_major = version->major;
-        card.state.firmware_minor = version->minor;
+    if (version.has_value()) {
+        card.state.images.working = *version;
     }
 }
 
@@ -293,6 +320,20 @@ template <typename delayed> std::vector<delayed> take_due(std::vector<delayed> &
     return due;
 }
 
+// Who waits for the end of the work hears what came of it.
+void step_images(card &card, uint64_t now)
+{
+    if (!images_step(card.state, card.bar, now)) {
+        return;
+    }
+    for (late_answer &answer : card.firmware.late) {
+        if (std::exchange(answer.awaits_image_work, false)) {
+            answer.message.header.rc = static_cast<uint32_t>(card.state.images.work.verdict);
+        }
+    }
+    firmware_follow(card);
+}
+
 } // namespace
 
 void firmware_start(card &card)
@@ -303,6 +344,7 @@ void firmware_start(card &card)
 
 void firmware_restart(card &card, bool cold)
 {
+    logs_go_down(card, cold);
     go_down(card);
     card.firmware.cold_start = cold;
     card.firmware.up_at_ns = wait_monotonic() + FIRMWARE_START_NS;
@@ -387,6 +429,7 @@ void firmware_step(card &card)
     for (late_interrupt &interrupt : take_due(it.late_interrupts, now)) {
         present_interrupt(card, interrupt.sirane_id, interrupt.source);
     }
+    step_images(card, now);
     for (late_answer &answer : take_due(it.late, now)) {
         firmware_post(card, answer.sirane_id, MBOX_RESPONSE, std::move(answer.message));
     }
@@ -407,8 +450,8 @@ uint64_t firmware_next_due(const card &card)
     if (!it.up) {
         return it.up_at_ns;
     }
-    uint64_t due =
-        std::min({it.announced.due_ns, batches_next_due(card), dap_next_due(card), it.scrub_due_ns});
+    uint64_t due = std::min({it.announced.due_ns, batches_next_due(card), dap_next_due(card), it.scrub_due_ns,
+                             images_next_due(card.state)});
     for (const late_answer &answer : it.late) {
         due = std::min(due, answer.due_ns);
     }
@@ -432,6 +475,7 @@ void firmware_follow(card &card)
         publish_memory_health(card.state, card.bar);
     }
     notices_follow(card);
+    logs_follow(card);
 }
 
 void firmware_interrupt(card &card, uint32_t sirane_id, uint32_t source)
