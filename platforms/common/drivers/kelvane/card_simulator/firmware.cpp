@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "card_simulator/answers.h"
 #include "card_simulator/batches.h"
 #include "card_simulator/card_record.h"
 #include "card_simulator/command_handlers.h"
@@ -83,95 +84,18 @@ void go_down(card &card)
     msi_reset(card.firmware.interrupts, card.bar);
 }
 
-// The command's data become those of its answer.
-uint32_t run_command(card &card, uint32_t sirane_id, const command_row &row, mailbox_message &message,
-                     uint64_t *work_ms)
-{
-    const bool right_size = message.header.size == row.words;
-    message.data.resize(row.words);
-    message.header.version = row.version;
-    uint32_t error_word = 0;
-    if (faults_strike(card.faults, fault_kind::error, row.command, &error_word)) {
-        return error_word;
-    }
-    if (!right_size) {
-        return static_cast<uint32_t>(ORDUNE_INVALID_LENGTH);
-    }
-    command_exchange exchange{card.state, card.bar, sirane_id, message.header, row.version, message.data};
-    const int32_t result = row.run(exchange);
-    message.header.version = exchange.version;
-    *work_ms = exchange.work_ms;
-    measurements_follow(card.state);
-    if (card.state.tables_changed) {
-        publish_tables(card.state, card.bar);
-    }
-    return static_cast<uint32_t>(result);
-}
-
-// Logs what came of a command, unless work that it began will tell.
-void log_command(card &card, const command_row &row, const mailbox_message &message, uint32_t sirane_id,
-                 uint64_t work_ms)
-{
-    if (row.uses_download_memory) {
-        logs_restore(card);
-    }
-    if (message.header.rc != 0 && work_ms == 0) {
-        note_event(card.state, event_kind::command_failed, sirane_device(sirane_id), {row.command},
-                   static_cast<int32_t>(message.header.rc));
-    }
-    logs_follow(card);
-}
-
-void answer_command(card &card, uint32_t sirane_id)
-{
-    mailbox_message message = std::move(card.firmware.siranes[sirane_id].commands.message);
-    const command_row &row = *command_row_of(message.header.cmd); // else it had not been accepted
-    uint64_t work_ms = 0;
-    message.header.rc = run_command(card, sirane_id, row, message, &work_ms);
-    message.header.size = row.words;
-    log_command(card, row, message, sirane_id, work_ms);
-    if (row.answer == command_answer::none) {
-        card.state.unanswered_errors += message.header.rc != 0 ? 1 : 0;
-        return;
-    }
-    if (faults_strike(card.faults, fault_kind::drop_answer, row.command)) {
-        return;
-    }
-    uint32_t delay_ms = 0;
-    faults_strike(card.faults, fault_kind::delay, row.command, &delay_ms);
-    const bool awaited = message.header.sy == MBOX_SYNC_WORD;
-    const bool is_image_work = work_ms != 0;
-    if (row.answer == command_answer::when_done && !awaited) {
-        work_ms = card.firmware.laser_time_ms;
-    }
-    faults_corrupt(card.faults, fault_kind::corrupt, message.header);
-    if (delay_ms + work_ms != 0) {
-        card.firmware.late.push_back({wait_monotonic() + (delay_ms + work_ms) * NS_PER_MS, sirane_id,
-                                      std::move(message), is_image_work});
-        return;
-    }
-    firmware_post(card, sirane_id, MBOX_RESPONSE, std::move(message));
-}
-
-// A host that sends and never takes an answer is refused before its answers fill the memory.
-bool has_room_for_answer(const firmware &firmware, uint32_t sirane_id)
-{
-    return firmware.siranes[sirane_id].out[MBOX_RESPONSE].queue.size() + firmware.late.size() <
-           MESSAGES_AT_MOST;
-}
-
 void command_state_written(card &card, uint32_t sirane_id, uint32_t state)
 {
     inbox &commands = card.firmware.siranes[sirane_id].commands;
     if (state == MBOX_STATE_IDLE || state == MBOX_STATE_NONE) {
         if (inbox_release(commands, card.bar)) {
-            answer_command(card, sirane_id);
+            answers_run_command(card, sirane_id);
             firmware_follow(card);
         }
     } else if (state == MBOX_STATE_READY && inbox_take(commands, card.bar)) {
         const mbox_data_header &header = commands.message.header;
         const bool refused = command_row_of(header.cmd) == nullptr || header.size > MBOX_DATA_WORDS ||
-                             !has_room_for_answer(card.firmware, sirane_id) ||
+                             !answers_have_room(card, sirane_id) ||
                              faults_strike(card.faults, fault_kind::refuse, header.cmd);
         if (refused) {
             note_event(card.state, event_kind::message_refused, sirane_device(sirane_id), {header.cmd});
@@ -181,11 +105,6 @@ void command_state_written(card &card, uint32_t sirane_id, uint32_t state)
             inbox_accept(commands, card.bar);
         }
     }
-}
-
-void drop_late_answers(firmware &firmware, uint32_t sirane_id)
-{
-    std::erase_if(firmware.late, [sirane_id](const late_answer &it) { return it.sirane_id == sirane_id; });
 }
 
 // A reset of the command mailbox, 0 and then 2, is what a firmware that starts slowly counts.
@@ -216,7 +135,7 @@ void sirane_state_written(card &card, uint32_t sirane_id, uint32_t mbox, uint32_
         return;
     }
     if (mbox == MBOX_RESPONSE && state == MBOX_STATE_NONE) {
-        drop_late_answers(card.firmware, sirane_id);
+        answers_drop_late(card, sirane_id);
     }
     outbox_host_wrote(card.firmware.siranes[sirane_id].out[mbox], card.bar, state);
     offer_next(card, sirane_id, mbox);
@@ -307,33 +226,6 @@ void restart_as_announced(card &card)
     }
 }
 
-// Takes out what is due, in the order in which it was put in.
-template <typename delayed> std::vector<delayed> take_due(std::vector<delayed> &all, uint64_t now)
-{
-    std::vector<delayed> due;
-    for (delayed &it : all) {
-        if (it.due_ns <= now) {
-            due.push_back(std::move(it));
-        }
-    }
-    std::erase_if(all, [now](const delayed &it) { return it.due_ns <= now; });
-    return due;
-}
-
-// Who waits for the end of the work hears what came of it.
-void step_images(card &card, uint64_t now)
-{
-    if (!images_step(card.state, card.bar, now)) {
-        return;
-    }
-    for (late_answer &answer : card.firmware.late) {
-        if (std::exchange(answer.awaits_image_work, false)) {
-            answer.message.header.rc = static_cast<uint32_t>(card.state.images.work.verdict);
-        }
-    }
-    firmware_follow(card);
-}
-
 } // namespace
 
 void firmware_start(card &card)
@@ -382,7 +274,7 @@ void firmware_start_slowly(card &card, uint32_t attempts)
 {
     for (uint32_t sirane_id = 0; sirane_id < SIRANE_COUNT; sirane_id++) {
         take_sirane_down(card, sirane_id);
-        drop_late_answers(card.firmware, sirane_id);
+        answers_drop_late(card, sirane_id);
         card.firmware.siranes[sirane_id].failing_resets = attempts;
     }
 }
@@ -429,10 +321,11 @@ void firmware_step(card &card)
     for (late_interrupt &interrupt : take_due(it.late_interrupts, now)) {
         present_interrupt(card, interrupt.sirane_id, interrupt.source);
     }
-    step_images(card, now);
-    for (late_answer &answer : take_due(it.late, now)) {
-        firmware_post(card, answer.sirane_id, MBOX_RESPONSE, std::move(answer.message));
+    if (images_step(card.state, card.bar, now)) {
+        answers_tell_verdict(card);
+        firmware_follow(card);
     }
+    answers_send_due(card, now);
     batches_send_due(card, now);
     dap_step(card, now);
     if (it.scrub_due_ns <= now) {
@@ -451,10 +344,7 @@ uint64_t firmware_next_due(const card &card)
         return it.up_at_ns;
     }
     uint64_t due = std::min({it.announced.due_ns, batches_next_due(card), dap_next_due(card), it.scrub_due_ns,
-                             images_next_due(card.state)});
-    for (const late_answer &answer : it.late) {
-        due = std::min(due, answer.due_ns);
-    }
+                             images_next_due(card.state), answers_next_due(card)});
     for (const late_interrupt &interrupt : it.late_interrupts) {
         due = std::min(due, interrupt.due_ns);
     }
