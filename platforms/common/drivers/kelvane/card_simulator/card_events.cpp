@@ -1,7 +1,5 @@
 #include "card_simulator/card_events.h"
 
-#include <cassert>
-
 #include "card_simulator/append_text.h"
 #include "card_simulator/card_state.h"
 #include "platform/wait.h"
@@ -58,6 +56,19 @@ constexpr event_shape SHAPES[] = {
     {regulator_recovered, ROW_LOG, 6, 91, "regulator recovered", {BIT, NONE, NONE}, true, true},
 };
 
+constexpr bool is_in_order()
+{
+    uint32_t kind = 0;
+    for (const event_shape &shape : SHAPES) {
+        if (static_cast<uint32_t>(shape.kind) != kind++) {
+            return false;
+        }
+    }
+    return kind == static_cast<uint32_t>(regulator_recovered) + 1;
+}
+
+static_assert(is_in_order());
+
 void append_value(std::string &text, const event_label &label, uint32_t value)
 {
     switch (label.form) {
@@ -83,9 +94,7 @@ void note_event(card_state &state, event_kind kind, uint32_t device, event_value
 
 const event_shape &shape_of_event(event_kind kind)
 {
-    const event_shape &shape = SHAPES[static_cast<uint32_t>(kind)];
-    assert(shape.kind == kind);
-    return shape;
+    return SHAPES[static_cast<uint32_t>(kind)];
 }
 
 std::string event_text(const card_event &event)

@@ -14,11 +14,6 @@ constexpr uint32_t TRACE_LEVEL_AT_START = 0x00000003;
 constexpr uint32_t FIRST_IMAGE_VERSION = 6; // words of the controller's table
 constexpr uint32_t LAST_IMAGE_VERSION = 7;
 
-constexpr uint32_t bundle_version(uint32_t major, uint32_t minor)
-{
-    return major << 16 | (minor & 0xFFFF);
-}
-
 constexpr uint32_t dated_version(uint32_t major, uint32_t minor, uint32_t year, uint32_t month, uint32_t day)
 {
     return major << 24 | minor << 16 | year << 9 | month << 5 | day;
@@ -33,8 +28,7 @@ enum sirane_info_word : uint32_t {
 
 uint32_t module_version(const card_state &state, uint32_t device)
 {
-    const firmware_version software = module_software(state, device);
-    return has_module(state, device) ? bundle_version(software.major, software.minor) : 0;
+    return has_module(state, device) ? bundle_version(module_software(state, device)) : 0;
 }
 
 void publish_sirane(const card_state &state, bar &bar, uint32_t sirane_id)
@@ -146,7 +140,7 @@ void publish_tables(card_state &state, bar &bar)
     const uint32_t minor = state.firmware_minor;
     const uint32_t controller[ZYNQ_INFO_WORDS] = {
         ZYNQ_WORKING_IMAGE_RUNS,
-        bundle_version(major, minor),
+        bundle_version({major, minor}),
         dated_version(1, 4, 20, 2, 11), // first stage boot loader
         dated_version(major & 0xFF, minor & 0xFF, 21, 8, 3),
         ZYNQ_IS_BARE_METAL,

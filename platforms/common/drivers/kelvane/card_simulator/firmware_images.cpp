@@ -36,11 +36,6 @@ bool validates(const firmware_images &images, uint32_t kind)
     return images.work.under_way && images.work.operation == IMAGE_DOWNLOAD && images.work.image.kind == kind;
 }
 
-constexpr uint32_t bundle_version(firmware_version version)
-{
-    return version.major << 16 | (version.minor & MINOR_MAX);
-}
-
 // The upper byte is the major version, the lower three the minor one.
 constexpr uint32_t bank_version(firmware_version version)
 {
@@ -78,15 +73,22 @@ void publish_progress(const firmware_images &images, bar &bar)
     }
 }
 
+uint32_t progress_shift(uint32_t device)
+{
+    if (device == BOARD_DEVICE) {
+        return 24;
+    }
+    if (is_sirane_device(device)) {
+        return 16;
+    }
+    return network_port_of_device(device) == 0 ? 8 : 0;
+}
+
 void set_progress(firmware_images &images, uint32_t percent)
 {
     const uint32_t device = images.work.device;
-    const uint32_t sirane_id = device == BOARD_DEVICE ? 0 : sirane_of_device(device);
-    const uint32_t shift = device == BOARD_DEVICE                ? 24
-                           : is_sirane_device(device)            ? 16
-                           : network_port_of_device(device) == 0 ? 8
-                                                                 : 0;
-    uint32_t &word = images.progress[sirane_id];
+    const uint32_t shift = progress_shift(device);
+    uint32_t &word = images.progress[device == BOARD_DEVICE ? 0 : sirane_of_device(device)];
     word = (word & ~(0xFFu << shift)) | (images.work.operation << 7 | percent) << shift;
 }
 

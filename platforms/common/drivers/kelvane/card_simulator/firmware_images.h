@@ -19,6 +19,12 @@ struct firmware_version {
     uint32_t minor;
 };
 
+// As tables and logs have it, but for a sirane's.
+constexpr uint32_t bundle_version(firmware_version version)
+{
+    return version.major << 16 | (version.minor & 0xFFFF);
+}
+
 // As a download names them.
 enum image_kind : uint32_t {
     IMAGE_OF_GOLDEN_HESPERA = 0,

@@ -100,12 +100,12 @@ int32_t download(command_exchange &exchange)
     return begin(exchange, work, VALIDATION_MS + bytes / BYTES_VALIDATED_PER_MS);
 }
 
+// Both of the board, of siranes or of modules.
 bool fits(uint32_t kind, uint32_t device)
 {
     const uint32_t of_kind = device_of_kind(kind);
-    return device == BOARD_DEVICE     ? of_kind == BOARD_DEVICE
-           : is_sirane_device(device) ? is_sirane_device(of_kind)
-                                      : is_module_device(of_kind);
+    return is_sirane_device(of_kind) == is_sirane_device(device) &&
+           is_module_device(of_kind) == is_module_device(device);
 }
 
 int32_t program_and_activate(command_exchange &exchange)
