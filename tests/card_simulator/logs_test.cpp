@@ -44,6 +44,10 @@ std::vector<std::string> text_rows(const card_host &host)
     const uint32_t first = first_index(host);
     const uint32_t last = last_index(host);
     std::vector<std::string> rows;
+    if (first > 0xFFF00 || last > 0xFFF00) {
+        ADD_FAILURE() << "no indexes: " << first << ' ' << last;
+        return rows;
+    }
     if (first == last) {
         return rows;
     }
@@ -311,7 +315,13 @@ TEST(logs, a_cold_start_clears_the_ring_and_a_warm_one_keeps_it)
 std::string sirane_text(const card_host &host, uint32_t sirane)
 {
     const uint32_t base = 0x03E00000 + 0x40000 * sirane;
-    return text_at(host, base + 8 + host.read(base), host.read(base + 4) - host.read(base));
+    const uint32_t first = host.read(base);
+    const uint32_t last = host.read(base + 4);
+    if (first > last || last > 0x3FBF8) {
+        ADD_FAILURE() << "no indexes of a text that did not come round: " << first << ' ' << last;
+        return "";
+    }
+    return text_at(host, base + 8 + first, last - first);
 }
 
 words controller_head(const card_host &host)
