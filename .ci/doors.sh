@@ -6,7 +6,7 @@
 
 # shellcheck disable=SC2034 # used by those who source this
 {
-    PROGRAM_PACKAGES=(cmake g++ ninja-build)
+    PROGRAM_PACKAGES=(cmake g++ libmd-dev ninja-build)
     TEST_PACKAGES=("${PROGRAM_PACKAGES[@]}" libgtest-dev make pkg-config)
     CLANG_PACKAGES=(clang libclang-rt-14-dev)
     CHECK_PACKAGES=("${CLANG_PACKAGES[@]}" clang-format clang-tidy shellcheck)

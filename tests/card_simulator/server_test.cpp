@@ -189,17 +189,21 @@ struct host {
         return false;
     }
 
-    // The value of register 0x9010 of sirane 0, over the mailboxes.
-    uint32_t read_register() const
+    void send(const std::vector<uint32_t> &request) const
     {
-        const uint32_t request[] = {9, 0x77, 4, 0, 0xFF00FF00, 0, 0, 0xFF00FFFF, 0x9010, 0};
-        for (uint32_t i = 0; i < 10; i++) {
+        for (uint32_t i = 0; i < request.size(); i++) {
             write(0x01C00100 + 4 * i, request[i]);
         }
         write(0x01C02000, 2);
         write(0x01C00000, 4);
         EXPECT_TRUE(comes(0x01C00004, 4));
         write(0x01C00000, 2);
+    }
+
+    // The value of register 0x9010 of sirane 0, over the mailboxes.
+    uint32_t read_register() const
+    {
+        send({9, 0x77, 4, 0, 0xFF00FF00, 0, 0, 0xFF00FFFF, 0x9010, 0});
         EXPECT_TRUE(comes(0x01C02004, 4));
         const uint32_t value = read(0x01C02124);
         write(0x01C02000, 4);
@@ -241,6 +245,33 @@ TEST(server, a_host_finds_maps_and_uses_the_card)
     EXPECT_EQ(it.bar.size, 0x04000000u);
     EXPECT_EQ(it.read(0x01F04004), 0x00050009u);
     EXPECT_EQ(it.read_register(), 1u);
+}
+
+TEST(server, the_progress_of_an_image_moves_by_itself)
+{
+    const folder tree;
+    const simulator card(tree.path);
+    const host it(tree.path);
+    const char DIGEST[] = "a26785922b3516fe627bab9726c66e43"; // of one byte 0xDF
+    for (uint32_t i = 0; i < 32; i += 4) {
+        it.write(0x02000000 + i, static_cast<uint32_t>(DIGEST[i] | DIGEST[i + 1] << 8 | DIGEST[i + 2] << 16 |
+                                                       DIGEST[i + 3] << 24));
+    }
+    it.write(0x02000040, 0xDF);
+    it.send({14, 0x78, 3, 0, 0xFF00FF00, 0, 0, 2, 1});
+    EXPECT_TRUE(it.comes(0x01C02004, 4));
+    EXPECT_EQ(it.read(0x01C02114), 0u);
+    it.write(0x01C02000, 4);
+    EXPECT_TRUE(it.comes(0x01C02004, 2));
+    EXPECT_EQ(card.verb({"program-time", "5000"}).status, 0);
+    it.send({15, 0x79, 3, 0, 0xFF00FF00, 0, 0, 0xFF00FFFF, 0});
+    uint32_t percent = 0; // 100 is still the download's
+    for (int i = 0; i < 100 * LIMIT_MS && percent % 100 == 0; i++) {
+        percent = it.read(0x01F04500) >> 16 & 0x7F;
+        std::this_thread::yield();
+    }
+    EXPECT_GE(percent, 1u);
+    EXPECT_LE(percent, 99u);
 }
 
 TEST(server, a_tree_may_lie_deeper_than_a_socket_address_holds)

@@ -17,10 +17,10 @@ card *card_create_on(const card_options &options, int memory_fd, const card_outl
         std::abort();
     }
     it->outlets = outlets;
-    it->state.firmware_major = options.firmware_major;
-    it->state.firmware_minor = options.firmware_minor;
+    it->state.images.working = {options.firmware_major, options.firmware_minor};
     it->state.seed = options.seed;
     it->state.client = options.client;
+    logs_start(*it);
     firmware_start(*it);
     return it;
 }

@@ -97,6 +97,7 @@ int32_t default_initialize(command_exchange &exchange)
     for (uint32_t device = 0; device < DEVICE_COUNT; device++) {
         reset_device(exchange.state, device);
     }
+    note_event(exchange.state, event_kind::defaults_set, BOARD_DEVICE);
     return 0;
 }
 
@@ -128,7 +129,9 @@ int32_t recover_device(command_exchange &exchange)
     if (device == BOARD_DEVICE) {
         return ORDUNE_INVALID_DEV;
     }
-    reset_device(exchange.state, sirane_device(sirane_of_device(device)));
+    const uint32_t sirane = sirane_device(sirane_of_device(device));
+    reset_device(exchange.state, sirane);
+    note_event(exchange.state, event_kind::device_reset, sirane);
     return 0;
 }
 

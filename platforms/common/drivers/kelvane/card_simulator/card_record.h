@@ -9,6 +9,7 @@
 
 #include "card_simulator/bar.h"
 #include "card_simulator/card.h"
+#include "card_simulator/card_logs.h"
 #include "card_simulator/card_state.h"
 #include "card_simulator/faults.h"
 #include "card_simulator/firmware.h"
@@ -26,6 +27,7 @@ struct card {
     card_state state;
     struct faults faults;
     struct firmware firmware;
+    card_logs logs;
     card_outlets outlets;
     uint64_t interrupts = 0;              // events raised since the start
     std::atomic<uint32_t> untaken = 0;    // those of them that card_take_interrupt has not told of

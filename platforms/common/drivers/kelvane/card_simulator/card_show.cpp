@@ -7,6 +7,8 @@
 #include "card_simulator/append_text.h"
 #include "card_simulator/error_words.h"
 #include "card_simulator/fault_verbs.h"
+#include "card_simulator/images_show.h"
+#include "card_simulator/logs_show.h"
 #include "card_simulator/registers.h"
 #include "kelvane_bar.h"
 
@@ -159,6 +161,8 @@ std::string card_show(const card &card)
            card.firmware.lost_messages, card.state.unanswered_errors);
     append_memory(text, card.bar);
     append_dap(text, card);
+    append_images(text, card.state.images);
+    append_logs(text, card.logs, card.bar);
     append_registers(text, card, BOARD_DEVICE);
     for (uint32_t sirane_id = 0; sirane_id < SIRANE_COUNT; sirane_id++) {
         append_sirane(text, card, sirane_id);

@@ -11,39 +11,25 @@ namespace {
 
 constexpr uint32_t BOARD_ID = 0x21040003; // real hardware: the top byte is not above 0x32
 constexpr uint32_t TRACE_LEVEL_AT_START = 0x00000003;
-
-constexpr uint32_t bundle_version(uint32_t major, uint32_t minor)
-{
-    return major << 16 | (minor & 0xFFFF);
-}
+constexpr uint32_t FIRST_IMAGE_VERSION = 6; // words of the controller's table
+constexpr uint32_t LAST_IMAGE_VERSION = 7;
 
 constexpr uint32_t dated_version(uint32_t major, uint32_t minor, uint32_t year, uint32_t month, uint32_t day)
 {
     return major << 24 | minor << 16 | year << 9 | month << 5 | day;
 }
 
-// The upper byte is the major version, the lower three the minor one.
-constexpr uint32_t sirane_version(uint32_t major, uint32_t minor)
-{
-    return major << 24 | minor;
-}
-
-// Words of a sirane's information table.
+// Words of a sirane's information table; those of images are written with the images.
 enum sirane_info_word : uint32_t {
-    BANK_0_VERSION = 0,
-    BANK_1_VERSION = 1,
-    BANK_0_VALID = 2,
-    BANK_1_VALID = 3,
-    DOWNLOADED_BANK = 4,
-    RUNNING_BANK = 5,
     FIRST_MODULE_SOFTWARE = 64,
     SECOND_MODULE_SOFTWARE = 128,
     MODULE_VERSION = 1, // relative to the two above
 };
 
-constexpr uint32_t SIRANE_OLD_IMAGE = sirane_version(2, 6);
-constexpr uint32_t SIRANE_IMAGE_IN_USE = sirane_version(2, 7);
-constexpr uint32_t MODULE_SOFTWARE = bundle_version(1, 18);
+uint32_t module_version(const card_state &state, uint32_t device)
+{
+    return has_module(state, device) ? bundle_version(module_software(state, device)) : 0;
+}
 
 void publish_sirane(const card_state &state, bar &bar, uint32_t sirane_id)
 {
@@ -51,15 +37,9 @@ void publish_sirane(const card_state &state, bar &bar, uint32_t sirane_id)
     const auto put = [&bar, table](uint32_t word, uint32_t value) {
         bar_write(bar, table + 4 * word, value);
     };
-    put(BANK_0_VERSION, SIRANE_OLD_IMAGE);
-    put(BANK_1_VERSION, SIRANE_IMAGE_IN_USE);
-    put(BANK_0_VALID, 1);
-    put(BANK_1_VALID, 1);
-    put(DOWNLOADED_BANK, 1);
-    put(RUNNING_BANK, 1);
     const uint32_t module = module_device(sirane_id, 0);
-    put(FIRST_MODULE_SOFTWARE + MODULE_VERSION, has_module(state, module) ? MODULE_SOFTWARE : 0);
-    put(SECOND_MODULE_SOFTWARE + MODULE_VERSION, has_module(state, module + 1) ? MODULE_SOFTWARE : 0);
+    put(FIRST_MODULE_SOFTWARE + MODULE_VERSION, module_version(state, module));
+    put(SECOND_MODULE_SOFTWARE + MODULE_VERSION, module_version(state, module + 1));
 }
 
 } // namespace
@@ -160,13 +140,13 @@ void publish_tables(card_state &state, bar &bar)
     const uint32_t minor = state.firmware_minor;
     const uint32_t controller[ZYNQ_INFO_WORDS] = {
         ZYNQ_WORKING_IMAGE_RUNS,
-        bundle_version(major, minor),
+        bundle_version({major, minor}),
         dated_version(1, 4, 20, 2, 11), // first stage boot loader
         dated_version(major & 0xFF, minor & 0xFF, 21, 8, 3),
         ZYNQ_IS_BARE_METAL,
         0x20210803, // programmable logic
-        bundle_version(major, minor),
-        bundle_version(2, 4), // golden image
+        0,          // working and golden image
+        0,
         ZYNQ_SECURE_BOOT,
         0x00000001,
         0x0000C0A2, // card
@@ -178,8 +158,11 @@ void publish_tables(card_state &state, bar &bar)
     };
     bar_write(bar, BOARD_ID_REG, BOARD_ID);
     for (uint32_t i = 0; i < ZYNQ_INFO_WORDS; i++) {
-        bar_write(bar, ZYNQ_INFO_TABLE + 4 * i, controller[i]);
+        if (i < FIRST_IMAGE_VERSION || i > LAST_IMAGE_VERSION) {
+            bar_write(bar, ZYNQ_INFO_TABLE + 4 * i, controller[i]);
+        }
     }
+    publish_images(state, bar);
     for (uint32_t sirane_id = 0; sirane_id < SIRANE_COUNT; sirane_id++) {
         publish_sirane(state, bar, sirane_id);
     }

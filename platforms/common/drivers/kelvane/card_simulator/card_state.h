@@ -6,9 +6,12 @@
 #include <cstdint>
 #include <map>
 #include <optional>
+#include <vector>
 
 #include "card_simulator/bar.h"
 #include "card_simulator/card.h"
+#include "card_simulator/card_events.h"
+#include "card_simulator/firmware_images.h"
 #include "kelvane.h"
 #include "kelvane_mbox.h"
 
@@ -133,6 +136,8 @@ struct card_state {
     subscription alarm_changes[SIRANE_COUNT];
     std::optional<global_alarms> forced_alarms[SIRANE_COUNT]; // that the host wants sent as if changed
     memory_errors memory;
+    firmware_images images;
+    std::vector<card_event> events; // that the logs have not taken yet
     uint64_t unanswered_errors = 0; // of commands that get no answer
 };
 

@@ -16,10 +16,12 @@
 // most commands, word 1 the device address.
 struct command_exchange {
     card_state &state;
+    struct bar &bar;
     uint32_t sirane_id; // whose mailbox brought it
     const mbox_data_header &request;
     uint32_t version;          // of the answer's layout; a handler for older firmware lowers it
     std::span<uint32_t> words; // as many as the command's row says
+    uint64_t work_ms = 0;      // that a handler began, and with whose end the answer comes
 };
 
 // Words of a request and of its answer.
@@ -40,6 +42,7 @@ struct command_row {
     uint32_t version;
     int32_t (*run)(command_exchange &exchange); // 0 or an enum kelvane_arm_error
     command_answer answer = command_answer::at_once;
+    bool uses_download_memory = false; // over which the logs stand
 };
 
 using command_family = std::span<const command_row>;
@@ -72,6 +75,7 @@ subscription subscription_of(const command_exchange &exchange);
 // The families.
 extern const command_family alarm_commands;
 extern const command_family card_control_commands;
+extern const command_family image_commands;
 extern const command_family module_commands;
 extern const command_family performance_commands;
 extern const command_family provisioning_commands;

@@ -10,6 +10,7 @@
 #include "card_simulator/device_show.h"
 #include "card_simulator/fault_verbs.h"
 #include "card_simulator/firmware_verbs.h"
+#include "card_simulator/log_verbs.h"
 #include "card_simulator/registers.h"
 
 namespace {
@@ -138,6 +139,20 @@ constexpr verb VERBS[] = {
     {"insert", "", "put it back; its power was off meanwhile", verb_insert},
     {"laser-time", "MILLISECONDS", "how long a laser or traffic-type request takes (300)", verb_laser_time},
     {"batch-interval", "MILLISECONDS", "of performance batches, 0 as the host set it", verb_batch_interval},
+    {"image-version", "VERSION", "of the next image, instead of the running one and one more",
+     verb_image_version},
+    {"program-time", "MILLISECONDS", "how long the programming of an image takes (800)", verb_program_time},
+    {"log", "text TEXT", "write a row into the firmware's log", verb_log},
+    {"log", "fill ROWS", "write so many numbered rows", verb_log},
+    {"log", "indexes FIRST LAST", "show these until the next row is written", verb_log},
+    {"log", "clear", "empty it", verb_log},
+    {"eprom", "SLICE text TEXT", "write a line into the EPROM log of a sirane (0 to 2)", verb_eprom},
+    {"eprom", "SLICE fill ROWS", "write numbered lines there, or rows of the controller's (3)", verb_eprom},
+    {"eprom", "SLICE indexes FIRST LAST", "show these until something is written", verb_eprom},
+    {"eprom", "SLICE clear", "empty it", verb_eprom},
+    {"eprom", "ready on|off", "whether the controller's log is marked as usable", verb_eprom},
+    {"regulator", "DEV BIT on|off", "a regulator of a sirane (1, 4, 7) fails, or is well again",
+     verb_regulator},
     {"upset", "correctable|uncorrectable|clear", "in the programmable logic", verb_upset},
     {"memory-error", "[uncorrectable]", "in the card's memory", verb_memory_error},
     {"dap", "hold HOLDS", "show so many hold states before a DAP answer", verb_dap},
@@ -211,9 +226,9 @@ std::string console_help()
         call.resize(std::max<size_t>(call.size(), 41), ' ');
         text += "  " + call + " " + std::string(verb.help) + "\n";
     }
-    text +=
-        "DEV as mock_client numbers them; PLACE is one of them, or a port: 1.h0, 1.n0. COMMAND, COUNT,\n"
-        "MILLISECONDS, ATTEMPTS are decimal, the others hexadecimal with or without 0x. COUNT is 1 unless\n"
-        "given; 0 takes the fault away, `always` keeps it.\n";
+    text += "DEV as mock_client numbers them; PLACE is one of them, or a port: 1.h0, 1.n0. COMMAND, COUNT,\n"
+            "MILLISECONDS, ATTEMPTS, ROWS, BIT are decimal, the others hexadecimal with or without 0x. COUNT "
+            "is 1 unless\n"
+            "given; 0 takes the fault away, `always` keeps it.\n";
     return text;
 }

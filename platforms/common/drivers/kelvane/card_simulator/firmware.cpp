@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "card_simulator/answers.h"
 #include "card_simulator/batches.h"
 #include "card_simulator/card_record.h"
 #include "card_simulator/command_handlers.h"
@@ -83,87 +84,27 @@ void go_down(card &card)
     msi_reset(card.firmware.interrupts, card.bar);
 }
 
-// The command's data become those of its answer.
-uint32_t run_command(card &card, uint32_t sirane_id, const command_row &row, mailbox_message &message)
-{
-    const bool right_size = message.header.size == row.words;
-    message.data.resize(row.words);
-    message.header.version = row.version;
-    uint32_t error_word = 0;
-    if (faults_strike(card.faults, fault_kind::error, row.command, &error_word)) {
-        return error_word;
-    }
-    if (!right_size) {
-        return static_cast<uint32_t>(ORDUNE_INVALID_LENGTH);
-    }
-    command_exchange exchange{card.state, sirane_id, message.header, row.version, message.data};
-    const int32_t result = row.run(exchange);
-    message.header.version = exchange.version;
-    measurements_follow(card.state);
-    if (card.state.tables_changed) {
-        publish_tables(card.state, card.bar);
-    }
-    return static_cast<uint32_t>(result);
-}
-
-void answer_command(card &card, uint32_t sirane_id)
-{
-    mailbox_message message = std::move(card.firmware.siranes[sirane_id].commands.message);
-    const command_row &row = *command_row_of(message.header.cmd); // else it had not been accepted
-    message.header.rc = run_command(card, sirane_id, row, message);
-    message.header.size = row.words;
-    if (row.answer == command_answer::none) {
-        card.state.unanswered_errors += message.header.rc != 0 ? 1 : 0;
-        return;
-    }
-    if (faults_strike(card.faults, fault_kind::drop_answer, row.command)) {
-        return;
-    }
-    uint32_t delay_ms = 0;
-    faults_strike(card.faults, fault_kind::delay, row.command, &delay_ms);
-    const bool awaited = message.header.sy == MBOX_SYNC_WORD;
-    const uint64_t work_ms =
-        row.answer == command_answer::when_done && !awaited ? card.firmware.laser_time_ms : 0;
-    faults_corrupt(card.faults, fault_kind::corrupt, message.header);
-    if (delay_ms + work_ms != 0) {
-        card.firmware.late.push_back(
-            {wait_monotonic() + (delay_ms + work_ms) * NS_PER_MS, sirane_id, std::move(message)});
-        return;
-    }
-    firmware_post(card, sirane_id, MBOX_RESPONSE, std::move(message));
-}
-
-// A host that sends and never takes an answer is refused before its answers fill the memory.
-bool has_room_for_answer(const firmware &firmware, uint32_t sirane_id)
-{
-    return firmware.siranes[sirane_id].out[MBOX_RESPONSE].queue.size() + firmware.late.size() <
-           MESSAGES_AT_MOST;
-}
-
 void command_state_written(card &card, uint32_t sirane_id, uint32_t state)
 {
     inbox &commands = card.firmware.siranes[sirane_id].commands;
     if (state == MBOX_STATE_IDLE || state == MBOX_STATE_NONE) {
         if (inbox_release(commands, card.bar)) {
-            answer_command(card, sirane_id);
+            answers_run_command(card, sirane_id);
             firmware_follow(card);
         }
     } else if (state == MBOX_STATE_READY && inbox_take(commands, card.bar)) {
         const mbox_data_header &header = commands.message.header;
         const bool refused = command_row_of(header.cmd) == nullptr || header.size > MBOX_DATA_WORDS ||
-                             !has_room_for_answer(card.firmware, sirane_id) ||
+                             !answers_have_room(card, sirane_id) ||
                              faults_strike(card.faults, fault_kind::refuse, header.cmd);
         if (refused) {
+            note_event(card.state, event_kind::message_refused, sirane_device(sirane_id), {header.cmd});
+            logs_follow(card);
             inbox_refuse(commands, card.bar);
         } else {
             inbox_accept(commands, card.bar);
         }
     }
-}
-
-void drop_late_answers(firmware &firmware, uint32_t sirane_id)
-{
-    std::erase_if(firmware.late, [sirane_id](const late_answer &it) { return it.sirane_id == sirane_id; });
 }
 
 // A reset of the command mailbox, 0 and then 2, is what a firmware that starts slowly counts.
@@ -194,7 +135,7 @@ void sirane_state_written(card &card, uint32_t sirane_id, uint32_t mbox, uint32_
         return;
     }
     if (mbox == MBOX_RESPONSE && state == MBOX_STATE_NONE) {
-        drop_late_answers(card.firmware, sirane_id);
+        answers_drop_late(card, sirane_id);
     }
     outbox_host_wrote(card.firmware.siranes[sirane_id].out[mbox], card.bar, state);
     offer_next(card, sirane_id, mbox);
@@ -246,11 +187,17 @@ bool logic_register_written(card &card, uint32_t offset, uint32_t value)
 
 void come_up(card &card)
 {
-    if (std::exchange(card.firmware.cold_start, false)) {
+    const bool cold = std::exchange(card.firmware.cold_start, false);
+    images_firmware_start(card.state);
+    if (cold) {
         card_state_power_on(card.state);
     } else {
         card_state_firmware_start(card.state);
     }
+    logs_come_up(card);
+    note_event(card.state, event_kind::started, BOARD_DEVICE,
+               {bundle_version({card.state.firmware_major, card.state.firmware_minor}), cold ? 1u : 0u});
+    logs_follow(card);
     publish_tables(card.state, card.bar);
     for (uint32_t sirane_id = 0; sirane_id < SIRANE_COUNT; sirane_id++) {
         if (card.firmware.siranes[sirane_id].failing_resets == 0) {
@@ -274,23 +221,9 @@ void restart_as_announced(card &card)
     const auto version = card.firmware.announced.version;
     firmware_restart(card, false);
     card.firmware.restart_to_tell = KELVANE_APP_ZYNQ_RESTART_WARM_DONE;
-    if (version.has_value()) { // nobody sees it before the tables tell
-        card.state.firmware_major = version->major;
-        card.state.firmware_minor = version->minor;
+    if (version.has_value()) {
+        card.state.images.working = *version;
     }
-}
-
-// Takes out what is due, in the order in which it was put in.
-template <typename delayed> std::vector<delayed> take_due(std::vector<delayed> &all, uint64_t now)
-{
-    std::vector<delayed> due;
-    for (delayed &it : all) {
-        if (it.due_ns <= now) {
-            due.push_back(std::move(it));
-        }
-    }
-    std::erase_if(all, [now](const delayed &it) { return it.due_ns <= now; });
-    return due;
 }
 
 } // namespace
@@ -303,6 +236,7 @@ void firmware_start(card &card)
 
 void firmware_restart(card &card, bool cold)
 {
+    logs_go_down(card, cold);
     go_down(card);
     card.firmware.cold_start = cold;
     card.firmware.up_at_ns = wait_monotonic() + FIRMWARE_START_NS;
@@ -340,7 +274,7 @@ void firmware_start_slowly(card &card, uint32_t attempts)
 {
     for (uint32_t sirane_id = 0; sirane_id < SIRANE_COUNT; sirane_id++) {
         take_sirane_down(card, sirane_id);
-        drop_late_answers(card.firmware, sirane_id);
+        answers_drop_late(card, sirane_id);
         card.firmware.siranes[sirane_id].failing_resets = attempts;
     }
 }
@@ -387,9 +321,11 @@ void firmware_step(card &card)
     for (late_interrupt &interrupt : take_due(it.late_interrupts, now)) {
         present_interrupt(card, interrupt.sirane_id, interrupt.source);
     }
-    for (late_answer &answer : take_due(it.late, now)) {
-        firmware_post(card, answer.sirane_id, MBOX_RESPONSE, std::move(answer.message));
+    if (images_step(card.state, card.bar, now)) {
+        answers_tell_verdict(card);
+        firmware_follow(card);
     }
+    answers_send_due(card, now);
     batches_send_due(card, now);
     dap_step(card, now);
     if (it.scrub_due_ns <= now) {
@@ -407,11 +343,8 @@ uint64_t firmware_next_due(const card &card)
     if (!it.up) {
         return it.up_at_ns;
     }
-    uint64_t due =
-        std::min({it.announced.due_ns, batches_next_due(card), dap_next_due(card), it.scrub_due_ns});
-    for (const late_answer &answer : it.late) {
-        due = std::min(due, answer.due_ns);
-    }
+    uint64_t due = std::min({it.announced.due_ns, batches_next_due(card), dap_next_due(card), it.scrub_due_ns,
+                             images_next_due(card.state), answers_next_due(card)});
     for (const late_interrupt &interrupt : it.late_interrupts) {
         due = std::min(due, interrupt.due_ns);
     }
@@ -432,6 +365,7 @@ void firmware_follow(card &card)
         publish_memory_health(card.state, card.bar);
     }
     notices_follow(card);
+    logs_follow(card);
 }
 
 void firmware_interrupt(card &card, uint32_t sirane_id, uint32_t source)

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "card_simulator/dap.h"
+#include "card_simulator/firmware_images.h"
 #include "card_simulator/mailbox.h"
 #include "card_simulator/msi.h"
 #include "card_simulator/notices.h"
@@ -26,15 +27,11 @@ constexpr uint64_t FIRMWARE_NOTHING_DUE = UINT64_MAX;
 constexpr size_t MESSAGES_AT_MOST = 64; // in the queue of a mailbox, for a host that takes none
 constexpr uint32_t OUTBOX_COUNT = 3;    // MBOX_RESPONSE, MBOX_PM, MBOX_ALARM
 
-struct firmware_version {
-    uint32_t major;
-    uint32_t minor;
-};
-
 struct late_answer {
     uint64_t due_ns;
     uint32_t sirane_id;
     mailbox_message message;
+    bool awaits_image_work; // whose verdict it tells
 };
 
 struct late_interrupt {

@@ -142,6 +142,31 @@ bool verb_laser_time(card &card, arguments &it, std::string *)
     return true;
 }
 
+// A table's word has eight bits for the major version of a sirane's image.
+bool verb_image_version(card &card, arguments &it, std::string *)
+{
+    std::string_view word;
+    firmware_version version = {};
+    if (!take_word(it, "VERSION", &word) || !take_end(it)) {
+        return false;
+    }
+    if (!to_version(word, &version) || version.major > 0xFF) {
+        return reject(it, "VERSION is like 5.23: " + std::string(word));
+    }
+    card.state.images.next_version = version;
+    return true;
+}
+
+bool verb_program_time(card &card, arguments &it, std::string *)
+{
+    uint32_t time_ms = 0;
+    if (!take_number(it, "MILLISECONDS", 10, &time_ms) || !take_end(it)) {
+        return false;
+    }
+    card.state.images.program_time_ms = time_ms;
+    return true;
+}
+
 bool verb_batch_interval(card &card, arguments &it, std::string *)
 {
     uint32_t interval_ms = 0;

@@ -15,6 +15,8 @@ bool verb_remove(card &card, arguments &it, std::string *answer);
 bool verb_insert(card &card, arguments &it, std::string *answer);
 bool verb_slow_start(card &card, arguments &it, std::string *answer);
 bool verb_laser_time(card &card, arguments &it, std::string *answer);
+bool verb_image_version(card &card, arguments &it, std::string *answer);
+bool verb_program_time(card &card, arguments &it, std::string *answer);
 bool verb_batch_interval(card &card, arguments &it, std::string *answer);
 bool verb_upset(card &card, arguments &it, std::string *answer);
 bool verb_memory_error(card &card, arguments &it, std::string *answer);

@@ -33,6 +33,24 @@ void tell_alarms(card &card, uint32_t sirane_id, const global_alarms &alarms)
                          {{ALARMS_COMMAND, to.ref_id, words, 0, to.sync_word, 0}, std::move(data)});
 }
 
+void note_alarms(card_state &state, uint32_t sirane_id, const global_alarms &now, const global_alarms &before)
+{
+    uint32_t words_now[ALARM_WORDS];
+    uint32_t words_before[ALARM_WORDS];
+    std::memcpy(words_now, &now, sizeof now);
+    std::memcpy(words_before, &before, sizeof before);
+    for (uint32_t i = 0; i < ALARM_WORDS; i++) {
+        const uint32_t raised = words_now[i] & ~words_before[i];
+        const uint32_t cleared = words_before[i] & ~words_now[i];
+        if (raised != 0) {
+            note_event(state, event_kind::alarm_raised, sirane_device(sirane_id), {i, raised});
+        }
+        if (cleared != 0) {
+            note_event(state, event_kind::alarm_cleared, sirane_device(sirane_id), {i, cleared});
+        }
+    }
+}
+
 void tell(card &card, uint32_t sirane_id, uint32_t command, uint32_t slot, std::vector<uint32_t> data)
 {
     const auto words = static_cast<uint32_t>(data.size());
@@ -66,6 +84,8 @@ void notices_follow(card &card)
     for (uint32_t device = 0; device < DEVICE_COUNT; device++) {
         const bool present = has_module(card.state, device);
         if (is_module_device(device) && std::exchange(told.present[device], present) != present) {
+            note_event(card.state, present ? event_kind::module_plugged : event_kind::module_unplugged,
+                       device);
             tell_plugged(card, device, present);
         }
     }
@@ -73,6 +93,7 @@ void notices_follow(card &card)
         const global_alarms now = alarms_of(card.state, sirane_id);
         const global_alarms before = std::exchange(told.alarms[sirane_id], now);
         if (std::memcmp(&now, &before, sizeof now) != 0) {
+            note_alarms(card.state, sirane_id, now, before);
             tell_alarms(card, sirane_id, now);
         }
         const auto forced = std::exchange(card.state.forced_alarms[sirane_id], std::nullopt);

@@ -1,0 +1,193 @@
+#include "card_simulator/log_verbs.h"
+
+#include "card_simulator/append_text.h"
+#include "card_simulator/card_record.h"
+#include "platform/wait.h"
+
+namespace {
+
+constexpr uint32_t ROWS_AT_MOST = 100000; // of one fill: three times round the longest ring
+constexpr uint32_t BITS_OF_WORD = 32;
+constexpr uint64_t NS_PER_MS = 1000000;
+
+uint64_t ms_since_power(const card_state &state)
+{
+    return (wait_monotonic() - state.power_on_ns) / NS_PER_MS;
+}
+
+// What is left of the line, with one blank between its words.
+bool take_text(arguments &it, std::string *text)
+{
+    if (it.next == it.given.size()) {
+        return reject(it, "TEXT is missing");
+    }
+    while (it.next < it.given.size()) {
+        *text += text->empty() ? "" : " ";
+        *text += it.given[it.next++];
+    }
+    return true;
+}
+
+bool take_rows(arguments &it, uint32_t *rows)
+{
+    return take_number(it, "ROWS", 10, rows) && take_end(it) &&
+           (*rows <= ROWS_AT_MOST || reject(it, "ROWS is 100000 at most"));
+}
+
+bool take_indexes(arguments &it, uint32_t *first, uint32_t *last)
+{
+    return take_number(it, "FIRST", 16, first) && take_number(it, "LAST", 16, last) && take_end(it);
+}
+
+bool take_switch(arguments &it, bool *on)
+{
+    std::string_view word;
+    if (!take_word(it, "on or off", &word) || !take_end(it)) {
+        return false;
+    }
+    *on = word == "on";
+    return *on || word == "off" || reject(it, "it is on or off: " + std::string(word));
+}
+
+std::string numbered(uint32_t number)
+{
+    std::string text;
+    append(text, "row %u", number);
+    return text;
+}
+
+void fill_trace(card &card, uint32_t rows)
+{
+    for (uint32_t row = 0; row < rows; row++) {
+        trace_log_text(card.logs.trace, card.bar, numbered(row), ms_since_power(card.state));
+    }
+}
+
+void fill_slice(card &card, uint32_t slice, uint32_t rows)
+{
+    for (uint32_t row = 0; row < rows; row++) {
+        if (slice < SIRANE_COUNT) {
+            eprom_put_line(card.logs.eprom, card.bar, slice, numbered(row));
+        } else {
+            eprom_put_row(
+                card.logs.eprom, card.bar,
+                {static_cast<uint32_t>(ms_since_power(card.state)), EPROM_OPERATORS_ROW, 0, 0, row, 0});
+        }
+    }
+}
+
+bool verb_slice(card &card, arguments &it, uint32_t slice)
+{
+    eprom_log &eprom = card.logs.eprom;
+    std::string_view what;
+    std::string text;
+    uint32_t rows = 0;
+    uint32_t first = 0;
+    uint32_t last = 0;
+    if (!take_word(it, "text, fill, indexes or clear", &what)) {
+        return false;
+    }
+    if (what == "text") {
+        if (slice >= SIRANE_COUNT) {
+            return reject(it, "the controller's log has no text");
+        }
+        if (take_text(it, &text)) {
+            eprom_put_line(eprom, card.bar, slice, text);
+        }
+    } else if (what == "fill") {
+        if (take_rows(it, &rows)) {
+            fill_slice(card, slice, rows);
+        }
+    } else if (what == "indexes") {
+        if (take_indexes(it, &first, &last)) {
+            eprom_show_indexes(eprom, card.bar, slice, first, last);
+        }
+    } else if (what == "clear") {
+        if (take_end(it)) {
+            eprom_clear(eprom, card.bar, slice);
+        }
+    } else {
+        reject(it, "it is text, fill, indexes or clear: " + std::string(what));
+    }
+    return it.problem.empty();
+}
+
+} // namespace
+
+bool verb_log(card &card, arguments &it, std::string *)
+{
+    trace_log &log = card.logs.trace;
+    std::string_view what;
+    std::string text;
+    uint32_t rows = 0;
+    uint32_t first = 0;
+    uint32_t last = 0;
+    if (!take_word(it, "text, fill, indexes or clear", &what)) {
+        return false;
+    }
+    if (what == "text") {
+        if (take_text(it, &text)) {
+            trace_log_text(log, card.bar, text, ms_since_power(card.state));
+        }
+    } else if (what == "fill") {
+        if (take_rows(it, &rows)) {
+            fill_trace(card, rows);
+        }
+    } else if (what == "indexes") {
+        if (take_indexes(it, &first, &last)) {
+            trace_log_show_indexes(log, card.bar, first, last);
+        }
+    } else if (what == "clear") {
+        if (take_end(it)) {
+            trace_log_clear(log, card.bar);
+        }
+    } else {
+        reject(it, "it is text, fill, indexes or clear: " + std::string(what));
+    }
+    return it.problem.empty();
+}
+
+bool verb_eprom(card &card, arguments &it, std::string *)
+{
+    if (it.next < it.given.size() && it.given[it.next] == "ready") {
+        bool on = false;
+        it.next++;
+        if (!take_switch(it, &on)) {
+            return false;
+        }
+        eprom_set_ready(card.logs.eprom, card.bar, on);
+        return true;
+    }
+    uint32_t slice = 0;
+    if (!take_number(it, "SLICE", 16, &slice)) {
+        return false;
+    }
+    return slice < EPROM_SLICE_COUNT ? verb_slice(card, it, slice) : reject(it, "SLICE is 0 to 3");
+}
+
+bool verb_regulator(card &card, arguments &it, std::string *)
+{
+    uint32_t device = 0;
+    uint32_t bit = 0;
+    bool on = false;
+    if (!take_device(it, &device) || !take_number(it, "BIT", 10, &bit) || !take_switch(it, &on)) {
+        return false;
+    }
+    if (!is_sirane_device(device)) {
+        return reject(it, "a sirane is one of the devices 1, 4, 7");
+    }
+    if (bit >= BITS_OF_WORD) {
+        return reject(it, "BIT is 0 to 31");
+    }
+    eprom_log &eprom = card.logs.eprom;
+    const uint32_t sirane_id = sirane_of_device(device);
+    const uint32_t word = eprom_regulators(eprom, sirane_id);
+    const uint32_t mask = uint32_t{1} << bit;
+    if (((word & mask) != 0) == on) {
+        return reject(it, on ? "it failed already" : "it did not fail");
+    }
+    eprom_set_regulators(eprom, card.bar, sirane_id, word ^ mask);
+    note_event(card.state, on ? event_kind::regulator_failed : event_kind::regulator_recovered, device,
+               {bit});
+    return true;
+}
