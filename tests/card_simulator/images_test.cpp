@@ -258,6 +258,12 @@ TEST(images, the_controller_runs_its_image_after_the_next_start)
     host.verb("restart");
     host.pass(1000 * MS);
     EXPECT_EQ(controller(host), (words{0x00050017, 0x00050017, 0x00040000}));
+
+    host.link_up(); // and without an activation, which a host may have no way to ask for
+    EXPECT_EQ(host.download(1, IMAGE_OF_4), 0u);
+    host.verb("restart cold");
+    host.pass(1000 * MS);
+    EXPECT_EQ(controller(host), (words{0x00050018, 0x00050018, 0x00040000}));
 }
 
 TEST(images, older_firmware_comes_with_its_layouts)

@@ -227,6 +227,11 @@ void images_firmware_start(card_state &state)
 {
     firmware_images &images = state.images;
     images.work = {};
+    if (holds(images, IMAGE_OF_HESPERA)) { // it lies in the controller's own memory already
+        images.working = images.downloaded->version;
+    } else if (holds(images, IMAGE_OF_GOLDEN_HESPERA)) {
+        images.golden = images.downloaded->version;
+    }
     images.downloaded.reset();
     std::ranges::fill(images.progress, 0);
     state.firmware_major = images.working.major;

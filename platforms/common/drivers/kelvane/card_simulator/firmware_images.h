@@ -66,7 +66,7 @@ struct firmware_images {
     firmware_version golden = {2, 4};
     sirane_banks siranes[SIRANE_COUNT];
     std::optional<firmware_version> modules[SIRANE_COUNT][2]; // what was programmed since delivery
-    std::optional<firmware_image> downloaded; // and not activated yet; not kept over a restart
+    std::optional<firmware_image> downloaded;                 // and not activated yet
     image_work work;
     uint32_t progress[SIRANE_COUNT] = {}; // the words in the tables
 
@@ -85,7 +85,8 @@ void images_begin(card_state &state, bar &bar, const image_work &work, uint64_t 
 bool images_step(card_state &state, bar &bar, uint64_t now);
 uint64_t images_next_due(const card_state &state);
 
-// The firmware starts: what it runs is the working image, and what was under way is lost.
+// The firmware starts: what it runs is the working image, which one that was downloaded has become without an
+// activation; another's image, and what was under way, is lost.
 void images_firmware_start(card_state &state);
 
 // Writes what the tables tell of images; publish_tables does.
