@@ -81,8 +81,10 @@ enum kelvane_return_code {
  * handshake open, so a slow callback delays all answers of that sirane. A command to the same sirane fails
  * from there: with KELVANE_RET_CODE_GEN_PLATFORM_PROBLEM, or at once with KELVANE_RET_CODE_ETIMEDOUT while
  * another thread has a command under way. From performance, alarm, keep-alive and generic callbacks, and from
- * the report of a time-out, commands work and wait as usual. The result of a laser, traffic-type, performance
- * or alarm callback is logged only; a plug-in or restart callback that fails refuses the message. */
+ * the report of a time-out, commands work and wait as usual; but one from a performance or alarm callback and
+ * a link-up (kelvane_pci_mapped) that another thread has under way wait for each other, until one of them
+ * gives up after 360 s. The result of a laser, traffic-type, performance or alarm callback is logged only; a
+ * plug-in or restart callback that fails refuses the message. */
 
 /* Reads the 32-bit word at byte `offset` of the BAR into `value`. `bus` is always 0. `check_alive` is 1
  * for normal service and 0 where the firmware need not be up. */

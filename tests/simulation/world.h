@@ -1,0 +1,74 @@
+// One run: a simulated card, the library on it, the library's threads as fibers, and the accounts.
+#ifndef TESTS_SIMULATION_WORLD_H
+#define TESTS_SIMULATION_WORLD_H
+
+#include <cstdint>
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "card_simulator/card.h"
+#include "kelvane.h"
+
+enum class request_state { unsent, sent, failed };
+
+// An asynchronous request; its transaction id is its index.
+struct simulated_request {
+    request_state state = request_state::unsent;
+    uint32_t outcomes = 0;
+};
+
+struct simulated_world {
+    uint64_t seed = 0;
+    bool tells = false; // every step goes to standard output
+    bool logs = false;  // all levels are traced
+    card *it = nullptr;
+    std::vector<simulated_request> requests;
+    uint32_t working = 0;           // applications that are not done
+    bool ends = false;              // the library's threads are to stop
+    bool low_priority_ends = false; // its thread first: it waits for what the others do
+    bool low_priority_ended = false;
+    bool bus_spoils = false; // accesses fail or lie, from bus_fault_in accesses on
+    uint32_t bus_fault_in = 0;
+    uint32_t bus_fault_kind = 0;
+    uint32_t bus_fault_count = 0;
+    bool was_lied_to = false;   // words came wrong: an outcome may name another request
+    bool was_struck = false;    // an access failed or lied: the answer that it belonged to may be lost
+    uint64_t outcomes = 0;      // of all requests
+    bool was_disturbed = false; // values may be other ones than those that were set
+    bool links_up = false;      // callbacks must not command meanwhile, as kelvane.h says
+    uint32_t commands_of_callbacks = 0; // under way
+    bool locks_are_kept = false;        // by a link-up that failed
+    bool aged_unmapped = false; // requests grew old while the card was not mapped: their reports get mixed up
+    uint64_t unmapped_since = 0;
+    uint64_t accesses = 0;
+    uint64_t accesses_of_step = 0;
+    uint64_t digest = 0; // of every access and outcome, in order
+};
+
+extern simulated_world simulation;
+
+// Where runs are told of; the library's own lines on standard output go nowhere.
+extern FILE *simulation_report;
+
+// Ends the process: says the seed, what is wrong and how to see it again.
+[[noreturn]] void simulation_failed(const std::string &what);
+
+// Mixes a number into the digest.
+void simulation_note(uint64_t number);
+
+void simulation_tell(const std::string &step);
+
+// A card with one of the firmware versions and the library on it, created and not mapped. The library's
+// driver is initialised already.
+void world_start(uint64_t seed);
+
+// Everything that an armed fault, a hung or removed card still holds up is let go.
+void world_heal();
+
+// After the fibers have ended: nothing may be lost, locked or overwritten.
+void world_account();
+
+void world_stop();
+
+#endif
