@@ -426,12 +426,53 @@ TEST(server, a_script_runs_before_the_card_is_ready)
         << refused.text;
 }
 
+// A file in place of the kernel's device; what a kernel does is tried in a virtual machine.
+TEST(server, a_card_in_given_memory_makes_no_device)
+{
+    const folder tree;
+    const folder files;
+    const std::string memory = files.path + "/memory";
+    const std::string interrupts = files.path + "/interrupts";
+    std::ofstream(memory) << "what was there before";
+    fs::resize_file(memory, 0x04000000);
+    std::ofstream(interrupts) << "";
+    simulator card(tree.path, {"--uio-device", memory, "--interrupt-file", interrupts});
+    EXPECT_FALSE(fs::exists(tree.path + "/sys/class/uio/uio0/name"));
+    EXPECT_EQ(text_of(memory).substr(0x01F04000, 8), std::string("\x88\x77\x66\x55\x16\x00\x05\x00", 8));
+    EXPECT_EQ(card.verb({"show"}).status, 0);
+    EXPECT_EQ(text_of(interrupts), "");
+    EXPECT_EQ(card.end(SIGTERM), 0);
+    EXPECT_EQ(text_of(memory), std::string(0x04000000, '\xFF'));
+    EXPECT_FALSE(fs::exists(tree.path + "/card.lock"));
+
+    for (const auto &[device, interrupt_file, problem] :
+         {std::tuple(files.path + "/none", interrupts, "cannot open "),
+          std::tuple(memory, files.path + "/none", "cannot open "),
+          std::tuple(std::string("/dev/null"), interrupts, "cannot map a BAR in "),
+          std::tuple(interrupts, interrupts, "cannot map a BAR in ")}) {
+        const result refused = run({CARD_SIMULATOR, "--quiet", "--host", tree.path, "--uio-device", device,
+                                    "--interrupt-file", interrupt_file});
+        EXPECT_EQ(refused.status, 1);
+        EXPECT_NE(refused.text.find(problem), std::string::npos) << refused.text;
+    }
+}
+
 TEST(server, command_lines_that_make_no_sense_are_refused)
 {
     const std::vector<std::string> LINES[] = {
-        {"--firmware", "5"}, {"--firmware", "5.99999999"}, {"--seed", "x"},      {"--client-type", "sonet"},
-        {"--name", ""},      {"--ready-fd", "-1"},         {"--no-such-option"}, {"show"},
-        {"--send"},          {"--send", "show"},           {"--host"},
+        {"--firmware", "5"},
+        {"--firmware", "5.99999999"},
+        {"--seed", "x"},
+        {"--client-type", "sonet"},
+        {"--name", ""},
+        {"--ready-fd", "-1"},
+        {"--no-such-option"},
+        {"show"},
+        {"--send"},
+        {"--send", "show"},
+        {"--host"},
+        {"--uio-device", "/dev/null"},
+        {"--interrupt-file", "/dev/null"},
     };
     for (std::vector<std::string> words : LINES) {
         words.insert(words.begin(), CARD_SIMULATOR);
