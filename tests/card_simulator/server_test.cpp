@@ -409,6 +409,37 @@ TEST(server, takes_over_the_tree_of_a_dead_card_but_not_of_a_live_one)
     EXPECT_EQ(card.verb({"show"}).status, 0);
 }
 
+TEST(server, takes_away_what_dead_cards_left_where_nobody_looks)
+{
+    const folder place;
+    setenv("TMPDIR", place.path.c_str(), 1);
+    std::vector<std::pair<child, std::string>> cards;
+    for (const char *name : {"dead", "dead with files", "alive", "new"}) {
+        const child it = start({CARD_SIMULATOR, "--quiet", "--exit-with-parent", "--ready-fd", "9"}, 9);
+        std::string root = read_to_end(it.output);
+        ASSERT_TRUE(root.starts_with(place.path + "/kelvane_card.")) << root;
+        root.pop_back();
+        EXPECT_TRUE(fs::exists(root + "/control"));
+        if (name == std::string("dead with files")) {
+            std::ofstream(root + "/root/kelvane.log") << "kept";
+        }
+        if (name[0] == 'd') {
+            kill(it.pid, SIGKILL);
+            EXPECT_EQ(status_of(it.pid), 128 + SIGKILL);
+            EXPECT_TRUE(fs::exists(root + "/control"));
+        }
+        cards.emplace_back(it, root);
+    }
+    EXPECT_FALSE(fs::exists(cards[0].second));
+    EXPECT_FALSE(fs::exists(cards[1].second + "/dev"));
+    EXPECT_FALSE(fs::exists(cards[1].second + "/control"));
+    EXPECT_EQ(text_of(cards[1].second + "/root/kelvane.log"), "kept");
+    for (const size_t living : {2, 3}) {
+        EXPECT_EQ(run({CARD_SIMULATOR, "--send", "--host", cards[living].second, "quit"}).status, 0);
+        EXPECT_EQ(status_of(cards[living].first.pid), 0);
+    }
+}
+
 TEST(server, a_script_runs_before_the_card_is_ready)
 {
     const folder tree;
