@@ -183,6 +183,43 @@ TEST(faults, a_laser_request_that_nobody_waits_for_takes_its_time)
     EXPECT_EQ(host.take_answer().header[4], 5u);
 }
 
+uint32_t refused_of_1000(uint64_t seed, const char *line)
+{
+    card_host host(card_options{5, 22, seed});
+    host.link_up();
+    host.verb(line);
+    uint32_t refused = 0;
+    for (int i = 0; i < 1000; i++) {
+        refused += host.offer(9, READ) == 16 ? 1 : 0;
+        host.write(0x01C00000, 2);
+        host.take_answer();
+    }
+    return refused;
+}
+
+TEST(faults, a_share_of_the_occasions)
+{
+    EXPECT_EQ(refused_of_1000(1, "refuse 9 0%"), 0u);
+    EXPECT_EQ(refused_of_1000(1, "refuse 9 100%"), 1000u);
+    for (const uint64_t seed : {1, 2, 3}) { // five times the standard deviation
+        EXPECT_NEAR(refused_of_1000(seed, "refuse 9 1%"), 10, 16);
+        EXPECT_NEAR(refused_of_1000(seed, "refuse 9 10%"), 100, 48);
+        EXPECT_NEAR(refused_of_1000(seed, "refuse 9 50%"), 500, 80);
+    }
+    EXPECT_EQ(refused_of_1000(7, "refuse 9 50%"), refused_of_1000(7, "refuse 9 50%"));
+    EXPECT_NE(refused_of_1000(7, "refuse 9 50%"), refused_of_1000(8, "refuse 9 50%"));
+
+    card_host host;
+    host.verb("corrupt ref_id 10%");
+    EXPECT_NE(host.verb("show").find("fault: corrupt header word 1 0xdeadbeef, 10%\n"), std::string::npos);
+    host.verb("corrupt ref_id 0%");
+    EXPECT_EQ(host.verb("show").find("fault: "), std::string::npos);
+    for (const char *line :
+         {"refuse 9 101%", "refuse 9 %", "refuse 9 -1%", "refuse 9 10%%", "refuse 9 10% 1"}) {
+        host.refused_verb(line);
+    }
+}
+
 TEST(faults, clear_takes_all_away)
 {
     card_host host;

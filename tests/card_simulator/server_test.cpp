@@ -409,6 +409,37 @@ TEST(server, takes_over_the_tree_of_a_dead_card_but_not_of_a_live_one)
     EXPECT_EQ(card.verb({"show"}).status, 0);
 }
 
+TEST(server, takes_away_what_dead_cards_left_where_nobody_looks)
+{
+    const folder place;
+    setenv("TMPDIR", place.path.c_str(), 1);
+    std::vector<std::pair<child, std::string>> cards;
+    for (const char *name : {"dead", "dead with files", "alive", "new"}) {
+        const child it = start({CARD_SIMULATOR, "--quiet", "--exit-with-parent", "--ready-fd", "9"}, 9);
+        std::string root = read_to_end(it.output);
+        ASSERT_TRUE(root.starts_with(place.path + "/kelvane_card.")) << root;
+        root.pop_back();
+        EXPECT_TRUE(fs::exists(root + "/control"));
+        if (name == std::string("dead with files")) {
+            std::ofstream(root + "/root/kelvane.log") << "kept";
+        }
+        if (name[0] == 'd') {
+            kill(it.pid, SIGKILL);
+            EXPECT_EQ(status_of(it.pid), 128 + SIGKILL);
+            EXPECT_TRUE(fs::exists(root + "/control"));
+        }
+        cards.emplace_back(it, root);
+    }
+    EXPECT_FALSE(fs::exists(cards[0].second));
+    EXPECT_FALSE(fs::exists(cards[1].second + "/dev"));
+    EXPECT_FALSE(fs::exists(cards[1].second + "/control"));
+    EXPECT_EQ(text_of(cards[1].second + "/root/kelvane.log"), "kept");
+    for (const size_t living : {2, 3}) {
+        EXPECT_EQ(run({CARD_SIMULATOR, "--send", "--host", cards[living].second, "quit"}).status, 0);
+        EXPECT_EQ(status_of(cards[living].first.pid), 0);
+    }
+}
+
 TEST(server, a_script_runs_before_the_card_is_ready)
 {
     const folder tree;
@@ -426,12 +457,66 @@ TEST(server, a_script_runs_before_the_card_is_ready)
         << refused.text;
 }
 
+uint32_t word_of(const std::string &path, uint32_t offset)
+{
+    uint32_t word = 0;
+    std::ifstream file(path, std::ios::binary);
+    file.seekg(offset);
+    EXPECT_TRUE(file.read(reinterpret_cast<char *>(&word), sizeof word));
+    return word;
+}
+
+// A file in place of the kernel's device; what a kernel does is tried in a virtual machine.
+TEST(server, a_card_in_given_memory_makes_no_device)
+{
+    const folder tree;
+    const folder files;
+    const std::string memory = files.path + "/memory";
+    const std::string interrupts = files.path + "/interrupts";
+    std::ofstream(memory) << "what was there before";
+    fs::resize_file(memory, 0x04000000);
+    std::ofstream(interrupts) << "";
+    simulator card(tree.path, {"--uio-device", memory, "--interrupt-file", interrupts});
+    EXPECT_FALSE(fs::exists(tree.path + "/sys/class/uio/uio0/name"));
+    EXPECT_EQ(word_of(memory, 4), 0u); // of what was there before
+    EXPECT_EQ(word_of(memory, 0x01F04000), 0x55667788u);
+    EXPECT_EQ(word_of(memory, 0x01F04004), 0x00050016u);
+    EXPECT_EQ(card.verb({"show"}).status, 0);
+    EXPECT_EQ(text_of(interrupts), "");
+    EXPECT_EQ(card.end(SIGTERM), 0);
+    for (const uint32_t offset : {0u, 0x01C00004u, 0x01F04000u, 0x03FFFFFCu}) {
+        EXPECT_EQ(word_of(memory, offset), 0xFFFFFFFFu) << offset;
+    }
+    EXPECT_FALSE(fs::exists(tree.path + "/card.lock"));
+
+    for (const auto &[device, interrupt_file, problem] :
+         {std::tuple(files.path + "/none", interrupts, "cannot open "),
+          std::tuple(memory, files.path + "/none", "cannot open "),
+          std::tuple(std::string("/dev/null"), interrupts, "cannot map a BAR in "),
+          std::tuple(interrupts, interrupts, "cannot map a BAR in ")}) {
+        const result refused = run({CARD_SIMULATOR, "--quiet", "--host", tree.path, "--uio-device", device,
+                                    "--interrupt-file", interrupt_file});
+        EXPECT_EQ(refused.status, 1);
+        EXPECT_NE(refused.text.find(problem), std::string::npos) << refused.text;
+    }
+}
+
 TEST(server, command_lines_that_make_no_sense_are_refused)
 {
     const std::vector<std::string> LINES[] = {
-        {"--firmware", "5"}, {"--firmware", "5.99999999"}, {"--seed", "x"},      {"--client-type", "sonet"},
-        {"--name", ""},      {"--ready-fd", "-1"},         {"--no-such-option"}, {"show"},
-        {"--send"},          {"--send", "show"},           {"--host"},
+        {"--firmware", "5"},
+        {"--firmware", "5.99999999"},
+        {"--seed", "x"},
+        {"--client-type", "sonet"},
+        {"--name", ""},
+        {"--ready-fd", "-1"},
+        {"--no-such-option"},
+        {"show"},
+        {"--send"},
+        {"--send", "show"},
+        {"--host"},
+        {"--uio-device", "/dev/null"},
+        {"--interrupt-file", "/dev/null"},
     };
     for (std::vector<std::string> words : LINES) {
         words.insert(words.begin(), CARD_SIMULATOR);

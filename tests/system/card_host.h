@@ -26,9 +26,11 @@ class card_host : public testing::Test {
     }
 
     // Up to the first prompt.
-    void start_client()
+    void start_client(const std::vector<std::string> &options = {})
     {
-        client.emplace(std::vector<std::string>{MOCK_CLIENT}, environment);
+        std::vector<std::string> words = {MOCK_CLIENT};
+        words.insert(words.end(), options.begin(), options.end());
+        client.emplace(words, environment);
         ASSERT_TRUE(client->wait_for_output(PROMPT));
     }
 

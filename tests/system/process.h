@@ -20,6 +20,11 @@ class process {
     // the program ended or said nothing of it for 60 seconds.
     bool wait_for_output(const std::string &text);
 
+    pid_t pid() const
+    {
+        return pid_;
+    }
+
     // Exit status, or minus the signal. The program has 60 seconds to end by itself.
     int wait();
     int kill(); // without giving it a chance

@@ -9,6 +9,7 @@
 struct bar {
     uint32_t *words = nullptr;
     bool shared = false;               // with other processes
+    bool plain = false;                // memory that nobody watches: see polled_memory.h
     std::atomic<bool> removed = false; // the host reads all ones and writes nothing
 };
 

@@ -20,6 +20,7 @@ card *card_create_on(const card_options &options, int memory_fd, const card_outl
     it->state.images.working = {options.firmware_major, options.firmware_minor};
     it->state.seed = options.seed;
     it->state.client = options.client;
+    it->faults.dice = options.seed;
     logs_start(*it);
     firmware_start(*it);
     return it;

@@ -120,7 +120,9 @@ void append_fault(std::string &text, const armed_fault &fault)
                fault.subject);
     }
     append_fault_value(text, fault, shape->value);
-    if (fault.left == FAULT_ALWAYS) {
+    if (fault.percent < 100) {
+        append(text, ", %u%%\n", fault.percent);
+    } else if (fault.left == FAULT_ALWAYS) {
         text += ", always\n";
     } else {
         append(text, ", %u times\n", fault.left);

@@ -1,12 +1,15 @@
 #include "card_simulator/card_tree.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cinttypes>
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <dirent.h>
 #include <fcntl.h>
+#include <string_view>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -27,6 +30,8 @@ constexpr const char *FOLDERS[] = {
     "/sys/class/uio/uio0/maps",
     "/sys/class/uio/uio0/maps/map0",
 };
+// How the folders are called that nobody chose: by a card, and by the script that starts one.
+constexpr const char *MADE_UP_NAMES[] = {"kelvane_card.", "kelvane_host."};
 // Files of the device; `name`, by which it is found, goes first and comes last.
 constexpr const char *FILES[] = {
     "/name",           "/version",          "/event", "/maps/map0/name", "/maps/map0/addr",
@@ -132,6 +137,58 @@ void remove_device(const card_tree &tree)
     unlink(tree.control.c_str());
 }
 
+void name_sockets(card_tree &tree)
+{
+    tree.node = tree.root + NODE;
+    tree.control = card_tree_control_path(tree.root);
+}
+
+// A card that has just made its lock file has not written its process into it yet.
+bool is_of_a_dead_card(int lock_fd)
+{
+    char owner = 0;
+    return pread(lock_fd, &owner, 1, 0) == 1 && flock(lock_fd, LOCK_EX | LOCK_NB) == 0;
+}
+
+void remove_if_dead(const std::string &root)
+{
+    struct stat status;
+    if (lstat(root.c_str(), &status) != 0 || !S_ISDIR(status.st_mode) || status.st_uid != geteuid()) {
+        return;
+    }
+    const int lock_fd = open((root + LOCK_FILE).c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW);
+    if (lock_fd < 0) {
+        return;
+    }
+    if (!is_of_a_dead_card(lock_fd)) {
+        close(lock_fd);
+        return;
+    }
+    card_tree dead;
+    dead.root = root;
+    dead.lock_fd = lock_fd;
+    name_sockets(dead);
+    card_tree_close(dead);
+}
+
+// Nobody comes back to a folder that nobody chose: without this its sockets would stay for ever.
+void remove_dead_trees_beside(const std::string &root)
+{
+    const std::string folder = root.substr(0, root.rfind('/') + 1);
+    DIR *entries = opendir(folder.c_str());
+    if (entries == nullptr) {
+        return;
+    }
+    while (const dirent *entry = readdir(entries)) {
+        const std::string_view name = entry->d_name;
+        if (std::ranges::any_of(MADE_UP_NAMES,
+                                [name](const char *made_up) { return name.starts_with(made_up); })) {
+            remove_if_dead(folder + entry->d_name);
+        }
+    }
+    closedir(entries);
+}
+
 } // namespace
 
 bool card_tree_open(card_tree &tree, const std::string &folder, std::string *problem)
@@ -139,8 +196,8 @@ bool card_tree_open(card_tree &tree, const std::string &folder, std::string *pro
     if (!resolve(tree, folder, problem) || !lock(tree, problem)) {
         return false;
     }
-    tree.node = tree.root + NODE;
-    tree.control = card_tree_control_path(tree.root);
+    remove_dead_trees_beside(tree.root);
+    name_sockets(tree);
     const std::string owner = std::to_string(getpid());
     if (ftruncate(tree.lock_fd, 0) != 0 ||
         pwrite(tree.lock_fd, owner.data(), owner.size(), 0) != static_cast<ssize_t>(owner.size())) {

@@ -17,8 +17,9 @@ struct card_tree {
     std::string link;    // symbolic link that leads to the root, or empty
 };
 
-// Makes the folders below `folder` (empty: a new one in $TMPDIR or /tmp), locks the tree, removes what a
-// dead card left. Returns false with the reason in `problem`, among others when a card runs on it.
+// Makes the folders below `folder` (empty: a new one in $TMPDIR or /tmp), locks the tree, removes what dead
+// cards left there and in the trees with made-up names beside it. Returns false with the reason in `problem`,
+// among others when a card runs on it.
 bool card_tree_open(card_tree &tree, const std::string &folder, std::string *problem);
 
 // Writes the files that describe the device; from then on a host finds it. After the node is there.

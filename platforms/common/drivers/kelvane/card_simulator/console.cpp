@@ -229,6 +229,6 @@ std::string console_help()
     text += "DEV as mock_client numbers them; PLACE is one of them, or a port: 1.h0, 1.n0. COMMAND, COUNT,\n"
             "MILLISECONDS, ATTEMPTS, ROWS, BIT are decimal, the others hexadecimal with or without 0x. COUNT "
             "is 1 unless\n"
-            "given; 0 takes the fault away, `always` keeps it.\n";
+            "given; 0 takes the fault away, `always` keeps it, and 10% commits it on one occasion of ten.\n";
     return text;
 }

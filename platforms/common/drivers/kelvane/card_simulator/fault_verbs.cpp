@@ -57,9 +57,28 @@ bool take_error_word(arguments &it, uint32_t *value)
            reject(it, "WORD is no error word's name and no hexadecimal number: " + std::string(word));
 }
 
+bool percent_comes_next(const arguments &it)
+{
+    return it.next < it.given.size() && it.given[it.next].ends_with('%');
+}
+
+bool take_times(arguments &it, armed_fault *fault)
+{
+    if (!percent_comes_next(it)) {
+        return take_count(it, &fault->left);
+    }
+    std::string_view word = it.given[it.next++];
+    word.remove_suffix(1);
+    if (!to_number(word, 10, &fault->percent) || fault->percent > 100) {
+        return reject(it, "PERCENT is 0% to 100%");
+    }
+    fault->left = fault->percent > 0 ? FAULT_ALWAYS : 0;
+    return true;
+}
+
 bool take_value(arguments &it, fault_value value, armed_fault *fault)
 {
-    const bool given = it.next < it.given.size() && it.given[it.next] != ALWAYS;
+    const bool given = it.next < it.given.size() && it.given[it.next] != ALWAYS && !percent_comes_next(it);
     switch (value) {
     case fault_value::milliseconds:
         return take_number(it, "MILLISECONDS", 10, &fault->value);
@@ -78,9 +97,9 @@ bool verb_fault(card &card, arguments &it, std::string *)
 {
     const auto *shape = std::ranges::find(FAULT_SHAPES, it.given.front(), &fault_shape::verb);
     assert(shape != std::end(FAULT_SHAPES));
-    armed_fault fault{shape->kind, 0, 0, 1};
+    armed_fault fault{shape->kind, 0, 0, 1, 100};
     if (!take_subject(it, shape->subject, &fault) || !take_value(it, shape->value, &fault) ||
-        !take_count(it, &fault.left) || !take_end(it)) {
+        !take_times(it, &fault) || !take_end(it)) {
         return false;
     }
     faults_arm(card.faults, fault);

@@ -11,6 +11,16 @@ auto find(faults &faults, fault_kind kind, uint32_t subject)
     });
 }
 
+// splitmix64: any state will do, and the same seed commits the same faults.
+uint32_t draw_percent(uint64_t &dice)
+{
+    dice += 0x9E3779B97F4A7C15;
+    uint64_t mixed = dice;
+    mixed = (mixed ^ (mixed >> 30)) * 0xBF58476D1CE4E5B9;
+    mixed = (mixed ^ (mixed >> 27)) * 0x94D049BB133111EB;
+    return static_cast<uint32_t>((mixed ^ (mixed >> 31)) % 100);
+}
+
 } // namespace
 
 void faults_arm(faults &faults, const armed_fault &fault)
@@ -27,7 +37,8 @@ void faults_arm(faults &faults, const armed_fault &fault)
 bool faults_strike(faults &faults, fault_kind kind, uint32_t subject, uint32_t *value)
 {
     const auto fault = find(faults, kind, subject);
-    if (fault == faults.armed.end()) {
+    if (fault == faults.armed.end() ||
+        (fault->percent < 100 && draw_percent(faults.dice) >= fault->percent)) {
         return false;
     }
     if (value != nullptr) {

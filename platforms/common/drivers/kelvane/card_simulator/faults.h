@@ -26,11 +26,13 @@ struct armed_fault {
     fault_kind kind;
     uint32_t subject; // the command or header word; 0 for the others
     uint32_t value;
-    uint32_t left; // times, FAULT_ALWAYS: without end
+    uint32_t left;          // times, FAULT_ALWAYS: without end
+    uint32_t percent = 100; // of the occasions
 };
 
 struct faults {
     std::vector<armed_fault> armed;
+    uint64_t dice = 0; // what the occasions are drawn from
 };
 
 // Arms the fault, in place of one of the same kind and subject; `left` 0 takes that one away.

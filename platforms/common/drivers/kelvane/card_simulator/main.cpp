@@ -58,9 +58,11 @@ bool watch_signals(simulator &it, std::string *problem)
 
 bool tell_ready(const simulator_options &options, const card_tree &tree, std::string *problem)
 {
+    const bool on_device = !options.device.memory.empty();
     if (!options.quiet) {
-        std::printf("card_simulator: firmware %u.%u, KELVANE_HOST_ROOT=%s\n", options.card.firmware_major,
-                    options.card.firmware_minor, tree.root.c_str());
+        std::printf("card_simulator: firmware %u.%u, %s%s\n", options.card.firmware_major,
+                    options.card.firmware_minor, on_device ? "" : "KELVANE_HOST_ROOT=",
+                    on_device ? options.device.memory.c_str() : tree.root.c_str());
         std::fflush(stdout);
     }
     if (options.ready_fd < 0) {
@@ -75,17 +77,31 @@ bool tell_ready(const simulator_options &options, const card_tree &tree, std::st
     return true;
 }
 
+bool start_card(simulator &it, const simulator_options &options, std::string *problem)
+{
+    if (!options.device.memory.empty()) {
+        return uio_device_start(it.server, options.card, options.device, problem);
+    }
+    return uio_server_start(it.server, options.card, it.tree, it.loop, problem);
+}
+
+// The kernel's device has its files already.
+bool publish(simulator &it, const simulator_options &options, std::string *problem)
+{
+    return !options.device.memory.empty() || card_tree_publish(it.tree, options.name, BAR_BYTES, problem);
+}
+
 bool start(simulator &it, const simulator_options &options, std::string *problem)
 {
     if (!watch_signals(it, problem) || !card_tree_open(it.tree, options.host, problem) ||
-        !uio_server_start(it.server, options.card, it.tree, it.loop, problem) ||
+        !start_card(it, options, problem) ||
         !control_socket_start(it.control, it.tree.control, it.server, it.loop, problem)) {
         return false;
     }
     if (!options.script.empty() && !prompt_run_script(it.server, options.script, problem)) {
         return false;
     }
-    if (!card_tree_publish(it.tree, options.name, BAR_BYTES, problem) ||
+    if (!publish(it, options, problem) ||
         (!options.link.empty() && !card_tree_link(it.tree, options.link, problem)) ||
         !tell_ready(options, it.tree, problem)) {
         return false;

@@ -13,7 +13,7 @@ constexpr uint32_t SIRANE_BITS = (1u << SIRANE_COUNT) - 1;
 uint32_t present(msi &msi, bar &bar, uint32_t sirane_id)
 {
     const uint32_t bit = 1u << sirane_id;
-    if (msi.presented[sirane_id] && (bar_read(bar, MSI_STATUS_REG) & bit) == 0) {
+    if (!bar.plain && msi.presented[sirane_id] && (bar_read(bar, MSI_STATUS_REG) & bit) == 0) {
         msi.presented[sirane_id] = false;
     }
     if (msi.presented[sirane_id] || msi.waiting[sirane_id].empty()) {
@@ -54,6 +54,26 @@ uint32_t msi_host_enabled(msi &msi, bar &bar)
     const uint32_t newly = enabled & ~msi.enabled & bar_read(bar, MSI_STATUS_REG);
     msi.enabled = enabled;
     return static_cast<uint32_t>(std::popcount(newly));
+}
+
+uint32_t msi_settle(msi &msi, bar &bar, uint32_t over)
+{
+    uint32_t events = 0;
+    for (uint32_t sirane_id = 0; sirane_id < SIRANE_COUNT; sirane_id++) {
+        const uint32_t bit = 1u << sirane_id;
+        const bool set = (bar_read(bar, MSI_STATUS_REG) & bit) != 0;
+        if ((over & bit) != 0) {
+            msi.presented[sirane_id] = false;
+        }
+        if (msi.presented[sirane_id] && !set) {
+            bar_set_bits(bar, MSI_STATUS_REG, bit);
+            events += (msi.enabled & bit) != 0 ? 1 : 0;
+        } else if (!msi.presented[sirane_id] && set) {
+            bar_clear_bits(bar, MSI_STATUS_REG, bit);
+        }
+        events += present(msi, bar, sirane_id);
+    }
+    return events;
 }
 
 void msi_reset(msi &msi, bar &bar)

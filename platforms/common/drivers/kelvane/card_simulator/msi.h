@@ -20,6 +20,10 @@ uint32_t msi_post(msi &msi, bar &bar, uint32_t sirane_id, uint32_t source);
 uint32_t msi_host_cleared(msi &msi, bar &bar);
 uint32_t msi_host_enabled(msi &msi, bar &bar);
 
+// On plain memory, where a host's clear does nothing, or spoils the word that it read a moment before: ends
+// the interrupts of the siranes in `over`, and sets all other bits right.
+uint32_t msi_settle(msi &msi, bar &bar, uint32_t over);
+
 // Forgets all interrupts, pending ones included. What the host enabled stays.
 void msi_reset(msi &msi, bar &bar);
 

@@ -15,6 +15,7 @@ enum option_id {
     OPTION_FIRMWARE,
     OPTION_HELP,
     OPTION_HOST,
+    OPTION_INTERRUPT_FILE,
     OPTION_LINK,
     OPTION_NAME,
     OPTION_QUIET,
@@ -22,6 +23,7 @@ enum option_id {
     OPTION_SCRIPT,
     OPTION_SEED,
     OPTION_SEND,
+    OPTION_UIO_DEVICE,
 };
 
 constexpr option OPTIONS[] = {
@@ -30,6 +32,7 @@ constexpr option OPTIONS[] = {
     {"firmware", required_argument, nullptr, OPTION_FIRMWARE},
     {"help", no_argument, nullptr, OPTION_HELP},
     {"host", required_argument, nullptr, OPTION_HOST},
+    {"interrupt-file", required_argument, nullptr, OPTION_INTERRUPT_FILE},
     {"link", required_argument, nullptr, OPTION_LINK},
     {"name", required_argument, nullptr, OPTION_NAME},
     {"quiet", no_argument, nullptr, OPTION_QUIET},
@@ -37,6 +40,7 @@ constexpr option OPTIONS[] = {
     {"script", required_argument, nullptr, OPTION_SCRIPT},
     {"seed", required_argument, nullptr, OPTION_SEED},
     {"send", no_argument, nullptr, OPTION_SEND},
+    {"uio-device", required_argument, nullptr, OPTION_UIO_DEVICE},
     {nullptr, 0, nullptr, 0},
 };
 
@@ -83,6 +87,9 @@ bool take_option(int id, const char *argument, simulator_options *options)
     case OPTION_HOST:
         options->host = argument;
         return !options->host.empty();
+    case OPTION_INTERRUPT_FILE:
+        options->device.interrupt = argument;
+        return !options->device.interrupt.empty();
     case OPTION_LINK:
         options->link = argument;
         return !options->link.empty();
@@ -102,6 +109,9 @@ bool take_option(int id, const char *argument, simulator_options *options)
     case OPTION_SEND:
         options->send = true;
         return true;
+    case OPTION_UIO_DEVICE:
+        options->device.memory = argument;
+        return !options->device.memory.empty();
     default:
         return false;
     }
@@ -135,6 +145,10 @@ bool parse_options(int count, char **words, simulator_options *options, std::str
                                  : "nothing is expected but options; --help tells more";
         return false;
     }
+    if (options->device.memory.empty() != options->device.interrupt.empty()) {
+        *problem = "--uio-device and --interrupt-file go together";
+        return false;
+    }
     if (options->send && options->host.empty()) {
         *problem = "--send needs --host";
         return false;
@@ -157,6 +171,10 @@ std::string options_help()
            "  --quiet              no prompt, standard input is not read\n"
            "  --ready-fd N         when ready, write the tree's path to descriptor N and close it\n"
            "  --exit-with-parent   end when the process that started the card ends\n"
+           "  --uio-device FILE    for test rigs: the BAR is the memory of this UIO device, which the "
+           "kernel\n"
+           "                       has, and which a host then finds without KELVANE_HOST_ROOT\n"
+           "  --interrupt-file FILE  with it: a 1 is written there for each interrupt\n"
            "  --help\n"
            "\n"
            "A host reaches the card with KELVANE_HOST_ROOT=DIR in its environment.\n";

@@ -5,10 +5,12 @@
 #include <string>
 
 #include "card_simulator/card.h"
+#include "card_simulator/uio_device.h"
 
 struct simulator_options {
     card_options card;
-    std::string host; // folder of the tree, empty for a new one
+    uio_device_files device; // empty: the card makes a device of its own
+    std::string host;        // folder of the tree, empty for a new one
     std::string link;
     std::string name = "ZYNQFPGA";
     std::string script;

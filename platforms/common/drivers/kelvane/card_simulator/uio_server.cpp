@@ -220,9 +220,9 @@ bool uio_server_start(uio_server &server, const card_options &options, card_tree
 
 void uio_server_stop(uio_server &server)
 {
+    server.stop = true;
     if (server.control != nullptr) {
         tell_removed(&server, true);
-        server.stop = true;
         simulated_uio_wake(server.control);
     }
     if (server.firmware.joinable()) {
@@ -247,12 +247,15 @@ void uio_server_stop(uio_server &server)
     }
     close_if_open(server.bar_fd);
     close_if_open(server.control_fd);
+    close_if_open(server.interrupt_fd);
 }
 
 int32_t uio_server_verb(uio_server &server, const char *line, std::string *answer)
 {
     const int32_t result = card_verb(server.card, line, answer);
     server.look_again = true;
-    simulated_uio_wake(server.control);
+    if (server.control != nullptr) {
+        simulated_uio_wake(server.control);
+    }
     return result;
 }

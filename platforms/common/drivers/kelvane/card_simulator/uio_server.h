@@ -24,7 +24,8 @@ struct uio_server {
     int bar_fd = -1;
     int control_fd = -1;
     int listener = -1;
-    simulated_uio_control *control = nullptr;
+    int interrupt_fd = -1;                    // on a device of the kernel's: see uio_device.h
+    simulated_uio_control *control = nullptr; // on such a device null
     simulated_uio_reader reader{};
 
     std::mutex clients_mutex; // taken within the card's mutex, never around it
