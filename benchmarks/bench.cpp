@@ -33,12 +33,16 @@ constexpr figure FIGURES[] = {
     {"trace_ring_1_peer", trace_ring_1_peer, 101, "ns", RATIO_AT_MOST, 1.0},
     {"trace_ring_2_peer", trace_ring_2_peer, 51, "ns", RATIO_AT_MOST, 1.0},
     {"log_line", log_line, 101, "ns", RATIO_AT_MOST, 2.6},
-    {"mutex", mutex, 101, "ns", RATIO_AT_MOST, 1.5},
+    {"mutex", uncontended_mutex, 101, "ns", RATIO_AT_MOST, 1.5},
     {"semaphore_wake", semaphore_wake, 101, "us", RATIO_AT_MOST, 1.5},
     {"command_rate", command_rate, 21, "/s", RATIO_AT_LEAST, 0.95},
     {"command_rate_3", command_rate_3, 21, "/s", RATIO_AT_LEAST, 0.93},
     {"command_cpu", command_cpu, 101, "us", RATIO_AT_MOST, 1.5},
     {"interrupt_to_callback", interrupt_to_callback, 301, "us", RATIO_AT_MOST, 1.6},
+    {"simulator_rate", simulator_rate, 21, "/s", RATIO_AT_LEAST, 0.95},
+    {"simulator_idle", simulator_idle, 7, "%", VALUE_AT_MOST, 1},
+    {"client_start", client_start, 7, "ms", EXCESS_AT_MOST, 25},
+    {"client_resident", client_resident, 7, "MiB", VALUE_AT_MOST, 16},
 };
 
 double median(std::vector<double> values)

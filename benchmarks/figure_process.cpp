@@ -71,7 +71,9 @@ void remove_folder(const std::string &path)
 
 void figure_fail(const char *what)
 {
-    std::fprintf(stderr, "kelvane_bench: %s: %s failed: %s\n", figure_name, what, std::strerror(errno));
+    const int error = errno;
+    std::fprintf(stderr, "kelvane_bench: %s: %s failed%s%s\n", figure_name, what, error != 0 ? ": " : "",
+                 error != 0 ? std::strerror(error) : "");
     _exit(2);
 }
 

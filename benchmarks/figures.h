@@ -18,7 +18,7 @@ round_values trace_ring_1();
 round_values trace_ring_1_peer();
 round_values trace_ring_2_peer();
 round_values log_line();
-round_values mutex();
+round_values uncontended_mutex();
 round_values semaphore_wake();
 round_values command_rate();
 round_values command_rate_3();

@@ -82,7 +82,7 @@ void start()
 
 } // namespace
 
-round_values mutex()
+round_values uncontended_mutex()
 {
     static const bool started = (start(), true);
     (void)started;

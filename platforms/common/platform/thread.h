@@ -62,18 +62,18 @@ int thread_timed_lock_held(pthread_mutex_t *mutex, const struct timespec *deadli
 /* The blocking lock step: a try, and only if the mutex is held elsewhere the mark, the blocking call
  * and the clearing of the mark. Returns what the last pthread call returned. Blocks without limit. The
  * try stands here, so that a free mutex costs its caller no more than that. */
-static inline int thread_lock(pthread_mutex_t *mutex, const char *function, int line)
+static inline int thread_lock(pthread_mutex_t *lock, const char *function, int line)
 {
-    const int result = pthread_mutex_trylock(mutex);
-    return __builtin_expect(result == EBUSY, 0) ? thread_lock_held(mutex, function, line) : result;
+    const int result = pthread_mutex_trylock(lock);
+    return __builtin_expect(result == EBUSY, 0) ? thread_lock_held(lock, function, line) : result;
 }
 
 /* The same with pthread_mutex_timedlock as the blocking call; `deadline` is wall-clock time. */
-static inline int thread_timed_lock(pthread_mutex_t *mutex, const struct timespec *deadline,
+static inline int thread_timed_lock(pthread_mutex_t *lock, const struct timespec *deadline,
                                     const char *function, int line)
 {
-    const int result = pthread_mutex_trylock(mutex);
-    return __builtin_expect(result == EBUSY, 0) ? thread_timed_lock_held(mutex, deadline, function, line)
+    const int result = pthread_mutex_trylock(lock);
+    return __builtin_expect(result == EBUSY, 0) ? thread_timed_lock_held(lock, deadline, function, line)
                                                 : result;
 }
 
