@@ -81,11 +81,12 @@ double milliseconds_of_sleeps()
     if (sleeps->count == 0 || sleeps->count == SLEEPS_AT_MOST) {
         figure_fail("counting the client's sleeps");
     }
-    return nanoseconds_each(1, [](unsigned) {
-               for (uint32_t i = 0; i < sleeps->count; i++) {
-                   wait_sleep(sleeps->nanoseconds[i]);
-               }
-           }) /
+    return nanoseconds_each(1,
+                            [](unsigned) {
+                                for (uint32_t i = 0; i < sleeps->count; i++) {
+                                    wait_sleep(sleeps->nanoseconds[i]);
+                                }
+                            }) /
            1e6;
 }
 

@@ -11,7 +11,7 @@
 
 namespace {
 
-constexpr unsigned COMMANDS = 100; // of each thread
+constexpr unsigned COMMANDS = 20; // of each thread, in a round
 constexpr uint32_t PAUSE_NSEC = 500'000;
 
 double rate_of(double nanoseconds)

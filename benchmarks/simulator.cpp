@@ -84,7 +84,8 @@ double commands_a_second(const mmio_mapping *mapping)
     return 1e9 / nanoseconds_each(COMMANDS, [](unsigned turns) {
                for (unsigned turn = 0; turn < turns; turn++) {
                    uint32_t value = 0;
-                   if (kelvane_read_register(0, KELVANE_ADDRESS_SIRANE(0), 0x9010, &value) != 0 || value != 1) {
+                   if (kelvane_read_register(0, KELVANE_ADDRESS_SIRANE(0), 0x9010, &value) != 0 ||
+                       value != 1) {
                        figure_fail("kelvane_read_register");
                    }
                }
