@@ -84,7 +84,7 @@ const std::string &figure_host()
 
 std::string figure_log_on()
 {
-    const std::string path = host + "/root/kelvane.log";
+    std::string path = host + "/root/kelvane.log";
     const int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
     if (fd < 0) {
         figure_fail("making the log file");

@@ -15,6 +15,7 @@ namespace {
 int become(const std::vector<std::string> &words)
 {
     std::vector<char *> arguments;
+    arguments.reserve(words.size() + 1);
     for (const std::string &word : words) {
         arguments.push_back(const_cast<char *>(word.c_str()));
     }
