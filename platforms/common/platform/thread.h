@@ -65,7 +65,10 @@ int thread_timed_lock_held(pthread_mutex_t *mutex, const struct timespec *deadli
 static inline int thread_lock(pthread_mutex_t *lock, const char *function, int line)
 {
     const int result = pthread_mutex_trylock(lock);
-    return __builtin_expect(result == EBUSY, 0) ? thread_lock_held(lock, function, line) : result;
+    if (__builtin_expect(result == 0, 1)) {
+        return 0;
+    }
+    return result == EBUSY ? thread_lock_held(lock, function, line) : result;
 }
 
 /* The same with pthread_mutex_timedlock as the blocking call; `deadline` is wall-clock time. */
@@ -73,8 +76,10 @@ static inline int thread_timed_lock(pthread_mutex_t *lock, const struct timespec
                                     const char *function, int line)
 {
     const int result = pthread_mutex_trylock(lock);
-    return __builtin_expect(result == EBUSY, 0) ? thread_timed_lock_held(lock, deadline, function, line)
-                                                : result;
+    if (__builtin_expect(result == 0, 1)) {
+        return 0;
+    }
+    return result == EBUSY ? thread_timed_lock_held(lock, deadline, function, line) : result;
 }
 
 #ifdef __cplusplus
