@@ -15,14 +15,6 @@ void line_of_read(uint32_t offset, uint32_t value)
              value);
 }
 
-uint32_t read(uint32_t offset)
-{
-    uint32_t value = 0;
-    bench_read(CARD, 0, offset, &value, 1);
-    line_of_read(offset, value);
-    return value;
-}
-
 void write(uint32_t offset, uint32_t value)
 {
     bench_write(CARD, 0, offset, value, 1);
@@ -42,7 +34,7 @@ void wait_for_state(uint32_t reg, uint32_t mask)
     constexpr const char *name = "mbox_wait_for_state";
     TRACE_AS(name, DEBUG, CARD, SIRANE_0, " waiting_reg %08x waiting_state_mask %08x polling_number = %lu",
              reg, mask, 600000ul);
-    const uint32_t state = read(reg);
+    const uint32_t state = bare_read(reg);
     TRACE_AS(name, DEBUG, CARD, SIRANE_0,
              "FOUND %08x on waiting_state_mask %08x on reg %08x polling_number %lu", state, mask, reg,
              600000ul);
@@ -73,7 +65,7 @@ void receive_message(uint32_t ref_id)
 {
     TRACE_AS("mbox_check_for_state", DEBUG, CARD, SIRANE_0,
              " waiting_reg %08x waiting_state_mask %08x incr_counter = %d ", 0x01C02004u, 0x4u, 0);
-    const uint32_t state = read(0x01C02004);
+    const uint32_t state = bare_read(0x01C02004);
     TRACE_AS("mbox_check_for_state", DEBUG, CARD, SIRANE_0,
              "FOUND %08x on waiting_state_mask %08x on reg %08x, attempts done incr_counter %d ", state, 0x4u,
              0x01C02004u, 0);
@@ -82,13 +74,13 @@ void receive_message(uint32_t ref_id)
              600000ul);
     TRACE_AS("read_mbox_header", DEBUG, CARD, SIRANE_0, " offset mailbox_addr  %08x ", 0x01C02100u);
     for (uint32_t offset = 0x01C02100; offset < 0x01C02118; offset += 4) {
-        read(offset);
+        bare_read(offset);
     }
     line_of_header(INFO, 0, 9, ref_id, 4, 0xFF00FF00);
     TRACE_AS("manage_resp_receive", DEBUG, CARD, SIRANE_0, "validate_header = %d ", 1);
     TRACE_AS("read_mbox_data", DEBUG, CARD, SIRANE_0, " offset mailbox_addr  %08x ", 0x01C02100u);
     for (uint32_t offset = 0x01C02118; offset < 0x01C02128; offset += 4) {
-        read(offset);
+        bare_read(offset);
     }
 }
 
@@ -172,6 +164,14 @@ void lines_of_request(uint32_t ref_id, kelvane_alarms_notify_cb callback)
 
 } // namespace
 
+uint32_t bare_read(uint32_t offset)
+{
+    uint32_t value = 0;
+    bench_read(CARD, 0, offset, &value, 1);
+    line_of_read(offset, value);
+    return value;
+}
+
 void bare_read_register(uint32_t ref_id)
 {
     TRACE_AS("kelvane_read_register", INFO, CARD, SIRANE_0, " start reg_address = %08x ", 0x9010u);
@@ -203,7 +203,6 @@ void bare_response_lines(uint32_t ref_id, kelvane_alarms_notify_cb callback)
              0, 2);
     TRACE_AS("kelvane_get_zynq_info_table", DEBUG, CARD, KELVANE_ADDRESS_BOARD,
              " start sizebytes %d  size_32t %d ", 64, 16);
-    lines_of_reads(0x01F04000, 16);
     TRACE_AS("kelvane_get_internal_software_running", DEBUG, CARD, KELVANE_ADDRESS_BOARD,
              "maj_ver %d min_ver %d - 0x%x 0x%x ", 0, 0, 0u, 0u);
     TRACE_AS(

@@ -7,6 +7,9 @@
 
 #include "kelvane.h"
 
+// A word of the card, with the line that every access draws.
+uint32_t bare_read(uint32_t offset);
+
 // kelvane_read_register of register 0x9010 on sirane 0, on the card of bench_card.h: 34 accesses.
 void bare_read_register(uint32_t ref_id);
 

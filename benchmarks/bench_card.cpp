@@ -67,8 +67,25 @@ int32_t bench_write(kelvane_handle, uint32_t, uint32_t offset, uint32_t value, u
         return 0;
     }
     bench_word(offset).store(value, std::memory_order_relaxed);
-    if (offset >= COMMAND.resp_reg_to_write) {
+    if (offset - COMMAND.resp_reg_to_write < SIRANE_COUNT * SIRANE_STRIDE) {
         host_wrote(offset, value);
+    }
+    return 0;
+}
+
+int32_t bench_read_block(kelvane_handle, uint32_t, uint32_t offset, uint32_t count, uint32_t *data, uint32_t)
+{
+    for (uint32_t i = 0; i < count; i++) {
+        data[i] = bench_word(offset + 4 * i).load(std::memory_order_relaxed);
+    }
+    return 0;
+}
+
+static int32_t bench_write_block(kelvane_handle, uint32_t, uint32_t offset, uint32_t count,
+                                 const uint32_t *data, uint32_t)
+{
+    for (uint32_t i = 0; i < count; i++) {
+        bench_word(offset + 4 * i).store(data[i], std::memory_order_relaxed);
     }
     return 0;
 }
@@ -88,6 +105,8 @@ void start_on_bench_card(bench_threads threads)
     device.notify_plugin_cb = [](kelvane_handle, kelvane_device_address, uint32_t) { return 0; };
     device.pci_read_cb = bench_read;
     device.pci_write_cb = bench_write;
+    device.pci_read_block_cb = bench_read_block;
+    device.pci_write_block_cb = bench_write_block;
     driver_starts_threads = threads == WITH_THREADS;
     if (kelvane_init_driver() != 0 || kelvane_device_create(device) != 0) {
         figure_fail("kelvane_device_create");

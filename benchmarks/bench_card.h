@@ -16,6 +16,8 @@ int32_t bench_read(kelvane_handle handle, uint32_t bus, uint32_t offset, uint32_
                    uint32_t check_alive);
 int32_t bench_write(kelvane_handle handle, uint32_t bus, uint32_t offset, uint32_t value,
                     uint32_t check_alive);
+int32_t bench_read_block(kelvane_handle handle, uint32_t bus, uint32_t offset, uint32_t count, uint32_t *data,
+                         uint32_t check_alive);
 
 enum bench_threads { WITHOUT_THREADS, WITH_THREADS };
 

@@ -1,9 +1,8 @@
 // The processor time of one command in a time that does not pass: what the library adds to the accesses and
 // the lines of the log that a command consists of.
-#include <ctime>
-
 #include "bare_lines.h"
 #include "bench_card.h"
+#include "clock.h"
 #include "figure_process.h"
 #include "figures.h"
 #include "logged_lines.h"
@@ -14,20 +13,15 @@ namespace {
 constexpr unsigned COMMANDS = 100;
 constexpr uint32_t REF_ID = 0x01C00104; // of the last command
 
-double thread_microseconds()
-{
-    timespec now{};
-    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
-    return static_cast<double>(now.tv_sec) * 1e6 + static_cast<double>(now.tv_nsec) / 1e3;
-}
-
 template <typename command> double microseconds_each(command run)
 {
-    const double start = thread_microseconds();
-    for (unsigned i = 0; i < COMMANDS; i++) {
-        run();
-    }
-    return (thread_microseconds() - start) / COMMANDS;
+    return processor_nanoseconds_each(COMMANDS,
+                                      [run](unsigned turns) {
+                                          for (unsigned turn = 0; turn < turns; turn++) {
+                                              run();
+                                          }
+                                      }) /
+           1e3;
 }
 
 void compare_once()

@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
+#include <iterator>
 
 #include "figure_process.h"
 #include "kelvane_trace_defs.h"
@@ -24,6 +25,18 @@ std::vector<logged_line> take_logged_lines()
         }
     }
     return lines;
+}
+
+std::vector<logged_line> lines_with(const std::vector<logged_line> &lines,
+                                    const std::vector<std::string> &texts)
+{
+    std::vector<logged_line> kept;
+    std::copy_if(lines.begin(), lines.end(), std::back_inserter(kept), [&texts](const logged_line &line) {
+        return std::any_of(texts.begin(), texts.end(), [&line](const std::string &text) {
+            return line.text.find(text) != std::string::npos;
+        });
+    });
+    return kept;
 }
 
 void expect_same_lines(const std::vector<logged_line> &library, const std::vector<logged_line> &bare)

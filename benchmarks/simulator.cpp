@@ -17,7 +17,7 @@
 
 namespace {
 
-constexpr unsigned COMMANDS = 50;
+constexpr unsigned COMMANDS = 20;
 
 mmio_mapping sleeping;
 mmio_mapping spinning;
