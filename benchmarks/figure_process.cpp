@@ -16,6 +16,25 @@
 namespace {
 
 std::string host;
+volatile pid_t running; // the figure's process
+volatile sig_atomic_t asked_to_end;
+
+// Ends the figure, so that its folders are removed before the bench ends.
+void end_figure(int)
+{
+    asked_to_end = 1;
+    if (running > 0) {
+        kill(running, SIGKILL);
+    }
+}
+
+void on_signals(void (*act)(int))
+{
+    for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
+        std::signal(number, act);
+    }
+}
+
 const char *figure_name = "";
 
 std::string make_folder(const char *below)
@@ -48,6 +67,7 @@ bool read_all(int fd, void *out, size_t size)
 [[noreturn]] void be_figure(round_values (*round)(), size_t rounds, int result)
 {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
+    on_signals(SIG_DFL);
     const int nowhere = open("/dev/null", O_RDWR | O_CLOEXEC);
     dup2(nowhere, STDIN_FILENO);
     dup2(nowhere, STDOUT_FILENO);
@@ -106,10 +126,12 @@ bool run_rounds(const char *name, round_values (*round)(), std::vector<round_val
     if (pipe2(ends, O_CLOEXEC) != 0) {
         figure_fail("pipe2");
     }
+    on_signals(end_figure);
     const pid_t pid = fork();
     if (pid < 0) {
         figure_fail("fork");
     }
+    running = pid;
     if (pid == 0) {
         be_figure(round, rounds.size(), ends[1]);
     }
@@ -118,10 +140,16 @@ bool run_rounds(const char *name, round_values (*round)(), std::vector<round_val
     close(ends[0]);
     int status = 0;
     waitpid(pid, &status, 0);
+    running = 0;
     remove_folder(host);
     remove_folder(rings);
     if (!whole || status != 0) {
         std::fprintf(stderr, "kelvane_bench: %s was not measured\n", name);
     }
     return whole && status == 0;
+}
+
+bool asked_to_stop()
+{
+    return asked_to_end != 0;
 }

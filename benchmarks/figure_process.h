@@ -13,6 +13,9 @@
 // failed.
 bool run_rounds(const char *name, round_values (*round)(), std::vector<round_values> &rounds);
 
+// A signal asked the program to end.
+bool asked_to_stop();
+
 // In a figure's process: its host's tree, with an empty root/ in it.
 const std::string &figure_host();
 

@@ -1,4 +1,3 @@
-#include <sched.h>
 #include <thread>
 
 #include "clock.h"
@@ -6,6 +5,7 @@
 #include "figures.h"
 #include "futex.h"
 #include "kelvane_trace_defs.h"
+#include "processors.h"
 
 namespace {
 
@@ -32,19 +32,9 @@ void reference_loop(unsigned turns)
 
 // On one processor a wake is a switch from thread to thread. Across two, the sleeping processor takes ten
 // times as long to come to itself, and hides whatever the semaphore adds.
-void stay_here()
-{
-    cpu_set_t here;
-    CPU_ZERO(&here);
-    CPU_SET(static_cast<size_t>(sched_getcpu()), &here);
-    if (sched_setaffinity(0, sizeof here, &here) != 0) {
-        figure_fail("sched_setaffinity");
-    }
-}
-
 void start()
 {
-    stay_here();
+    stay_on(pthread_self(), 0);
     trace_level_mask_clear(LOWPR);
     for (kelvane_semaphore *semaphore : {&there, &back}) {
         if (kelvane_sem_init(semaphore) != 0 || kelvane_sem_take(semaphore) != 0) {
