@@ -8,6 +8,7 @@
 {
     PROGRAM_PACKAGES=(cmake g++ libmd-dev ninja-build)
     TEST_PACKAGES=("${PROGRAM_PACKAGES[@]}" libgtest-dev make pkg-config)
+    BENCH_PACKAGES=("${TEST_PACKAGES[@]}" libspdlog-dev)
     CLANG_PACKAGES=(clang libclang-rt-14-dev)
     VM_PACKAGES=("${TEST_PACKAGES[@]}" linux-headers-amd64 qemu-system-x86 busybox-static cpio)
     CHECK_PACKAGES=("${CLANG_PACKAGES[@]}" clang-format clang-tidy shellcheck)

@@ -1,51 +1,115 @@
 // kelvane_bench: each figure is compared with a reference of its own that is measured beside it, so that
 // the verdict does not depend on the machine.
 #include <algorithm>
-#include <array>
 #include <cstdio>
 #include <cstring>
 #include <span>
+#include <vector>
 
+#include "figure_process.h"
 #include "figures.h"
 
 namespace {
 
-constexpr size_t ROUNDS = 101;
+enum comparison {
+    RATIO_AT_MOST,
+    RATIO_AT_LEAST,
+    EXCESS_AT_MOST, // measured minus reference
+    VALUE_AT_MOST,
+};
 
 struct figure {
     const char *name;
-    round_times (*round)();
-    double goal; // the ratio measured / reference is at most this
+    round_values (*round)();
+    unsigned rounds; // odd: the median is one of them
+    const char *unit;
+    comparison how;
+    double goal;
 };
 
 constexpr figure FIGURES[] = {
-    {"trace_disabled", trace_disabled, 1.2},
-    {"interrupt_to_callback", interrupt_to_callback, 3.0},
+    {"trace_disabled", trace_disabled, 101, "ns", RATIO_AT_MOST, 1.2},
+    {"trace_ring_1", trace_ring_1, 101, "ns", RATIO_AT_MOST, 1.5},
+    {"trace_ring_1_peer", trace_ring_1_peer, 101, "ns", RATIO_AT_MOST, 1.0},
+    {"trace_ring_2_peer", trace_ring_2_peer, 51, "ns", RATIO_AT_MOST, 1.0},
+    {"log_line", log_line, 301, "ns", RATIO_AT_MOST, 2.6},
+    {"mutex", uncontended_mutex, 301, "ns", RATIO_AT_MOST, 1.5},
+    {"semaphore_wake", semaphore_wake, 101, "us", RATIO_AT_MOST, 1.5},
+    {"command_rate", command_rate, 101, "/s", RATIO_AT_LEAST, 0.95},
+    {"command_rate_3", command_rate_3, 101, "/s", RATIO_AT_LEAST, 0.93},
+    {"command_cpu", command_cpu, 101, "us", RATIO_AT_MOST, 1.5},
+    {"interrupt_to_callback", interrupt_to_callback, 301, "us", RATIO_AT_MOST, 1.6},
+    {"download", download, 11, "ms", RATIO_AT_MOST, 1.15},
+    {"arm_log_dump", arm_log_dump, 51, "ms", RATIO_AT_MOST, 1.5},
+    {"eprom_dump", eprom_dump, 21, "ms", RATIO_AT_MOST, 1.5},
+    {"simulator_rate", simulator_rate, 101, "/s", RATIO_AT_LEAST, 0.95},
+    {"simulator_idle", simulator_idle, 7, "%", VALUE_AT_MOST, 1},
+    {"client_start", client_start, 7, "ms", EXCESS_AT_MOST, 25},
+    {"client_resident", client_resident, 7, "MiB", VALUE_AT_MOST, 16},
 };
 
-double median(std::array<double, ROUNDS> values)
+double median(std::vector<double> values)
 {
-    std::nth_element(values.begin(), values.begin() + ROUNDS / 2, values.end());
-    return values[ROUNDS / 2];
+    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+    std::nth_element(values.begin(), middle, values.end());
+    return *middle;
+}
+
+struct verdict {
+    double compared;
+    bool ok;
+};
+
+verdict judge(const figure &figure, double measured, double reference)
+{
+    switch (figure.how) {
+    case RATIO_AT_MOST:
+        return {measured / reference, measured / reference <= figure.goal};
+    case RATIO_AT_LEAST:
+        return {measured / reference, measured / reference >= figure.goal};
+    case EXCESS_AT_MOST:
+        return {measured - reference, measured - reference <= figure.goal};
+    case VALUE_AT_MOST:
+        break;
+    }
+    return {measured, measured <= figure.goal};
+}
+
+void print_line(const figure &figure, double measured, double reference, const verdict &verdict)
+{
+    static const char *const signs[] = {"<=", ">=", "<= +", "<="};
+    const bool is_ratio = figure.how == RATIO_AT_MOST || figure.how == RATIO_AT_LEAST;
+    char beside[32] = "-";
+    if (figure.how != VALUE_AT_MOST) {
+        std::snprintf(beside, sizeof beside, "%.2f %s", reference, figure.unit);
+    }
+    char goal[32];
+    std::snprintf(goal, sizeof goal, "%s%s%.4g%s%s", signs[figure.how],
+                  figure.how == EXCESS_AT_MOST ? "" : " ", figure.goal, is_ratio ? "" : " ",
+                  is_ratio ? "" : figure.unit);
+    std::printf("%-22s %12.2f %-3s %15s %8.3f  %-10s %s\n", figure.name, measured, figure.unit, beside,
+                verdict.compared, goal, verdict.ok ? "ok" : "short");
+    std::fflush(stdout);
 }
 
 // The two sides take turns, so that what else the machine does hits both.
-bool measure(const figure &figure)
+enum outcome { GOOD, SHORT, NOT_MEASURED };
+
+outcome measure(const figure &figure)
 {
-    std::array<double, ROUNDS> measured{};
-    std::array<double, ROUNDS> reference{};
-    figure.round(); // warms up
-    for (size_t i = 0; i < ROUNDS; i++) {
-        const round_times times = figure.round();
-        measured[i] = times.measured;
-        reference[i] = times.reference;
+    std::vector<round_values> rounds(figure.rounds);
+    if (!run_rounds(figure.name, figure.round, rounds)) {
+        return NOT_MEASURED;
     }
-    const double ratio = median(measured) / median(reference);
-    const bool ok = ratio <= figure.goal;
-    std::printf("%-22s %10.2f ns %10.2f ns %8.3f %8.3f  %s\n", figure.name, median(measured),
-                median(reference), ratio, figure.goal, ok ? "ok" : "short");
-    std::fflush(stdout);
-    return ok;
+    std::vector<double> measured;
+    std::vector<double> reference;
+    for (const round_values &round : rounds) {
+        measured.push_back(round.measured);
+        reference.push_back(round.reference);
+    }
+    const verdict verdict = judge(figure, median(measured), median(reference));
+    print_line(figure, median(measured), median(reference), verdict);
+    return verdict.ok ? GOOD : SHORT;
 }
 
 bool is_wanted(const figure &figure, std::span<char *> names)
@@ -72,12 +136,12 @@ int main(int argc, char **argv)
             return 2;
         }
     }
-    std::printf("%-22s %13s %13s %8s %8s\n", "figure", "measured", "reference", "ratio", "goal");
-    bool all_ok = true;
+    std::printf("%-22s %16s %15s %8s  %-10s\n", "figure", "measured", "reference", "ratio", "goal");
+    outcome worst = GOOD;
     for (const figure &figure : FIGURES) {
-        if (is_wanted(figure, names)) {
-            all_ok = measure(figure) && all_ok;
+        if (is_wanted(figure, names) && !asked_to_stop()) {
+            worst = std::max(worst, measure(figure));
         }
     }
-    return all_ok ? 0 : 1;
+    return worst;
 }

@@ -43,7 +43,7 @@ inline void forget_memory()
 
 } // namespace
 
-round_times trace_disabled()
+round_values trace_disabled()
 {
     trace_level_mask_clear(DEBUG);
     return {nanoseconds_each(TURNS, trace_loop), nanoseconds_each(TURNS, reference_loop)};

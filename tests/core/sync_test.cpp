@@ -111,6 +111,33 @@ TEST_F(sync_test, a_semaphore_is_born_given_and_gives_merge)
     EXPECT_EQ(kelvane_sem_destroy(&semaphore), 0);
 }
 
+// Where a wake is lost, both threads sleep for good.
+TEST_F(sync_test, no_wake_is_lost_between_two_threads)
+{
+    constexpr int HOPS = 2000;
+    kelvane_semaphore there;
+    kelvane_semaphore back;
+    for (kelvane_semaphore *semaphore : {&there, &back}) {
+        ASSERT_EQ(kelvane_sem_init(semaphore), 0);
+        ASSERT_EQ(kelvane_sem_take(semaphore), 0);
+    }
+    int hops = 0;
+    std::thread other([&] {
+        for (int i = 0; i < HOPS; i++) {
+            kelvane_sem_take(&there);
+            hops++;
+            kelvane_sem_give(&back);
+        }
+    });
+    for (int i = 0; i < HOPS; i++) {
+        EXPECT_EQ(hops, i);
+        EXPECT_EQ(kelvane_sem_give(&there), 0);
+        EXPECT_EQ(kelvane_sem_take(&back), 0);
+    }
+    other.join();
+    EXPECT_EQ(hops, 2000);
+}
+
 TEST_F(sync_test, destroying_a_held_semaphore_fails)
 {
     kelvane_semaphore semaphore;

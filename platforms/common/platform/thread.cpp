@@ -1,6 +1,5 @@
 #include "platform/thread.h"
 
-#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 
@@ -15,15 +14,16 @@ extern thread_local struct thread_debug_mark thread_debug_current;
 thread_local struct thread_debug_mark thread_debug_current;
 }
 
+__thread int32_t thread_known_kernel_id = 0;
+
 namespace {
 
-thread_local int32_t kernel_id = 0; // 0: not asked yet
 pthread_once_t fork_handler_once = PTHREAD_ONCE_INIT;
 
 // The thread that forked is the only one that lives on in the child, with its thread-locals.
 void forget_kernel_id()
 {
-    kernel_id = 0;
+    thread_known_kernel_id = 0;
 }
 
 void install_fork_handler()
@@ -32,13 +32,6 @@ void install_fork_handler()
         fprintf(stderr, "thread: no memory for a fork handler\n");
         abort();
     }
-}
-
-int32_t ask_kernel_id()
-{
-    pthread_once(&fork_handler_once, install_fork_handler);
-    kernel_id = static_cast<int32_t>(syscall(SYS_gettid));
-    return kernel_id;
 }
 
 } // namespace
@@ -50,9 +43,11 @@ int platform_thread_set_name(const char *name, pthread_t thread)
     return pthread_setname_np(thread, kept);
 }
 
-int32_t thread_kernel_id(void)
+int32_t thread_ask_kernel_id(void)
 {
-    return kernel_id != 0 ? kernel_id : ask_kernel_id();
+    pthread_once(&fork_handler_once, install_fork_handler);
+    thread_known_kernel_id = static_cast<int32_t>(syscall(SYS_gettid));
+    return thread_known_kernel_id;
 }
 
 void thread_debug_mark_mutex_block(const void *mutex, const char *function, int line)
@@ -89,24 +84,18 @@ const struct thread_debug_mark *thread_debug_own_mark(void)
     return &thread_debug_current;
 }
 
-int thread_lock(pthread_mutex_t *mutex, const char *function, int line)
+int thread_lock_held(pthread_mutex_t *mutex, const char *function, int line)
 {
-    int result = pthread_mutex_trylock(mutex);
-    if (result == EBUSY) {
-        thread_debug_mark_mutex_block(mutex, function, line);
-        result = pthread_mutex_lock(mutex);
-        thread_debug_clear_mutex_block();
-    }
+    thread_debug_mark_mutex_block(mutex, function, line);
+    const int result = pthread_mutex_lock(mutex);
+    thread_debug_clear_mutex_block();
     return result;
 }
 
-int thread_timed_lock(pthread_mutex_t *mutex, const timespec *deadline, const char *function, int line)
+int thread_timed_lock_held(pthread_mutex_t *mutex, const timespec *deadline, const char *function, int line)
 {
-    int result = pthread_mutex_trylock(mutex);
-    if (result == EBUSY) {
-        thread_debug_mark_mutex_block(mutex, function, line);
-        result = wait_timed_lock(mutex, deadline);
-        thread_debug_clear_mutex_block();
-    }
+    thread_debug_mark_mutex_block(mutex, function, line);
+    const int result = wait_timed_lock(mutex, deadline);
+    thread_debug_clear_mutex_block();
     return result;
 }

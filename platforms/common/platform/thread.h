@@ -3,6 +3,7 @@
 #ifndef PLATFORM_THREAD_H
 #define PLATFORM_THREAD_H
 
+#include <errno.h>
 #include <pthread.h>
 #include <stdint.h>
 #include <time.h>
@@ -15,8 +16,16 @@ extern "C" {
  * Returns 0 or the error of pthread_setname_np. Any thread. */
 int platform_thread_set_name(const char *name, pthread_t thread);
 
+/* The calling thread's kernel id, 0 before it was asked for. For thread_kernel_id alone. */
+extern __thread int32_t thread_known_kernel_id;
+int32_t thread_ask_kernel_id(void);
+
 /* The calling thread's kernel id. Asked of the kernel once per thread, and again after a fork. */
-int32_t thread_kernel_id(void);
+static inline int32_t thread_kernel_id(void)
+{
+    const int32_t known = thread_known_kernel_id;
+    return __builtin_expect(known != 0, 1) ? known : thread_ask_kernel_id();
+}
 
 /* What the calling thread is about to block on. A debugger shows the thread-local variable
  * `thread_debug_current` of each thread; the marks have no effect on behaviour. */
@@ -45,13 +54,33 @@ void thread_debug_clear_syscall_block(void);
 /* The calling thread's own mark; valid while the thread lives. */
 const struct thread_debug_mark *thread_debug_own_mark(void);
 
+/* The second halves of the two operations below, for a mutex that is held. */
+int thread_lock_held(pthread_mutex_t *mutex, const char *function, int line);
+int thread_timed_lock_held(pthread_mutex_t *mutex, const struct timespec *deadline, const char *function,
+                           int line);
+
 /* The blocking lock step: a try, and only if the mutex is held elsewhere the mark, the blocking call
- * and the clearing of the mark. Returns what the last pthread call returned. Blocks without limit. */
-int thread_lock(pthread_mutex_t *mutex, const char *function, int line);
+ * and the clearing of the mark. Returns what the last pthread call returned. Blocks without limit. The
+ * try stands here, so that a free mutex costs its caller no more than that. */
+static inline int thread_lock(pthread_mutex_t *lock, const char *function, int line)
+{
+    const int result = pthread_mutex_trylock(lock);
+    if (__builtin_expect(result == 0, 1)) {
+        return 0;
+    }
+    return result == EBUSY ? thread_lock_held(lock, function, line) : result;
+}
 
 /* The same with pthread_mutex_timedlock as the blocking call; `deadline` is wall-clock time. */
-int thread_timed_lock(pthread_mutex_t *mutex, const struct timespec *deadline, const char *function,
-                      int line);
+static inline int thread_timed_lock(pthread_mutex_t *lock, const struct timespec *deadline,
+                                    const char *function, int line)
+{
+    const int result = pthread_mutex_trylock(lock);
+    if (__builtin_expect(result == 0, 1)) {
+        return 0;
+    }
+    return result == EBUSY ? thread_timed_lock_held(lock, deadline, function, line) : result;
+}
 
 #ifdef __cplusplus
 }

@@ -6,11 +6,6 @@
 
 kelvane_handle_record local_handles_array[HANDLE_COUNT];
 
-kelvane_handle_record *handle_record(kelvane_handle handle)
-{
-    return handle < HANDLE_COUNT ? &local_handles_array[handle] : nullptr;
-}
-
 void zero_handle_record(void)
 {
     new (&local_handles_array[0]) kelvane_handle_record{};
@@ -111,12 +106,6 @@ uint32_t kelvane_get_client_type(kelvane_handle handle)
 {
     const kelvane_handle_record *record = handle_record(handle);
     return record == nullptr ? 0 : record->client_type.load(std::memory_order_relaxed);
-}
-
-int32_t kelvane_get_pci_mapped(kelvane_handle handle)
-{
-    const kelvane_handle_record *record = handle_record(handle);
-    return record == nullptr ? 0 : record->pci_mapped.load(std::memory_order_acquire);
 }
 
 uint32_t kelvane_get_low_prio_active(kelvane_handle handle)

@@ -11,7 +11,10 @@
 constexpr uint64_t NO_THREAD_ID = 0xDDEEAA00; // in place of the id of a thread that is not there
 
 // The record of a handle, null for a handle that names none. Whether it is in use is not looked at.
-kelvane_handle_record *handle_record(kelvane_handle handle);
+inline kelvane_handle_record *handle_record(kelvane_handle handle)
+{
+    return handle < HANDLE_COUNT ? &local_handles_array[handle] : nullptr;
+}
 
 // Returns the table to the state before the first use of the library.
 void zero_handle_record(void);
@@ -38,7 +41,11 @@ constexpr uint32_t CLIENT_TYPE_OTN = 0; // any other: Ethernet
 uint32_t kelvane_get_client_type(kelvane_handle handle);
 
 // Plain reads and a write; 0 and nothing for a handle that names no record.
-int32_t kelvane_get_pci_mapped(kelvane_handle handle);
+inline int32_t kelvane_get_pci_mapped(kelvane_handle handle)
+{
+    const kelvane_handle_record *record = handle_record(handle);
+    return record == nullptr ? 0 : record->pci_mapped.load(std::memory_order_acquire);
+}
 uint32_t kelvane_get_low_prio_active(kelvane_handle handle);
 void kelvane_set_low_prio_active(kelvane_handle handle, uint32_t value);
 

@@ -35,20 +35,23 @@ int32_t kelvane_mutex_init(kelvane_mutex *mutex)
     return KELVANE_EOK;
 }
 
-int32_t kelvane_mutex_lock(kelvane_mutex *mutex)
+int32_t kelvane_mutex_lock_failed(const kelvane_mutex *mutex, int rc)
 {
-    const int rc = thread_lock(&mutex->lock.lock, __func__, __LINE__);
+    constexpr const char *name = "kelvane_mutex_lock";
     if (rc == EBUSY) {
-        TRACE(ERROR, NO_HANDLE, NO_ADDRESS, "lock mutex %p rc=%d - lockingTID = %d  ",
-              static_cast<void *>(mutex), rc, kelvane_mutex_get_owner(mutex));
+        TRACE_AS(name, ERROR, NO_HANDLE, NO_ADDRESS, "lock mutex %p rc=%d - lockingTID = %d  ",
+                 static_cast<const void *>(mutex), rc, kelvane_mutex_get_owner(mutex));
         return KELVANE_RET_CODE_EBUSY;
     }
-    if (rc != 0) {
-        TRACE(ERROR, NO_HANDLE, NO_ADDRESS, "lock mutex %p rc=%d", static_cast<void *>(mutex), rc);
-        return KELVANE_RET_CODE_GEN_PLATFORM_PROBLEM;
-    }
-    mutex->lockingTID.store(kelvane_gettid(), std::memory_order_relaxed);
-    return KELVANE_EOK;
+    TRACE_AS(name, ERROR, NO_HANDLE, NO_ADDRESS, "lock mutex %p rc=%d", static_cast<const void *>(mutex), rc);
+    return KELVANE_RET_CODE_GEN_PLATFORM_PROBLEM;
+}
+
+int32_t kelvane_mutex_unlock_failed(const kelvane_mutex *mutex, int rc)
+{
+    TRACE_AS("kelvane_mutex_unlock", ERROR, NO_HANDLE, NO_ADDRESS, "unlock mutex %p rc=%d",
+             static_cast<const void *>(mutex), rc);
+    return KELVANE_RET_CODE_GEN_PLATFORM_PROBLEM;
 }
 
 int32_t kelvane_mutex_timed_lock(kelvane_mutex *mutex, uint32_t seconds, uint32_t nanoseconds)
@@ -72,19 +75,7 @@ int32_t kelvane_mutex_timed_lock(kelvane_mutex *mutex, uint32_t seconds, uint32_
         TRACE(ERROR, NO_HANDLE, NO_ADDRESS, "timed_lock mutex %p rc=%d", static_cast<void *>(mutex), rc);
         return KELVANE_RET_CODE_GEN_PLATFORM_PROBLEM;
     }
-    mutex->lockingTID.store(kelvane_gettid(), std::memory_order_relaxed);
-    return KELVANE_EOK;
-}
-
-int32_t kelvane_mutex_unlock(kelvane_mutex *mutex)
-{
-    const int rc = pthread_mutex_unlock(&mutex->lock.lock);
-    if (rc != 0) {
-        TRACE(ERROR, NO_HANDLE, NO_ADDRESS, "unlock mutex %p rc=%d", static_cast<void *>(mutex), rc);
-        return KELVANE_RET_CODE_GEN_PLATFORM_PROBLEM;
-    }
-    mutex->lockingTID.store(0,
-                            std::memory_order_relaxed); // may overwrite the next holder's id: diagnosis only
+    mutex->lockingTID.store(thread_kernel_id(), std::memory_order_relaxed);
     return KELVANE_EOK;
 }
 

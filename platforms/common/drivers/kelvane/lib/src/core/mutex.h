@@ -5,21 +5,46 @@
 #include <cstdint>
 
 #include "kelvane_sync.h"
+#include "platform/thread.h"
 
 // A lock that cannot be had in six minutes means that something hangs.
 constexpr uint32_t LOCK_LIMIT_SECONDS = 360;
 
 // 0 or 64172.
 int32_t kelvane_mutex_init(kelvane_mutex *mutex);
-// 0, 64172 (also for a second lock by the holder), 16. Blocks without limit.
-int32_t kelvane_mutex_lock(kelvane_mutex *mutex);
 // 0, 110, 64172. The nanoseconds are not carried into seconds: a full second of them may form an invalid
 // time.
 int32_t kelvane_mutex_timed_lock(kelvane_mutex *mutex, uint32_t seconds, uint32_t nanoseconds);
-int32_t kelvane_mutex_unlock(kelvane_mutex *mutex);
 void kelvane_mutex_destroy(kelvane_mutex *mutex);
 int32_t kelvane_mutex_get_owner(const kelvane_mutex *mutex);
 int32_t kelvane_gettid(void);
+
+// What a failed lock or unlock says, and its code.
+[[gnu::cold]] int32_t kelvane_mutex_lock_failed(const kelvane_mutex *mutex, int rc);
+[[gnu::cold]] int32_t kelvane_mutex_unlock_failed(const kelvane_mutex *mutex, int rc);
+
+// 0, 64172 (also for a second lock by the holder), 16. Blocks without limit. Here and inline, as the unlock,
+// so that a mutex that is free costs little more than the two POSIX calls.
+inline int32_t kelvane_mutex_lock(kelvane_mutex *mutex)
+{
+    const int rc = thread_lock(&mutex->lock.lock, __func__, __LINE__);
+    if (rc != 0) {
+        return kelvane_mutex_lock_failed(mutex, rc);
+    }
+    mutex->lockingTID.store(thread_kernel_id(), std::memory_order_relaxed);
+    return 0;
+}
+
+// 0 or 64172. The word may overwrite the next holder's id: it is for diagnosis only.
+inline int32_t kelvane_mutex_unlock(kelvane_mutex *mutex)
+{
+    const int rc = pthread_mutex_unlock(&mutex->lock.lock);
+    if (rc != 0) {
+        return kelvane_mutex_unlock_failed(mutex, rc);
+    }
+    mutex->lockingTID.store(0, std::memory_order_relaxed);
+    return 0;
+}
 
 // Makes the error-checking POSIX mutex in a zeroed area; 0 or the POSIX code. Logs nothing.
 int32_t lock_area_init(kelvane_lock_area *area);

@@ -65,16 +65,14 @@ int32_t kelvane_sem_give(kelvane_semaphore *semaphore)
     if (rc != 0) {
         return SEMAPHORE_PROBLEM("lock problem on semid %p rc=%d", semaphore, rc);
     }
-    // Signalling before the state is written is safe: the waiter tests it only after the unlock.
-    rc = pthread_cond_signal(&semaphore->condition);
-    if (rc != 0) {
-        const int32_t code = SEMAPHORE_PROBLEM("signal problem on semid %p rc=%d", semaphore, rc);
-        pthread_mutex_unlock(&semaphore->lock.lock);
-        return code;
-    }
     semaphore->semState.store(1, std::memory_order_relaxed);
     rc = pthread_mutex_unlock(&semaphore->lock.lock);
-    return rc == 0 ? KELVANE_EOK : SEMAPHORE_PROBLEM("unlock problem on semid %p rc=%d", semaphore, rc);
+    if (rc != 0) {
+        return SEMAPHORE_PROBLEM("unlock problem on semid %p rc=%d", semaphore, rc);
+    }
+    // Only now: a taker that is woken before would run into the lock and sleep once more.
+    rc = pthread_cond_signal(&semaphore->condition);
+    return rc == 0 ? KELVANE_EOK : SEMAPHORE_PROBLEM("signal problem on semid %p rc=%d", semaphore, rc);
 }
 
 int32_t kelvane_sem_destroy(kelvane_semaphore *semaphore)

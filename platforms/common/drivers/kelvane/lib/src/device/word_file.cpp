@@ -42,15 +42,8 @@ int word_file_size(word_file &it, uint64_t *bytes)
     return 0;
 }
 
-size_t word_file_read(word_file &it, size_t wanted, uint32_t *word)
+size_t word_file_read_bytes(word_file &it, size_t wanted, uint32_t *word)
 {
-    if (wanted == 4 && it.have - it.next >= 4) {
-        const uint8_t *byte = &it.piece[it.next];
-        *word = byte[0] | static_cast<uint32_t>(byte[1]) << 8 | static_cast<uint32_t>(byte[2]) << 16 |
-                static_cast<uint32_t>(byte[3]) << 24;
-        it.next += 4;
-        return 4;
-    }
     *word = 0;
     size_t got = 0;
     while (got < wanted) {

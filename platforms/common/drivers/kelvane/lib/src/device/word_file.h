@@ -4,6 +4,9 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
+
+#include <endian.h>
 
 struct word_file {
     int fd = -1;
@@ -19,7 +22,20 @@ void word_file_close(word_file &it);
 // The position of the end; the file then stands at its start. Returns 0 or errno.
 int word_file_size(word_file &it, uint64_t *bytes);
 
-// Reads `wanted` bytes, at most 4, into a zeroed word. Returns how many there were.
-size_t word_file_read(word_file &it, size_t wanted, uint32_t *word);
+// The second half of the operation below, for bytes that are not all in memory yet, or not four.
+size_t word_file_read_bytes(word_file &it, size_t wanted, uint32_t *word);
+
+// Reads `wanted` bytes, at most 4, into a zeroed word. Returns how many there were. A whole word out of
+// memory stands here: an image has eight million of them.
+inline size_t word_file_read(word_file &it, size_t wanted, uint32_t *word)
+{
+    if (wanted != 4 || it.have - it.next < 4) {
+        return word_file_read_bytes(it, wanted, word);
+    }
+    memcpy(word, &it.piece[it.next], 4);
+    *word = le32toh(*word);
+    it.next += 4;
+    return 4;
+}
 
 #endif

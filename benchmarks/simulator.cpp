@@ -1,0 +1,129 @@
+// The simulated card as a process: it sleeps while nothing happens, and a host must not feel it.
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <cstdio>
+#include <ctime>
+#include <thread>
+
+#include "clock.h"
+#include "figures.h"
+#include "kelvane.h"
+#include "kelvane_bar.h"
+#include "lifecycle/driver.h"
+#include "platform/uio.h"
+#include "program.h"
+#include "spinning_card.h"
+
+namespace {
+
+constexpr unsigned COMMANDS = 20;
+
+mmio_mapping sleeping;
+mmio_mapping spinning;
+const mmio_mapping *reached; // by the library
+pid_t spinning_pid;
+
+int32_t read_word(kelvane_handle, uint32_t, uint32_t offset, uint32_t *value, uint32_t)
+{
+    *value = mmio_read32(reached, offset);
+    return 0;
+}
+
+int32_t write_word(kelvane_handle, uint32_t, uint32_t offset, uint32_t value, uint32_t)
+{
+    mmio_write32(reached, offset, value);
+    return 0;
+}
+
+void map_simulator()
+{
+    start_simulator();
+    uio_info *info = uio_find_devices_by_name("ZYNQFPGA");
+    if (info == nullptr) {
+        figure_fail("uio_find_devices_by_name");
+    }
+    char node[32];
+    std::snprintf(node, sizeof node, "/dev/uio%d", info->number);
+    const int fd = uio_open(node);
+    errno = uio_map(fd, BAR_BYTES, &sleeping);
+    if (errno != 0) {
+        figure_fail("uio_map");
+    }
+    uio_free(info);
+}
+
+void link_up(const mmio_mapping *mapping)
+{
+    reached = mapping;
+    if (kelvane_pci_mapped(0, 1, 0, 0) != 0) {
+        figure_fail("kelvane_pci_mapped");
+    }
+}
+
+void start_cards()
+{
+    spinning_pid = spinning_card_start(&spinning);
+    map_simulator();
+    kelvane_init_device_t device{};
+    device.notify_plugin_cb = [](kelvane_handle, kelvane_device_address, uint32_t) { return 0; };
+    device.pci_read_cb = read_word;
+    device.pci_write_cb = write_word;
+    driver_starts_threads = false;
+    if (kelvane_init_driver() != 0 || kelvane_device_create(device) != 0) {
+        figure_fail("kelvane_device_create");
+    }
+    link_up(&sleeping);
+    link_up(&spinning);
+    kill(spinning_pid, SIGSTOP);
+}
+
+double commands_a_second(const mmio_mapping *mapping)
+{
+    reached = mapping;
+    return 1e9 / nanoseconds_each(COMMANDS, [](unsigned turns) {
+               for (unsigned turn = 0; turn < turns; turn++) {
+                   uint32_t value = 0;
+                   if (kelvane_read_register(0, KELVANE_ADDRESS_SIRANE(0), 0x9010, &value) != 0 ||
+                       value != 1) {
+                       figure_fail("kelvane_read_register");
+                   }
+               }
+           });
+}
+
+double processor_seconds(clockid_t clock)
+{
+    timespec now{};
+    if (clock_gettime(clock, &now) != 0) {
+        figure_fail("clock_gettime");
+    }
+    return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) / 1e9;
+}
+
+} // namespace
+
+round_values simulator_rate()
+{
+    static const bool started = (start_cards(), true);
+    (void)started;
+    const double measured = commands_a_second(&sleeping);
+    kill(spinning_pid, SIGCONT);
+    const double reference = commands_a_second(&spinning);
+    kill(spinning_pid, SIGSTOP);
+    return {measured, reference};
+}
+
+round_values simulator_idle()
+{
+    static const pid_t pid = start_simulator();
+    clockid_t clock = 0;
+    if (clock_getcpuclockid(pid, &clock) != 0) {
+        figure_fail("clock_getcpuclockid");
+    }
+    const auto start = std::chrono::steady_clock::now();
+    const double used = processor_seconds(clock);
+    std::this_thread::sleep_for(std::chrono::seconds(1));
+    const std::chrono::duration<double> passed = std::chrono::steady_clock::now() - start;
+    return {100 * (processor_seconds(clock) - used) / passed.count(), 0};
+}
