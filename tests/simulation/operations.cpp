@@ -165,6 +165,26 @@ int32_t map_again()
     return rc;
 }
 
+// One dump of the firmware's log at a time, as kelvane.h says.
+template <typename dump_type> int32_t dump_alone(dump_type dump)
+{
+    fiber_wait([] { return !simulation.dumps; });
+    simulation.dumps = true;
+    const int32_t rc = dump();
+    simulation.dumps = false;
+    return rc;
+}
+
+int32_t dump_trace()
+{
+    return dump_alone([] { return kelvane_ps_print_trace(0); });
+}
+
+int32_t dump_selected()
+{
+    return dump_alone([] { return kelvane_ps_print_sel_trace(0, any_address(), 0, 12); });
+}
+
 struct operation_row {
     const char *name;
     int32_t (*run)();
@@ -223,8 +243,8 @@ constexpr operation_row OPERATIONS[] = {
     {"get_program_progress", reading<uint32_t, kelvane_get_program_progress>},
     {"program_activate_software",
      [] { return kelvane_program_activate_software(0, any_address(), "image", nullptr, 0); }},
-    {"ps_print_trace", [] { return kelvane_ps_print_trace(0); }},
-    {"ps_print_sel_trace", [] { return kelvane_ps_print_sel_trace(0, any_address(), 0, 12); }},
+    {"ps_print_trace", dump_trace},
+    {"ps_print_sel_trace", dump_selected},
     {"enable_msi", [] { return kelvane_enable_msi(0, one_in(8) ? 0 : 1); }},
     {"notify_msi", [] { return kelvane_notify_msi(0); }},
     {"pci_mapped", map_again},
@@ -247,13 +267,7 @@ constexpr const char *VERBS[] = {
     "error 9 ORDUNE_TIMEOUT",
     "delay 9 40",
     "delay 2 900",
-    "drop-answer 2",
-    "drop-answer 0",
     "corrupt ref_id",
-    "corrupt sy",
-    "corrupt size",
-    "corrupt cmd",
-    "corrupt version",
     "corrupt-notice size",
     "corrupt-notice sy",
     "corrupt-notice ref_id",
@@ -275,10 +289,11 @@ constexpr const char *VERBS[] = {
     "restart warm-fail",
 };
 
-// These hold up a synchronous caller for as long as it waits.
+// These can hold a synchronous caller up for as long as it waits, which takes the simulation long, too.
 constexpr const char *HEAVY_VERBS[] = {
-    "hang",   "resume", "restart",       "restart warm", "restart cold",
-    "remove", "insert", "drop-answer 9", "slow-start 2",
+    "hang",         "resume",       "restart",       "restart warm",  "restart cold",
+    "remove",       "insert",       "drop-answer 9", "drop-answer 2", "drop-answer 0",
+    "slow-start 2", "corrupt size", "corrupt sy",    "corrupt cmd",   "corrupt version",
 };
 
 void disturb(const char *verb)
@@ -329,7 +344,7 @@ void application(uint32_t number)
 {
     const bool is_quiet = simulation.seed % 5 == 0; // no faults at all
     const bool bus_is_bad = simulation.seed % 3 == 2;
-    const bool may_be_heavy = simulation.seed % 16 == 1;
+    const bool may_be_heavy = simulation.seed % 8 == 1;
     for (uint64_t steps = 10 + choose(STEPS_MOST - 10); steps > 0; steps--) {
         const uint64_t kind = choose(16);
         if (kind == 0 && bus_is_bad) {

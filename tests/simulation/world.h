@@ -38,6 +38,7 @@ struct simulated_world {
     bool was_disturbed = false; // values may be other ones than those that were set
     bool links_up = false;      // callbacks must not command meanwhile, as kelvane.h says
     uint32_t commands_of_callbacks = 0; // under way
+    bool dumps = false;                 // an application copies the firmware's log
     bool locks_are_kept = false;        // by a link-up that failed
     bool aged_unmapped = false; // requests grew old while the card was not mapped: their reports get mixed up
     uint64_t unmapped_since = 0;
