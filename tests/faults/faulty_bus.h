@@ -1,16 +1,21 @@
-// The library on a simulated card, on one thread in virtual time, with a bus between them that spoils the
-// n-th access and, if it is told so, all behind it.
+// The library on a simulated card, its threads as fibers in virtual time, with a bus between them that spoils
+// the n-th access and, if it is told so, all behind it.
 #ifndef TESTS_FAULTS_FAULTY_BUS_H
 #define TESTS_FAULTS_FAULTY_BUS_H
 
 #include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
 
+#include "background/response_thread.h"
 #include "card_simulator/card.h"
 #include "core/handle.h"
 #include "core/mutex.h"
+#include "core/semaphore.h"
 #include "core/transaction_id.h"
-#include "faults/woken_threads.h"
 #include "kelvane_handle.h"
+#include "simulation/fibers.h"
 #include "support/library.h"
 
 enum bus_fault { FAILS, ALL_ONES, ZERO, FLIPS, BUS_FAULTS };
@@ -23,10 +28,14 @@ struct faulty_bus {
     bus_fault fault = FAILS;
     uint32_t bit = 0; // that a flip flips
 
+    bool was_struck = false;
+
     bool strikes()
     {
         accesses++;
-        return struck_from != 0 && (for_ever ? accesses >= struck_from : accesses == struck_from);
+        const bool now = struck_from != 0 && (for_ever ? accesses >= struck_from : accesses == struck_from);
+        was_struck = was_struck || now;
+        return now;
     }
 };
 
@@ -38,12 +47,6 @@ class faulty_bus_test : public library_test {
     {
         EXPECT_EQ(kelvane_init_driver(), 0);
         trace_level_mask_set(0);
-        time.on_sleep([this] {
-            if (the_bus.it != nullptr) {
-                card_step(the_bus.it);
-                threads_.run();
-            }
-        });
     }
 
     ~faulty_bus_test() override
@@ -51,11 +54,35 @@ class faulty_bus_test : public library_test {
         remove_card();
     }
 
+    // Runs the bodies one after the other, beside the library's response threads.
+    static void run(const std::vector<std::function<void()>> &bodies)
+    {
+        bool ended = false;
+        for (uint32_t sirane_id = 0; sirane_id < KELVANE_SIRANE_COUNT; sirane_id++) {
+            for (uint32_t mbox = 0; mbox < MBOX_THREAD_COUNT; mbox++) {
+                fibers_add([&ended, sirane_id, mbox] { serve_mailbox(&ended, sirane_id, mbox); });
+            }
+        }
+        fibers_add([&ended, &bodies] {
+            for (const auto &body : bodies) {
+                body();
+            }
+            ended = true;
+        });
+        EXPECT_TRUE(fibers_run([] { return false; }, fibers_clock() + PATIENCE_NS));
+    }
+
     // A new card, and the library as new on it; not mapped.
     void insert_card(const card_options &options = {})
     {
         remove_card();
         the_bus = {};
+        choices_start(1);
+        fibers_begin([] {
+            if (the_bus.it != nullptr) {
+                card_step(the_bus.it);
+            }
+        });
         the_bus.it = card_create(options);
         zero_handle_record();
         kelvane_transaction_counter.next = 0x1234;
@@ -89,6 +116,7 @@ class faulty_bus_test : public library_test {
     static void remove_card()
     {
         if (the_bus.it != nullptr) {
+            fibers_end();
             card_destroy(the_bus.it);
             the_bus.it = nullptr;
         }
@@ -135,7 +163,19 @@ class faulty_bus_test : public library_test {
     }
 
   private:
-    woken_threads threads_;
+    static constexpr uint64_t PATIENCE_NS = 100000000000000;
+
+    static void serve_mailbox(const bool *ended, uint32_t sirane_id, uint32_t mbox)
+    {
+        kelvane_semaphore &semaphore = local_handles_array[0].mbox_semaphore[sirane_id][mbox];
+        while (!*ended) {
+            fiber_wait([ended, &semaphore] { return *ended || semaphore.semState == 1; });
+            if (!*ended) {
+                kelvane_sem_take(&semaphore);
+                kelvane_asyc_resp_common(0, sirane_id, mbox);
+            }
+        }
+    }
 };
 
 #endif
