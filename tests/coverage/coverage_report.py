@@ -22,7 +22,7 @@ LIBRARY = os.path.realpath(os.path.join(HERE, "../../platforms/common/drivers/ke
 TRACE = re.compile(r"^\s*(return )?(TRACE|TRACE_AS|SEMAPHORE_PROBLEM)\(")
 
 # A file, a function, and perhaps a number of branches with the reason why they cannot be taken.
-ROW = re.compile(r"^(?P<file>[a-z_/]+\.cpp) +(?P<function>\w+)( +(?P<unreachable>[1-9]) +# \S.*)?$")
+ROW = re.compile(r"^(?P<file>[a-z_/]+\.(cpp|h)) +(?P<function>\w+)( +(?P<unreachable>[1-9]) +# \S.*)?$")
 
 
 def notes_of(build):
@@ -47,7 +47,7 @@ def read_counts(build):
     for line in gcov.stdout.splitlines():
         for source in json.loads(line)["files"]:
             path = os.path.relpath(os.path.realpath(os.path.join(build, source["file"])), LIBRARY)
-            if path.endswith(".cpp") and not path.startswith(".."):
+            if not path.startswith(".."):
                 yield path, source
 
 
@@ -67,6 +67,8 @@ def around(source, number):
 def print_lines(sources):
     executed, total = defaultdict(int), defaultdict(int)
     for path, source in sources:
+        if path.endswith(".h"):
+            continue
         floor = path.split("/")[0] if "/" in path else "core"
         counts = defaultdict(int)
         for line in source["lines"]:
@@ -91,8 +93,8 @@ def read_list():
 
 
 def branches_by_function(sources):
-    """For each (file, function): its lines, each with the counts of its branches."""
-    found = defaultdict(list)
+    """For each (file, function): the line and the counts of each of its branches."""
+    found = defaultdict(dict)
     for path, source in sources:
         names = {function["name"]: plain_name(function["demangled_name"]) for function in source["functions"]}
         with open(os.path.join(LIBRARY, path), encoding="utf-8") as file:
@@ -100,12 +102,16 @@ def branches_by_function(sources):
         for name in names.values():
             found[path, name]  # also one without branches
         for line in source["lines"]:
-            branches = [branch["count"] for branch in line["branches"] if not branch["throw"]]
+            counts = [branch["count"] for branch in line["branches"] if not branch["throw"]]
             number = line["line_number"]
-            if branches and not TRACE.match(text[number - 1]):
-                name = names[line["function_name"]] if "function_name" in line else around(source, number)
-                found[path, name].append((number, branches, text[number - 1].strip()))
-    return found
+            if not counts or TRACE.match(text[number - 1]):
+                continue
+            function = line.get("function_name")
+            lines = found[path, names[function] if function else around(source, number)]
+            # A function in a header is counted in each file that has it.
+            before = lines.get((number, function), ([0] * len(counts), None))[0]
+            lines[number, function] = ([a + b for a, b in zip(before, counts)], text[number - 1].strip())
+    return {key: [(number, *rest) for (number, _), rest in lines.items()] for key, lines in found.items()}
 
 
 def print_judging(sources):
