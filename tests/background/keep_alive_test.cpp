@@ -210,4 +210,13 @@ TEST_F(keep_alive_test, memory_health)
     EXPECT_EQ(kelvane_get_ddr_ecc_counters(1, &counters), 22);
 }
 
+TEST_F(keep_alive_test, a_token_that_was_never_written_counts_as_dead_whatever_is_echoed)
+{
+    the_bar.word[0x01C0C00C] = 0x17000001;
+    the_bar.fail_from = the_bar.access_number + 1;
+    EXPECT_EQ(exchange(), 0); // the callback's result
+    EXPECT_EQ(record.keep_alive_status, 2u);
+    EXPECT_EQ(heard, (std::vector<heard_status>{{64174, 2}}));
+}
+
 } // namespace

@@ -273,4 +273,62 @@ TEST_F(notifications_test, absurd_sizes_stay_in_the_buffer)
     }
 }
 
+TEST_F(notifications_test, every_failing_access_of_a_message)
+{
+    const struct {
+        uint32_t mbox;
+        std::vector<uint32_t> header;
+        std::vector<uint32_t> data;
+        uint64_t accesses; // up to the callback: 16 for the version, state, header, data
+    } messages[] = {
+        {1, {24, pm_ref_id, 4, 1, 13, 0}, {0, 0xFF00FFFF, 0, 0}, 27},
+        {2, {35, alarm_ref_id, 4, 0, 14, 0}, {0, 0xFF00FFFF, 1, 1}, 27},
+        {0, {37, 0, 3, 0, 15, 0}, {0, 0xFF0001FF, 1}, 26},
+        {0, {41, 0, 2, 0, 16, 0}, {0, 4}, 47}, // the version again, and the reset of three mailboxes
+    };
+    for (const auto &message : messages) {
+        for (uint64_t n = 17; n <= message.accesses; n++) {
+            heard.calls = 0;
+            the_bar.fail_from = the_bar.access_number + n;
+            const int32_t rc = deliver(message.mbox, message.header, message.data);
+            const bool only_told = message.header[0] == 41 && n > 25 && n <= 41; // the version again
+            EXPECT_EQ(rc, only_told ? 0 : 64174) << message.header[0] << ": " << n;
+            EXPECT_EQ(heard.calls, only_told ? 1 : 0) << message.header[0] << ": " << n;
+        }
+        the_bar.fail_from = 0;
+        heard.calls = 0;
+        EXPECT_EQ(deliver(message.mbox, message.header, message.data), 0);
+        EXPECT_EQ(heard.calls, 1);
+    }
+}
+
+TEST_F(notifications_test, every_kind_of_restart_by_its_name)
+{
+    const struct {
+        uint32_t restart;
+        const char *name;
+    } cases[] = {
+        {0, "KELVANE_APP_ZYNQ_RESTART_UNDEF"},      {1, "KELVANE_APP_ZYNQ_RESTART_WARM"},
+        {2, "KELVANE_APP_ZYNQ_RESTART_WARM_FAIL"},  {3, "KELVANE_APP_ZYNQ_RESTART_COLD"},
+        {4, "KELVANE_APP_ZYNQ_RESTART_WARM_DONE"},  {5, "Invalid zynq_restart value"},
+        {0xFFFFFFFF, "Invalid zynq_restart value"},
+    };
+    for (const auto &c : cases) {
+        EXPECT_EQ(deliver(0, {41, 0, 2, 0, 0, 0}, {0, c.restart}), 0);
+        EXPECT_EQ(heard.value, c.restart);
+        EXPECT_TRUE(log_has(std::string("INFO  mbox_manage_app_zynq_restart_notify: zynq_restart ") + c.name +
+                            " ref id = 00000000 "));
+    }
+}
+
+TEST_F(notifications_test, a_batch_that_comes_while_the_device_is_deleted)
+{
+    local_handles_array[0].signature = 0x01010101; // the gate is still open
+    EXPECT_EQ(batch(5, pm_ref_id), 0);
+    EXPECT_EQ(heard.calls, 1);
+    const std::string text = log_text();
+    EXPECT_NE(text.find(" ERROR getting local_pm_incremental_id srn 0 rc = 22 \n"), std::string::npos);
+    EXPECT_NE(text.find(" ERROR setting local_pm_incremental_id srn 0 rc = 22 \n"), std::string::npos);
+}
+
 } // namespace

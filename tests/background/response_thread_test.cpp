@@ -306,4 +306,36 @@ TEST_F(response_thread_test, a_mailbox_that_is_not_there)
     EXPECT_EQ(the_bar.word[RESPONSE_H], 2u);
 }
 
+TEST_F(response_thread_test, an_answer_of_a_command_without_handler_and_without_a_request)
+{
+    answer(0x77, 3, 0, 9);
+    EXPECT_EQ(pass(), 0);
+    EXPECT_TRUE(answered_with(4));
+    EXPECT_TRUE(log_has("ERROR kelvane_asyc_resp_common: ERROR data header KO -> aborting asynch notify"));
+}
+
+TEST_F(response_thread_test, a_request_table_that_cannot_be_locked_refuses_the_answer)
+{
+    kelvane_mutex *lock = &local_handles_array[0].asynch_req_lock[0];
+    for (const uint32_t command : {2u, 9u}) {
+        answer(request(40), 0, 0, command);
+        ASSERT_EQ(kelvane_mutex_lock(lock), 0);
+        EXPECT_EQ(pass(), 64172);
+        kelvane_mutex_unlock(lock);
+        EXPECT_TRUE(answered_with(16));
+        EXPECT_EQ(table[0].signature, 0xCCBBDD11u);
+        remove_asynch_req(0, 0xFF00FFFF, nullptr, table, lock, 0);
+    }
+    EXPECT_TRUE(outcomes.empty());
+}
+
+TEST_F(response_thread_test, a_card_that_is_gone_at_the_second_look)
+{
+    the_bar.next_values[RESPONSE_F] = {2, 0xFFFFFFFF};
+    EXPECT_EQ(pass(), 64171);
+    EXPECT_TRUE(log_has("ERROR kelvane_asyc_resp_common: ERROR state read = ffffffff DEFAULT PCI ERROR "
+                        "VALUE, EXECUTION NOT STOPPED"));
+    EXPECT_EQ(kelvane_mutex_get_owner(response_mutex), 0);
+}
+
 } // namespace

@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "core/handle.h"
 #include "kelvane_handle.h"
 #include "support/library.h"
 
@@ -179,6 +180,22 @@ TEST_F(info_tables_test, the_controller_in_the_log)
         expected.push_back(std::string("INFO  kelvane_trace_zynq_info_table: ") + line);
     }
     EXPECT_EQ(log_lines(), expected);
+}
+
+TEST_F(info_tables_test, tables_that_cannot_be_read)
+{
+    uint32_t major = 9, minor = 9;
+    the_bar.fail_from = the_bar.access_number + 1;
+    the_bar.fail_count = 3;
+    for (const uint32_t address : {0xFF0100FFu, 0xFF01FFFFu, 0xF0FFFFFFu}) {
+        EXPECT_EQ(kelvane_get_software_running(0, address, &major, &minor), 64174) << std::hex << address;
+    }
+    EXPECT_EQ(major, 9u);
+    kelvane_store_firmware_version(0);
+    kelvane_store_firmware_version(1); // of no card: what is stored stays
+    EXPECT_EQ(kelvane_get_stored_version(0, &major, &minor), 0);
+    EXPECT_EQ(major, 5u);
+    EXPECT_EQ(minor, 22u);
 }
 
 TEST_F(info_tables_test, what_the_controller_is)

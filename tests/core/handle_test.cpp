@@ -22,6 +22,18 @@ TEST_F(library_test, only_handle_0_of_a_created_device_passes)
     }
 }
 
+TEST_F(library_test, a_record_that_is_only_half_in_use_is_not)
+{
+    start_library();
+    local_handles_array[0].signature = 0x01010101;
+    EXPECT_EQ(check_kelvane_handler_input(0), 22);
+    EXPECT_EQ(kelvane_device_create(recorded_bar_device()), -1);
+    local_handles_array[0].signature = 0xAA88AA88;
+    local_handles_array[0].dev = 0xFFFFFFFF;
+    EXPECT_EQ(check_kelvane_handler_input(0), 22);
+    EXPECT_EQ(kelvane_device_create(recorded_bar_device()), -1);
+}
+
 TEST_F(library_test, the_accessor_of_command_mutexes_ignores_its_index)
 {
     start_library();
@@ -42,7 +54,9 @@ TEST_F(library_test, batch_numbers_are_kept_for_each_sirane)
     EXPECT_EQ(kelvane_get_local_pm_incremental_id(0, 1, &value), 0);
     EXPECT_EQ(value, 0u);
     EXPECT_EQ(kelvane_set_local_pm_incremental_id(0, 3, 1), 22);
+    EXPECT_EQ(kelvane_set_local_pm_incremental_id(1, 0, 1), 22);
     EXPECT_EQ(kelvane_get_local_pm_incremental_id(1, 0, &value), 22);
+    EXPECT_EQ(kelvane_get_local_pm_incremental_id(0, 3, &value), 22);
 }
 
 TEST_F(library_test, references_count_up_and_wrap)

@@ -123,6 +123,7 @@ TEST_F(gate_test, a_handle_that_names_no_card_finds_the_gate_closed)
     uint32_t value = 0;
     EXPECT_EQ(kelvane_internal_pci_read(1, 0, 0, &value, 0), 64174);
     EXPECT_EQ(kelvane_internal_pci_read(0xFFFFFFFF, 0, 0, &value, 1), 64174);
+    EXPECT_EQ(check_keep_alive(1), 0); // nobody watches there
 }
 
 } // namespace

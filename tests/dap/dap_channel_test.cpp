@@ -193,4 +193,31 @@ TEST_F(dap_channel_test, a_request_from_the_callback_is_refused)
     EXPECT_EQ(state.handle_event, kelvane_dap_wait_for_call);
 }
 
+TEST_F(dap_channel_test, a_state_that_cannot_be_shown_is_not_left)
+{
+    EXPECT_EQ(request("x"), 0);
+    serve();
+    the_bar.word[F] = 1024;
+    the_bar.fail_from = the_bar.access_number + 1 + 2 * 7 + 1; // behind the message's words
+    serve();
+    EXPECT_EQ(state.handle_event, kelvane_dap_wait_for_reset);
+    serve();
+    EXPECT_EQ(state.handle_event, kelvane_dap_wait_for_done);
+    the_bar.word[F] = 2048;
+    the_bar.fail_from = the_bar.access_number + 1 + 7 + 1; // behind the answer's
+    the_bar.word[0x01F08004] = record.dap_ref_id;
+    serve();
+    EXPECT_EQ(state.handle_event, kelvane_dap_wait_for_done);
+    EXPECT_EQ(answers.size(), 1u);
+}
+
+TEST_F(dap_channel_test, nobody_to_hand_a_request_to)
+{
+    const uint32_t size = 1;
+    EXPECT_EQ(kelvane_dap_command(1, "x", &size, on_answer), 64170);
+    record.dap_valid = 0;
+    EXPECT_EQ(kelvane_dap_command(0, "x", &size, on_answer), 64170);
+    EXPECT_EQ(record.dap_pending, 0u);
+}
+
 } // namespace

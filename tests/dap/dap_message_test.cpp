@@ -1,6 +1,7 @@
 // The bytes of a DAP message in both directions, at their limits.
 #include <cstring>
 
+#include "core/mutex.h"
 #include "core/transaction_id.h"
 #include "dap/dap_channel.h"
 #include "support/library.h"
@@ -150,6 +151,24 @@ TEST_F(dap_message_test, an_answer_that_nobody_wants_and_one_whose_callback_fail
     heard.returns = 5;
     EXPECT_EQ(kelvane_dap_mbox_handler_manage_done_state(0, &record), 0);
     EXPECT_TRUE(log_has("ERROR kelvane_dap_mbox_handler_manage_done_state:  ERROR FROM callback rc = 5  "));
+}
+
+TEST_F(dap_message_test, failures_around_a_message)
+{
+    ASSERT_EQ(kelvane_mutex_lock(&kelvane_transaction_counter.mutex), 0);
+    the_bar.take_accesses();
+    EXPECT_EQ(kelvane_dap_mbox_handler_move_data_to_regs(0, &record), 64172);
+    EXPECT_TRUE(the_bar.take_accesses().empty());
+    kelvane_mutex_unlock(&kelvane_transaction_counter.mutex);
+
+    record.dap_ref_id = 0x42;
+    record.dap_callback = on_answer;
+    show_answer(0x42, 8, 0);
+    for (uint64_t n = 1; n <= 8; n++) { // header and data
+        the_bar.fail_from = the_bar.access_number + n;
+        EXPECT_EQ(kelvane_dap_mbox_handler_manage_done_state(0, &record), 64174) << n;
+    }
+    EXPECT_EQ(heard.calls, 0);
 }
 
 } // namespace

@@ -122,4 +122,15 @@ TEST_F(module_inventory_test, the_record_in_the_log_ends_each_text_in_its_field)
     }
 }
 
+TEST_F(module_inventory_test, both_images_can_be_checked)
+{
+    firmware.data = {0, 0, 0x42};
+    for (const int32_t run_type : {1, 2}) {
+        uint32_t rsa_check = 0;
+        EXPECT_EQ(kelvane_get_zynq_rsa_check(0, run_type, &rsa_check), 0);
+        EXPECT_EQ(rsa_check, 0x42u);
+        EXPECT_EQ(firmware.request_data[1], static_cast<uint32_t>(run_type));
+    }
+}
+
 } // namespace

@@ -294,4 +294,32 @@ TEST_F(arm_trace_test, files_that_cannot_be_written)
     EXPECT_TRUE(log_has("ERROR kelvane_get_fp_arm_trace: Error opening /root/ordune.log"));
 }
 
+TEST_F(arm_trace_test, reads_that_fail_in_the_first_part_of_a_wrapped_ring)
+{
+    set_indexes(960, 192);
+    failing_offset = 0x03F00020 + 960;
+    EXPECT_EQ(kelvane_ps_print_trace(0), 64174);
+    EXPECT_EQ(kelvane_ps_print_sel_trace(0, 0xF0FFFFFF, 0, 0), 64174);
+    run_firmware(0x00030005);
+    set_indexes(10, 5);
+    failing_offset = 0x03F00020 + 32 * 5;
+    EXPECT_EQ(kelvane_ps_print_trace(0), 64170);
+    EXPECT_EQ(file_text("ordune.log"), "");
+}
+
+TEST_F(arm_trace_test, a_selective_dump_that_cannot_begin)
+{
+    failing_offset = 0x01F04004; // the version
+    EXPECT_EQ(kelvane_ps_print_sel_trace(0, 0xF0FFFFFF, 0, 0), 64174);
+    EXPECT_FALSE(has_file("ordune.log"));
+    failing_offset = 0x03F00010;
+    EXPECT_EQ(kelvane_ps_print_sel_trace(0, 0xF0FFFFFF, 0, 0), 64170);
+    failing_offset = 0;
+    std::filesystem::remove(folder.path + "/root/ordune.log");
+    std::filesystem::create_directory(folder.path + "/root/ordune.log");
+    EXPECT_EQ(kelvane_ps_print_sel_trace(0, 0xF0FFFFFF, 0, 0), 64170);
+    run_firmware(0x00030005);
+    EXPECT_EQ(kelvane_ps_print_trace(0), 64170);
+}
+
 } // namespace

@@ -1,6 +1,7 @@
 #include "firmware_log/eprom_trace.h"
 
 #include <filesystem>
+#include <unistd.h>
 
 #include "firmware_log/log_file.h"
 #include "firmware_log/logged_card.h"
@@ -290,6 +291,60 @@ TEST_F(eprom_trace_test, formatted_output)
         EXPECT_NE(log_text().find(line), std::string::npos);
     }
     fclose(file);
+}
+
+TEST_F(eprom_trace_test, a_wrapped_log_whose_first_part_cannot_be_read)
+{
+    set_sirane_log(0, 400, 100);
+    failing_offset = 0x03E00008 + 400;
+    EXPECT_EQ(kelvane_ps_print_sel_trace(0, 0xFF00FFFF, 0, 0), 64174);
+    EXPECT_EQ(file_text("sirane_0.log"), "");
+}
+
+TEST_F(eprom_trace_test, a_head_that_cannot_be_read)
+{
+    uint32_t size = 9;
+    failing_offset = 0x03EC0014;
+    EXPECT_EQ(kelvane_check_eprom_consistency(0, &size), 64174);
+    EXPECT_EQ(size, 0u);
+}
+
+TEST_F(eprom_trace_test, output_that_is_refused_ends_the_dump)
+{
+    FILE *file = tmpfile();
+    set(0x03EFFC1C, 0xFFFFFFFF);
+    logged_reads = 0;
+    EXPECT_EQ(dumpBlockSize(0, 0xFFFFFFFF, 0x100, 0x118, 4, file, 1), 22); // an address of nothing
+    EXPECT_EQ(logged_reads, 1u);
+    EXPECT_EQ(kelvane_dump_voltage_regulator_alarm(0, 0xFF00FFFF, nullptr), 22);
+    EXPECT_EQ(logged_reads, 3u);
+    EXPECT_EQ(ftell(file), 0);
+    fclose(file);
+}
+
+TEST_F(eprom_trace_test, a_file_that_cannot_be_closed_well)
+{
+    const struct {
+        int32_t before, code; // the dump's, and what becomes of it
+    } cases[] = {{0, 64170}, {64174, 64174}};
+    for (const auto &c : cases) {
+        log_file file{};
+        ASSERT_EQ(kelvane_get_fp_arm_trace(0, &file, "/root/taken_away.log"), 0);
+        close(fileno(file.fp));
+        EXPECT_EQ(close_log_file(0, &file, c.before), c.code);
+        EXPECT_EQ(file.fp, nullptr);
+        EXPECT_TRUE(
+            log_has("ERROR close_log_file: the firmware's log could not be written whole: write error "));
+    }
+}
+
+TEST_F(eprom_trace_test, a_text_that_was_lost_before_the_closing)
+{
+    log_file file{fopen("/dev/full", "w")};
+    ASSERT_NE(file.fp, nullptr);
+    setvbuf(file.fp, nullptr, _IONBF, 0);
+    EXPECT_EQ(kelvane_ltrace_file_dump(0, 0xF0FFFFFF, file.fp, "x"), 0);
+    EXPECT_EQ(close_log_file(0, &file, 0), 64170);
 }
 
 } // namespace

@@ -167,4 +167,22 @@ TEST_F(drain_test, the_gate_of_the_performance_mailbox_is_asked_in_every_round)
     EXPECT_EQ(drain(1), 64175);
 }
 
+TEST_F(drain_test, every_failing_access_leaves_the_locks_free)
+{
+    for (uint64_t n = 1;; n++) {
+        offer_message(sync_header, {1, 2, 3, 4});
+        const uint64_t before = the_bar.access_number;
+        the_bar.fail_from = before + n;
+        const int32_t rc = drain();
+        EXPECT_TRUE(rc == 0 || rc == 64174) << n << ": " << rc;
+        EXPECT_EQ(kelvane_mutex_get_owner(&record.command_mutex[0]), 0) << n;
+        EXPECT_EQ(kelvane_mutex_get_owner(&record.response_mutex[0][0]), 0) << n;
+        if (the_bar.access_number < before + n) {
+            EXPECT_EQ(rc, 0);
+            EXPECT_GT(n, 30u);
+            break;
+        }
+    }
+}
+
 } // namespace

@@ -365,4 +365,39 @@ TEST_F(exchange_test, a_sirane_or_card_that_is_not_there)
     EXPECT_TRUE(the_bar.take_accesses().empty());
 }
 
+TEST_F(exchange_test, a_mailbox_that_answers_nobody)
+{
+    mbox_data_header header{};
+    mbox_data data{};
+    for (const uint32_t mbox : {3u, 5u, 6u}) { // without a response mutex, or not there at all
+        EXPECT_EQ(manage_resp_receive(0, 0xFF00FFFF, mbox, &header, &data, {}), 64170) << mbox;
+    }
+    EXPECT_TRUE(the_bar.take_accesses().empty());
+}
+
+TEST_F(exchange_test, a_response_mutex_that_is_given_away_in_the_middle)
+{
+    const std::function<void(uint32_t, uint32_t)> follow = the_bar.on_write;
+    the_bar.on_write = [&](uint32_t offset, uint32_t value) {
+        if (offset == RESPONSE_AREA) { // the wiping of the header
+            kelvane_mutex_unlock(&local_handles_array[0].response_mutex[0][0]);
+        }
+        follow(offset, value);
+    };
+    uint32_t value = 0x5555;
+    EXPECT_EQ(kelvane_read_register(0, 0xFF00FFFF, 0x9010, &value), 64172);
+    EXPECT_EQ(value, 0x5555u);
+    expect_locks_free();
+}
+
+TEST_F(exchange_test, a_wait_of_the_background_thread_says_so)
+{
+    local_handles_array[0].low_prio_tid = kelvane_gettid();
+    firmware.answer = false;
+    the_bar.record = false;
+    uint32_t value = 0;
+    EXPECT_EQ(kelvane_read_register(0, 0xFF00FFFF, 0x9010, &value), 110);
+    EXPECT_TRUE(log_has("ERROR manage_resp_receive: TIMEOUT EXPIRED_ON_LOW_PRIO "));
+}
+
 } // namespace

@@ -158,4 +158,17 @@ TEST_F(msi_test, pending_interrupts_are_served_until_none_is_left)
     EXPECT_EQ(given(1, 0), 1u);
 }
 
+TEST_F(msi_test, accesses_that_fail_in_the_middle)
+{
+    the_bar.fail_from = the_bar.access_number + 2;
+    EXPECT_EQ(kelvane_glb_interrupt_enable(0, 1), 64174);
+    EXPECT_EQ(the_bar.take_accesses(), (std::vector<std::string>{"R 00000000", "R 01804000"}));
+    the_bar.word[0x24] = 1;
+    the_bar.word[0x2C] = 17;
+    the_bar.fail_from = the_bar.access_number + 5; // the clearing
+    EXPECT_EQ(kelvane_deque_msi(0), 64174);
+    EXPECT_EQ(the_bar.take_accesses().back(), "W 00000024=00000001");
+    EXPECT_EQ(given(0, 0), 1u);
+}
+
 } // namespace

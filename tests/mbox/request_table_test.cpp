@@ -223,6 +223,52 @@ TEST_F(request_table_test, a_record_of_a_command_without_handler_stays)
     EXPECT_EQ(array(0)[0].signature, 0xCCBBDD11);
 }
 
+TEST_F(request_table_test, what_does_not_age)
+{
+    uint32_t id = 0;
+    uint32_t out_of_date = 9;
+    EXPECT_EQ(insert(0, 2, 5, &id), 0); // a subscription
+    array(0)[13].aging_time = 1000;
+    EXPECT_EQ(increase_aging_asynch_req(0, address, mb, array(0), lock(0), 13), 0);
+    EXPECT_EQ(array(0)[13].aging_time, 1000u);
+    EXPECT_EQ(is_out_of_date_asynch_req(0, address, mb, array(0), lock(0), 13, &out_of_date), 0);
+    EXPECT_EQ(out_of_date, 0u);
+    EXPECT_EQ(increase_aging_asynch_req(0, address, mb, array(0), lock(0), 17), 22);
+    out_of_date = 9;
+    EXPECT_EQ(is_out_of_date_asynch_req(0, address, mb, array(0), lock(0), 17, &out_of_date), 22);
+    EXPECT_EQ(out_of_date, 0u);
+}
+
+TEST_F(request_table_test, records_that_cannot_be_reported_stay)
+{
+    asynch_req_t request{};
+    request.header.cmd = 66; // no command
+    request.fn_cb = reinterpret_cast<asynch_callback>(laser_done);
+    request.asynch_op_type = 1;
+    uint32_t id = 0;
+    insert_asynch_req(0, address, mb, array(0), lock(0), &id, request);
+    age(155);
+    EXPECT_EQ(array(0)[0].signature, 0xCCBBDD11);
+    request.header.cmd = 2;
+    insert_asynch_req(0, address, mb, array(0), lock(0), &id, request);
+    EXPECT_EQ(id, 1u);
+    array(0)[1].aging_time = 1000;
+    kelvane_manage_asynch_req_aging(1, address, mb, array(0), lock(0)); // a handle of no card
+    EXPECT_EQ(array(0)[1].signature, 0xCCBBDD11);
+    EXPECT_EQ(called.calls, 0);
+}
+
+TEST_F(request_table_test, the_question_for_a_subscription)
+{
+    the_bar.word[0x01F04004] = 0x00050016;
+    EXPECT_EQ(check_if_cb_is_available(0, 0, 1), 64175);
+    EXPECT_EQ(check_if_cb_is_available(0, 3, 1), 64170);
+    EXPECT_EQ(check_if_cb_is_available(1, 0, 1), 0); // whose version nobody can tell
+    ASSERT_EQ(kelvane_mutex_lock(lock(0)), 0);
+    EXPECT_EQ(check_if_cb_is_available(0, 0, 1), 64172);
+    kelvane_mutex_unlock(lock(0));
+}
+
 TEST_F(request_table_test, a_lock_that_is_held_fails_every_operation)
 {
     ASSERT_EQ(kelvane_mutex_lock(lock(0)), 0);

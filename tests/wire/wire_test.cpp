@@ -193,6 +193,7 @@ TEST_F(wire_test, what_is_refused_before_anything_is_sent)
     uint32_t check = 0;
     EXPECT_EQ(kelvane_set_pm_parameters(0, 0xFF00FFFF, 65), 22);
     EXPECT_EQ(log_lines().back(), "ERROR kelvane_set_pm_parameters: invalid pm_interval=65");
+    EXPECT_EQ(kelvane_get_zynq_rsa_check(1, 1, &check), 22);
     EXPECT_EQ(kelvane_get_zynq_rsa_check(0, 3, &check), 22);
     EXPECT_EQ(kelvane_get_zynq_rsa_check(0, 0, &check), 22);
     EXPECT_EQ(log_lines().back(), "ERROR kelvane_get_zynq_rsa_check:  Invalid parameter ");
