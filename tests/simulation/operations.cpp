@@ -298,7 +298,6 @@ constexpr const char *HEAVY_VERBS[] = {
 
 void disturb(const char *verb)
 {
-    simulation.was_disturbed = true;
     simulation.was_lied_to = simulation.was_lied_to || std::string_view(verb).starts_with("corrupt");
     simulation_tell(std::string("card: ") + verb);
     std::string answer;
@@ -322,7 +321,7 @@ bool is_defined(int32_t code)
 {
     const auto value = static_cast<uint32_t>(code);
     return value == 0 || value == 16 || value == 22 || value == 110 || (value >= 64170 && value <= 64175) ||
-           value > 0x80000000 || simulation.was_disturbed;
+           value > 0x80000000 || simulation.was_lied_to;
 }
 
 void operate(uint32_t number)

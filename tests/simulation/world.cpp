@@ -46,7 +46,6 @@ bool bus_fault_strikes()
     if (--it.bus_fault_count == 0) {
         it.bus_spoils = false;
     }
-    it.was_disturbed = true;
     it.was_struck = true;
     it.was_lied_to = it.was_lied_to || it.bus_fault_kind != FAILS;
     return true;

@@ -20,28 +20,35 @@ struct simulated_request {
 
 struct simulated_world {
     uint64_t seed = 0;
-    bool tells = false; // every step goes to standard output
+    bool tells = false; // every step goes to the report
     bool logs = false;  // all levels are traced
     card *it = nullptr;
+
     std::vector<simulated_request> requests;
-    uint32_t working = 0;           // applications that are not done
-    bool ends = false;              // the library's threads are to stop
-    bool low_priority_ends = false; // its thread first: it waits for what the others do
+    uint64_t outcomes = 0; // of all of them
+
+    // What goes on.
+    uint32_t working = 0;               // applications that are not done
+    bool links_up = false;              // callbacks must not command meanwhile, as kelvane.h says
+    uint32_t commands_of_callbacks = 0; // under way
+    bool dumps = false;                 // an application copies the firmware's log
+    bool ends = false;                  // the library's threads are to stop
+    bool low_priority_ends = false;     // its thread first: it waits for what the others do
     bool low_priority_ended = false;
-    bool bus_spoils = false; // accesses fail or lie, from bus_fault_in accesses on
+
+    // The next fault of the bus: so many accesses from now, so many of them.
+    bool bus_spoils = false;
     uint32_t bus_fault_in = 0;
     uint32_t bus_fault_kind = 0;
     uint32_t bus_fault_count = 0;
-    bool was_lied_to = false;   // words came wrong: an outcome may name another request
-    bool was_struck = false;    // an access failed or lied: the answer that it belonged to may be lost
-    uint64_t outcomes = 0;      // of all requests
-    bool was_disturbed = false; // values may be other ones than those that were set
-    bool links_up = false;      // callbacks must not command meanwhile, as kelvane.h says
-    uint32_t commands_of_callbacks = 0; // under way
-    bool dumps = false;                 // an application copies the firmware's log
-    bool locks_are_kept = false;        // by a link-up that failed
-    bool aged_unmapped = false; // requests grew old while the card was not mapped: their reports get mixed up
+
+    // What excuses a run.
+    bool was_struck = false;     // an access failed or lied: the answer that it belonged to may be lost
+    bool was_lied_to = false;    // words came wrong: a code may be any, an outcome may name another request
+    bool aged_unmapped = false;  // requests grew old without a mapping: their reports get mixed up
+    bool locks_are_kept = false; // by a link-up that failed
     uint64_t unmapped_since = 0;
+
     uint64_t accesses = 0;
     uint64_t accesses_of_step = 0;
     uint64_t digest = 0; // of every access and outcome, in order
