@@ -93,7 +93,9 @@ typedef int32_t (*kelvane_pci_read_cb)(kelvane_handle handle, uint32_t bus, uint
 typedef int32_t (*kelvane_pci_write_cb)(kelvane_handle handle, uint32_t bus, uint32_t offset, uint32_t value,
                                         uint32_t check_alive);
 
-/* Move `words` 32-bit words at ascending offsets, each as one 32-bit access. */
+/* Move `words` 32-bit words at ascending offsets, each as one 32-bit access. Offsets are multiples of 4
+ * within the BAR, but for the rows of the firmware's logs: where those lie the card says, which may be
+ * anywhere. An application answers what its bus would: all ones. */
 typedef int32_t (*kelvane_pci_read_block_cb)(kelvane_handle handle, uint32_t bus, uint32_t offset,
                                              uint32_t words, uint32_t *data, uint32_t check_alive);
 typedef int32_t (*kelvane_pci_write_block_cb)(kelvane_handle handle, uint32_t bus, uint32_t offset,
