@@ -183,8 +183,7 @@ int32_t kelvane_get_md5_file_name(const char *file_name, char *md5_file_name)
         TRACE(INFO, NO_HANDLE, NO_ADDRESS, "Invalid file name len = %d ", static_cast<int>(length));
         return KELVANE_RET_CODE_EINVAL;
     }
-    memcpy(md5_file_name, file_name, length);
-    memcpy(md5_file_name + length, DIGEST_SUFFIX, sizeof DIGEST_SUFFIX);
+    snprintf(md5_file_name, MAX_FILE_NAME + sizeof DIGEST_SUFFIX, "%s%s", file_name, DIGEST_SUFFIX);
     return KELVANE_EOK;
 }
 
