@@ -56,6 +56,24 @@ class arm_trace_test : public logged_card_test {
         return runs;
     }
 
+    struct ring_case {
+        uint32_t first;
+        uint32_t last;
+        int32_t code;
+        const char *rows;
+    };
+
+    void expect_rows(int32_t (*read)(kelvane_handle), const std::vector<ring_case> &cases)
+    {
+        trace_level_mask_set(1);
+        for (const ring_case &c : cases) {
+            SCOPED_TRACE(testing::Message() << c.first << " " << c.last);
+            set_indexes(c.first, c.last);
+            EXPECT_EQ(read(0), c.code);
+            EXPECT_EQ(rows_of_file(), c.rows);
+        }
+    }
+
     // Text rows that say their place in the ring.
     static void number_text_rows()
     {
@@ -107,12 +125,7 @@ TEST_F(arm_trace_test, names_of_modules_are_padded)
 
 TEST_F(arm_trace_test, which_coded_rows)
 {
-    const struct {
-        uint32_t first;
-        uint32_t last;
-        int32_t code;
-        const char *rows;
-    } cases[] = {
+    const std::vector<ring_case> cases = {
         {0, 0, 0, "0-0"},
         {0, 9, 0, "0-9"},
         {10, 25, 0, "10-15"},
@@ -128,25 +141,15 @@ TEST_F(arm_trace_test, which_coded_rows)
         {0, 0x1FC01, 64171, ""},
         {0xFFFFFFFF, 0xFFFFFFFF, 64171, ""},
     };
-    trace_level_mask_set(1);
-    for (const auto &c : cases) {
-        SCOPED_TRACE(testing::Message() << c.first << " " << c.last);
-        set_indexes(c.first, c.last);
-        EXPECT_EQ(kelvane_ps_print_trace_coded(0), c.code);
-        EXPECT_EQ(rows_of_file(), c.rows);
-    }
+    expect_rows(kelvane_ps_print_trace_coded, cases);
     EXPECT_TRUE(
         log_has("ERROR kelvane_ps_print_trace_coded:  first_idx or last greater than PS_MAX_REC 130048 "));
 }
 
 TEST_F(arm_trace_test, which_text_rows)
 {
-    const struct {
-        uint32_t first;
-        uint32_t last;
-        int32_t code;
-        const char *rows;
-    } cases[] = {
+    number_text_rows();
+    const std::vector<ring_case> cases = {
         {0, 0, 0, ""},
         {0, 96, 0, "0-0"},
         {0, 192, 0, "0-1"},
@@ -160,14 +163,7 @@ TEST_F(arm_trace_test, which_text_rows)
         {0xFFF01, 0, 64171, ""},
         {0, 0xFFF01, 64171, ""},
     };
-    number_text_rows();
-    trace_level_mask_set(1);
-    for (const auto &c : cases) {
-        SCOPED_TRACE(testing::Message() << c.first << " " << c.last);
-        set_indexes(c.first, c.last);
-        EXPECT_EQ(kelvane_ps_print_trace_string(0), c.code);
-        EXPECT_EQ(rows_of_file(), c.rows);
-    }
+    expect_rows(kelvane_ps_print_trace_string, cases);
     EXPECT_TRUE(log_has(
         "ERROR kelvane_ps_print_trace_string:  first_idx or last greater than MAX_FIRST_LAST 1048320 "));
 }

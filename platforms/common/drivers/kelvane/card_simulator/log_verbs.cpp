@@ -76,40 +76,64 @@ void fill_slice(card &card, uint32_t slice, uint32_t rows)
     }
 }
 
-bool verb_slice(card &card, arguments &it, uint32_t slice)
-{
-    eprom_log &eprom = card.logs.eprom;
-    std::string_view what;
+enum class log_change { text, fill, indexes, clear };
+
+// What is to be done to a log, whichever it is.
+struct log_request {
+    log_change change = log_change::clear;
     std::string text;
     uint32_t rows = 0;
     uint32_t first = 0;
     uint32_t last = 0;
+};
+
+bool take_log_request(arguments &it, log_request *request)
+{
+    std::string_view what;
     if (!take_word(it, "text, fill, indexes or clear", &what)) {
         return false;
     }
     if (what == "text") {
+        request->change = log_change::text;
+        return take_text(it, &request->text);
+    }
+    if (what == "fill") {
+        request->change = log_change::fill;
+        return take_rows(it, &request->rows);
+    }
+    if (what == "indexes") {
+        request->change = log_change::indexes;
+        return take_indexes(it, &request->first, &request->last);
+    }
+    return what == "clear" ? take_end(it)
+                           : reject(it, "it is text, fill, indexes or clear: " + std::string(what));
+}
+
+bool verb_slice(card &card, arguments &it, uint32_t slice)
+{
+    eprom_log &eprom = card.logs.eprom;
+    log_request request;
+    if (!take_log_request(it, &request)) {
+        return false;
+    }
+    switch (request.change) {
+    case log_change::text:
         if (slice >= SIRANE_COUNT) {
             return reject(it, "the controller's log has no text");
         }
-        if (take_text(it, &text)) {
-            eprom_put_line(eprom, card.bar, slice, text);
-        }
-    } else if (what == "fill") {
-        if (take_rows(it, &rows)) {
-            fill_slice(card, slice, rows);
-        }
-    } else if (what == "indexes") {
-        if (take_indexes(it, &first, &last)) {
-            eprom_show_indexes(eprom, card.bar, slice, first, last);
-        }
-    } else if (what == "clear") {
-        if (take_end(it)) {
-            eprom_clear(eprom, card.bar, slice);
-        }
-    } else {
-        reject(it, "it is text, fill, indexes or clear: " + std::string(what));
+        eprom_put_line(eprom, card.bar, slice, request.text);
+        break;
+    case log_change::fill:
+        fill_slice(card, slice, request.rows);
+        break;
+    case log_change::indexes:
+        eprom_show_indexes(eprom, card.bar, slice, request.first, request.last);
+        break;
+    case log_change::clear:
+        eprom_clear(eprom, card.bar, slice);
+        break;
     }
-    return it.problem.empty();
+    return true;
 }
 
 } // namespace
@@ -117,34 +141,25 @@ bool verb_slice(card &card, arguments &it, uint32_t slice)
 bool verb_log(card &card, arguments &it, std::string *)
 {
     trace_log &log = card.logs.trace;
-    std::string_view what;
-    std::string text;
-    uint32_t rows = 0;
-    uint32_t first = 0;
-    uint32_t last = 0;
-    if (!take_word(it, "text, fill, indexes or clear", &what)) {
+    log_request request;
+    if (!take_log_request(it, &request)) {
         return false;
     }
-    if (what == "text") {
-        if (take_text(it, &text)) {
-            trace_log_text(log, card.bar, text, ms_since_power(card.state));
-        }
-    } else if (what == "fill") {
-        if (take_rows(it, &rows)) {
-            fill_trace(card, rows);
-        }
-    } else if (what == "indexes") {
-        if (take_indexes(it, &first, &last)) {
-            trace_log_show_indexes(log, card.bar, first, last);
-        }
-    } else if (what == "clear") {
-        if (take_end(it)) {
-            trace_log_clear(log, card.bar);
-        }
-    } else {
-        reject(it, "it is text, fill, indexes or clear: " + std::string(what));
+    switch (request.change) {
+    case log_change::text:
+        trace_log_text(log, card.bar, request.text, ms_since_power(card.state));
+        break;
+    case log_change::fill:
+        fill_trace(card, request.rows);
+        break;
+    case log_change::indexes:
+        trace_log_show_indexes(log, card.bar, request.first, request.last);
+        break;
+    case log_change::clear:
+        trace_log_clear(log, card.bar);
+        break;
     }
-    return it.problem.empty();
+    return true;
 }
 
 bool verb_eprom(card &card, arguments &it, std::string *)
