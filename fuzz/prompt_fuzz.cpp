@@ -9,7 +9,7 @@
 #include "fuzz_folder.h"
 #include "mock_client/client.h"
 #include "mock_client/commands.h"
-#include "mock_client/fake_kelvane.h"
+#include "client/fake_kelvane.h"
 #include "mock_client/prompt.h"
 
 namespace {

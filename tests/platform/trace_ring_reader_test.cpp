@@ -64,7 +64,7 @@ TEST_F(trace_ring_reader, merges_rings_by_time)
     const outcome all = run("");
     EXPECT_EQ(all.status, 0);
     EXPECT_EQ(all.out, "trace_ring_reader: process " + pid +
-                           " (test_platform), alive, started 2020-09-13 12:26:40.000000\n"
+                           " (platform_test), alive, started 2020-09-13 12:26:40.000000\n"
                            "2020-09-13 12:26:40.000001 KELVANE_INFO_ Slot:00 [d:001|n:000|h:255]" +
                            tid +
                            "first: one\n"

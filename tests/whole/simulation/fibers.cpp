@@ -1,0 +1,288 @@
+#include "whole/simulation/fibers.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <sys/mman.h>
+#include <ucontext.h>
+#include <utility>
+#include <vector>
+
+#include "mbox/model.h"
+#include "platform/wait.h"
+
+#if defined(__SANITIZE_ADDRESS__)
+#define TELLS_SANITIZER 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define TELLS_SANITIZER 1
+#endif
+#endif
+#ifdef TELLS_SANITIZER
+#include <sanitizer/common_interface_defs.h>
+#endif
+
+namespace {
+
+constexpr uint64_t SECOND = 1000000000;
+constexpr uint64_t EPOCH_SECONDS = 1600000000;
+constexpr uint64_t POLL_NS = SECOND / 1000; // sleeps up to here poll something
+constexpr size_t STACK_BYTES = 256 * 1024;
+constexpr size_t GUARD_BYTES = 4096;
+
+struct fiber {
+    ucontext_t context{};
+    char *stack = nullptr;
+    std::function<void()> body;
+    uint64_t wake_ns = 0;
+    const std::function<bool()> *condition = nullptr; // beside the time
+    bool done = false;
+    const kelvane_mutex *served = nullptr; // what its own thread would remember
+    void *sanitizer_stack = nullptr;
+};
+
+struct fiber_world {
+    std::vector<fiber *> fibers;
+    fiber *current = nullptr; // null: the scheduler
+    ucontext_t scheduler{};
+    void *scheduler_sanitizer_stack = nullptr;
+    const void *scheduler_bottom = nullptr;
+    size_t scheduler_size = 0;
+    uint64_t now = 0;
+    std::function<void()> on_clock;
+};
+
+fiber_world world;
+uint64_t choice_state;
+std::vector<char *> free_stacks;
+
+char *take_stack()
+{
+    if (!free_stacks.empty()) {
+        char *stack = free_stacks.back();
+        free_stacks.pop_back();
+        return stack;
+    }
+    void *stack = mmap(nullptr, STACK_BYTES, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (stack == MAP_FAILED || mprotect(stack, GUARD_BYTES, PROT_NONE) != 0) {
+        std::perror("simulation: no stack");
+        std::abort();
+    }
+    return static_cast<char *>(stack);
+}
+
+#ifdef TELLS_SANITIZER
+void leave_stack(void **saved, const void *bottom, size_t size)
+{
+    __sanitizer_start_switch_fiber(saved, bottom, size);
+}
+void enter_stack(void *saved, const void **bottom, size_t *size)
+{
+    __sanitizer_finish_switch_fiber(saved, bottom, size);
+}
+#else
+void leave_stack(void **, const void *, size_t)
+{
+}
+void enter_stack(void *, const void **, size_t *)
+{
+}
+#endif
+
+void back_to_scheduler()
+{
+    fiber *it = world.current;
+    it->served = mbox_mutex_served_here;
+    leave_stack(it->done ? nullptr : &it->sanitizer_stack, world.scheduler_bottom, world.scheduler_size);
+    swapcontext(&it->context, &world.scheduler);
+    enter_stack(it->sanitizer_stack, nullptr, nullptr);
+}
+
+void run_body()
+{
+    enter_stack(nullptr, &world.scheduler_bottom, &world.scheduler_size);
+    world.current->body();
+    world.current->done = true;
+    back_to_scheduler();
+    std::abort(); // nobody goes on with a fiber that is done
+}
+
+void go_on_with(fiber *it)
+{
+    world.current = it;
+    mbox_mutex_served_here = it->served;
+    leave_stack(&world.scheduler_sanitizer_stack, it->stack, STACK_BYTES);
+    swapcontext(&world.scheduler, &it->context);
+    enter_stack(world.scheduler_sanitizer_stack, nullptr, nullptr);
+    mbox_mutex_served_here = nullptr;
+    world.current = nullptr;
+}
+
+void free_fiber(fiber *it)
+{
+    free_stacks.push_back(it->stack);
+    delete it;
+}
+
+bool is_ready(const fiber *it)
+{
+    return it->wake_ns <= world.now || (it->condition != nullptr && (*it->condition)());
+}
+
+void move_clock(uint64_t to)
+{
+    world.now = std::max(world.now, to);
+    world.on_clock();
+}
+
+bool nobody_else_before(uint64_t wake_ns)
+{
+    return std::ranges::none_of(world.fibers, [wake_ns](const fiber *it) {
+        return it != world.current && (it->wake_ns <= wake_ns || is_ready(it));
+    });
+}
+
+void sleep_until(uint64_t wake_ns, const std::function<bool()> *condition)
+{
+    if (condition == nullptr && wake_ns - world.now <= POLL_NS && nobody_else_before(wake_ns)) {
+        move_clock(wake_ns); // a poll of minutes is spared two switches each time
+        return;
+    }
+    world.current->wake_ns = wake_ns;
+    world.current->condition = condition;
+    back_to_scheduler();
+}
+
+void sleep_here(void *, uint64_t nanoseconds)
+{
+    if (world.current == nullptr) {
+        move_clock(world.now + nanoseconds);
+        return;
+    }
+    sleep_until(world.now + nanoseconds, nullptr);
+}
+
+// The one real thread owns whatever any fiber holds: taken means waiting, never a deadlock.
+int lock_here(void *, pthread_mutex_t *mutex, const timespec *deadline)
+{
+    const uint64_t until = (static_cast<uint64_t>(deadline->tv_sec) - EPOCH_SECONDS) * SECOND +
+                           static_cast<uint64_t>(deadline->tv_nsec);
+    int result = pthread_mutex_trylock(mutex);
+    while (result == EBUSY && world.now < until) {
+        if (world.current == nullptr) {
+            move_clock(until);
+        } else {
+            sleep_until(std::min(until, world.now + SECOND / 1000), nullptr);
+        }
+        result = pthread_mutex_trylock(mutex);
+    }
+    return result == EBUSY ? ETIMEDOUT : result;
+}
+
+const wait_source source = {nullptr, sleep_here, [](void *) { return world.now; },
+                            [](void *, timespec *now) {
+                                now->tv_sec = static_cast<time_t>(EPOCH_SECONDS + world.now / SECOND);
+                                now->tv_nsec = static_cast<long>(world.now % SECOND);
+                                return 0;
+                            },
+                            lock_here};
+
+} // namespace
+
+void choices_start(uint64_t seed)
+{
+    choice_state = seed;
+}
+
+// The generator of Steele, Lea and Flood's SplitMix.
+uint64_t choose(uint64_t end)
+{
+    choice_state += 0x9E3779B97F4A7C15;
+    uint64_t mixed = choice_state;
+    mixed = (mixed ^ mixed >> 30) * 0xBF58476D1CE4E5B9;
+    mixed = (mixed ^ mixed >> 27) * 0x94D049BB133111EB;
+    return (mixed ^ mixed >> 31) % end;
+}
+
+bool one_in(uint64_t count)
+{
+    return choose(count) == 0;
+}
+
+void fibers_begin(std::function<void()> on_clock)
+{
+    world.now = 0;
+    world.on_clock = std::move(on_clock);
+    wait_use_source(&source);
+}
+
+void fibers_end()
+{
+    wait_use_source(nullptr);
+    for (fiber *it : world.fibers) {
+        free_fiber(it);
+    }
+    world.fibers.clear();
+    world.on_clock = nullptr;
+}
+
+void fibers_add(std::function<void()> body)
+{
+    auto *it = new fiber;
+    it->body = std::move(body);
+    it->stack = take_stack();
+    getcontext(&it->context);
+    it->context.uc_stack.ss_sp = it->stack;
+    it->context.uc_stack.ss_size = STACK_BYTES;
+    makecontext(&it->context, run_body, 0);
+    world.fibers.push_back(it);
+}
+
+bool fibers_run(const std::function<bool()> &ended, uint64_t limit_ns)
+{
+    std::vector<fiber *> ready;
+    while (!ended() && !world.fibers.empty()) {
+        ready.clear();
+        uint64_t next = UINT64_MAX;
+        for (fiber *it : world.fibers) {
+            if (is_ready(it)) {
+                ready.push_back(it);
+            }
+            next = std::min(next, it->wake_ns);
+        }
+        if (ready.empty()) {
+            if (next > limit_ns) {
+                return false;
+            }
+            move_clock(next);
+            continue;
+        }
+        fiber *chosen = ready[choose(ready.size())];
+        go_on_with(chosen);
+        if (chosen->done) {
+            std::erase(world.fibers, chosen);
+            free_fiber(chosen);
+        }
+    }
+    return true;
+}
+
+void fiber_give_way()
+{
+    if (world.current != nullptr) {
+        sleep_until(world.now, nullptr);
+    }
+}
+
+void fiber_wait(const std::function<bool()> &condition)
+{
+    if (!condition()) {
+        sleep_until(UINT64_MAX, &condition);
+    }
+}
+
+uint64_t fibers_clock()
+{
+    return world.now;
+}

@@ -1,0 +1,404 @@
+#include "whole/simulation/operations.h"
+
+#include <cstdio>
+#include <cstring>
+#include <iterator>
+#include <string>
+#include <string_view>
+
+#include "kelvane_handle.h"
+#include "platform/wait.h"
+#include "whole/simulation/fibers.h"
+#include "whole/simulation/world.h"
+
+namespace {
+
+constexpr uint64_t MS = 1000000;
+constexpr uint32_t STEPS_MOST = 40;   // of one application
+constexpr uint32_t LINK_UPS_MOST = 4; // a firmware that starts slowly needs some
+constexpr uint32_t CANARY = 0xC0FFEE55;
+
+constexpr kelvane_device_address ADDRESSES[] = {
+    0xF0FFFFFF, 0xFF00FFFF, 0xFF01FFFF, 0xFF02FFFF, 0xFF0000FF, 0xFF0001FF, 0xFF0100FF,
+    0xFF0101FF, 0xFF0200FF, 0xFF0201FF, 0xFF00FF00, 0xFF01FF03, 0xFF03FFFF, 0xFFFFFFFF,
+};
+
+kelvane_device_address any_address()
+{
+    return ADDRESSES[choose(std::size(ADDRESSES))];
+}
+
+kelvane_device_address any_sirane()
+{
+    return KELVANE_ADDRESS_SIRANE(choose(3));
+}
+
+kelvane_device_address any_port()
+{
+    return KELVANE_ADDRESS_NETWORK_PORT(choose(3), choose(2));
+}
+
+// An output with words behind it that nobody may touch.
+template <typename record> struct guarded {
+    record it{};
+    uint32_t behind[8] = {CANARY, CANARY, CANARY, CANARY, CANARY, CANARY, CANARY, CANARY};
+
+    ~guarded()
+    {
+        for (const uint32_t word : behind) {
+            if (word != CANARY) {
+                simulation_failed("an output was overrun");
+            }
+        }
+    }
+};
+
+// A reading: a record of the card's, by address.
+template <typename record, int32_t (*read)(kelvane_handle, kelvane_device_address, record *)>
+int32_t reading()
+{
+    guarded<record> output;
+    return read(0, any_address(), &output.it);
+}
+
+template <int32_t (*set)(kelvane_handle, kelvane_device_address, int32_t)> int32_t setting()
+{
+    return set(0, any_address(), static_cast<int32_t>(choose(3)));
+}
+
+int32_t request_done(kelvane_handle, kelvane_device_address, uint32_t transaction_id, int32_t result)
+{
+    simulation_note(static_cast<uint32_t>(result));
+    simulation_tell("outcome of request " + std::to_string(transaction_id) + ": " + std::to_string(result));
+    simulation.outcomes++;
+    if (transaction_id < simulation.requests.size()) {
+        simulation.requests[transaction_id].outcomes++;
+    } else if (!simulation.was_lied_to) {
+        simulation_failed("an outcome belongs to no request");
+    }
+    return 0;
+}
+
+template <typename send_type> int32_t request(send_type send)
+{
+    const size_t id = simulation.requests.size();
+    simulation.requests.push_back({});
+    const int32_t rc = send(static_cast<int32_t>(id));
+    simulation.requests[id].state = rc == 0 ? request_state::sent : request_state::failed;
+    return rc;
+}
+
+int32_t request_laser()
+{
+    return request([](int32_t id) {
+        return kelvane_set_laser(0, any_port(), static_cast<int32_t>(choose(2)), request_done, id);
+    });
+}
+
+int32_t request_traffic_type()
+{
+    return request([](int32_t id) {
+        return kelvane_set_traffic_type(0, any_port(), static_cast<uint32_t>(choose(25)), request_done,
+                                        static_cast<uint32_t>(id));
+    });
+}
+
+// A callback may command.
+template <typename command_type> int32_t maybe_command(command_type command)
+{
+    if (simulation.links_up || !one_in(4)) {
+        return 0;
+    }
+    simulation.commands_of_callbacks++;
+    const int32_t rc = command();
+    simulation.commands_of_callbacks--;
+    return rc;
+}
+
+int32_t batch_came(kelvane_handle, kelvane_device_address address, const kelvane_global_pm *, uint64_t number)
+{
+    simulation_note(address ^ number);
+    return maybe_command([address] {
+        uint32_t value = 0;
+        return kelvane_read_register(0, address, 0x9010, &value);
+    });
+}
+
+int32_t alarms_came(kelvane_handle, kelvane_device_address address, const global_alarms *, uint64_t value)
+{
+    simulation_note(address ^ value);
+    return maybe_command([address] { return kelvane_write_register(0, address, 0x9018, 3); });
+}
+
+int32_t firmware_watched(kelvane_handle, int32_t, uint32_t status)
+{
+    simulation_note(status);
+    simulation_tell("keep-alive status " + std::to_string(status));
+    return 0;
+}
+
+int32_t dap_answered(kelvane_handle, void *, const uint32_t *size)
+{
+    simulation_note(*size);
+    return 0;
+}
+
+int32_t send_dap()
+{
+    uint8_t message[1024];
+    memset(message, static_cast<int>(choose(256)), sizeof message);
+    const auto size = static_cast<uint32_t>(choose(1026));
+    return kelvane_dap_command(0, message, &size, dap_answered);
+}
+
+int32_t map_again()
+{
+    fiber_wait([] { return !simulation.links_up; }); // not from two threads at once
+    simulation.links_up = true;
+    fiber_wait([] { return simulation.commands_of_callbacks == 0; });
+    kelvane_pci_mapped(0, 0, 0, 0);
+    const int32_t rc = kelvane_pci_mapped(0, 1, 0, 0);
+    simulation.links_up = false;
+    // Kept by a link-up that failed. It takes them twice to say so, which is a time-out among fibers.
+    simulation.locks_are_kept = simulation.locks_are_kept || rc == KELVANE_RET_CODE_GEN_PLATFORM_PROBLEM ||
+                                rc == KELVANE_RET_CODE_ETIMEDOUT;
+    return rc;
+}
+
+// One dump of the firmware's log at a time, as kelvane.h says.
+template <typename dump_type> int32_t dump_alone(dump_type dump)
+{
+    fiber_wait([] { return !simulation.dumps; });
+    simulation.dumps = true;
+    const int32_t rc = dump();
+    simulation.dumps = false;
+    return rc;
+}
+
+int32_t dump_trace()
+{
+    return dump_alone([] { return kelvane_ps_print_trace(0); });
+}
+
+int32_t dump_selected()
+{
+    return dump_alone([] { return kelvane_ps_print_sel_trace(0, any_address(), 0, 12); });
+}
+
+struct operation_row {
+    const char *name;
+    int32_t (*run)();
+};
+
+constexpr operation_row OPERATIONS[] = {
+    {"request_laser", request_laser},
+    {"request_laser", request_laser},
+    {"request_traffic_type", request_traffic_type},
+    {"set_laser", [] { return kelvane_set_laser(0, any_port(), 1, nullptr, 0); }},
+    {"set_traffic_type", [] { return kelvane_set_traffic_type(0, any_port(), 24, nullptr, 0); }},
+    {"get_traffic_type", reading<uint32_t, kelvane_get_traffic_type>},
+    {"get_laser", reading<uint32_t, kelvane_get_laser>},
+    {"get_host_loopback", reading<uint32_t, kelvane_get_host_loopback>},
+    {"read_register",
+     [] {
+         guarded<uint32_t> value;
+         return kelvane_read_register(0, any_address(), static_cast<uint32_t>(choose(0x10010)), &value.it);
+     }},
+    {"write_register", [] { return kelvane_write_register(0, any_address(), 0x9100, 0x82); }},
+    {"diag_command", [] { return kelvane_diag_command(0, any_sirane(), static_cast<uint32_t>(choose(6))); }},
+    {"recover_device", [] { return kelvane_recover_device(0, any_sirane()); }},
+    {"default_initialize", [] { return kelvane_default_initialize(0); }},
+    {"get_xpm2_status", reading<uint32_t, kelvane_get_xpm2_status>},
+    {"is_xpm2_present", reading<uint32_t, kelvane_is_xpm2_present>},
+    {"get_xpm2_inventory_inf", reading<kelvane_xpm2_inventory_t, kelvane_get_xpm2_inventory_inf>},
+    {"global_provisioned_config", reading<kelvane_provisioned_config_t, kelvane_global_provisioned_config>},
+    {"get_subsystem_status_info", reading<kelvane_subsystem_status_t, kelvane_get_subsystem_status_info>},
+    {"get_global_pm", reading<kelvane_global_pm, kelvane_get_global_pm>},
+    {"get_sirane_port_pm", reading<kelvane_sirane_port_pm, kelvane_get_sirane_port_pm>},
+    {"get_global_alarms", reading<global_alarms, kelvane_get_global_alarms>},
+    {"get_generic_alarms", reading<uint32_t, kelvane_get_generic_alarms>},
+    {"set_host_loopback", setting<kelvane_set_host_loopback>},
+    {"set_network_loopback", setting<kelvane_set_network_loopback>},
+    {"set_pm_parameters",
+     [] { return kelvane_set_pm_parameters(0, any_sirane(), static_cast<uint32_t>(choose(66))); }},
+    {"enable_pm_notify",
+     [] { return kelvane_enable_pm_notify(0, any_sirane(), one_in(4) ? 0 : 1, batch_came); }},
+    {"enable_alarms_notify",
+     [] { return kelvane_enable_alarms_notify(0, any_sirane(), one_in(4) ? 0 : 1, alarms_came); }},
+    {"force_global_alarms_notify",
+     [] {
+         const global_alarms record{};
+         return kelvane_force_global_alarms_notify(0, any_sirane(), &record);
+     }},
+    {"enable_keep_alive_notify",
+     [] { return kelvane_enable_keep_alive_notify(0, one_in(3) ? 0 : 1, firmware_watched); }},
+    {"dap_command", send_dap},
+    {"dap_command", send_dap},
+    {"software_running",
+     [] {
+         uint32_t major = 0;
+         uint32_t minor = 0;
+         return kelvane_get_software_running(0, any_address(), &major, &minor);
+     }},
+    {"get_program_progress", reading<uint32_t, kelvane_get_program_progress>},
+    {"program_activate_software",
+     [] { return kelvane_program_activate_software(0, any_address(), "image", nullptr, 0); }},
+    {"ps_print_trace", dump_trace},
+    {"ps_print_sel_trace", dump_selected},
+    {"enable_msi", [] { return kelvane_enable_msi(0, one_in(8) ? 0 : 1); }},
+    {"notify_msi", [] { return kelvane_notify_msi(0); }},
+    {"pci_mapped", map_again},
+};
+
+// ---- what goes wrong
+
+constexpr const char *VERBS[] = {
+    "drop-interrupt 2",
+    "late-interrupt 30 3",
+    "double-interrupt 2",
+    "spurious-interrupt",
+    "spurious-interrupt 1 11",
+    "spurious-interrupt 4 13",
+    "skip-batch 2",
+    "refuse 9",
+    "refuse 2",
+    "refuse 24",
+    "error 2 ORDUNE_TIMEOUT",
+    "error 9 ORDUNE_TIMEOUT",
+    "delay 9 40",
+    "delay 2 900",
+    "corrupt ref_id",
+    "corrupt-notice size",
+    "corrupt-notice sy",
+    "corrupt-notice ref_id",
+    "alarm raise 1 SRN_TEMP",
+    "alarm clear 1 SRN_TEMP",
+    "unplug 2",
+    "plug 2",
+    "upset uncorrectable",
+    "upset clear",
+    "memory-error",
+    "batch-interval 200",
+    "laser-time 10",
+    "dap hold 2",
+    "dap delay 50",
+    "dap ignore-reset 1",
+    "dap error 8",
+    "dap echo",
+    "clear",
+    "restart warm-fail",
+};
+
+// These can hold a synchronous caller up for as long as it waits, which takes the simulation long, too.
+constexpr const char *HEAVY_VERBS[] = {
+    "hang",         "resume",       "restart",       "restart warm",  "restart cold",
+    "remove",       "insert",       "drop-answer 9", "drop-answer 2", "drop-answer 0",
+    "slow-start 2", "corrupt size", "corrupt sy",    "corrupt cmd",   "corrupt version",
+};
+
+void disturb(const char *verb)
+{
+    simulation.was_lied_to = simulation.was_lied_to || std::string_view(verb).starts_with("corrupt");
+    simulation_tell(std::string("card: ") + verb);
+    std::string answer;
+    card_verb(simulation.it, verb, &answer); // may be refused, a module that is in already for instance
+}
+
+void spoil_bus()
+{
+    simulation.bus_fault_kind = static_cast<uint32_t>(choose(4));
+    simulation.bus_fault_in = static_cast<uint32_t>(choose(200));
+    simulation.bus_fault_count = one_in(4) ? static_cast<uint32_t>(1 + choose(300)) : 1;
+    simulation.bus_spoils = true;
+    simulation_tell("bus: kind " + std::to_string(simulation.bus_fault_kind) + " in " +
+                    std::to_string(simulation.bus_fault_in) + " accesses, " +
+                    std::to_string(simulation.bus_fault_count) + " times");
+}
+
+// ---- what operations may return
+
+bool is_defined(int32_t code)
+{
+    const auto value = static_cast<uint32_t>(code);
+    return value == 0 || value == 16 || value == 22 || value == 110 || (value >= 64170 && value <= 64175) ||
+           value > 0x80000000 || simulation.was_lied_to;
+}
+
+void operate(uint32_t number)
+{
+    const operation_row &row = OPERATIONS[choose(std::size(OPERATIONS))];
+    simulation_tell(std::to_string(number) + ": " + row.name);
+    simulation.accesses_of_step = 0;
+    const int32_t rc = row.run();
+    simulation_note(static_cast<uint32_t>(rc));
+    simulation_tell(std::to_string(number) + ": " + row.name + " = " + std::to_string(rc));
+    if (!is_defined(rc)) {
+        simulation_failed(std::string(row.name) + " returned " + std::to_string(rc));
+    }
+}
+
+} // namespace
+
+void application(uint32_t number)
+{
+    const bool is_quiet = simulation.seed % 5 == 0; // no faults at all
+    const bool bus_is_bad = simulation.seed % 3 == 2;
+    const bool may_be_heavy = simulation.seed % 8 == 1;
+    for (uint64_t steps = 10 + choose(STEPS_MOST - 10); steps > 0; steps--) {
+        const uint64_t kind = choose(16);
+        if (kind == 0 && bus_is_bad) {
+            spoil_bus();
+        } else if (kind < 4 && !is_quiet) {
+            const bool heavy = may_be_heavy && one_in(6);
+            disturb(heavy ? HEAVY_VERBS[choose(std::size(HEAVY_VERBS))] : VERBS[choose(std::size(VERBS))]);
+        } else if (kind < 6) {
+            wait_sleep((1 + choose(one_in(8) ? 8000 : 50)) * MS);
+        } else {
+            operate(number);
+        }
+    }
+    simulation.working--;
+}
+
+namespace {
+
+bool sirane_works(uint32_t sirane, std::string *codes)
+{
+    const kelvane_device_address address = KELVANE_ADDRESS_SIRANE(sirane);
+    uint32_t value = 0;
+    const int32_t written = kelvane_write_register(0, address, 0x123, 0x5000 + sirane);
+    const int32_t read = kelvane_read_register(0, address, 0x123, &value);
+    *codes += " " + std::to_string(written) + " " + std::to_string(read);
+    return written == 0 && read == 0 && value == 0x5000 + sirane;
+}
+
+bool works(std::string *codes)
+{
+    const int32_t mapped = map_again();
+    *codes += ", link-up " + std::to_string(mapped) + ":";
+    if (mapped != 0) {
+        return false;
+    }
+    fiber_wait([] { // a firmware that was found dead is found alive by and by
+        const kelvane_handle_record &record = local_handles_array[0];
+        return record.keep_alive_enabled == 0 || record.keep_alive_status == KELVANE_ALIVE;
+    });
+    bool all = true;
+    for (uint32_t sirane = 0; sirane < KELVANE_SIRANE_COUNT; sirane++) {
+        all = sirane_works(sirane, codes) && all;
+    }
+    return all;
+}
+
+} // namespace
+
+void last_word()
+{
+    std::string codes;
+    for (uint32_t attempt = 0; attempt < LINK_UPS_MOST; attempt++) {
+        if (simulation.locks_are_kept || works(&codes)) {
+            return;
+        }
+    }
+    simulation_failed("the card does not work afterwards" + codes);
+}

@@ -1,0 +1,317 @@
+#include "whole/simulation/world.h"
+
+#include <cerrno>
+#include <cinttypes>
+#include <cstdio>
+#include <cstdlib>
+#include <functional>
+#include <iterator>
+
+#include "background/keep_alive.h"
+#include "background/low_priority_thread.h"
+#include "background/response_thread.h"
+#include "core/handle.h"
+#include "core/mutex.h"
+#include "core/semaphore.h"
+#include "core/transaction_id.h"
+#include "dap/dap_channel.h"
+#include "platform/wait.h"
+#include "whole/simulation/fibers.h"
+
+simulated_world simulation;
+FILE *simulation_report = stdout;
+
+namespace {
+
+constexpr uint64_t MS = 1000000;
+constexpr uint64_t SECOND = 1000 * MS;
+constexpr uint64_t ACCESSES_MOST = 20'000'000; // a step that makes more does not end
+constexpr uint32_t GIVES_WAY_EVERY = 30; // accesses, about: where the system would take the processor away
+
+constexpr uint64_t LONG_STEP = 5000;              // accesses: something is polled
+constexpr uint64_t AGED_UNMAPPED_NS = 1 * SECOND; // two requests so far apart may be due in one such time
+
+enum bus_fault_kind { FAILS, ALL_ONES, ZERO, FLIPS, BUS_FAULT_KINDS };
+
+bool bus_fault_strikes()
+{
+    simulated_world &it = simulation;
+    if (!it.bus_spoils) {
+        return false;
+    }
+    if (it.bus_fault_in > 0) {
+        it.bus_fault_in--;
+        return false;
+    }
+    if (--it.bus_fault_count == 0) {
+        it.bus_spoils = false;
+    }
+    it.was_struck = true;
+    it.was_lied_to = it.was_lied_to || it.bus_fault_kind != FAILS;
+    return true;
+}
+
+void note_access(uint64_t what)
+{
+    simulation_note(what);
+    simulation.accesses++;
+    if (++simulation.accesses_of_step > ACCESSES_MOST) {
+        simulation_failed("a step does not end");
+    }
+    if (one_in(simulation.accesses_of_step < LONG_STEP ? GIVES_WAY_EVERY : 100 * GIVES_WAY_EVERY)) {
+        fiber_give_way();
+    }
+}
+
+int32_t read_word(kelvane_handle, uint32_t, uint32_t offset, uint32_t *value, uint32_t)
+{
+    note_access(offset);
+    *value = card_host_read(simulation.it, offset);
+    if (bus_fault_strikes()) {
+        switch (simulation.bus_fault_kind) {
+        case FAILS:
+            return 5;
+        case ALL_ONES:
+            *value = 0xFFFFFFFF;
+            break;
+        case ZERO:
+            *value = 0;
+            break;
+        default:
+            *value ^= 1u << choose(32);
+            break;
+        }
+    }
+    simulation_note(*value);
+    return 0;
+}
+
+int32_t write_word(kelvane_handle, uint32_t, uint32_t offset, uint32_t value, uint32_t)
+{
+    note_access(static_cast<uint64_t>(offset) << 32 | value);
+    if (bus_fault_strikes() && simulation.bus_fault_kind == FAILS) {
+        return 5;
+    }
+    card_host_write(simulation.it, offset, value);
+    return 0;
+}
+
+// ---- the library's threads
+
+void serve_interrupts()
+{
+    uint32_t raised = 0;
+    const std::function<bool()> interrupted = [&raised] {
+        while (card_take_interrupt(simulation.it)) {
+            raised++;
+        }
+        return simulation.ends || raised > 0;
+    };
+    while (!simulation.ends) {
+        fiber_wait(interrupted);
+        if (!simulation.ends) {
+            raised--;
+            kelvane_notify_msi(0);
+        }
+    }
+}
+
+void wait_for_give(kelvane_semaphore *semaphore)
+{
+    fiber_wait([semaphore] { return simulation.ends || semaphore->semState == 1; });
+    if (!simulation.ends) {
+        kelvane_sem_take(semaphore);
+    }
+}
+
+void serve_mailbox(uint32_t sirane_id, uint32_t mbox)
+{
+    while (!simulation.ends) {
+        wait_for_give(&local_handles_array[0].mbox_semaphore[sirane_id][mbox]);
+        if (!simulation.ends) {
+            kelvane_asyc_resp_common(0, sirane_id, mbox);
+        }
+    }
+}
+
+void serve_dap()
+{
+    dap_state state = {kelvane_dap_wait_for_call};
+    while (!simulation.ends) {
+        wait_for_give(&local_handles_array[0].dap_semaphore);
+        if (!simulation.ends) {
+            dap_serve_event(0, &the_dap_record, &state);
+        }
+    }
+}
+
+void look_after_everything()
+{
+    low_priority_state state = low_priority_start(0);
+    wait_sleep(4 * SECOND);
+    while (!simulation.low_priority_ends) {
+        low_priority_pass(&state);
+        wait_sleep(2 * SECOND);
+    }
+    simulation.low_priority_ended = true;
+}
+
+// Aging without a mapping looks for what has timed out in the last sirane's table, whosever it is.
+void watch_mapping()
+{
+    if (kelvane_get_pci_mapped(0) != 0) {
+        simulation.unmapped_since = fibers_clock();
+    } else if (fibers_clock() - simulation.unmapped_since > AGED_UNMAPPED_NS) {
+        simulation.aged_unmapped = true;
+    }
+}
+
+void clock_moved()
+{
+    if (simulation.it != nullptr) {
+        card_step(simulation.it);
+        watch_mapping();
+    }
+}
+
+void check_free(const kelvane_mutex &mutex, const char *name, uint32_t sirane_id)
+{
+    if (kelvane_mutex_get_owner(&mutex) != 0) {
+        simulation_failed(std::string("a ") + name + " of sirane " + std::to_string(sirane_id) + " is held");
+    }
+}
+
+void check_locks()
+{
+    const kelvane_handle_record &record = local_handles_array[0];
+    for (uint32_t sirane_id = 0; sirane_id < KELVANE_SIRANE_COUNT; sirane_id++) {
+        check_free(record.asynch_req_lock[sirane_id], "request table's lock", sirane_id);
+        if (!simulation.locks_are_kept) {
+            check_free(record.command_mutex[sirane_id], "command mutex", sirane_id);
+            for (const kelvane_mutex &mutex : record.response_mutex[sirane_id]) {
+                check_free(mutex, "response mutex", sirane_id);
+            }
+        }
+    }
+}
+
+} // namespace
+
+void simulation_failed(const std::string &what)
+{
+    std::fprintf(simulation_report,
+                 "seed %" PRIu64 ": %s\nat %" PRIu64 " us, access %" PRIu64
+                 "; to see it again: %s --seed %" PRIu64 " --tell\n",
+                 simulation.seed, what.c_str(), fibers_clock() / 1000, simulation.accesses,
+                 program_invocation_name, simulation.seed);
+    std::fflush(simulation_report);
+    std::_Exit(1);
+}
+
+void simulation_note(uint64_t number)
+{
+    simulation.digest = (simulation.digest ^ number) * 0x100000001B3 + 1;
+}
+
+void simulation_tell(const std::string &step)
+{
+    if (simulation.tells) {
+        std::fprintf(simulation_report, "%12" PRIu64 " us  %s\n", fibers_clock() / 1000, step.c_str());
+    }
+}
+
+void world_start(uint64_t seed)
+{
+    const bool tells = simulation.tells;
+    const bool logs = simulation.logs;
+    simulation = {};
+    simulation.seed = seed;
+    simulation.tells = tells;
+    simulation.logs = logs;
+    choices_start(seed);
+    constexpr struct {
+        uint32_t major, minor;
+    } VERSIONS[] = {{5, 22}, {5, 22}, {5, 21}, {5, 23}, {4, 9}, {2, 6}, {3, 5}};
+    card_options options;
+    const auto &version = VERSIONS[choose(std::size(VERSIONS))];
+    options.firmware_major = version.major;
+    options.firmware_minor = version.minor;
+    options.seed = seed;
+    fibers_begin(clock_moved);
+    simulation.it = card_create(options);
+    simulation_tell("firmware " + std::to_string(version.major) + "." + std::to_string(version.minor));
+
+    zero_handle_record();
+    keep_alive_sequence = 0;
+    kelvane_transaction_counter.next = static_cast<uint32_t>(seed);
+    kelvane_init_device_t device{};
+    device.client_type = 1;
+    device.notify_plugin_cb = [](kelvane_handle, kelvane_device_address address, uint32_t plugged) {
+        simulation_note(address ^ plugged);
+        return one_in(8) ? 1 : 0;
+    };
+    device.pci_read_cb = read_word;
+    device.pci_write_cb = write_word;
+    device.app_zynq_restart_notify_cb = [](kelvane_handle, uint32_t restart) {
+        simulation_note(restart);
+        return 0;
+    };
+    device.generic_cb = [](kelvane_handle, kelvane_device_address, uint32_t value) {
+        simulation_note(value);
+        return 0;
+    };
+    if (kelvane_device_create(device) != 0) {
+        simulation_failed("kelvane_device_create failed");
+    }
+    kelvane_set_low_prio_active(0, 1); // the thread's own start does that
+    fibers_add(serve_interrupts);
+    fibers_add(serve_dap);
+    fibers_add(look_after_everything);
+    for (uint32_t sirane_id = 0; sirane_id < KELVANE_SIRANE_COUNT; sirane_id++) {
+        for (uint32_t mbox = 0; mbox < MBOX_THREAD_COUNT; mbox++) {
+            fibers_add([sirane_id, mbox] { serve_mailbox(sirane_id, mbox); });
+        }
+    }
+}
+
+void world_heal()
+{
+    simulation.bus_spoils = false;
+    std::string ignored;
+    for (const char *verb : {"clear", "resume", "insert"}) {
+        card_verb(simulation.it, verb, &ignored);
+    }
+}
+
+static bool accounts_are_right()
+{
+    uint64_t sent = 0;
+    bool some_are_missing = false;
+    bool some_are_doubled = false;
+    for (const simulated_request &request : simulation.requests) {
+        const bool is_sent = request.state == request_state::sent;
+        sent += is_sent ? 1 : 0;
+        some_are_missing = some_are_missing || (is_sent && request.outcomes == 0);
+        some_are_doubled = some_are_doubled || request.outcomes > 1;
+    }
+    if (simulation.was_lied_to) { // only their number is right
+        some_are_missing = simulation.outcomes < sent;
+        some_are_doubled = simulation.outcomes > simulation.requests.size();
+    }
+    return !some_are_doubled && (!some_are_missing || simulation.was_struck);
+}
+
+void world_account()
+{
+    if (!simulation.aged_unmapped && !accounts_are_right()) {
+        simulation_failed("a request has no outcome, or one too many");
+    }
+    check_locks();
+}
+
+void world_stop()
+{
+    fibers_end();
+    card_destroy(simulation.it);
+    simulation.it = nullptr;
+}
