@@ -1,8 +1,10 @@
 #include "support/handshake.h"
 
-void offer_message(const std::vector<uint32_t> &header, const std::vector<uint32_t> &data)
+#include "core/transaction_id.h"
+
+void offer_message(const std::vector<uint32_t> &header, const std::vector<uint32_t> &data, uint32_t base)
 {
-    uint32_t offset = RESPONSE_AREA;
+    uint32_t offset = base + 0x100;
     for (const uint32_t word : header) {
         the_bar.word[offset] = word;
         offset += 4;
@@ -11,7 +13,12 @@ void offer_message(const std::vector<uint32_t> &header, const std::vector<uint32
         the_bar.word[offset] = word;
         offset += 4;
     }
-    the_bar.word[RESPONSE_F] = 4;
+    the_bar.word[base + 4] = 4;
+}
+
+void answering_firmware::next_reference(uint32_t reference)
+{
+    kelvane_transaction_counter.next = reference;
 }
 
 void answering_firmware::install()
@@ -55,7 +62,8 @@ void answering_firmware::on_write(uint32_t offset, uint32_t value)
         if (accepted && answer) {
             offer_answer();
         }
-    } else if (offset == RESPONSE_H && (value == 4 || value == 16)) {
-        the_bar.word[RESPONSE_F] = 2;
+    } else if ((offset == RESPONSE_H || offset == ALARM_H || offset == PERFORMANCE_H) &&
+               (value == 4 || value == 16)) {
+        the_bar.word[offset + 4] = 2;
     }
 }

@@ -18,6 +18,9 @@ struct answering_firmware {
     std::vector<uint32_t> request_header;                     // of the last command
     std::vector<uint32_t> request_data;
 
+    // Of the library's next request; they count up from there.
+    static void next_reference(uint32_t reference);
+
     // Shows idle everywhere and hooks itself into the_bar, where it must outlive its use.
     void install();
 
@@ -35,8 +38,11 @@ constexpr uint32_t COMMAND_AREA = 0x01C00100;
 constexpr uint32_t RESPONSE_H = 0x01C02000;
 constexpr uint32_t RESPONSE_F = 0x01C02004;
 constexpr uint32_t RESPONSE_AREA = 0x01C02100;
+constexpr uint32_t ALARM_H = 0x01C04000;
+constexpr uint32_t PERFORMANCE_H = 0x01C08000;
 
-// Puts a message on offer in the response mailbox of sirane 0.
-void offer_message(const std::vector<uint32_t> &header, const std::vector<uint32_t> &data);
+// Puts a message on offer in the mailbox whose registers start at `base`: the response mailbox of sirane 0.
+void offer_message(const std::vector<uint32_t> &header, const std::vector<uint32_t> &data,
+                   uint32_t base = RESPONSE_H);
 
 #endif

@@ -1,11 +1,14 @@
 #include "support/library.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
 
+#include "background/response_thread.h"
 #include "core/handle.h"
+#include "core/mutex.h"
 #include "kelvane_trace_defs.h"
 #include "lifecycle/driver.h"
 #include "platform/host_tree.h"
@@ -99,12 +102,13 @@ std::vector<std::string> library_test::log_lines()
 
 bool library_test::log_has(const std::string &line)
 {
-    for (const std::string &written : log_lines()) {
-        if (written == line) {
-            return true;
-        }
-    }
-    return false;
+    const std::vector<std::string> lines = log_lines();
+    return std::ranges::find(lines, line) != lines.end();
+}
+
+bool library_test::log_contains(const std::string &text) const
+{
+    return log_text().find(text) != std::string::npos;
 }
 
 void library_test::start_library()
@@ -122,4 +126,43 @@ void library_test::open_gate()
 void library_test::close_gate()
 {
     local_handles_array[0].pci_mapped = 0;
+}
+
+firmware_test::firmware_test(const kelvane_init_device_t &device)
+{
+    turn_log_on();
+    EXPECT_EQ(kelvane_init_driver(), 0);
+    EXPECT_EQ(kelvane_device_create(device), 0);
+    open_gate();
+    firmware.install();
+    firmware.next_reference(0x1234);
+    the_bar.take_accesses();
+    log_lines();
+}
+
+int32_t firmware_test::deliver(uint32_t mbox, const std::vector<uint32_t> &header,
+                               const std::vector<uint32_t> &data)
+{
+    constexpr uint32_t BASES[] = {0x01C02000, 0x01C08000, 0x01C04000};
+    offer_message(header, data, BASES[mbox]);
+    the_bar.take_accesses();
+    return kelvane_asyc_resp_common(0, 0, mbox);
+}
+
+std::string held_locks()
+{
+    std::string held;
+    const kelvane_handle_record &record = local_handles_array[0];
+    const auto look = [&held](const kelvane_mutex &mutex, const std::string &name) {
+        held += kelvane_mutex_get_owner(&mutex) != 0 ? name + ", " : "";
+    };
+    for (uint32_t sirane = 0; sirane < KELVANE_SIRANE_COUNT; sirane++) {
+        const std::string of = std::to_string(sirane);
+        look(record.command_mutex[sirane], of + " command");
+        for (uint32_t mbox = 0; mbox < MBOX_THREAD_COUNT; mbox++) {
+            look(record.response_mutex[sirane][mbox], of + " response " + std::to_string(mbox));
+        }
+        look(record.asynch_req_lock[sirane], of + " requests");
+    }
+    return held;
 }

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "kelvane.h"
+#include "support/handshake.h"
 #include "support/recorded_bar.h"
 #include "support/virtual_time.h"
 
@@ -35,7 +36,8 @@ class library_test : public testing::Test {
 
     // "LEVEL function: message" of each line written to the log since the last call.
     std::vector<std::string> log_lines();
-    bool log_has(const std::string &line); // of the lines that log_lines would give; takes them
+    bool log_has(const std::string &line);            // of the lines that log_lines would give; takes them
+    bool log_contains(const std::string &text) const; // anywhere, from the start
 
     // kelvane_init_driver, and a device on the_bar with the gate open and no link-up made.
     void start_library();
@@ -48,5 +50,26 @@ class library_test : public testing::Test {
   private:
     size_t log_seen_ = 0;
 };
+
+// The library at work: its log on, the gate open, and a firmware that answers on sirane 0.
+class firmware_test : public library_test {
+  protected:
+    // `device` has the application's callbacks.
+    explicit firmware_test(const kelvane_init_device_t &device = recorded_bar_device());
+
+    // What the card puts into a mailbox, and the pass of the thread that serves it.
+    int32_t deliver(uint32_t mbox, const std::vector<uint32_t> &header, const std::vector<uint32_t> &data);
+
+    // Of the last access, as told() has it.
+    static std::string accesses()
+    {
+        return the_bar.told();
+    }
+
+    answering_firmware firmware;
+};
+
+// The locks that somebody holds: "0 command, 0 response 1, 2 requests, ".
+std::string held_locks();
 
 #endif

@@ -53,6 +53,44 @@ std::vector<std::string> recorded_bar::take_accesses()
     return taken;
 }
 
+std::string recorded_bar::told()
+{
+    std::string text;
+    uint32_t next = 1; // where the run goes on; 1 is no word's
+    bool writes = false;
+    uint64_t count = 0; // of reads, or of the last value
+    uint64_t last = 0;
+    const auto end_run = [&] {
+        if (count > 1) {
+            text += (writes ? "*" : "+") + std::to_string(count);
+        }
+        count = 0;
+    };
+    for (const std::string &access : take_accesses()) {
+        const auto offset = static_cast<uint32_t>(std::stoul(access.substr(2), nullptr, 16));
+        const bool write = access[0] == 'W';
+        const uint64_t value = write ? std::stoull(access.substr(11), nullptr, 16) : 0;
+        char place[16];
+        char written[16];
+        snprintf(place, sizeof place, "%s%c%x", text.empty() ? "" : " ", write ? 'w' : 'r', offset);
+        snprintf(written, sizeof written, "%x", static_cast<uint32_t>(value));
+        const bool goes_on = write == writes && offset == next;
+        if (!goes_on) {
+            end_run();
+            text += write ? place + std::string("=") + written : place;
+        } else if (write && value != last) {
+            end_run();
+            text += std::string(",") + written;
+        }
+        count++;
+        last = value;
+        writes = write;
+        next = offset + 4;
+    }
+    end_run();
+    return text;
+}
+
 kelvane_init_device_t recorded_bar_device(void)
 {
     kelvane_init_device_t device{};

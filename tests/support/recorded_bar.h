@@ -33,6 +33,11 @@ struct recorded_bar {
 
     // The record, and an empty one from here on.
     std::vector<std::string> take_accesses();
+
+    // The same on one line, hexadecimal: "r1c00004 w1c00100=9,1234,ffffffff*4 r1c02100+10". Writes to words
+    // that lie one behind the other stand behind one '=', a value that comes again with its count; such reads
+    // with their count behind a '+'.
+    std::string told();
 };
 
 // The card that the callbacks below reach; one a test.
