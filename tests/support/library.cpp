@@ -8,7 +8,6 @@
 
 #include "background/response_thread.h"
 #include "core/handle.h"
-#include "core/mutex.h"
 #include "kelvane_trace_defs.h"
 #include "lifecycle/driver.h"
 #include "platform/host_tree.h"
@@ -147,22 +146,4 @@ int32_t firmware_test::deliver(uint32_t mbox, const std::vector<uint32_t> &heade
     offer_message(header, data, BASES[mbox]);
     the_bar.take_accesses();
     return kelvane_asyc_resp_common(0, 0, mbox);
-}
-
-std::string held_locks()
-{
-    std::string held;
-    const kelvane_handle_record &record = local_handles_array[0];
-    const auto look = [&held](const kelvane_mutex &mutex, const std::string &name) {
-        held += kelvane_mutex_get_owner(&mutex) != 0 ? name + ", " : "";
-    };
-    for (uint32_t sirane = 0; sirane < KELVANE_SIRANE_COUNT; sirane++) {
-        const std::string of = std::to_string(sirane);
-        look(record.command_mutex[sirane], of + " command");
-        for (uint32_t mbox = 0; mbox < MBOX_THREAD_COUNT; mbox++) {
-            look(record.response_mutex[sirane][mbox], of + " response " + std::to_string(mbox));
-        }
-        look(record.asynch_req_lock[sirane], of + " requests");
-    }
-    return held;
 }

@@ -10,6 +10,7 @@
 
 #include "kelvane.h"
 #include "support/handshake.h"
+#include "support/promises.h"
 #include "support/recorded_bar.h"
 #include "support/virtual_time.h"
 
@@ -68,8 +69,5 @@ class firmware_test : public library_test {
 
     answering_firmware firmware;
 };
-
-// The locks that somebody holds: "0 command, 0 response 1, 2 requests, ".
-std::string held_locks();
 
 #endif

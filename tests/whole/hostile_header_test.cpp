@@ -3,18 +3,17 @@
 // meaning, nothing but the outputs is written, no lock stays, and the next good exchange works.
 #include <algorithm>
 #include <array>
-#include <cstring>
 #include <vector>
 
 #include "background/response_thread.h"
 #include "core/handle.h"
-#include "core/mutex.h"
+#include "core/semaphore.h"
 #include "dap/dap_channel.h"
 #include "kelvane_handle.h"
 #include "mbox/receive.h"
 #include "support/handshake.h"
 #include "support/library.h"
-#include "whole/woken_threads.h"
+#include "support/promises.h"
 
 namespace {
 
@@ -28,66 +27,28 @@ using header_words = std::array<uint32_t, HEADER_WORDS>;
 struct mailbox_row {
     const char *name;
     uint32_t mbox;
-    uint32_t hosts_state;
-    uint32_t cards_state;
+    uint32_t hosts_state; // the card's is the word behind it
     uint32_t area;
     header_words good;
-    header_words limit; // the last command, what a record holds, what an area holds, the last slot
 };
 
-constexpr mailbox_row RESPONSE = {"response",
-                                  0,
-                                  0x01C02000,
-                                  0x01C02004,
-                                  0x01C02100,
-                                  {2, REFERENCE, 4, 0, 0, 0},
-                                  {65, REFERENCE, 1978, 1, 16, 1}};
-constexpr mailbox_row PERFORMANCE = {"performance",
-                                     1,
-                                     0x01C08000,
-                                     0x01C08004,
-                                     0x01C08100,
-                                     {24, REFERENCE, 116, 1, 13, 0},
-                                     {65, REFERENCE, 1978, 1, 16, 1}};
-constexpr mailbox_row ALARMS = {"alarms",
-                                2,
-                                0x01C04000,
-                                0x01C04004,
-                                0x01C04100,
-                                {35, REFERENCE, 14, 0, 14, 0},
-                                {65, REFERENCE, 1978, 1, 16, 1}};
-constexpr mailbox_row ANSWER = {"a synchronous answer",
-                                0,
-                                0x01C02000,
-                                0x01C02004,
-                                0x01C02100,
-                                {9, REFERENCE, 4, 0, 0xFF00FF00, 0},
-                                {65, REFERENCE, 1978, 1, 16, 1}};
+constexpr mailbox_row RESPONSE = {"response", 0, 0x01C02000, 0x01C02100, {2, REFERENCE, 4, 0, 0, 0}};
+constexpr mailbox_row PERFORMANCE = {
+    "performance", 1, 0x01C08000, 0x01C08100, {24, REFERENCE, 116, 1, 13, 0}};
+constexpr mailbox_row ALARMS = {"alarms", 2, 0x01C04000, 0x01C04100, {35, REFERENCE, 14, 0, 14, 0}};
+constexpr mailbox_row ANSWER = {
+    "a synchronous answer", 0, 0x01C02000, 0x01C02100, {9, REFERENCE, 4, 0, 0xFF00FF00, 0}};
+constexpr mailbox_row DAP = {"DAP", 4, 0x01C0C000, 0x01F08000, {54, REFERENCE, 8, 0, 0xFF00FF00, 0}};
+
+// The last command, what an area holds, the newest version, the last slot.
+constexpr header_words LIMIT = {65, REFERENCE, 1978, 1, 16, 1};
 
 uint32_t callbacks = 0;
 
-int32_t laser_done(kelvane_handle, kelvane_device_address, uint32_t, int32_t)
+template <typename... arguments> int32_t count(arguments...)
 {
     callbacks++;
     return 0;
-}
-
-int32_t batch_came(kelvane_handle, kelvane_device_address, const kelvane_global_pm *, uint64_t)
-{
-    callbacks++;
-    return 0;
-}
-
-int32_t alarms_came(kelvane_handle, kelvane_device_address, const global_alarms *, uint64_t)
-{
-    callbacks++;
-    return 0;
-}
-
-bool is_defined(int32_t code)
-{
-    const auto value = static_cast<uint32_t>(code);
-    return value == 0 || value == 22 || value == 110 || (value >= 64170 && value <= 64175);
 }
 
 class hostile_header_test : public library_test {
@@ -98,7 +59,7 @@ class hostile_header_test : public library_test {
         trace_level_mask_set(0);
         the_bar.record = false;
         the_bar.word[0x01F04004] = 0x00050015; // 5.21: a drain does not wait for a subscription
-        time.on_sleep([this] { threads_.run(); });
+        time.on_sleep([this] { run_woken_threads(); });
     }
 
     // The card follows the host's handshake on the mailbox, for one message.
@@ -107,41 +68,27 @@ class hostile_header_test : public library_test {
         for (uint32_t i = 0; i < HEADER_WORDS; i++) {
             the_bar.word[mailbox.area + 4 * i] = header[i];
         }
-        the_bar.word[mailbox.cards_state] = 4;
+        the_bar.word[mailbox.hosts_state + 4] = 4;
         the_bar.on_write = [mailbox](uint32_t offset, uint32_t) {
             if (offset == mailbox.hosts_state) {
-                the_bar.word[mailbox.cards_state] = 2;
+                the_bar.word[mailbox.hosts_state + 4] = 2;
             }
         };
     }
 
-    static void put_record(uint32_t slot, uint32_t command, kelvane_asynch_type type,
-                           asynch_callback callback)
-    {
-        asynch_req_t &record = local_handles_array[0].asynch_req_array[0][slot];
-        record = {};
-        record.signature = 0xCCBBDD11;
-        record.asynch_op_type = type;
-        record.header = {command, REFERENCE, 4, 0, slot, 0};
-        record.fn_cb = callback;
-    }
-
     static void fill_request_table()
     {
-        put_record(0, 2, KELVANE_ASYNCH_TYPE_OP_STANDARD_ASYNCH,
-                   reinterpret_cast<asynch_callback>(laser_done));
-        put_record(13, 24, KELVANE_ASYNCH_TYPE_OP_PM, reinterpret_cast<asynch_callback>(batch_came));
-        put_record(14, 35, KELVANE_ASYNCH_TYPE_OP_ALARM, reinterpret_cast<asynch_callback>(alarms_came));
-    }
-
-    static void expect_no_lock()
-    {
-        const kelvane_handle_record &record = local_handles_array[0];
-        EXPECT_EQ(kelvane_mutex_get_owner(&record.command_mutex[0]), 0);
-        EXPECT_EQ(kelvane_mutex_get_owner(&record.asynch_req_lock[0]), 0);
-        for (const kelvane_mutex &mutex : record.response_mutex[0]) {
-            EXPECT_EQ(kelvane_mutex_get_owner(&mutex), 0);
-        }
+        const auto put = [](uint32_t slot, uint32_t command, kelvane_asynch_type type, auto callback) {
+            asynch_req_t &record = local_handles_array[0].asynch_req_array[0][slot];
+            record = {};
+            record.signature = 0xCCBBDD11;
+            record.asynch_op_type = type;
+            record.header = {command, REFERENCE, 4, 0, slot, 0};
+            record.fn_cb = reinterpret_cast<asynch_callback>(callback);
+        };
+        put(0, 2, KELVANE_ASYNCH_TYPE_OP_STANDARD_ASYNCH, kelvane_set_laser_cb{count});
+        put(13, 24, KELVANE_ASYNCH_TYPE_OP_PM, kelvane_pm_notify_cb{count});
+        put(14, 35, KELVANE_ASYNCH_TYPE_OP_ALARM, kelvane_alarms_notify_cb{count});
     }
 
     static void expect_good_exchange()
@@ -159,8 +106,8 @@ class hostile_header_test : public library_test {
     template <typename reader> void with_every_header(const mailbox_row &mailbox, uint32_t fixed, reader read)
     {
         const auto values = [&mailbox](uint32_t word) {
-            return std::vector<uint32_t>{mailbox.good[word],      0,          1,         mailbox.limit[word],
-                                         mailbox.limit[word] + 1, 0xFFFFFFFF, 0x9E3779B9};
+            return std::vector<uint32_t>{mailbox.good[word], 0,          1,         LIMIT[word],
+                                         LIMIT[word] + 1,    0xFFFFFFFF, 0x9E3779B9};
         };
         for (uint32_t first = 0; first < HEADER_WORDS; first++) {
             for (uint32_t second = first + 1; second < HEADER_WORDS; second++) {
@@ -177,8 +124,8 @@ class hostile_header_test : public library_test {
                                      << ", " << second << " " << second_value);
                         fill_request_table();
                         offer(mailbox, header);
-                        EXPECT_TRUE(is_defined(read()));
-                        expect_no_lock();
+                        EXPECT_TRUE(is_documented(read()));
+                        EXPECT_EQ(held_locks(), "");
                         expect_good_exchange();
                         if (HasFailure()) {
                             return;
@@ -190,7 +137,23 @@ class hostile_header_test : public library_test {
     }
 
   private:
-    woken_threads threads_;
+    // The library's response threads where there are none: whoever sleeps lets those that were woken pass.
+    void run_woken_threads()
+    {
+        for (uint32_t pair = 0; !one_runs_ && pair < SIRANE_COUNT * MBOX_THREAD_COUNT; pair++) {
+            const uint32_t sirane = pair / MBOX_THREAD_COUNT;
+            const uint32_t mbox = pair % MBOX_THREAD_COUNT;
+            kelvane_semaphore &semaphore = local_handles_array[0].mbox_semaphore[sirane][mbox];
+            if (semaphore.semState == 1) {
+                one_runs_ = true;
+                kelvane_sem_take(&semaphore);
+                kelvane_asyc_resp_common(0, sirane, mbox);
+                one_runs_ = false;
+            }
+        }
+    }
+
+    bool one_runs_ = false;
 };
 
 constexpr uint32_t NOTHING_FIXED = HEADER_WORDS;
@@ -233,14 +196,7 @@ TEST_F(hostile_header_test, to_a_waiting_caller)
 TEST_F(hostile_header_test, on_the_dap_channel)
 {
     static uint32_t longest;
-    const mailbox_row dap = {"DAP",
-                             4,
-                             0x01C0C000,
-                             0x01C0C004,
-                             0x01F08000,
-                             {54, REFERENCE, 8, 0, 0xFF00FF00, 0},
-                             {65, REFERENCE, 1024, 1, 16, 1}};
-    with_every_header(dap, NOTHING_FIXED, [] {
+    with_every_header(DAP, NOTHING_FIXED, [] {
         the_dap_record.dap_ref_id = REFERENCE;
         the_dap_record.dap_callback = [](kelvane_handle, void *, const uint32_t *size) {
             longest = std::max(longest, *size);

@@ -1,0 +1,35 @@
+#include "support/promises.h"
+
+#include "core/handle.h"
+#include "core/mutex.h"
+#include "core/transaction_id.h"
+#include "dap/dap_channel.h"
+#include "kelvane_trace_defs.h"
+
+bool is_documented(int32_t code)
+{
+    const auto word = static_cast<uint32_t>(code);
+    return word == 0 || word == 16 || word == 22 || word == 110 || (word >= 64170 && word <= 64175) ||
+           word > 0x80000000;
+}
+
+std::string held_locks()
+{
+    std::string held;
+    const auto look = [&held](const kelvane_mutex &mutex, const std::string &name) {
+        held += kelvane_mutex_get_owner(&mutex) != 0 ? name + ", " : "";
+    };
+    for (uint32_t sirane = 0; sirane < SIRANE_COUNT; sirane++) {
+        const kelvane_handle_record &record = local_handles_array[0];
+        const std::string of = std::to_string(sirane);
+        look(record.command_mutex[sirane], of + " command");
+        for (uint32_t mbox = 0; mbox < MBOX_THREAD_COUNT; mbox++) {
+            look(record.response_mutex[sirane][mbox], of + " response " + std::to_string(mbox));
+        }
+        look(record.asynch_req_lock[sirane], of + " requests");
+    }
+    look(the_dap_record.dap_lock, "DAP");
+    look(kelvane_transaction_counter.mutex, "transaction");
+    look(log_file_mutex, "log");
+    return held;
+}
