@@ -146,10 +146,8 @@ int32_t run_reader(uint8_t reader, kelvane_device_address device_address, uint32
     case 5: // the address is judged by the reader itself, too
         return kelvane_ps_print_sel_trace_sirane_eprom(0, device_address, first, last, reader / 8 % 2);
     case 6: {
-        guarded<uint32_t> size;
-        const int32_t rc = kelvane_check_eprom_consistency(0, &size.value);
-        size.check("kelvane_check_eprom_consistency");
-        return rc;
+        uint32_t size = 0;
+        return kelvane_check_eprom_consistency(0, &size);
     }
     default:
         return dump_block(first, last, reader / 8 % 3);

@@ -1,5 +1,7 @@
 #include "firmware_operations.h"
 
+#include <cstring>
+#include <iterator>
 #include <string>
 
 #include "background/keep_alive.h"
@@ -7,6 +9,7 @@
 #include "firmware_card.h"
 #include "fuzz_checks.h"
 #include "mbox/receive.h"
+#include "support/operations.h"
 
 namespace {
 
@@ -55,61 +58,6 @@ int32_t dap_answered(kelvane_handle, void *data, const uint32_t *size)
     return sum == 1 ? chosen_result() : 0;
 }
 
-// ---- shapes of operations
-
-template <typename record_type>
-int32_t get(host_call &call, int32_t (*operation)(kelvane_handle, kelvane_device_address, record_type *))
-{
-    guarded<record_type> output;
-    const int32_t rc = operation(call.handle, call.device_address, &output.value);
-    output.check("a record");
-    return rc;
-}
-
-template <typename output_type>
-int32_t get_direction(host_call &call,
-                      int32_t (*operation)(kelvane_handle, kelvane_device_address, output_type *, int32_t))
-{
-    guarded<output_type> output;
-    const int32_t rc = operation(call.handle, call.device_address, &output.value, call.input.byte());
-    output.check("a value of a direction");
-    return rc;
-}
-
-template <typename output_type>
-int32_t get_of_card(host_call &call, int32_t (*operation)(kelvane_handle, output_type *))
-{
-    guarded<output_type> output;
-    const int32_t rc = operation(call.handle, &output.value);
-    output.check("a value of the card");
-    return rc;
-}
-
-template <typename value_type>
-int32_t set(host_call &call, int32_t (*operation)(kelvane_handle, kelvane_device_address, value_type))
-{
-    return operation(call.handle, call.device_address, static_cast<value_type>(call.input.byte()));
-}
-
-template <typename value_type>
-int32_t set_direction(host_call &call,
-                      int32_t (*operation)(kelvane_handle, kelvane_device_address, value_type, value_type))
-{
-    return operation(call.handle, call.device_address, call.input.byte(), call.input.byte());
-}
-
-using version_operation = int32_t (*)(kelvane_handle, kelvane_device_address, uint32_t *, uint32_t *);
-
-int32_t get_version(host_call &call, version_operation operation)
-{
-    guarded<uint32_t> major;
-    guarded<uint32_t> minor;
-    const int32_t rc = operation(call.handle, call.device_address, &major.value, &minor.value);
-    major.check("a major version");
-    minor.check("a minor version");
-    return rc;
-}
-
 int32_t download(host_call &call)
 {
     constexpr const char *NAMES[] = {"good", "empty", "short_digest", "no_digest", "none"};
@@ -136,163 +84,72 @@ int32_t turn_card(host_call &call)
     return 0;
 }
 
-// New rows come at the end: the kept inputs name them by number.
+int32_t serve_mailbox(host_call &call)
+{
+    const uint8_t byte = call.input.byte();
+    return kelvane_asyc_resp_common(call.handle, byte % 4, byte / 16 % 4);
+}
+
+// A request with a callback or, without one, a command.
+template <typename operation_type> int32_t request(host_call &call, operation_type operation, uint8_t mask)
+{
+    const uint8_t byte = call.input.byte();
+    return operation(call.handle, call.device_address, byte & mask,
+                     (byte & 0x80) != 0 ? request_done : nullptr, byte);
+}
+
+template <typename operation_type, typename callback_type>
+int32_t subscribe(host_call &call, operation_type operation, callback_type callback)
+{
+    return operation(call.handle, call.device_address, call.input.byte() % 4 == 0, callback);
+}
+
+// The table of all operations stands behind these. The kept inputs name them by number.
 constexpr host_operation OPERATIONS[] = {
-    {"the card offers",
-     [](host_call &) {
-         card_offer_message();
-         return 0;
-     }},
+    {"the card offers", [](host_call &) { return card_offer_message(), 0; }},
     {"the card turns", turn_card},
-    {"response thread",
-     [](host_call &call) {
-         const uint8_t byte = call.input.byte();
-         return kelvane_asyc_resp_common(call.handle, byte % 4, byte / 16 % 4);
-     }},
-    {"low-priority thread",
-     [](host_call &call) {
-         low_priority_pass(&call.threads.low_priority);
-         return 0;
-     }},
-    {"DAP thread",
-     [](host_call &call) {
-         dap_serve_event(0, &the_dap_record, &call.threads.dap);
-         return 0;
-     }},
-    {"kelvane_notify_msi", [](host_call &call) { return kelvane_notify_msi(call.handle); }},
-    {"kelvane_deque_msi", [](host_call &call) { return kelvane_deque_msi(call.handle); }},
-    {"kelvane_enable_msi",
-     [](host_call &call) { return kelvane_enable_msi(call.handle, call.input.byte()); }},
-    {"kelvane_pci_mapped",
-     [](host_call &call) { return kelvane_pci_mapped(call.handle, call.input.byte() % 16 != 15, 0, 0); }},
+    {"response thread", serve_mailbox},
+    {"low-priority thread", [](host_call &c) { return low_priority_pass(&c.low_priority), 0; }},
+    {"DAP thread", [](host_call &c) { return dap_serve_event(0, &the_dap_record, &c.dap), 0; }},
+    {"kelvane_deque_msi", [](host_call &c) { return kelvane_deque_msi(c.handle); }},
+    {LINK_UP, [](host_call &c) { return kelvane_pci_mapped(c.handle, c.input.byte() % 16 != 15, 0, 0); }},
     {"the drain",
-     [](host_call &call) {
-         return kelvane_deque_resp_receive(call.handle, call.device_address, call.input.byte() % 4);
-     }},
-    {"kelvane_keep_alive",
-     [](host_call &call) { return kelvane_keep_alive(call.handle, call.device_address); }},
+     [](host_call &c) { return kelvane_deque_resp_receive(c.handle, c.device_address, c.input.byte() % 4); }},
+    {"kelvane_keep_alive", [](host_call &c) { return kelvane_keep_alive(c.handle, c.device_address); }},
     {"kelvane_enable_keep_alive_notify",
-     [](host_call &call) {
-         return kelvane_enable_keep_alive_notify(call.handle, call.input.byte() % 4, watch_changed);
+     [](host_call &c) {
+         return kelvane_enable_keep_alive_notify(c.handle, c.input.byte() % 4, watch_changed);
      }},
     {"kelvane_dap_command", send_dap},
-    {"kelvane_set_traffic_type",
-     [](host_call &call) {
-         const uint8_t byte = call.input.byte();
-         return kelvane_set_traffic_type(call.handle, call.device_address, byte & 0x1F,
-                                         (byte & 0x80) != 0 ? request_done : nullptr, byte);
-     }},
-    {"kelvane_set_laser",
-     [](host_call &call) {
-         const uint8_t byte = call.input.byte();
-         return kelvane_set_laser(call.handle, call.device_address, byte & 1,
-                                  (byte & 0x80) != 0 ? request_done : nullptr, byte);
-     }},
+    {"kelvane_set_traffic_type", [](host_call &c) { return request(c, kelvane_set_traffic_type, 0x1F); }},
+    {"kelvane_set_laser", [](host_call &c) { return request(c, kelvane_set_laser, 1); }},
     {"kelvane_enable_pm_notify",
-     [](host_call &call) {
-         return kelvane_enable_pm_notify(call.handle, call.device_address, call.input.byte() % 4 == 0,
-                                         batch_came);
-     }},
+     [](host_call &c) { return subscribe(c, kelvane_enable_pm_notify, batch_came); }},
     {"kelvane_enable_alarms_notify",
-     [](host_call &call) {
-         return kelvane_enable_alarms_notify(call.handle, call.device_address, call.input.byte() % 4 == 0,
-                                             alarms_came);
-     }},
-    {"kelvane_force_global_alarms_notify",
-     [](host_call &call) {
-         const global_alarms record{};
-         return kelvane_force_global_alarms_notify(call.handle, call.device_address, &record);
-     }},
+     [](host_call &c) { return subscribe(c, kelvane_enable_alarms_notify, alarms_came); }},
     {"kelvane_download_software", download},
-    {"kelvane_program_activate_software",
-     [](host_call &call) {
-         return kelvane_program_activate_software(call.handle, call.device_address, "image", nullptr, 7);
-     }},
     {"kelvane_get_download_progress",
-     [](host_call &call) {
-         guarded<uint32_t> progress;
-         const int32_t rc =
-             kelvane_get_download_progress(call.handle, call.input.byte() % 8, &progress.value);
-         progress.check("kelvane_get_download_progress");
-         return rc;
-     }},
-    {"kelvane_get_zynq_rsa_check",
-     [](host_call &call) {
-         guarded<uint32_t> output;
-         const int32_t rc = kelvane_get_zynq_rsa_check(call.handle, call.input.byte() % 4, &output.value);
-         output.check("kelvane_get_zynq_rsa_check");
-         return rc;
-     }},
-    {"kelvane_read_register",
-     [](host_call &call) {
-         guarded<uint32_t> output;
-         const int32_t rc =
-             kelvane_read_register(call.handle, call.device_address, call.input.byte(), &output.value);
-         output.check("kelvane_read_register");
-         return rc;
-     }},
-    {"kelvane_write_register",
-     [](host_call &call) {
-         return kelvane_write_register(call.handle, call.device_address, call.input.byte(), 1);
-     }},
-    {"kelvane_default_initialize", [](host_call &call) { return kelvane_default_initialize(call.handle); }},
-    {"kelvane_recover_device",
-     [](host_call &call) { return kelvane_recover_device(call.handle, call.device_address); }},
-    {"kelvane_set_trigger_reset",
-     [](host_call &call) { return kelvane_set_trigger_reset(call.handle, call.input.byte() % 3); }},
-    {"kelvane_print_local_handler",
-     [](host_call &call) {
-         kelvane_print_local_handler(call.handle);
-         return 0;
-     }},
-    {"kelvane_diag_command", [](host_call &call) { return set(call, kelvane_diag_command); }},
-    {"kelvane_set_pm_parameters", [](host_call &call) { return set(call, kelvane_set_pm_parameters); }},
-    {"kelvane_set_optical_output_power",
-     [](host_call &call) { return set(call, kelvane_set_optical_output_power); }},
-    {"kelvane_set_xpm2_led", [](host_call &call) { return set(call, kelvane_set_xpm2_led); }},
-    {"kelvane_set_host_loopback", [](host_call &call) { return set(call, kelvane_set_host_loopback); }},
-    {"kelvane_set_laser_channel",
-     [](host_call &call) { return set_direction(call, kelvane_set_laser_channel); }},
-    {"kelvane_set_cons_action", [](host_call &call) { return set_direction(call, kelvane_set_cons_action); }},
-    {"kelvane_get_laser_channel_flex_grid",
-     [](host_call &call) { return get_direction(call, kelvane_get_laser_channel_flex_grid); }},
-    {"kelvane_get_traffic_type", [](host_call &call) { return get(call, kelvane_get_traffic_type); }},
-    {"kelvane_get_xpm2_status", [](host_call &call) { return get(call, kelvane_get_xpm2_status); }},
-    {"kelvane_get_network_loopback", [](host_call &call) { return get(call, kelvane_get_network_loopback); }},
-    {"kelvane_get_xpm2_inventory_inf",
-     [](host_call &call) { return get(call, kelvane_get_xpm2_inventory_inf); }},
-    {"kelvane_global_provisioned_config",
-     [](host_call &call) { return get(call, kelvane_global_provisioned_config); }},
-    {"kelvane_get_subsystem_status_info",
-     [](host_call &call) { return get(call, kelvane_get_subsystem_status_info); }},
-    {"kelvane_get_xpm2_port_pm", [](host_call &call) { return get(call, kelvane_get_xpm2_port_pm); }},
-    {"kelvane_get_sirane_port_pm", [](host_call &call) { return get(call, kelvane_get_sirane_port_pm); }},
-    {"kelvane_get_host_port_pm", [](host_call &call) { return get(call, kelvane_get_host_port_pm); }},
-    {"kelvane_get_generic_pm", [](host_call &call) { return get(call, kelvane_get_generic_pm); }},
-    {"kelvane_get_global_pm", [](host_call &call) { return get(call, kelvane_get_global_pm); }},
-    {"kelvane_dbg_get_hostport_pcs_counters",
-     [](host_call &call) { return get(call, kelvane_dbg_get_hostport_pcs_counters); }},
-    {"kelvane_get_global_alarms", [](host_call &call) { return get(call, kelvane_get_global_alarms); }},
-    {"kelvane_get_nwtk_port_alarms", [](host_call &call) { return get(call, kelvane_get_nwtk_port_alarms); }},
-    {"kelvane_get_program_progress", [](host_call &call) { return get(call, kelvane_get_program_progress); }},
-    {"kelvane_get_software_running",
-     [](host_call &call) { return get_version(call, kelvane_get_software_running); }},
-    {"kelvane_get_software_downloaded",
-     [](host_call &call) { return get_version(call, kelvane_get_software_downloaded); }},
-    {"kelvane_software_version_comp_check",
-     [](host_call &call) { return get_of_card(call, kelvane_software_version_comp_check); }},
-    {"kelvane_get_ordune_inventory_inf",
-     [](host_call &call) { return get_of_card(call, kelvane_get_ordune_inventory_inf); }},
-    {"kelvane_get_secure_type", [](host_call &call) { return get_of_card(call, kelvane_get_secure_type); }},
-    {"kelvane_get_ddr_ecc_counters",
-     [](host_call &call) { return get_of_card(call, kelvane_get_ddr_ecc_counters); }},
-    {"kelvane_get_seu_pl_uncorrectable",
-     [](host_call &call) { return get_of_card(call, kelvane_get_seu_pl_uncorrectable); }},
+     [](host_call &c) { return kelvane_get_download_progress(c.handle, c.input.byte() % 8, c.out); }},
+    {"kelvane_print_local_handler", [](host_call &c) { return kelvane_print_local_handler(c.handle), 0; }},
 };
 
 } // namespace
 
-const std::span<const host_operation> host_operations = OPERATIONS;
+int32_t run_chosen(uint8_t byte, host_call &call, const char **name)
+{
+    const size_t own = std::size(OPERATIONS);
+    const size_t index = byte % (own + command_rows.size() + register_rows.size());
+    if (index < own) {
+        *name = OPERATIONS[index].name;
+        return OPERATIONS[index].run(call);
+    }
+    const size_t row = index - own;
+    const operation_row &operation =
+        row < command_rows.size() ? command_rows[row] : register_rows[row - command_rows.size()];
+    *name = operation.name;
+    return operation.call(
+        {call.handle, call.device_address, [&call] { return call.input.byte(); }, call.out});
+}
 
 void set_image_folder(const char *folder)
 {

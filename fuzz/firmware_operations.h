@@ -3,24 +3,21 @@
 #define FUZZ_FIRMWARE_OPERATIONS_H
 
 #include <cstdint>
-#include <span>
+#include <string>
 
 #include "background/low_priority_thread.h"
 #include "dap/dap_channel.h"
 #include "fuzz_input.h"
 #include "kelvane.h"
 
-// What one operation works on; `threads` is what the library's threads carry along.
-struct library_threads {
-    low_priority_state low_priority;
-    dap_state dap;
-};
-
+// What one operation works on; the states are what the library's threads carry along.
 struct host_call {
     fuzz_input &input;
     kelvane_handle handle;
     kelvane_device_address device_address;
-    library_threads &threads;
+    low_priority_state &low_priority;
+    dap_state &dap;
+    uint32_t *out;
 };
 
 struct host_operation {
@@ -28,7 +25,10 @@ struct host_operation {
     int32_t (*run)(host_call &call);
 };
 
-extern const std::span<const host_operation> host_operations;
+constexpr char LINK_UP[] = "kelvane_pci_mapped";
+
+// Runs the one that a byte chooses and tells its name.
+int32_t run_chosen(uint8_t byte, host_call &call, const char **name);
 
 // The folder with the images that downloads take; before the first download.
 void set_image_folder(const char *folder);

@@ -5,11 +5,11 @@
 #include <cstring>
 #include <iterator>
 
+#include "client/fake_kelvane.h"
 #include "fuzz_checks.h"
 #include "fuzz_folder.h"
 #include "mock_client/client.h"
 #include "mock_client/commands.h"
-#include "client/fake_kelvane.h"
 #include "mock_client/prompt.h"
 
 namespace {

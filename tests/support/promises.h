@@ -24,9 +24,9 @@ struct guarded_words {
         std::fill(std::begin(word), std::end(word), UNWRITTEN);
     }
 
-    bool is_intact_behind(size_t words = 1024) const
+    bool is_intact_behind(size_t count = 1024) const
     {
-        return std::all_of(word + words, std::end(word), [](uint32_t it) { return it == UNWRITTEN; });
+        return std::all_of(word + count, std::end(word), [](uint32_t it) { return it == UNWRITTEN; });
     }
 };
 

@@ -9,14 +9,11 @@
 
 #include "background/keep_alive.h"
 #include "background/low_priority_thread.h"
-#include "background/response_thread.h"
 #include "core/handle.h"
-#include "core/mutex.h"
-#include "core/semaphore.h"
 #include "core/transaction_id.h"
 #include "dap/dap_channel.h"
 #include "platform/wait.h"
-#include "whole/simulation/fibers.h"
+#include "support/promises.h"
 
 simulated_world simulation;
 FILE *simulation_report = stdout;
@@ -30,8 +27,6 @@ constexpr uint32_t GIVES_WAY_EVERY = 30; // accesses, about: where the system wo
 
 constexpr uint64_t LONG_STEP = 5000;              // accesses: something is polled
 constexpr uint64_t AGED_UNMAPPED_NS = 1 * SECOND; // two requests so far apart may be due in one such time
-
-enum bus_fault_kind { FAILS, ALL_ONES, ZERO, FLIPS, BUS_FAULT_KINDS };
 
 bool bus_fault_strikes()
 {
@@ -58,8 +53,12 @@ void note_access(uint64_t what)
     if (++simulation.accesses_of_step > ACCESSES_MOST) {
         simulation_failed("a step does not end");
     }
-    if (one_in(simulation.accesses_of_step < LONG_STEP ? GIVES_WAY_EVERY : 100 * GIVES_WAY_EVERY)) {
-        fiber_give_way();
+    if (simulation.accesses_of_step < LONG_STEP) {
+        if (one_in(GIVES_WAY_EVERY)) {
+            fiber_give_way();
+        }
+    } else if (one_in(100 * GIVES_WAY_EVERY)) {
+        wait_sleep(5 * MS); // what polls without a pause takes its time, too
     }
 }
 
@@ -68,19 +67,10 @@ int32_t read_word(kelvane_handle, uint32_t, uint32_t offset, uint32_t *value, ui
     note_access(offset);
     *value = card_host_read(simulation.it, offset);
     if (bus_fault_strikes()) {
-        switch (simulation.bus_fault_kind) {
-        case FAILS:
+        if (simulation.bus_fault_kind == FAILS) {
             return 5;
-        case ALL_ONES:
-            *value = 0xFFFFFFFF;
-            break;
-        case ZERO:
-            *value = 0;
-            break;
-        default:
-            *value ^= 1u << choose(32);
-            break;
         }
+        *value = lie(simulation.bus_fault_kind, *value, static_cast<uint32_t>(choose(32)));
     }
     simulation_note(*value);
     return 0;
@@ -116,32 +106,11 @@ void serve_interrupts()
     }
 }
 
-void wait_for_give(kelvane_semaphore *semaphore)
-{
-    fiber_wait([semaphore] { return simulation.ends || semaphore->semState == 1; });
-    if (!simulation.ends) {
-        kelvane_sem_take(semaphore);
-    }
-}
-
-void serve_mailbox(uint32_t sirane_id, uint32_t mbox)
-{
-    while (!simulation.ends) {
-        wait_for_give(&local_handles_array[0].mbox_semaphore[sirane_id][mbox]);
-        if (!simulation.ends) {
-            kelvane_asyc_resp_common(0, sirane_id, mbox);
-        }
-    }
-}
-
 void serve_dap()
 {
     dap_state state = {kelvane_dap_wait_for_call};
-    while (!simulation.ends) {
-        wait_for_give(&local_handles_array[0].dap_semaphore);
-        if (!simulation.ends) {
-            dap_serve_event(0, &the_dap_record, &state);
-        }
+    while (fiber_take(&local_handles_array[0].dap_semaphore, simulation.ends)) {
+        dap_serve_event(0, &the_dap_record, &state);
     }
 }
 
@@ -171,27 +140,6 @@ void clock_moved()
     if (simulation.it != nullptr) {
         card_step(simulation.it);
         watch_mapping();
-    }
-}
-
-void check_free(const kelvane_mutex &mutex, const char *name, uint32_t sirane_id)
-{
-    if (kelvane_mutex_get_owner(&mutex) != 0) {
-        simulation_failed(std::string("a ") + name + " of sirane " + std::to_string(sirane_id) + " is held");
-    }
-}
-
-void check_locks()
-{
-    const kelvane_handle_record &record = local_handles_array[0];
-    for (uint32_t sirane_id = 0; sirane_id < KELVANE_SIRANE_COUNT; sirane_id++) {
-        check_free(record.asynch_req_lock[sirane_id], "request table's lock", sirane_id);
-        if (!simulation.locks_are_kept) {
-            check_free(record.command_mutex[sirane_id], "command mutex", sirane_id);
-            for (const kelvane_mutex &mutex : record.response_mutex[sirane_id]) {
-                check_free(mutex, "response mutex", sirane_id);
-            }
-        }
     }
 }
 
@@ -267,11 +215,7 @@ void world_start(uint64_t seed)
     fibers_add(serve_interrupts);
     fibers_add(serve_dap);
     fibers_add(look_after_everything);
-    for (uint32_t sirane_id = 0; sirane_id < KELVANE_SIRANE_COUNT; sirane_id++) {
-        for (uint32_t mbox = 0; mbox < MBOX_THREAD_COUNT; mbox++) {
-            fibers_add([sirane_id, mbox] { serve_mailbox(sirane_id, mbox); });
-        }
-    }
+    fibers_add_response_threads(simulation.ends);
 }
 
 void world_heal()
@@ -306,7 +250,10 @@ void world_account()
     if (!simulation.aged_unmapped && !accounts_are_right()) {
         simulation_failed("a request has no outcome, or one too many");
     }
-    check_locks();
+    const std::string held = held_locks();
+    if (!held.empty() && !simulation.locks_are_kept) {
+        simulation_failed("somebody holds " + held);
+    }
 }
 
 void world_stop()

@@ -9,6 +9,7 @@
 
 #include "card_simulator/card.h"
 #include "kelvane.h"
+#include "whole/simulation/library_fibers.h"
 
 enum class request_state { unsent, sent, failed };
 
@@ -39,7 +40,7 @@ struct simulated_world {
     // The next fault of the bus: so many accesses from now, so many of them.
     bool bus_spoils = false;
     uint32_t bus_fault_in = 0;
-    uint32_t bus_fault_kind = 0;
+    bus_fault bus_fault_kind = FAILS;
     uint32_t bus_fault_count = 0;
 
     // What excuses a run.
