@@ -14,8 +14,13 @@ namespace {
 
 namespace fs = std::filesystem;
 
+#ifdef KELVANE_ALL_CASES
 constexpr int SHARES = 10; // tests that run beside each other
 constexpr int POINTS = 10; // of each
+#else
+constexpr int SHARES = 2;
+constexpr int POINTS = 5;
+#endif
 constexpr std::chrono::seconds AT_ONCE(10);
 
 constexpr const char *LINES[] = {
