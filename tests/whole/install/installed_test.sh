@@ -155,20 +155,12 @@ wait_for_subscription_after()
 
 monitor_watches_until_interrupted()
 {
-    start_card
-    start_monitor
-    wait_for_line "monitor  +board  +up and watching; Ctrl-C ends$"
-    expect_subscriptions 2
-    end_monitor
-    expect_subscriptions 0
-}
-
-monitor_subscribes_again_after_a_restart()
-{
     local before
     start_card
     start_monitor
+    wait_for_line "monitor  +board  +up and watching; Ctrl-C ends$"
     wait_for_line "keep-alive  +board  +the firmware is alive$"
+    expect_subscriptions 2
     before=$(last_subscription)
     card_does restart
     card_does hang
@@ -178,6 +170,7 @@ monitor_subscribes_again_after_a_restart()
     wait_for_subscription_after "$before"
     expect_subscriptions 2
     end_monitor
+    expect_subscriptions 0
 }
 
 monitor_hears_what_the_card_says()
@@ -186,6 +179,7 @@ monitor_hears_what_the_card_says()
     start_card
     start_monitor
     wait_for_line "keep-alive  +board  +the firmware is alive$"
+    card_does batch-interval 200
     until [[ $heard == *0* && $heard == *1* && $heard == *2* ]]; do
         wait_for_line "performance  +sirane ([012]) port 1  +batch [0-9]+: OSNR [0-9.]+ dB, pre-FEC BER [0-9.e+-]+, "
         heard+=${BASH_REMATCH[1]}
