@@ -1,5 +1,3 @@
-#include "whole/simulation/operations.h"
-
 #include <cstdio>
 #include <cstring>
 #include <iterator>
@@ -55,64 +53,23 @@ template <typename send_type> int32_t request(send_type send)
 {
     const size_t id = simulation.requests.size();
     simulation.requests.push_back({});
-    const int32_t rc = send(static_cast<int32_t>(id));
+    const int32_t rc = send(id);
     simulation.requests[id].state = rc == 0 ? request_state::sent : request_state::failed;
     return rc;
 }
 
-int32_t request_laser()
+// Of batches and alarms, whose callback may command.
+template <typename record_type>
+int32_t record_came(kelvane_handle, kelvane_device_address address, const record_type *, uint64_t number)
 {
-    return request([](int32_t id) {
-        return kelvane_set_laser(0, any_port(), static_cast<int32_t>(choose(2)), request_done, id);
-    });
-}
-
-int32_t request_traffic_type()
-{
-    return request([](int32_t id) {
-        return kelvane_set_traffic_type(0, any_port(), static_cast<uint32_t>(choose(25)), request_done,
-                                        static_cast<uint32_t>(id));
-    });
-}
-
-// A callback may command.
-template <typename command_type> int32_t maybe_command(command_type command)
-{
+    simulation_note(address ^ number);
     if (simulation.links_up || !one_in(4)) {
         return 0;
     }
     simulation.commands_of_callbacks++;
-    const int32_t rc = command();
+    const int32_t rc = kelvane_write_register(0, address, 0x9018, 3);
     simulation.commands_of_callbacks--;
     return rc;
-}
-
-int32_t batch_came(kelvane_handle, kelvane_device_address address, const kelvane_global_pm *, uint64_t number)
-{
-    simulation_note(address ^ number);
-    return maybe_command([address] {
-        uint32_t value = 0;
-        return kelvane_read_register(0, address, 0x9010, &value);
-    });
-}
-
-int32_t alarms_came(kelvane_handle, kelvane_device_address address, const global_alarms *, uint64_t value)
-{
-    simulation_note(address ^ value);
-    return maybe_command([address] { return kelvane_write_register(0, address, 0x9018, 3); });
-}
-
-int32_t firmware_watched(kelvane_handle, int32_t, uint32_t status)
-{
-    simulation_note(status);
-    simulation_tell("keep-alive status " + std::to_string(status));
-    return 0;
-}
-
-int32_t dap_answered(kelvane_handle, void *, const uint32_t *size)
-{
-    simulation_note(*size);
-    return 0;
 }
 
 int32_t send_dap()
@@ -120,7 +77,20 @@ int32_t send_dap()
     uint8_t message[1024];
     memset(message, static_cast<int>(choose(256)), sizeof message);
     const auto size = static_cast<uint32_t>(choose(1026));
-    return kelvane_dap_command(0, message, &size, dap_answered);
+    return kelvane_dap_command(0, message, &size, [](kelvane_handle, void *, const uint32_t *answered) {
+        simulation_note(*answered);
+        return 0;
+    });
+}
+
+int32_t watch_firmware()
+{
+    return kelvane_enable_keep_alive_notify(
+        0, one_in(3) ? 0 : 1, [](kelvane_handle, int32_t, uint32_t status) {
+            simulation_note(status);
+            simulation_tell("keep-alive status " + std::to_string(status));
+            return 0;
+        });
 }
 
 int32_t map_again()
@@ -138,23 +108,14 @@ int32_t map_again()
 }
 
 // One dump of the firmware's log at a time, as kelvane.h says.
-template <typename dump_type> int32_t dump_alone(dump_type dump)
+int32_t dump_log()
 {
     fiber_wait([] { return !simulation.dumps; });
     simulation.dumps = true;
-    const int32_t rc = dump();
+    const int32_t rc =
+        one_in(2) ? kelvane_ps_print_trace(0) : kelvane_ps_print_sel_trace(0, any_address(), 0, 12);
     simulation.dumps = false;
     return rc;
-}
-
-int32_t dump_trace()
-{
-    return dump_alone([] { return kelvane_ps_print_trace(0); });
-}
-
-int32_t dump_selected()
-{
-    return dump_alone([] { return kelvane_ps_print_sel_trace(0, any_address(), 0, 12); });
 }
 
 struct own_operation {
@@ -164,41 +125,37 @@ struct own_operation {
 
 // Beside the operations of the table.
 constexpr own_operation OPERATIONS[] = {
-    {"request_laser", request_laser},
-    {"request_traffic_type", request_traffic_type},
+    {"request_laser",
+     [] {
+         return request(
+             [](int32_t id) { return kelvane_set_laser(0, any_port(), id % 2, request_done, id); });
+     }},
+    {"request_traffic_type",
+     [] {
+         return request(
+             [](uint32_t id) { return kelvane_set_traffic_type(0, any_port(), id % 25, request_done, id); });
+     }},
     {"enable_pm_notify",
-     [] { return kelvane_enable_pm_notify(0, any_sirane(), one_in(4) ? 0 : 1, batch_came); }},
+     [] { return kelvane_enable_pm_notify(0, any_sirane(), one_in(4) ? 0 : 1, record_came); }},
     {"enable_alarms_notify",
-     [] { return kelvane_enable_alarms_notify(0, any_sirane(), one_in(4) ? 0 : 1, alarms_came); }},
-    {"enable_keep_alive_notify",
-     [] { return kelvane_enable_keep_alive_notify(0, one_in(3) ? 0 : 1, firmware_watched); }},
+     [] { return kelvane_enable_alarms_notify(0, any_sirane(), one_in(4) ? 0 : 1, record_came); }},
+    {"enable_keep_alive_notify", watch_firmware},
     {"dap_command", send_dap},
-    {"ps_print_trace", dump_trace},
-    {"ps_print_sel_trace", dump_selected},
+    {"dump of the firmware's log", dump_log},
     {"enable_msi", [] { return kelvane_enable_msi(0, one_in(8) ? 0 : 1); }},
     {"pci_mapped", map_again},
 };
 
-// Those that are left to the applications' own: a callback that does nothing would hide an outcome, and only
-// one log is copied at a time.
-bool is_left_out(const std::string &name)
+// The table, less those that are left to the applications' own: a callback that does nothing would hide an
+// outcome, and only one log is copied at a time.
+std::vector<operation_row> shared_operations()
 {
-    return name.find("_enable") != std::string::npos || name.find("_print_") != std::string::npos;
-}
-
-const std::vector<const operation_row *> &table()
-{
-    static const std::vector<const operation_row *> rows = [] {
-        std::vector<const operation_row *> all;
-        for (const auto &family : {command_rows, register_rows}) {
-            for (const operation_row &row : family) {
-                if (!is_left_out(row.name)) {
-                    all.push_back(&row);
-                }
-            }
-        }
-        return all;
-    }();
+    std::vector<operation_row> rows(command_rows.begin(), command_rows.end());
+    rows.insert(rows.end(), register_rows.begin(), register_rows.end());
+    std::erase_if(rows, [](const operation_row &row) {
+        const std::string_view name = row.name;
+        return name.find("_enable") != name.npos || name.find("_print_") != name.npos;
+    });
     return rows;
 }
 
@@ -223,56 +180,41 @@ int32_t run_row(const operation_row &row)
 
 // ---- what goes wrong
 
-constexpr const char *VERBS[] = {
-    "drop-interrupt 2",
-    "late-interrupt 30 3",
-    "double-interrupt 2",
-    "spurious-interrupt",
-    "spurious-interrupt 1 11",
-    "spurious-interrupt 4 13",
-    "skip-batch 2",
-    "refuse 9",
-    "refuse 2",
-    "refuse 24",
-    "error 2 ORDUNE_TIMEOUT",
-    "error 9 ORDUNE_TIMEOUT",
-    "delay 9 40",
-    "delay 2 900",
-    "corrupt ref_id",
-    "corrupt-notice size",
-    "corrupt-notice sy",
-    "corrupt-notice ref_id",
-    "alarm raise 1 SRN_TEMP",
-    "alarm clear 1 SRN_TEMP",
-    "unplug 2",
-    "plug 2",
-    "upset uncorrectable",
-    "upset clear",
-    "memory-error",
-    "batch-interval 200",
-    "laser-time 10",
-    "dap hold 2",
-    "dap delay 50",
-    "dap ignore-reset 1",
-    "dap error 8",
-    "dap echo",
-    "clear",
-    "restart warm-fail",
-};
+constexpr char VERBS[] =
+    "drop-interrupt 2, late-interrupt 30 3, double-interrupt 2, spurious-interrupt, "
+    "spurious-interrupt 1 11, spurious-interrupt 4 13, skip-batch 2, refuse 9, refuse 2, refuse 24, "
+    "error 2 ORDUNE_TIMEOUT, error 9 ORDUNE_TIMEOUT, delay 9 40, delay 2 900, corrupt ref_id, "
+    "corrupt-notice size, corrupt-notice sy, corrupt-notice ref_id, alarm raise 1 SRN_TEMP, "
+    "alarm clear 1 SRN_TEMP, unplug 2, plug 2, upset uncorrectable, upset clear, memory-error, "
+    "batch-interval 200, laser-time 10, dap hold 2, dap delay 50, dap ignore-reset 1, dap error 8, "
+    "dap echo, clear, restart warm-fail";
 
 // These can hold a synchronous caller up for as long as it waits, which takes the simulation long, too.
-constexpr const char *HEAVY_VERBS[] = {
-    "hang",         "resume",       "restart",       "restart warm",  "restart cold",
-    "remove",       "insert",       "drop-answer 9", "drop-answer 2", "drop-answer 0",
-    "slow-start 2", "corrupt size", "corrupt sy",    "corrupt cmd",   "corrupt version",
-};
+constexpr char HEAVY_VERBS[] =
+    "hang, resume, restart, restart warm, restart cold, remove, insert, drop-answer 9, drop-answer 2, "
+    "drop-answer 0, slow-start 2, corrupt size, corrupt sy, corrupt cmd, corrupt version";
 
-void disturb(const char *verb)
+std::string one_of(const char *verbs)
 {
-    simulation.was_lied_to = simulation.was_lied_to || std::string_view(verb).starts_with("corrupt");
-    simulation_tell(std::string("card: ") + verb);
+    std::vector<std::string> each(1);
+    for (const char *at = verbs; *at != '\0'; at++) {
+        if (*at == ',') {
+            each.emplace_back();
+            at++;
+        } else {
+            each.back() += *at;
+        }
+    }
+    return each[choose(each.size())];
+}
+
+void disturb(const std::string &verb)
+{
+    simulation.was_lied_to = simulation.was_lied_to || verb.starts_with("corrupt");
+    simulation_tell("card: " + verb);
     std::string answer;
-    card_verb(simulation.it, verb, &answer); // may be refused, a module that is in already for instance
+    card_verb(simulation.it, verb.c_str(),
+              &answer); // may be refused, a module that is in already for instance
 }
 
 void spoil_bus()
@@ -290,7 +232,8 @@ void operate(uint32_t number)
 {
     const bool own = one_in(2);
     const own_operation &it = OPERATIONS[choose(std::size(OPERATIONS))];
-    const operation_row &row = *table()[choose(table().size())];
+    static const std::vector<operation_row> shared = shared_operations();
+    const operation_row &row = shared[choose(shared.size())];
     const std::string name = own ? it.name : row.name;
     simulation_tell(std::to_string(number) + ": " + name);
     simulation.accesses_of_step = 0;
@@ -315,7 +258,7 @@ void application(uint32_t number)
             spoil_bus();
         } else if (kind < 4 && !is_quiet) {
             const bool heavy = may_be_heavy && one_in(6);
-            disturb(heavy ? HEAVY_VERBS[choose(std::size(HEAVY_VERBS))] : VERBS[choose(std::size(VERBS))]);
+            disturb(one_of(heavy ? HEAVY_VERBS : VERBS));
         } else if (kind < 6) {
             wait_sleep((1 + choose(one_in(8) ? 8000 : 50)) * MS);
         } else {
@@ -325,44 +268,25 @@ void application(uint32_t number)
     simulation.working--;
 }
 
-namespace {
-
-bool sirane_works(uint32_t sirane, std::string *codes)
-{
-    const kelvane_device_address address = KELVANE_ADDRESS_SIRANE(sirane);
-    uint32_t value = 0;
-    const int32_t written = kelvane_write_register(0, address, 0x123, 0x5000 + sirane);
-    const int32_t read = kelvane_read_register(0, address, 0x123, &value);
-    *codes += " " + std::to_string(written) + " " + std::to_string(read);
-    return written == 0 && read == 0 && value == 0x5000 + sirane;
-}
-
-bool works(std::string *codes)
-{
-    const int32_t mapped = map_again();
-    *codes += ", link-up " + std::to_string(mapped) + ":";
-    if (mapped != 0) {
-        return false;
-    }
-    fiber_wait([] { // a firmware that was found dead is found alive by and by
-        const kelvane_handle_record &record = local_handles_array[0];
-        return record.keep_alive_enabled == 0 || record.keep_alive_status == KELVANE_ALIVE;
-    });
-    bool all = true;
-    for (uint32_t sirane = 0; sirane < KELVANE_SIRANE_COUNT; sirane++) {
-        all = sirane_works(sirane, codes) && all;
-    }
-    return all;
-}
-
-} // namespace
-
 void last_word()
 {
     std::string codes;
     for (uint32_t attempt = 0; attempt < LINK_UPS_MOST; attempt++) {
-        if (simulation.locks_are_kept || works(&codes)) {
+        const int32_t mapped = map_again();
+        if (simulation.locks_are_kept) {
             return;
+        }
+        codes += ", link-up " + std::to_string(mapped);
+        if (mapped == 0) {
+            fiber_wait([] { // a firmware that was found dead is found alive by and by
+                const kelvane_handle_record &record = local_handles_array[0];
+                return record.keep_alive_enabled == 0 || record.keep_alive_status == KELVANE_ALIVE;
+            });
+            const std::string wrong = exchange_with_each_sirane();
+            if (wrong.empty()) {
+                return;
+            }
+            codes += wrong;
         }
     }
     simulation_failed("the card does not work afterwards" + codes);

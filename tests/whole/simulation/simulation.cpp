@@ -15,8 +15,6 @@
 #include "lifecycle/driver.h"
 #include "platform/host_tree.h"
 #include "support/library.h"
-#include "whole/simulation/fibers.h"
-#include "whole/simulation/operations.h"
 #include "whole/simulation/world.h"
 
 namespace {

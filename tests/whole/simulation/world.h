@@ -80,4 +80,8 @@ void world_account();
 
 void world_stop();
 
+// What an application does until it has had enough, and the one that looks whether all still works.
+void application(uint32_t number);
+void last_word();
+
 #endif
