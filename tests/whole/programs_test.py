@@ -1,0 +1,350 @@
+#!/usr/bin/env python3
+"""The real programs against each other: simulated cards, clients on them, and ./run, which is both.
+
+usage: programs_test.py [CLASS.TEST]
+
+BUILD is the build folder. KELVANE_KILLS says how often card and client are killed, 10 times unless set;
+KELVANE_KILL_SEED repeats the points of a run that failed.
+"""
+import fcntl
+import os
+import pathlib
+import random
+import selectors
+import shutil
+import subprocess
+import tempfile
+import time
+import unittest
+
+TOP = pathlib.Path(__file__).resolve().parents[2]
+BUILD = pathlib.Path(os.environ["BUILD"])
+PROGRAMS = BUILD / "platforms/common/drivers/kelvane"
+CARD = PROGRAMS / "card_simulator/card_simulator"
+CLIENT = PROGRAMS / "mock_client/mock_client"
+PROMPT = ">>> \n>>> Please enter input :"
+SECONDS_MOST = 60  # ends a test that hangs; nothing waits that long
+AT_ONCE = 10
+
+
+class Program:
+    """Its input is written as the test goes, its output collected as it comes."""
+
+    def __init__(self, test, *words, **environment):
+        self.test, self.out, self.err, self.found = test, "", "", 0
+        pipe = subprocess.PIPE
+        # Of a test that is stopped nothing stays.
+        self.process = subprocess.Popen(["setpriv", "--pdeathsig", "KILL", *map(str, words)], stdin=pipe, stdout=pipe,
+                                        stderr=pipe, env={**os.environ, **test.environment, **environment})
+        self.streams = selectors.DefaultSelector()
+        self.streams.register(self.process.stdout, selectors.EVENT_READ, "out")
+        self.streams.register(self.process.stderr, selectors.EVENT_READ, "err")
+        test.addCleanup(self.kill)
+
+    def collect(self):
+        """False once both streams have ended."""
+        ready = self.streams.select(SECONDS_MOST)
+        self.test.assertTrue(ready, f"hangs\n{self.out}\n{self.err}")
+        for stream, _ in ready:
+            text = os.read(stream.fileobj.fileno(), 65536).decode(errors="replace")
+            setattr(self, stream.data, getattr(self, stream.data) + text)
+            if not text:
+                self.streams.unregister(stream.fileobj)
+        return bool(self.streams.get_map())
+
+    def wait_for(self, text):
+        """In the output, behind what earlier calls found."""
+        while (at := self.out.find(text, self.found)) < 0:
+            self.test.assertTrue(self.collect(), f"never said {text}\n{self.out}\n{self.err}")
+        self.found = at + len(text)
+
+    def write(self, text):
+        self.process.stdin.write(text.encode())
+        self.process.stdin.flush()
+
+    def type(self, line):
+        """One command, up to the next prompt; what both streams say to it, standard error first."""
+        out, err = len(self.out), len(self.err)
+        self.write(line + "\n")
+        self.wait_for(PROMPT)
+        return self.err[err:] + self.out[out:]
+
+    def wait(self):
+        """Its status, or minus the signal."""
+        while self.streams.get_map() and self.collect():
+            pass
+        return self.process.wait(SECONDS_MOST)
+
+    def kill(self):
+        self.process.kill()
+        status = self.process.wait()
+        for stream in (self.process.stdin, self.process.stdout, self.process.stderr):
+            stream.close()
+        self.streams.close()
+        return status
+
+
+class Bench(unittest.TestCase):
+    maxDiff = None
+
+    def setUp(self):
+        self.folder = pathlib.Path(tempfile.mkdtemp(prefix="kelvane_test_"))
+        self.addCleanup(shutil.rmtree, self.folder)
+        self.host = self.folder / "the host"
+        self.environment = {"KELVANE_HOST_ROOT": str(self.host), "KELVANE_TRACE_DIR": str(self.folder)}
+
+    def start_card(self, *options, verbs=""):
+        script = self.folder / "verbs"
+        script.write_text(verbs)
+        card = Program(self, CARD, "--quiet", "--host", self.host, "--ready-fd", 1, "--script", script, *options)
+        card.wait_for(f"{self.host}\n")
+        script.unlink()
+        return card
+
+    def start_client(self, *options):
+        client = Program(self, CLIENT, *options)
+        client.wait_for(PROMPT)
+        return client
+
+    def make_image(self, size, digest):
+        """Bytes 1, 2, 3 ... 250, 0, 1, 2 and so on."""
+        image = self.folder / "image.bin"
+        image.write_bytes((bytes(range(1, 251)) + b"\0") * (size // 251 + 1))
+        os.truncate(image, size)
+        pathlib.Path(f"{image}.md5").write_text(f"{digest}  image.bin\n")
+        return image
+
+    def assert_in_order(self, parts, text):
+        at = 0
+        for part in parts:
+            self.assertIn(part, text[at:])
+            at = text.index(part, at)
+
+
+class Session(Bench):
+    """An operator's, from the first line to the last, on cards with firmware of different ages."""
+
+    def test_of_every_firmware(self):
+        # The last two take 1.5 s for each sirane to come up.
+        for version, shown, verdict in (
+                ("5.22", "5.16", ">>> SDK And Firmware are compatible\n"),
+                ("5.21", "5.15", ">>> Warning: SDK not aligned update not needed\n"),
+                ("5.23", "5.17", ""),
+                ("4.9", "4.9", ">>> Incompatible: SDK not aligned update needed\n"),
+                ("2.6", "2.6", ">>> Incompatible: SDK not aligned update needed\n")):
+            with self.subTest(version):
+                card = self.start_card("--firmware", version)
+                given = {name: (TOP / "tests/whole/session" / name).read_text() for name in ("input", "out", "err")}
+                client = Program(self, CLIENT)
+                client.write(given["input"])
+                self.assertEqual(client.wait(), 0)
+                self.assertEqual(client.out, given["out"].replace("{firmware}", shown).replace("{verdict}\n", verdict))
+                self.assertEqual(client.err, given["err"])
+                card.kill()
+
+
+class Upgrade(Bench):
+    """From a file into the card's memory, to its firmware, to the version that runs, and into the log."""
+
+    def test_images_of_every_size_arrive(self):
+        self.start_card()
+        client = self.start_client()
+        for size, digest in ((1, "55a54008ad1ba589aa210d2629c1df41"), (3, "5289df737df57326fcdd22597afb1fac"),
+                             (4, "08d6c05a21512a79a1dfeb9d2a8f262f"), (5, "7cfdd07889b3295d6a550914ab35e068"),
+                             (1048576, "2f0c22607ddf32b45bb750612c16976e"),
+                             (33553403, "8b73650e8b75065157236f6e77d9104a")):  # the largest
+            self.assertIn(">>> Download completed \n", client.type(f"upgrade 1 {self.make_image(size, digest)}"))
+
+    def test_the_story_of_one(self):
+        self.start_card()
+        client = self.start_client()
+        image = self.make_image(5, "7cfdd07889b3295d6a550914ab35e068")
+        self.assertIn("Running Firmware Version for device (1): (2.7)", client.type("version 1"))
+        self.assertIn(">>> ERROR <<<Sirane firmware not downloaded", client.type(f"activate 1 {image}"))
+        self.assertIn(">>> Download completed ", client.type(f"upgrade 1 {image}"))
+        activation = client.type(f"activate 1 {image}")
+        self.assertIn(">>> Activation completed on device 1\n", activation)
+        self.assertIn("Activate failed for device 1 return code:(-2144337919) retry_count = 2\n", activation)
+        self.assertNotIn("retry_count = 3\n", activation)
+        self.assertIn("Running Firmware Version for device (1): (2.8)", client.type("version 1"))
+        self.assertIn("Running Firmware Version for device (4): (2.7)", client.type("version 4"))
+        image = self.make_image(5, "08d6c05a21512a79a1dfeb9d2a8f262f")  # of another image
+        self.assertIn(">>> ERROR <<<Download Error return code:(-2144337917)\n", client.type(f"upgrade 1 {image}"))
+        self.assertIn(">>> ARM log traces saved to /root/ordune.log\n", client.type("dump_arm_logs"))
+        self.assert_in_order(("firmware started", "download begun, device 1, kind 2, bytes 5", "digest is right",
+                              "image kept, device 1, kind 2, version 2.8", "programming begun, device 1",
+                              "image activated, device 1, version 2.8", "device reset, device 1", "digest is wrong"),
+                             (self.host / "root/ordune.log").read_text())
+
+    def test_coded_rows_of_old_firmware(self):
+        self.start_card("--firmware", "3.5")
+        client = self.start_client()
+        client.type(f"upgrade 1 {self.make_image(4, '08d6c05a21512a79a1dfeb9d2a8f262f')}")
+        self.assertIn("saved", client.type("dump_arm_logs"))
+        self.assertIn("  ordune_download        INFO:line 171 ret code 00000000 valid data 3 ",
+                      (self.host / "root/ordune.log").read_text())
+
+
+class Death(Bench):
+    """Of a card or a client at the worst moment."""
+
+    def test_of_the_card_makes_every_exchange_fail_at_once(self):
+        card, client = self.start_card(), self.start_client("-a", "x")
+        self.assertEqual(card.kill(), -9)
+        start = time.monotonic()
+        for line, said in (
+                ("read 1 9010", "failed\n>>> ERROR <<<Failed to read register 00009010  \n"
+                                ">>> ERROR <<<Failed to read register \n"),
+                ("write 4 9010 1", "failed\n>>> ERROR <<<Failed to write to register 00009010  \n"
+                                   ">>> ERROR <<<Failed to write register \n"),
+                ("version 1", ">>> DEBUG <<< Word after tokenize: (1)\nfailed\n"),
+                ("sirane_reset 7", ">>> ERROR <<<Failed to reset the sirane 7, rc=0xfaab\n"),
+                ("init_sirane 1", "failed\nDiag command (low power) failed - rc = 64171\n")):
+            self.assertIn(said, client.type(line))
+        client.write("laser_tout 2\n")
+        self.assertEqual(client.wait(), 171)  # 64171, as a process status holds it
+        self.assertIn("Diag command (laser timeout err) failed\n - rc = 64171\n", client.err)
+        self.assertLess(time.monotonic() - start, 20)  # not 300 s each
+
+    def test_of_the_client_leaves_the_card_as_it_was(self):
+        # The default state, which a client asks for as it starts, would take the register's value away. The reset
+        # in whose middle the first client dies would be answered after a minute.
+        self.start_card(verbs="error 16 ORDUNE_OPERATION_NOT_ALLOWED always\ndelay 59 60000 always\n")
+        client = self.start_client()
+        self.assertIn("Value of register written 0x00009010 : 0x00001234  \n", client.type("write 1 9010 1234"))
+        client.write("sirane_reset 4\n")
+        client.wait_for("Calling sirane reset for device 4 (0xff01ffff)\n")
+        client.kill()
+        client = self.start_client()
+        self.assertIn("on device 0xff00ffff is 0x00001234  \n", client.type("read 1 9010"))
+        self.assertIn("on device 0xff01ffff is 0x000051a0  \n", client.type("read 4 9000"))
+
+
+class Killed(Bench):
+    """At random points: nothing hangs, the next one starts as if nothing had been, nothing is left behind that the
+    next one does not take away."""
+    LINES = ("read 1 9000", "write 4 9010 77", "version 0", "get 4", "pm 7", "dump_status_info", "sirane_reset 7",
+             "init_sirane 1", "alarms 1", "read 8 1")
+    LINE_S = 0.02  # about as long as one of them takes
+
+    def points(self):
+        seed = int(os.environ.get("KELVANE_KILL_SEED", random.randrange(1 << 32)))
+        self.random = random.Random(seed)
+        for point in range(int(os.environ.get("KELVANE_KILLS", 10))):
+            with self.subTest(f"KELVANE_KILL_SEED={seed}, point {point}"):
+                yield point
+
+    def work_up_to_a_random_point(self, client):
+        lines = self.random.choices(self.LINES, k=12)
+        client.write("\n".join(lines) + "\n")
+        for _ in range(self.random.randrange(len(lines))):
+            client.wait_for(PROMPT)
+        time.sleep(self.random.random() * self.LINE_S)
+
+    def files(self, begin):
+        """Below the test's folder; those of /root are the client's own."""
+        return [path for path in self.folder.rglob("*") if path.name.startswith(begin) and not path.is_dir()]
+
+    def assert_few_rings(self):
+        """Those of a dead process stay until the start after next."""
+        self.assertLessEqual(len({path.name.split(".")[1] for path in self.files("kelvane_trace.")}), 2)
+
+    def assert_an_orderly_end(self, card):
+        client = self.start_client()
+        self.assertIn("passed\n", client.type("read 1 9000"))
+        client.write("quit\n")
+        self.assertEqual(client.wait(), 0)
+        self.assertEqual(Program(self, CARD, "--send", "--host", self.host, "quit").wait(), 0)
+        self.assertEqual(card.wait(), 0)
+        self.assertEqual(self.files(""), self.files("kelvane_trace."))
+
+    def test_a_card_is_a_removed_one(self):
+        for _ in self.points():
+            card, client = self.start_card(), self.start_client()
+            self.work_up_to_a_random_point(client)
+            card.kill()
+            start = time.monotonic()
+            client.write("read 1 9000\nquit\n")
+            self.assertEqual(client.wait(), 0)
+            self.assertLess(time.monotonic() - start, AT_ONCE)
+            self.assertTrue(client.err.endswith("failed\n>>> ERROR <<<Failed to read register 00009000  \n"
+                                                ">>> ERROR <<<Failed to read register \n"), client.err)
+            self.assert_few_rings()
+        self.assert_an_orderly_end(self.start_card())
+
+    def test_a_client_makes_room_for_the_next_one(self):
+        card = self.start_card(verbs="laser-time 50\n")
+        descriptors = pathlib.Path(f"/proc/{card.process.pid}/fd")
+        while (descriptors / "1").exists():  # closed once it is ready
+            time.sleep(0.001)
+        without_client = len(list(descriptors.iterdir()))
+        for point in self.points():
+            start = time.monotonic()
+            client = self.start_client(*(("-a", "1") if point % 2 else ()))
+            self.assertLess(time.monotonic() - start, AT_ONCE)
+            self.assertIn("passed\n", client.type("read 1 9000"))
+            if point % 2:  # with requests under way that the card answers later, to the next one if it could
+                client.write("init 4\n")
+                time.sleep(self.random.random() * 4 * self.LINE_S)
+            else:
+                self.work_up_to_a_random_point(client)
+            self.assertNotIn("failed", client.err)
+            client.kill()
+            killed = time.monotonic()
+            while len(list(descriptors.iterdir())) != without_client:  # its socket
+                self.assertLess(time.monotonic() - killed, AT_ONCE)
+                time.sleep(0.001)
+            self.assert_few_rings()
+        self.assert_an_orderly_end(card)
+
+
+class Run(Bench):
+    """./run, the front door: it is the client, and the card is its."""
+
+    def start(self, *options):
+        os.chdir("/")  # it works from anywhere
+        return Program(self, TOP / "run", *options, KELVANE_BUILD=str(BUILD))
+
+    def assert_that_the_card_ends(self):
+        lock = self.host / "card.lock"  # which it holds as long as it lives
+        if lock.exists():
+            with open(lock, encoding="ascii") as file:
+                fcntl.flock(file, fcntl.LOCK_EX)
+
+    def test_is_the_client_on_the_card_that_is_asked_for(self):
+        door = self.start("--firmware", "5.21", "--host", self.host, "--log")
+        door.write("read 1 9010\nquit\n")
+        self.assertEqual(door.wait(), 0)
+        self.assertIn(">>> Running Firmware Version for device (0): (5.15)\n", door.out)
+        self.assertTrue(door.out.endswith(
+            ">>> Value of register 0x00009010 on device 0xff00ffff is 0x00000001  \n" + PROMPT), door.out)
+        self.assertTrue(door.err.startswith(">>> DEBUG <<< Initialzing PCIe : Done\n"), door.err)
+        self.assert_that_the_card_ends()
+        self.assertGreater((self.host / "root/kelvane.log").stat().st_size, 1000)
+        self.assertFalse((self.host / "dev").exists())
+
+    def test_has_the_clients_status_and_tells_its_own_failures_apart(self):
+        verbs = self.folder / "verbs"
+        verbs.write_text("error 13 80100015 always\n")
+        refused = self.start(f"--script={verbs}", f"--host={self.host}", "--", "-a", "x")
+        refused.write("laser_tout 1\n")
+        self.assertEqual(refused.wait(), 0x15)
+        bad_card = self.start("--firmware", "new", "--host", self.host)
+        self.assertEqual((bad_card.wait(), bad_card.out), (125, ""))
+        bad_option = self.start("-w", "1")
+        self.assertEqual(bad_option.wait(), 125)
+        self.assertEqual(bad_option.err,
+                         "run: unknown option -w; --help tells more, and options of mock_client go behind --\n")
+
+    def test_takes_the_card_along_when_it_is_killed(self):
+        door = self.start("--host", self.host)
+        door.wait_for(PROMPT)
+        door.kill()
+        self.assert_that_the_card_ends()
+        door = self.start("--host", self.host)
+        door.write("quit\n")
+        self.assertEqual(door.wait(), 0)
+
+
+if __name__ == "__main__":
+    unittest.main()
