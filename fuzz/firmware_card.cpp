@@ -19,11 +19,11 @@ constexpr uint32_t STATES[] = {0, 1, 2, 4, 8, 16, 1024, 2048, 6, 20, 0xFFFFFFFF,
 enum place { STATE_OF_FIRMWARE, STATE_OF_HOST, MESSAGE, ELSEWHERE };
 
 struct spot {
-    place what;
-    card_mailbox *mailbox;
-    uint32_t mbox;
-    uint32_t sirane_id;
-    uint32_t word; // of the message, header included
+    place what = ELSEWHERE;
+    card_mailbox *mailbox = nullptr;
+    uint32_t mbox = MBOX_NONE;
+    uint32_t sirane_id = 0;
+    uint32_t word = 0; // of the message, header included
 };
 
 spot find(uint32_t offset)
@@ -31,21 +31,18 @@ spot find(uint32_t offset)
     for (uint32_t sirane_id = 0; sirane_id < SIRANE_COUNT; sirane_id++) {
         for (uint32_t mbox = 0; mbox < MBOX_COUNT; mbox++) {
             const mbox_registers registers = mbox_registers_of(sirane_id, mbox);
-            card_mailbox *mailbox = &the_card.mailbox[sirane_id][mbox];
-            if (offset == registers.waiting_reg) {
-                return {STATE_OF_FIRMWARE, mailbox, mbox, sirane_id, 0};
-            }
-            if (offset == registers.resp_reg_to_write) {
-                return {STATE_OF_HOST, mailbox, mbox, sirane_id, 0};
-            }
             const uint32_t word = (offset - registers.mailbox_addr) / 4;
-            if (registers.mailbox_addr != 0 && offset >= registers.mailbox_addr &&
-                word < MBOX_HEADER_WORDS + MBOX_DATA_WORDS) {
-                return {MESSAGE, mailbox, mbox, sirane_id, word};
+            const bool in_message = registers.mailbox_addr != 0 && offset >= registers.mailbox_addr &&
+                                    word < MBOX_HEADER_WORDS + MBOX_DATA_WORDS;
+            if (in_message || offset == registers.waiting_reg || offset == registers.resp_reg_to_write) {
+                const place what = in_message                        ? MESSAGE
+                                   : offset == registers.waiting_reg ? STATE_OF_FIRMWARE
+                                                                     : STATE_OF_HOST;
+                return {what, &the_card.mailbox[sirane_id][mbox], mbox, sirane_id, word};
             }
         }
     }
-    return {ELSEWHERE, nullptr, MBOX_NONE, 0, 0};
+    return {};
 }
 
 uint32_t odd_or(uint32_t right)

@@ -45,30 +45,19 @@ uint32_t pattern_word(uint32_t offset)
 
 uint32_t word_at(uint32_t offset)
 {
-    constexpr uint32_t controller = 0x03EC0000;
+    // The ring, the siranes' slices, the controller's; the indexes are words that follow each other.
+    constexpr uint32_t FIRST[] = {0x03F0000C, 0x03E00000, 0x03E40000, 0x03E80000, 0x03EC0004};
     if (offset % 4 != 0 || offset >= 0x04000000) { // indexes can point there; the bus answers nothing
         return 0xFFFFFFFF;
     }
-    switch (offset) {
-    case BUNDLE_VERSION:
-        return memory.firmware_version;
-    case 0x03F0000C: // the ring
-    case 0x03E00000: // the three siranes' slices
-    case 0x03E40000:
-    case 0x03E80000:
-    case controller + 4:
-        return memory.first_index;
-    case 0x03F00010:
-    case 0x03E00004:
-    case 0x03E40004:
-    case 0x03E80004:
-    case controller + 8:
-        return memory.last_index;
-    case controller + 20:
-        return memory.eprom_mark;
-    default:
-        return pattern_word(offset);
+    for (const uint32_t first : FIRST) {
+        if (offset == first || offset == first + 4) {
+            return offset == first ? memory.first_index : memory.last_index;
+        }
     }
+    return offset == BUNDLE_VERSION ? memory.firmware_version
+           : offset == 0x03EC0014   ? memory.eprom_mark
+                                    : pattern_word(offset);
 }
 
 int32_t count_access()
@@ -122,9 +111,8 @@ struct process {
 int32_t dump_block(uint32_t start, uint32_t size, int32_t type)
 {
     FILE *nowhere = fopen("/dev/null", "w");
-    must(nowhere != nullptr, "no /dev/null", "fopen");
-    const int32_t rc = dumpBlockSize(0, 0xFF00FFFF, 0x03E00000 + 4 * (start & 0xFFFF),
-                                     0x03E00000 + 4 * (start & 0xFFFF) + (size & 0xFF),
+    const uint32_t from = 0x03E00000 + 4 * (start & 0xFFFF);
+    const int32_t rc = dumpBlockSize(0, 0xFF00FFFF, from, from + (size & 0xFF),
                                      static_cast<int32_t>(size & 0xFF), nowhere, type);
     fclose(nowhere);
     return rc;
@@ -132,6 +120,7 @@ int32_t dump_block(uint32_t start, uint32_t size, int32_t type)
 
 int32_t run_reader(uint8_t reader, kelvane_device_address device_address, uint32_t first, uint32_t last)
 {
+    uint32_t size = 0;
     switch (reader % 8) {
     case 0:
         return kelvane_ps_print_trace(0);
@@ -145,10 +134,8 @@ int32_t run_reader(uint8_t reader, kelvane_device_address device_address, uint32
         return kelvane_ps_print_eprom_trace(0);
     case 5: // the address is judged by the reader itself, too
         return kelvane_ps_print_sel_trace_sirane_eprom(0, device_address, first, last, reader / 8 % 2);
-    case 6: {
-        uint32_t size = 0;
+    case 6:
         return kelvane_check_eprom_consistency(0, &size);
-    }
     default:
         return dump_block(first, last, reader / 8 % 3);
     }
