@@ -1,10 +1,11 @@
 // The library and the simulated card under seeded faults, on one thread: the same seed gives the same
 // accesses and outcomes.
+#include <CLI/CLI.hpp>
+
 #include <algorithm>
 #include <cinttypes>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -22,13 +23,6 @@ namespace {
 constexpr uint64_t SECOND = 1000000000;
 constexpr uint64_t PATIENCE_NS = 100000 * SECOND; // of the virtual clock
 constexpr uint64_t COMPARED_EVERY = 50;           // seeds that run twice
-
-constexpr char USAGE[] =
-    "usage: kelvane_simulation [--from SEED] [--seeds COUNT] | --seed SEED [--tell] [--log FILE]\n"
-    "\n"
-    "Runs COUNT (1000) seeds from SEED (0) on, or a single one; --tell shows its steps, --log\n"
-    "has the library's log in FILE.\n"
-    "The status is 1 for a seed that failed.\n";
 
 void settle(const std::function<bool()> &settled, const char *what)
 {
@@ -85,57 +79,26 @@ uint64_t run_seed(uint64_t seed)
     return simulation.digest;
 }
 
-bool take_number(const char *text, uint64_t *number)
-{
-    char *end = nullptr;
-    *number = text != nullptr ? std::strtoull(text, &end, 10) : 0;
-    return end != nullptr && end != text && *end == '\0';
-}
-
-struct options {
-    uint64_t from = 0;
-    uint64_t count = 1000;
-    bool tells = false;
-    std::string log; // "": none
-};
-
-bool parse(int argc, char **argv, options *out)
-{
-    for (int i = 1; i < argc; i++) {
-        const std::string word = argv[i];
-        if (word == "--tell") {
-            out->tells = true;
-        } else if (word == "--log" && argv[i + 1] != nullptr) {
-            out->log = argv[++i];
-        } else if (word == "--seed" && take_number(argv[++i], &out->from)) {
-            out->count = 1;
-        } else if (!(word == "--from" && take_number(argv[++i], &out->from)) &&
-                   !(word == "--seeds" && take_number(argv[++i], &out->count))) {
-            return false;
-        }
-    }
-    return true;
-}
-
 } // namespace
 
 int main(int argc, char **argv)
 {
-    options given;
-    if (argc == 2 && std::strcmp(argv[1], "--help") == 0) {
-        std::fputs(USAGE, stdout);
-        return 0;
-    }
-    if (!parse(argc, argv, &given)) {
-        std::fputs(USAGE, stderr);
-        return 2;
-    }
+    uint64_t from = 0;
+    uint64_t count = 1000;
+    std::string log;
+    CLI::App options("Runs seeds one after the other. The status is 1 for a seed that failed.");
+    options.add_option("--from", from, "the first seed")->capture_default_str();
+    options.add_option("--seeds", count, "how many")->capture_default_str();
+    const CLI::Option *const single = options.add_option("--seed", from, "only this one");
+    options.add_flag("--tell", simulation.tells, "show its steps");
+    options.add_option("--log", log, "the library's log goes into this file");
+    CLI11_PARSE(options, argc, argv);
+    count = single->count() != 0 ? 1 : count;
     const temporary_folder folder;
     std::filesystem::create_directories(folder.path + "/root");
-    if (!given.log.empty()) {
-        std::ofstream{given.log};
-        std::filesystem::create_symlink(std::filesystem::absolute(given.log),
-                                        folder.path + "/root/kelvane.log");
+    if (!log.empty()) {
+        std::ofstream{log};
+        std::filesystem::create_symlink(std::filesystem::absolute(log), folder.path + "/root/kelvane.log");
     }
     setenv(HOST_TREE_VARIABLE, folder.path.c_str(), 1);
     setenv("KELVANE_TRACE_DIR", folder.path.c_str(), 1);
@@ -151,11 +114,10 @@ int main(int argc, char **argv)
         std::fprintf(stderr, "kelvane_simulation: the library cannot be initialised\n");
         return 1;
     }
-    simulation.tells = given.tells;
-    simulation.logs = !given.log.empty();
+    simulation.logs = !log.empty();
     uint64_t accesses = 0;
     uint64_t unaccounted = 0;
-    for (uint64_t seed = given.from; seed < given.from + given.count; seed++) {
+    for (uint64_t seed = from; seed < from + count; seed++) {
         const uint64_t digest = run_seed(seed);
         accesses += simulation.accesses;
         unaccounted += simulation.aged_unmapped ? 1 : 0;
@@ -167,6 +129,6 @@ int main(int argc, char **argv)
                  "%" PRIu64 " seeds from %" PRIu64 ", %" PRIu64
                  " accesses: every outcome came once; not counted in %" PRIu64
                  " seeds, whose requests grew old without a mapping\n",
-                 given.count, given.from, accesses, unaccounted);
+                 count, from, accesses, unaccounted);
     return 0;
 }
