@@ -7,7 +7,9 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <map>
 #include <numeric>
+#include <span>
 #include <thread>
 #include <vector>
 
@@ -35,11 +37,10 @@ struct storm_state {
     std::atomic<bool> alive;
     std::atomic<uint32_t> requests_made;
     std::array<request, REQUESTS_MOST> requests;
-    std::atomic<uint64_t> exchanges; // synchronous
+    std::atomic<uint64_t> rounds;
     std::atomic<uint64_t> refused;   // of all commands
     std::atomic<uint64_t> failed;    // with the injected word
-    std::atomic<uint64_t> unexpected;
-    std::atomic<int32_t> unexpected_code; // the last one
+    std::atomic<int32_t> unexpected; // the last other code
     std::atomic<uint64_t> wrong_values;
 };
 
@@ -60,38 +61,25 @@ int32_t firmware_watched(kelvane_handle, int32_t, uint32_t status)
     return 0;
 }
 
-// Whether a synchronous command was run; if not, that it was for an injected reason.
+// Whether a command was run; if not, that it was for an injected reason.
 bool was_run(int32_t code)
 {
-    storm.exchanges++;
-    if (code == 0) {
-        return true;
+    if (code == REFUSED || code == FAILED) {
+        (code == REFUSED ? storm.refused : storm.failed)++;
+    } else if (code != 0) {
+        storm.unexpected = code;
     }
-    if (code == REFUSED) {
-        storm.refused++;
-    } else if (code == FAILED) {
-        storm.failed++;
-    } else {
-        storm.unexpected_code = code;
-        storm.unexpected++;
-    }
-    return false;
+    return code == 0;
 }
 
 void request_laser(kelvane_device_address port, int32_t on)
 {
     const uint32_t id = storm.requests_made++;
-    if (id >= REQUESTS_MOST) {
-        return;
-    }
-    request &it = storm.requests[id];
-    it.asked = port;
-    it.sent = kelvane_set_laser(0, port, on, laser_done, static_cast<int32_t>(id));
-    if (it.sent == REFUSED) {
-        storm.refused++;
-    } else if (it.sent != 0 && it.sent != BUSY) {
-        storm.unexpected_code = it.sent;
-        storm.unexpected++;
+    if (id < REQUESTS_MOST) {
+        request &it = storm.requests[id];
+        it.asked = port;
+        it.sent = kelvane_set_laser(0, port, on, laser_done, static_cast<int32_t>(id));
+        was_run(it.sent == BUSY ? 0 : it.sent);
     }
 }
 
@@ -116,6 +104,7 @@ void work(uint32_t sirane, uint32_t thread)
         if (was_run(kelvane_get_traffic_type(0, port, &value)) && value != type) {
             storm.wrong_values++;
         }
+        storm.rounds++;
         if (round % 4 == 1) {
             request_laser(port, static_cast<int32_t>(round / 4 % 2));
         }
@@ -151,14 +140,14 @@ constexpr fault FAULTS[] = {
 };
 
 struct injected {
-    uint32_t times[std::size(FAULTS)] = {};
+    std::map<std::string, uint64_t> times;
     uint64_t alarm_changes = 0; // of each sirane
 
-    uint64_t of(std::string_view kind) const
+    uint64_t of(const std::string &kind) const
     {
         uint64_t sum = 0;
-        for (size_t i = 0; i < std::size(FAULTS); i++) {
-            sum += std::string_view(FAULTS[i].name).starts_with(kind) ? times[i] : 0;
+        for (const auto &[name, count] : times) {
+            sum += name.starts_with(kind) ? count : 0;
         }
         return sum;
     }
@@ -167,11 +156,11 @@ struct injected {
 void strike_until(uint64_t end, injected *done)
 {
     for (uint32_t turn = 0; wait_monotonic() < end; turn++) {
-        const size_t i = turn % std::size(FAULTS);
+        const fault &it = FAULTS[turn % std::size(FAULTS)];
         const uint32_t round = turn / std::size(FAULTS);
-        if (round % FAULTS[i].every == 0 && done->times[i] < FAULTS[i].most && !is_armed(FAULTS[i].name)) {
-            tell(std::string(FAULTS[i].name) + FAULTS[i].arguments);
-            done->times[i]++;
+        if (round % it.every == 0 && done->times[it.name] < it.most && !is_armed(it.name)) {
+            tell(it.name + std::string(it.arguments));
+            done->times[it.name]++;
         }
         if (turn % 25 == 0) { // seldom enough for the card's queue while an alarm waits for the drain
             const char *change = done->alarm_changes++ % 2 == 0 ? "raise" : "clear";
@@ -188,42 +177,31 @@ void strike_until(uint64_t end, injected *done)
 
 // ---- the accounts
 
-uint32_t requests_made()
+std::span<request> requests()
 {
-    return std::min(storm.requests_made.load(), REQUESTS_MOST);
+    return {storm.requests.data(), std::min(storm.requests_made.load(), REQUESTS_MOST)};
 }
 
-uint64_t requests_unanswered()
+bool all_are_answered()
 {
-    uint64_t count = 0;
-    for (uint32_t id = 0; id < requests_made(); id++) {
-        count += storm.requests[id].sent == 0 && storm.requests[id].calls == 0 ? 1 : 0;
-    }
-    return count;
+    return std::ranges::all_of(requests(), [](const request &it) { return it.sent != 0 || it.calls != 0; });
 }
 
-struct request_counts {
-    uint64_t done = 0;
+// How many failed with the injected word, and how many were refused, to be told as timed out much later.
+std::pair<uint64_t, uint64_t> account_for_requests()
+{
     uint64_t failed = 0;
-    uint64_t busy = 0;
-    uint64_t pending = 0; // refused, to be told as timed out much later
-};
-
-request_counts account_for_requests()
-{
-    request_counts counts;
-    for (uint32_t id = 0; id < requests_made(); id++) {
-        const request &it = storm.requests[id];
-        EXPECT_EQ(it.calls, it.sent == 0 ? 1u : 0u) << "request " << id << ", sent with " << it.sent;
-        counts.busy += it.sent == BUSY ? 1 : 0;
-        counts.pending += it.sent == REFUSED ? 1 : 0;
+    uint64_t pending = 0;
+    for (const request &it : requests()) {
+        EXPECT_EQ(it.calls, it.sent == 0 ? 1u : 0u) << "sent with " << it.sent;
+        pending += it.sent == REFUSED ? 1 : 0;
+        failed += it.result == FAILED ? 1 : 0;
         if (it.calls == 1) {
-            EXPECT_EQ(it.address, it.asked) << "request " << id;
-            EXPECT_TRUE(it.result == 0 || it.result == FAILED) << "request " << id << ": " << it.result;
-            (it.result == 0 ? counts.done : counts.failed)++;
+            EXPECT_EQ(it.address, it.asked);
+            EXPECT_TRUE(it.result == 0 || it.result == FAILED) << it.result;
         }
     }
-    return counts;
+    return {failed, pending};
 }
 
 uint64_t storm_ns()
@@ -252,14 +230,13 @@ TEST(storm, every_request_has_one_outcome)
     for (std::thread &worker : workers) {
         worker.join();
     }
-    EXPECT_TRUE(wait_for([] { return requests_unanswered() == 0; })) << requests_unanswered();
-
-    const request_counts requests = account_for_requests();
-    EXPECT_EQ(storm.unexpected, 0u) << kelvane_rc_to_string(storm.unexpected_code);
+    EXPECT_TRUE(wait_for(all_are_answered));
+    const auto [failed, pending] = account_for_requests();
+    EXPECT_EQ(storm.unexpected, 0) << kelvane_rc_to_string(storm.unexpected);
     EXPECT_EQ(storm.wrong_values, 0u);
     EXPECT_EQ(storm.refused, done.of("refuse"));
-    EXPECT_EQ(storm.failed + requests.failed, done.of("error"));
-    EXPECT_EQ(requests.pending, done.of("refuse 2"));
+    EXPECT_EQ(storm.failed + failed, done.of("error"));
+    EXPECT_EQ(pending, done.of("refuse 2"));
     const auto skipped = [] {
         return std::accumulate(batches.begin(), batches.end(), uint64_t{0},
                                [](uint64_t sum, const sequence &it) { return sum + it.missing; });
@@ -275,11 +252,11 @@ TEST(storm, every_request_has_one_outcome)
         EXPECT_EQ(it.missing + it.disordered, 0u);
     }
     EXPECT_TRUE(storm.alive);
-    std::printf("%lu exchanges, %lu refused, %lu failed; %u requests: %lu done, %lu failed, %lu busy, "
-                "%lu pending; %lu batches skipped; %lu alarm changes\n",
-                storm.exchanges.load(), storm.refused.load(), storm.failed.load(), requests_made(),
-                requests.done, requests.failed, requests.busy, requests.pending, skipped(),
-                3 * done.alarm_changes);
+    std::printf(
+        "%lu rounds, %lu refused, %lu failed; %zu requests: %lu failed, %lu pending; %lu batches skipped; "
+        "%lu alarm changes\n",
+        storm.rounds.load(), storm.refused.load(), storm.failed.load(), requests().size(), failed, pending,
+        skipped(), 3 * done.alarm_changes);
     end_work();
 }
 
