@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "background/low_priority_thread.h"
 #include "kelvane.h"
 #include "support/handshake.h"
 #include "support/recorded_bar.h"
@@ -66,10 +67,22 @@ class firmware_test : public library_test {
         return the_bar.told();
     }
 
+    // Passes of the library's low-priority thread, one behind the other.
+    void background_passes(int count);
+
     answering_firmware firmware;
+
+  private:
+    low_priority_state background_{};
 };
 
 // The locks that somebody holds: "0 command, 0 response 1, 2 requests, ".
 std::string held_locks();
+
+// The threads that were woken since the last call, by sirane and mailbox: "00 12 dap ".
+std::string woken_threads();
+
+// What the watch over the firmware is taken to have found.
+void set_watch(uint32_t enabled, uint32_t status);
 
 #endif

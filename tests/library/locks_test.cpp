@@ -1,0 +1,128 @@
+// The library's mutexes, semaphores and threads.
+#include <signal.h>
+
+#include <cstring>
+#include <thread>
+
+#include "core/mutex.h"
+#include "core/semaphore.h"
+#include "core/thread.h"
+#include "support/library.h"
+
+namespace {
+
+class locks_test : public firmware_test {
+  protected:
+    locks_test()
+    {
+        memset(&mutex.lock, 0x5A, sizeof mutex.lock); // made from rubbish
+        EXPECT_EQ(kelvane_mutex_init(&mutex), 0);
+        EXPECT_EQ(kelvane_sem_init(&semaphore), 0);
+    }
+
+    uint32_t semaphore_state() const
+    {
+        uint32_t state = 9;
+        EXPECT_EQ(kelvane_sem_get_state(&semaphore, &state), 0);
+        return state;
+    }
+
+    kelvane_mutex mutex;
+    kelvane_semaphore semaphore;
+};
+
+TEST_F(locks_test, a_mutex_knows_its_holder)
+{
+    EXPECT_EQ(kelvane_mutex_get_owner(&mutex), 0);
+    EXPECT_EQ(kelvane_mutex_lock(&mutex), 0);
+    EXPECT_EQ(kelvane_mutex_get_owner(&mutex), gettid());
+    EXPECT_EQ(kelvane_mutex_lock(&mutex), 64172); // at once
+    EXPECT_EQ(kelvane_mutex_timed_lock(&mutex, 360, 0), 64172);
+    EXPECT_TRUE(log_contains(" rc=35\n")); // EDEADLK
+    EXPECT_EQ(kelvane_mutex_unlock(&mutex), 0);
+    EXPECT_EQ(kelvane_mutex_get_owner(&mutex), 0);
+    EXPECT_EQ(time.now(), 0u);
+    int32_t holder = 0;
+    std::thread([&] {
+        holder = gettid();
+        kelvane_mutex_timed_lock(&mutex, 360, 0);
+    }).join();
+    EXPECT_EQ(kelvane_mutex_timed_lock(&mutex, 360, 0), 110);
+    EXPECT_EQ(time.now(), 360000000000u);
+    EXPECT_TRUE(log_contains(" timeout 360 0 expired-lockingTID = " + std::to_string(holder) + " \n"));
+    EXPECT_EQ(kelvane_mutex_unlock(&mutex), 64172); // not this thread's
+    EXPECT_EQ(kelvane_mutex_get_owner(&mutex), holder);
+    time.advance(999999999);
+    EXPECT_EQ(kelvane_mutex_timed_lock(&mutex, 1, 10), 64172); // no carry: an invalid time
+    time.fail_realtime_with(38);
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(kelvane_mutex_timed_lock(&mutex, 1, 0), 38);
+    time.fail_realtime_with(0);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "\n\n");
+}
+
+TEST_F(locks_test, a_semaphore_is_born_given_and_gives_merge)
+{
+    EXPECT_EQ(semaphore_state(), 1u);
+    EXPECT_EQ(kelvane_sem_take(&semaphore), 0);
+    EXPECT_EQ(kelvane_sem_give(&semaphore), 0);
+    EXPECT_EQ(kelvane_sem_give(&semaphore), 0);
+    EXPECT_EQ(kelvane_sem_take(&semaphore), 0);
+    EXPECT_EQ(semaphore_state(), 0u);
+    pthread_mutex_lock(&semaphore.lock.lock);
+    EXPECT_EQ(kelvane_sem_take(&semaphore), 64172); // already this thread's
+    EXPECT_EQ(kelvane_sem_give(&semaphore), 64172);
+    EXPECT_EQ(kelvane_sem_destroy(&semaphore), 64172);
+    pthread_mutex_unlock(&semaphore.lock.lock);
+    EXPECT_EQ(kelvane_sem_destroy(&semaphore), 0);
+}
+
+// Where a wake is lost, both threads sleep for good.
+TEST_F(locks_test, no_wake_is_lost_between_two_threads)
+{
+    kelvane_semaphore back;
+    ASSERT_EQ(kelvane_sem_init(&back), 0);
+    ASSERT_EQ(kelvane_sem_take(&back), 0);
+    ASSERT_EQ(kelvane_sem_take(&semaphore), 0);
+    int hops = 0;
+    std::thread other([&] {
+        for (int i = 0; i < 2000; i++) {
+            kelvane_sem_take(&semaphore);
+            hops++;
+            kelvane_sem_give(&back);
+        }
+    });
+    for (int i = 0; i < 2000; i++) {
+        EXPECT_EQ(hops, i);
+        EXPECT_EQ(kelvane_sem_give(&semaphore), 0);
+        EXPECT_EQ(kelvane_sem_take(&back), 0);
+    }
+    other.join();
+    EXPECT_EQ(hops, 2000);
+}
+
+TEST_F(locks_test, threads_start_with_the_two_signals_blocked)
+{
+    static std::atomic<int> blocked;
+    const auto look = [](void *detached) -> void * {
+        if (detached != nullptr) {
+            pthread_detach(pthread_self()); // nobody knows its id
+        }
+        sigset_t mask;
+        pthread_sigmask(SIG_BLOCK, nullptr, &mask);
+        blocked = 1 + sigismember(&mask, SIGRTMIN + 6) + sigismember(&mask, SIGRTMIN + 10);
+        return nullptr;
+    };
+    pthread_t id;
+    ASSERT_EQ(kelvane_thread_create(&id, look, nullptr), 0);
+    pthread_join(id, nullptr);
+    EXPECT_EQ(blocked.exchange(0), 3);
+    look(nullptr);
+    EXPECT_EQ(blocked.exchange(0), 3); // the caller's stay blocked, too
+    ASSERT_EQ(kelvane_thread_create(nullptr, look, &blocked), 0);
+    while (blocked == 0) {
+        std::this_thread::yield();
+    }
+}
+
+} // namespace

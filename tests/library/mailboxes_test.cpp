@@ -1,0 +1,114 @@
+// What lies where and how long it may be: mailboxes, commands, device addresses.
+#include <cstring>
+
+#include "background/handlers.h"
+#include "core/device_address.h"
+#include "mbox/catalogue.h"
+#include "mbox/model.h"
+#include "support/library.h"
+
+namespace {
+
+using mailboxes_test = firmware_test;
+
+TEST_F(mailboxes_test, the_catalogue_of_commands)
+{
+    const uint32_t bytes[] = {16, 12, 16,  12,  16,  16, 16,  16,  12, 16, 16,  12, 12, 12, 12, 12, 4,
+                              16, 12, 32,  136, 40,  16, 448, 464, 12, 12, 12,  12, 12, 12, 12, 12, 12,
+                              44, 56, 44,  12,  240, 12, 128, 8,   12, 12, 12,  12, 12, 12, 12, 12, 12,
+                              12, 12, 156, 0,   8,   8,  12,  12,  8,  12, 240, 12, 16, 16, 16};
+    ASSERT_EQ(std::size(bytes), 66u);
+    const auto column = [](int32_t (*get)(uint32_t, uint32_t *), uint32_t id) {
+        uint32_t value = 7;
+        EXPECT_EQ(get(id, &value), id < 66 ? 0 : 64170) << id;
+        return value;
+    };
+    std::string newer;
+    std::string handled;
+    for (uint32_t id = 0; id < 66; id++) {
+        const uint32_t version = column(kelvane_get_mbox_data_command_version, id);
+        newer += version == 0 ? "" : std::to_string(id) + ":" + std::to_string(version) + " ";
+        mbox_answer_handler handler = nullptr;
+        EXPECT_EQ(kelvane_get_cb_fn_data_table(id, &handler), 0);
+        handled += handler == nullptr ? "" : std::to_string(id) + " ";
+        EXPECT_EQ(mbox_data_table[id].command, id);
+        EXPECT_EQ(column(kelvane_get_mbox_data_max_data_size, id), bytes[id]) << id;
+        EXPECT_EQ(column(kelvane_get_mbox_data_command_timeout_sec, id), 500u);
+        EXPECT_EQ(column(kelvane_get_mbox_data_command_timeout_nsec, id), 0u);
+    }
+    EXPECT_EQ(newer, "20:1 23:1 24:1 38:2 40:1 ");
+    EXPECT_EQ(handled, "0 2 24 35 37 41 ");
+    EXPECT_EQ(column(kelvane_get_mbox_data_command_version, 66), 0xFFFFFFFF);
+    EXPECT_EQ(column(kelvane_get_mbox_data_max_data_size, 0xFFFFFFFF), 0xFFFFFFFF);
+    EXPECT_EQ(column(kelvane_get_mbox_data_command_timeout_sec, 66), 7u);
+    EXPECT_TRUE(log_has("ERROR kelvane_get_mbox_data_max_data_size: command -1 not valid "));
+    mbox_answer_handler handler = mbox_manage_asynch_set_laser;
+    EXPECT_EQ(kelvane_get_cb_fn_data_table(66, &handler), 22);
+    EXPECT_EQ(handler, nullptr);
+}
+
+TEST_F(mailboxes_test, registers_limits_and_trace_levels)
+{
+    const mailbox_handler of_sirane_0[] = {
+        {0, 0, 0x01C02000, 0x01C02004, 0x01C02100, 0, 500000, 300, 0, 2, 16, 1},
+        {0, 1, 0x01C08000, 0x01C08004, 0x01C08100, 0, 500000, 300, 0, 64, 64, 8},
+        {0, 2, 0x01C04000, 0x01C04004, 0x01C04100, 0, 500000, 300, 0, 4, 64, 4},
+        {0, 3, 0x01C00000, 0x01C00004, 0x01C00100, 0, 500000, 300, 0, 2, 16, 1},
+        {0, 4, 0x01C0C000, 0x01C0C004, 0x01F08000, 0, 500000, 300, 0, 64, 64, 64},
+        {0, 5, 0x01C0C008, 0x01C0C00C, 0, 0, 500000, 1, 0, 64, 64, 64},
+    };
+    for (uint32_t sirane = 0; sirane < 3; sirane++) {
+        for (mailbox_handler expected : of_sirane_0) {
+            if (expected.mbox < 4) { // the last two are the card's
+                expected.sirane_id = sirane;
+                expected.resp_reg_to_write += sirane * 0x100000;
+                expected.waiting_reg += sirane * 0x100000;
+                expected.mailbox_addr += sirane * 0x100000;
+            }
+            const mailbox_handler *mb = get_mbox_handler(sirane, expected.mbox);
+            EXPECT_EQ(memcmp(mb, &expected, sizeof expected), 0) << sirane << expected.mbox;
+            EXPECT_EQ(mbox_polling_number(mb), expected.mbox == 5 ? 2000u : 600000u);
+        }
+    }
+    EXPECT_EQ(get_mbox_handler(3, 0), nullptr);
+    EXPECT_EQ(get_mbox_handler(0, 6), nullptr);
+    EXPECT_TRUE(log_has("ERROR get_mbox_handler: invalid parameter sirane_id 0 mbox 6 "));
+    const mailbox_handler harmless = {0xFFFFFFFF, 6, 0, 0, 100, 100, 100, 100, 100, 0, 0, 0};
+    const mailbox_handler *past = get_mbox_handler(2, 5) + 1;
+    for (const mailbox_handler *no_mailbox : {past, static_cast<const mailbox_handler *>(nullptr)}) {
+        EXPECT_EQ(memcmp(&mbox_fields(no_mailbox), &harmless, sizeof harmless), 0);
+        EXPECT_EQ(mbox_polling_number(no_mailbox), 1000000001u);
+        EXPECT_EQ(is_mbox_h_valid(no_mailbox), no_mailbox == past ? 0u : 1u); // one-sided
+    }
+}
+
+TEST_F(mailboxes_test, kinds_of_device_address)
+{
+    const struct {
+        uint32_t address;
+        std::string passes; // the checks in general, for the board, a sirane, a network and a host port
+        uint32_t sirane;
+    } cases[] = {
+        {0xF0FFFFFF, "gb", 0}, {0x00FFFFFF, "gb", 0}, {0xFEFFFFFF, "gb", 0}, // only the nibble counts
+        {0xFF00FFFF, "gs", 0}, {0xFF02FFFF, "gs", 2}, {0x0F01FFFF, "gs", 1}, {0xFF0000FF, "gn", 0},
+        {0xFF02FEFF, "gn", 2}, {0xFF00FF01, "gh", 0}, {0xFF03FFFF, "s", 3},  {0xFFFEFFFF, "s", 254},
+        {0xFFFFFFFF, "", 255}, {0xFF000000, "", 0},   {0xF000FFFF, "", 0},   {0xF0FF00FF, "", 0},
+        {0xF0FFFF00, "", 0},   {0xFFFF00FF, "", 255},
+    };
+    for (const auto &[address, passes, sirane] : cases) {
+        std::string passed = check_device_address_input(address) == 0 ? "g" : "";
+        passed += kelvane_check_dev_addr_ordune(address) == 0 ? "b" : "";
+        passed += kelvane_check_dev_addr_srn(address) == 0 ? "s" : "";
+        passed += kelvane_check_dev_addr_srn_network_port(address) == 0 ? "n" : "";
+        passed += kelvane_check_dev_addr_srn_host_port(address) == 0 ? "h" : "";
+        EXPECT_EQ(passed, passes) << std::hex << address;
+        EXPECT_EQ(sirane_id_of_address(address), sirane) << std::hex << address;
+    }
+    EXPECT_EQ(kelvane_check_dev_addr_srn(0xF0FFFFFF), 22);
+    EXPECT_EQ(check_device_address_input(0xFF03FEFF), 22);
+    EXPECT_TRUE(log_contains("ERROR Slot:-1 kelvane_check_dev_addr_srn: invalid kelvane_device_address \n"));
+    EXPECT_TRUE(log_contains("[d:003|n:254|h:255] ERROR Slot:-1 check_device_address_input: "
+                             "invalid kelvane_device_address ff03feff\n"));
+}
+
+} // namespace
