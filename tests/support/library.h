@@ -67,6 +67,15 @@ class firmware_test : public library_test {
         return the_bar.told();
     }
 
+    // The result of an operation and its accesses, which are the last ones: "0 r1c00004 w1c00000=2".
+    static std::string did(int32_t rc)
+    {
+        return std::to_string(rc) + " " + accesses();
+    }
+
+    // A wait for a mailbox of sirane 0 ends after a second, 2,000 polls, instead of 300.
+    static void shorten_waits();
+
     // Passes of the library's low-priority thread, one behind the other.
     void background_passes(int count);
 
