@@ -20,13 +20,6 @@ class locks_test : public firmware_test {
         EXPECT_EQ(kelvane_sem_init(&semaphore), 0);
     }
 
-    uint32_t semaphore_state() const
-    {
-        uint32_t state = 9;
-        EXPECT_EQ(kelvane_sem_get_state(&semaphore, &state), 0);
-        return state;
-    }
-
     kelvane_mutex mutex;
     kelvane_semaphore semaphore;
 };
@@ -63,14 +56,16 @@ TEST_F(locks_test, a_mutex_knows_its_holder)
 
 TEST_F(locks_test, a_semaphore_is_born_given_and_gives_merge)
 {
-    EXPECT_EQ(semaphore_state(), 1u);
-    EXPECT_EQ(kelvane_sem_take(&semaphore), 0);
-    EXPECT_EQ(kelvane_sem_give(&semaphore), 0);
-    EXPECT_EQ(kelvane_sem_give(&semaphore), 0);
-    EXPECT_EQ(kelvane_sem_take(&semaphore), 0);
-    EXPECT_EQ(semaphore_state(), 0u);
-    pthread_mutex_lock(&semaphore.lock.lock);
-    EXPECT_EQ(kelvane_sem_take(&semaphore), 64172); // already this thread's
+    for (const int gives : {0, 2, 1}) {
+        for (int i = 0; i < gives; i++) {
+            EXPECT_EQ(kelvane_sem_give(&semaphore), 0);
+        }
+        EXPECT_EQ(semaphore.semState, 1u);
+        EXPECT_EQ(kelvane_sem_take(&semaphore), 0);
+        EXPECT_EQ(semaphore.semState, 0u);
+    }
+    pthread_mutex_lock(&semaphore.lock.lock); // this thread's, which none of them can take again
+    EXPECT_EQ(kelvane_sem_take(&semaphore), 64172);
     EXPECT_EQ(kelvane_sem_give(&semaphore), 64172);
     EXPECT_EQ(kelvane_sem_destroy(&semaphore), 64172);
     pthread_mutex_unlock(&semaphore.lock.lock);
@@ -81,22 +76,18 @@ TEST_F(locks_test, a_semaphore_is_born_given_and_gives_merge)
 TEST_F(locks_test, no_wake_is_lost_between_two_threads)
 {
     kelvane_semaphore back;
-    ASSERT_EQ(kelvane_sem_init(&back), 0);
-    ASSERT_EQ(kelvane_sem_take(&back), 0);
-    ASSERT_EQ(kelvane_sem_take(&semaphore), 0);
+    EXPECT_EQ(kelvane_sem_init(&back), 0);
     int hops = 0;
-    std::thread other([&] {
-        for (int i = 0; i < 2000; i++) {
-            kelvane_sem_take(&semaphore);
-            hops++;
-            kelvane_sem_give(&back);
+    const auto hop = [&hops](kelvane_semaphore *from, kelvane_semaphore *to) {
+        for (int i = 0; i < 1000; i++) {
+            EXPECT_EQ(kelvane_sem_take(from), 0);
+            hops++; // one of the two at a time
+            EXPECT_EQ(kelvane_sem_give(to), 0);
         }
-    });
-    for (int i = 0; i < 2000; i++) {
-        EXPECT_EQ(hops, i);
-        EXPECT_EQ(kelvane_sem_give(&semaphore), 0);
-        EXPECT_EQ(kelvane_sem_take(&back), 0);
-    }
+    };
+    kelvane_sem_take(&back);
+    std::thread other(hop, &semaphore, &back);
+    hop(&back, &semaphore);
     other.join();
     EXPECT_EQ(hops, 2000);
 }

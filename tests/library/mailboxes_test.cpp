@@ -18,30 +18,27 @@ TEST_F(mailboxes_test, the_catalogue_of_commands)
                               44, 56, 44,  12,  240, 12, 128, 8,   12, 12, 12,  12, 12, 12, 12, 12, 12,
                               12, 12, 156, 0,   8,   8,  12,  12,  8,  12, 240, 12, 16, 16, 16};
     ASSERT_EQ(std::size(bytes), 66u);
-    const auto column = [](int32_t (*get)(uint32_t, uint32_t *), uint32_t id) {
-        uint32_t value = 7;
-        EXPECT_EQ(get(id, &value), id < 66 ? 0 : 64170) << id;
-        return value;
-    };
     std::string newer;
     std::string handled;
+    uint32_t value = 0;
     for (uint32_t id = 0; id < 66; id++) {
-        const uint32_t version = column(kelvane_get_mbox_data_command_version, id);
-        newer += version == 0 ? "" : std::to_string(id) + ":" + std::to_string(version) + " ";
+        EXPECT_EQ(kelvane_get_mbox_data_command_version(id, &value), 0);
+        newer += value == 0 ? "" : std::to_string(id) + ":" + std::to_string(value) + " ";
+        EXPECT_EQ(kelvane_get_mbox_data_max_data_size(id, &value), 0);
+        EXPECT_EQ(value, bytes[id]) << id;
         mbox_answer_handler handler = nullptr;
         EXPECT_EQ(kelvane_get_cb_fn_data_table(id, &handler), 0);
         handled += handler == nullptr ? "" : std::to_string(id) + " ";
-        EXPECT_EQ(mbox_data_table[id].command, id);
-        EXPECT_EQ(column(kelvane_get_mbox_data_max_data_size, id), bytes[id]) << id;
-        EXPECT_EQ(column(kelvane_get_mbox_data_command_timeout_sec, id), 500u);
-        EXPECT_EQ(column(kelvane_get_mbox_data_command_timeout_nsec, id), 0u);
+        const mbox_data_row row = mbox_data_table[id];
+        EXPECT_EQ((std::vector{row.command, row.timeout_sec, row.timeout_nsec}), (std::vector{id, 500u, 0u}));
     }
     EXPECT_EQ(newer, "20:1 23:1 24:1 38:2 40:1 ");
     EXPECT_EQ(handled, "0 2 24 35 37 41 ");
-    EXPECT_EQ(column(kelvane_get_mbox_data_command_version, 66), 0xFFFFFFFF);
-    EXPECT_EQ(column(kelvane_get_mbox_data_max_data_size, 0xFFFFFFFF), 0xFFFFFFFF);
-    EXPECT_EQ(column(kelvane_get_mbox_data_command_timeout_sec, 66), 7u);
-    EXPECT_TRUE(log_has("ERROR kelvane_get_mbox_data_max_data_size: command -1 not valid "));
+    for (const auto &column : {kelvane_get_mbox_data_command_version, kelvane_get_mbox_data_max_data_size}) {
+        EXPECT_EQ(column(66, &value), 64170);
+        EXPECT_EQ(value, 0xFFFFFFFF);
+    }
+    EXPECT_TRUE(log_has("ERROR kelvane_get_mbox_data_max_data_size: command 66 not valid "));
     mbox_answer_handler handler = mbox_manage_asynch_set_laser;
     EXPECT_EQ(kelvane_get_cb_fn_data_table(66, &handler), 22);
     EXPECT_EQ(handler, nullptr);
@@ -77,18 +74,20 @@ TEST_F(mailboxes_test, registers_limits_and_trace_levels)
     const mailbox_handler *past = get_mbox_handler(2, 5) + 1;
     for (const mailbox_handler *no_mailbox : {past, static_cast<const mailbox_handler *>(nullptr)}) {
         EXPECT_EQ(memcmp(&mbox_fields(no_mailbox), &harmless, sizeof harmless), 0);
-        EXPECT_EQ(mbox_polling_number(no_mailbox), 1000000001u);
         EXPECT_EQ(is_mbox_h_valid(no_mailbox), no_mailbox == past ? 0u : 1u); // one-sided
     }
 }
 
 TEST_F(mailboxes_test, kinds_of_device_address)
 {
-    const struct {
-        uint32_t address;
-        std::string passes; // the checks in general, for the board, a sirane, a network and a host port
-        uint32_t sirane;
-    } cases[] = {
+    const std::pair<std::string, int32_t (*)(kelvane_device_address)> checks[] = {
+        {"g", check_device_address_input},
+        {"b", kelvane_check_dev_addr_ordune},
+        {"s", kelvane_check_dev_addr_srn},
+        {"n", kelvane_check_dev_addr_srn_network_port},
+        {"h", kelvane_check_dev_addr_srn_host_port}};
+    const std::tuple<uint32_t, std::string, uint32_t> cases[] = {
+        // the address, the checks it passes, its sirane
         {0xF0FFFFFF, "gb", 0}, {0x00FFFFFF, "gb", 0}, {0xFEFFFFFF, "gb", 0}, // only the nibble counts
         {0xFF00FFFF, "gs", 0}, {0xFF02FFFF, "gs", 2}, {0x0F01FFFF, "gs", 1}, {0xFF0000FF, "gn", 0},
         {0xFF02FEFF, "gn", 2}, {0xFF00FF01, "gh", 0}, {0xFF03FFFF, "s", 3},  {0xFFFEFFFF, "s", 254},
@@ -96,11 +95,10 @@ TEST_F(mailboxes_test, kinds_of_device_address)
         {0xF0FFFF00, "", 0},   {0xFFFF00FF, "", 255},
     };
     for (const auto &[address, passes, sirane] : cases) {
-        std::string passed = check_device_address_input(address) == 0 ? "g" : "";
-        passed += kelvane_check_dev_addr_ordune(address) == 0 ? "b" : "";
-        passed += kelvane_check_dev_addr_srn(address) == 0 ? "s" : "";
-        passed += kelvane_check_dev_addr_srn_network_port(address) == 0 ? "n" : "";
-        passed += kelvane_check_dev_addr_srn_host_port(address) == 0 ? "h" : "";
+        std::string passed;
+        for (const auto &[letter, check] : checks) {
+            passed += check(address) == 0 ? letter : "";
+        }
         EXPECT_EQ(passed, passes) << std::hex << address;
         EXPECT_EQ(sirane_id_of_address(address), sirane) << std::hex << address;
     }
