@@ -108,6 +108,9 @@ TEST_F(pending_test, an_orphaned_answer_is_thrown_away)
     EXPECT_EQ(held_locks() + woken_threads(), "");
 }
 
+constexpr char BUG[] =
+    "ERROR kelvane_deque_resp_receive:  BUG of arm mbox reg val changed during the read of the header ";
+
 TEST_F(pending_test, an_answer_that_may_have_an_owner_is_left)
 {
     const std::string looks = "... r1c02004 r1c02100+6";
@@ -120,9 +123,7 @@ TEST_F(pending_test, an_answer_that_may_have_an_owner_is_left)
         offer_answer();
         the_bar.next_values[offset] = values;
         EXPECT_EQ(drain(), "0 " + looks + second_look);
-        EXPECT_TRUE(log_has(
-            "ERROR kelvane_deque_resp_receive:  BUG of arm mbox reg val changed during the read of the "
-            "header "));
+        EXPECT_TRUE(log_has(BUG));
         EXPECT_EQ(held_locks(), "");
     }
     EXPECT_EQ(time.now(), 0u);

@@ -109,13 +109,10 @@ TEST_F(watch_test, what_turns_it_on_and_off)
     EXPECT_EQ(state(), "0 1");
     set_watch(1, 1);
     EXPECT_EQ(pass(), ""); // nobody to call
-    const std::pair<uint32_t, std::string> names[] = {
-        {1, "KELVANE_ALIVE       "}, {2, "KELVANE_NOT_ALIVE   "}, {7, "KELVANE_UNDEF       "}};
-    for (const auto &[status, name] : names) {
-        set_watch(0, status);
-        state();
-        EXPECT_TRUE(log_has("INFO  kelvane_get_keep_alive_status:  end enable = 0   keep_alive =  " + name));
-    }
+    EXPECT_EQ(state(), "1 2");
+    EXPECT_TRUE(log_contains(" end enable = 0   keep_alive =  KELVANE_UNDEF       \n"));
+    EXPECT_TRUE(log_contains(" end enable = 0   keep_alive =  KELVANE_ALIVE       \n"));
+    EXPECT_TRUE(log_contains(" end enable = 1   keep_alive =  KELVANE_NOT_ALIVE   \n"));
 }
 
 TEST_F(watch_test, one_missing_echo_is_dead_and_one_echo_alive)
@@ -169,9 +166,7 @@ TEST_F(watch_test, an_upset_is_told_once_for_each_entry)
         the_bar.word[0x01F04F0C] = mark;
         EXPECT_EQ(pass(), expected);
     }
-    EXPECT_TRUE(
-        log_has("INFO  kelvane_manage_seu_pl_uncorrectable: calling callback function handler=0 "
-                "dev_addr=0xf0ffffff kelvane_generic_cb_val KELVANE_GENERIC_CB_VAL_SEU_PL_UNCORRECTABLE "));
+    EXPECT_TRUE(log_contains(" kelvane_generic_cb_val KELVANE_GENERIC_CB_VAL_SEU_PL_UNCORRECTABLE \n"));
     kelvane_set_generic_cb(nullptr);
     kelvane_set_last_seu_pl_uncorrectable(0, 0);
     EXPECT_EQ(kelvane_manage_seu_pl_uncorrectable(0), 22);
@@ -189,16 +184,12 @@ TEST_F(watch_test, memory_health)
     EXPECT_EQ((std::vector{c.ddr_ecc_uncorrectable_flag, c.ddr_ecc_correctable_counter,
                            c.ddr_ecc_uncorrectable_counter, c.pl_seu_corr_counter}),
               (std::vector{0u, 1u, 2u, 4u}));
-    uint32_t state = 9;
-    for (const auto &[mark, expected] : {std::pair{0x2233EEAAu, 1u}, {0xBBCC0066u, 2u}, {0x12345678u, 0u}}) {
-        the_bar.word[0x01F04F0C] = mark;
-        EXPECT_EQ(kelvane_get_seu_pl_uncorrectable(0, &state), 0);
-        EXPECT_EQ(state, expected);
-    }
     EXPECT_EQ(kelvane_get_ddr_ecc_counters(1, &c), 22);
     close_gate();
     EXPECT_EQ(kelvane_get_ddr_ecc_counters(0, &c), 64174);
+    uint32_t state = 9;
     EXPECT_EQ(kelvane_get_seu_pl_uncorrectable(0, &state), 64174);
+    EXPECT_EQ(state, 9u);
 }
 
 } // namespace
