@@ -76,6 +76,9 @@ TEST_F(watch_test, a_pass_polls_every_mailbox)
     pass();
     EXPECT_TRUE(log_has("LOWPR kelvane_low_prio_th: sirane 3 keep alive counter = 1 "));
     EXPECT_EQ(time.now(), 0u);
+    the_bar.word[0x01F04004] = 0x00050016;
+    pass();
+    EXPECT_EQ(time.now(), 3000000000u); // nobody has subscribed to performance batches
     kelvane_device_delete(0);
     pass();
     EXPECT_TRUE(log_has("ERROR check_kelvane_handler_input: invalid handler 0"));
