@@ -94,8 +94,7 @@ class deliveries_test : public firmware_test {
 
 TEST_F(deliveries_test, an_answer_goes_to_its_callback)
 {
-    EXPECT_EQ(did(kelvane_asyc_resp_common(0, 0, 0)),
-              "0 r1f04000+16 r1c02004 r1c02004"); // the version, and no offer
+    EXPECT_EQ(did(kelvane_asyc_resp_common(0, 0, 0)), "0 r1f04000+16 r1c02004 r1c02004"); // nothing offered
     EXPECT_EQ(time.now(), 500000u);
     callback_returns = 0x77; // logged, and no matter
     EXPECT_EQ(
@@ -117,8 +116,7 @@ TEST_F(deliveries_test, twelve_requests_in_flight_each_answered_once)
     EXPECT_TRUE(log_has("ERROR insert_asynch_req: asynch req queue full: asynch_req_id -16711936"));
     the_bar.on_write = [&, follow = the_bar.on_write](uint32_t offset, uint32_t value) {
         follow(offset, value);
-        if (offset == RESPONSE_H && value == 2 &&
-            heard == "laser ff0001ff 43 0; ") { // a second in the same wake-up
+        if (offset == RESPONSE_H && value == 2 && heard == "laser ff0001ff 43 0; ") { // in the same wake-up
             offer_message({2, 0x1235, 4, 0, 1, 0}, {0, 0xFF0001FF, 1, 0x41});
         }
     };
@@ -312,8 +310,8 @@ TEST_F(deliveries_test, what_cannot_be_read_is_refused_and_not_told)
     kelvane_enable_pm_notify(0, 0xFF00FFFF, 1, on_batch);
     kelvane_enable_alarms_notify(0, 0xFF00FFFF, 1, on_alarms);
     request(0x40);
+    // The mailbox, the access that fails, the header.
     const std::tuple<uint32_t, uint64_t, std::vector<uint32_t>> messages[] = {
-        // and the access that fails
         {1, 24, {24, 0x1234, 1, 1, 13, 0}}, {2, 24, {35, 0x1235, 1, 0, 14, 0}},
         {0, 24, {2, 0x1236, 4, 0, 0, 0}},   {0, 24, {37, 0, 1, 0, 15, 0}},
         {0, 24, {41, 0, 1, 0, 16, 0}},      {0, 43, {41, 0, 2, 0, 16, 0}}};

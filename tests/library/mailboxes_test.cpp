@@ -82,8 +82,8 @@ TEST_F(mailboxes_test, kinds_of_device_address)
         {"s", kelvane_check_dev_addr_srn},
         {"n", kelvane_check_dev_addr_srn_network_port},
         {"h", kelvane_check_dev_addr_srn_host_port}};
+    // The address, the checks that it passes, its sirane.
     const std::tuple<uint32_t, std::string, uint32_t> cases[] = {
-        // the address, the checks it passes, its sirane
         {0xF0FFFFFF, "gb", 0}, {0x00FFFFFF, "gb", 0}, {0xFEFFFFFF, "gb", 0}, // only the nibble counts
         {0xFF00FFFF, "gs", 0}, {0xFF02FFFF, "gs", 2}, {0x0F01FFFF, "gs", 1}, {0xFF0000FF, "gn", 0},
         {0xFF02FEFF, "gn", 2}, {0xFF00FF01, "gh", 0}, {0xFF03FFFF, "s", 3},  {0xFFFEFFFF, "s", 254},

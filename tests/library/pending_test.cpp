@@ -114,8 +114,8 @@ constexpr char BUG[] =
 TEST_F(pending_test, an_answer_that_may_have_an_owner_is_left)
 {
     const std::string looks = "... r1c02004 r1c02100+6";
+    // A word that changes between the two looks, and the second look.
     const std::tuple<uint32_t, std::deque<uint32_t>, std::string> changes[] = {
-        // between the two looks
         {RESPONSE_F, {4, 2}, " r1c02004"},
         {RESPONSE_AREA + 4, {0x77, 0x78}, " r1c02004 r1c02100+6"},
         {RESPONSE_AREA + 16, {0xFF00FF00, 0xD}, " r1c02004 r1c02100+6"}};
