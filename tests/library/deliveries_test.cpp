@@ -101,7 +101,9 @@ TEST_F(deliveries_test, an_answer_goes_to_its_callback)
         did(deliver(0, {2, request(0x40), 4, 0, 0, 0x8010000F}, {0, 0xFF0001FF, 1, 0x40})),
         "0 r1f04000+16 r1c02004 r1c02100+10 w1c02100=ffffffff*6 w1c02000=4 r1c02004 w1c02000=2 r1c02004");
     EXPECT_EQ(told(), "laser ff0001ff 40 ff8010000f; ");
-    EXPECT_TRUE(log_has("ERROR mbox_manage_asynch_set_laser: ERROR after calling callback rc = 77"));
+    EXPECT_TRUE(log_has("DEBUG print_asynch_req_t:  asynch_req_p->aging_time = 0"));
+    EXPECT_TRUE(
+        log_contains("ERROR Slot:00 mbox_manage_asynch_set_laser: ERROR after calling callback rc = 77\n"));
     EXPECT_EQ(kelvane_set_traffic_type(0, 0xFF0001FF, 1, on_laser, 0x40), 0);
     EXPECT_EQ(answer(firmware.request_header[1], 0, 0, 0), "0 laser ff0001ff 40 0; ");
 }
