@@ -1,196 +1,159 @@
+// The moment at which the card can be reached: the test of the link, and every mailbox brought to idle.
 #include <algorithm>
 #include <thread>
 
 #include "core/handle.h"
 #include "core/mutex.h"
-#include "support/handshake.h"
+#include "lifecycle/driver.h"
+#include "mbox/send.h"
 #include "support/library.h"
 
 namespace {
 
-class link_up_test : public library_test {
+class link_up_test : public firmware_test {
   protected:
     link_up_test()
     {
-        turn_log_on();
-        start_library();
         close_gate();
-        firmware.install();
         set_version(0x00050016);
-        the_bar.take_accesses();
     }
 
-    void set_version(uint32_t version)
+    static void set_version(uint32_t version)
     {
         the_bar.word[0x01F04004] = version;
     }
 
-    // The writes of a successful link-up behind the test of the link.
-    std::vector<std::string> writes_of_link_up()
+    // "result gate": a link-up's.
+    static std::string link_up(int32_t mapped = 1, kelvane_handle handle = 0)
     {
-        EXPECT_EQ(kelvane_pci_mapped(0, 1, 0, 0), 0);
-        std::vector<std::string> writes;
-        for (const std::string &access : the_bar.take_accesses()) {
-            if (access[0] == 'W' && access.find("W 000003") != 0) {
-                writes.push_back(access);
+        const int32_t rc = kelvane_pci_mapped(handle, mapped, 0, 0);
+        return std::to_string(rc) + (kelvane_get_pci_mapped(0) == 1 ? " open" : " closed");
+    }
+
+    // The link breaks with the first idle that the second sirane is shown.
+    static void break_the_link()
+    {
+        the_bar.on_write = [](uint32_t offset, uint32_t value) {
+            if (offset == 0x01D00000 && value == 2) {
+                the_bar.fail_from = the_bar.access_number + 1;
+                the_bar.fail_count = 1000;
             }
-        }
-        return writes;
+        };
     }
 
-    std::vector<int32_t> owners(uint32_t sirane_id)
-    {
-        std::vector<int32_t> held = {kelvane_mutex_get_owner(&record.command_mutex[sirane_id])};
-        for (kelvane_mutex &mutex : record.response_mutex[sirane_id]) {
-            held.push_back(kelvane_mutex_get_owner(&mutex));
-        }
-        return held;
-    }
-
-    answering_firmware firmware;
     kelvane_handle_record &record = local_handles_array[0];
 };
 
-const std::vector<int32_t> all_free = {0, 0, 0, 0};
-
 TEST_F(link_up_test, firmware_from_5_10_is_reset_and_awaited)
 {
-    const std::vector<std::string> expected = {
-        "W 03fffc00=00000001", "W 03fffc04=0000002b",                        // the library's version
-        "W 00000024=00000001", "W 00000024=00000003", "W 00000024=00000007", // pending interrupts
-        "W 01c00000=00000000", "W 01c02000=00000000", "W 01c04000=00000000", "W 01c08000=00000000",
-        "W 01c0c000=00000400", "W 01c00000=00000002", "W 01c00000=00000002", "W 01c02000=00000002",
-        "W 01c04000=00000002", "W 01c08000=00000002", "W 01c0c000=00000400", "W 01d00000=00000000",
-        "W 01d02000=00000000", "W 01d04000=00000000", "W 01d08000=00000000", "W 01c0c000=00000400",
-        "W 01d00000=00000002", "W 01d00000=00000002", "W 01d02000=00000002", "W 01d04000=00000002",
-        "W 01d08000=00000002", "W 01c0c000=00000400", "W 01e00000=00000000", "W 01e02000=00000000",
-        "W 01e04000=00000000", "W 01e08000=00000000", "W 01c0c000=00000400", "W 01e00000=00000002",
-        "W 01e00000=00000002", "W 01e02000=00000002", "W 01e04000=00000002", "W 01e08000=00000002",
-        "W 01c0c000=00000400",
-    };
+    std::string expected =
+        "r3c4 r1f04000+16 w3fffc00=1,2b r1f04000+16 r1c02004 r1f04000+16 r1d02004 r1f04000+16 "
+        "r1e02004 r1f04000+16 r24 w24=1 r24 w24=3 r24 w24=7 r1f04000+16 r1f04000+16";
+    for (const char sirane : {'c', 'd', 'e'}) {
+        std::string each =
+            " r1f04000+16 w1S00000=0 w1S02000=0 w1S04000=0 w1S08000=0 w1c0c000=400 w1S00000=2 "
+            "r1S00004 r1S02004 r1S04004 r1S08004 w1S00000=2 w1S02000=2 w1S04000=2 w1S08000=2 w1c0c000=400";
+        std::ranges::replace(each, 'S', sirane);
+        expected += each;
+    }
     for (const uint32_t version : {0x00050016u, 0x0005000Au, 0x00060001u}) {
         set_version(version);
         the_bar.word[0x24] = 0;
-        EXPECT_EQ(writes_of_link_up(), expected) << version;
-        EXPECT_EQ(record.pci_mapped, 1);
+        EXPECT_EQ(link_up(), "0 open");
+        const std::string told = accesses();
+        EXPECT_EQ(told.substr(0, 25), "w300=0 r300 w304=1 r304 w");
+        EXPECT_EQ(told.substr(told.find("r3c4 ")), expected);
         EXPECT_EQ(record.stored_ordune_ver_min, version & 0xFFFF);
-        for (uint32_t sirane_id = 0; sirane_id < 3; sirane_id++) {
-            EXPECT_EQ(owners(sirane_id), all_free);
-        }
+        EXPECT_EQ(held_locks(), "");
     }
     EXPECT_EQ(time.now(), 0u);
 }
 
-TEST_F(link_up_test, older_firmware_is_probed)
+TEST_F(link_up_test, older_firmware_is_asked_until_it_shows_any_state)
 {
     set_version(0x00050009);
-    EXPECT_EQ(kelvane_pci_mapped(0, 1, 0, 0), 0);
-    EXPECT_EQ(time.now(), 3 * 1500000000ull);
+    the_bar.word[0x01C00004] = 4; // not idle, and good enough
+    the_bar.next_values[0x01D04004] = {0, 0xFFFFFFFF, 2};
+    EXPECT_EQ(link_up(), "0 open");
+    EXPECT_EQ(time.now(), 5 * 1500000000ull);
     the_bar.word[0x01E08004] = 0;
-    EXPECT_EQ(kelvane_pci_mapped(0, 1, 0, 0), 64175);
-    EXPECT_EQ(record.pci_mapped, 0);
-    EXPECT_EQ(owners(2), all_free);
+    EXPECT_EQ(link_up(), "64175 closed");
+    EXPECT_EQ(time.now(), (5 + 2 + 100) * 1500000000ull);
+    EXPECT_EQ(held_locks(), "");
 }
 
-TEST_F(link_up_test, a_silent_firmware_is_waited_for_and_does_not_fail_the_link_up)
+TEST_F(link_up_test, what_does_not_fail_a_link_up)
 {
-    the_bar.word[0x01D04004] = 4;
-    the_bar.record = false;
-    EXPECT_EQ(kelvane_pci_mapped(0, 1, 0, 0), 0);
-    EXPECT_EQ(time.now(), 599999u * 500000ull);
-}
-
-TEST_F(link_up_test, before_a_device_exists)
-{
+    offer_message({9, 0x77, 4, 0, 0xFF00FF00, 0}, {1, 2, 3, 4});     // left by an earlier run
+    the_bar.next_values[0x01C04004] = std::deque<uint32_t>(2100, 6); // idle only among other bits
+    shorten_waits();
+    EXPECT_EQ(link_up(), "0 open");
+    EXPECT_EQ(the_bar.word[RESPONSE_AREA], 0xFFFFFFFFu);
+    EXPECT_EQ(time.now(), 1999u * 500000ull + 1500000);
+    EXPECT_EQ(link_up(0), "0 closed");
+    accesses();
     kelvane_device_delete(0);
-    EXPECT_EQ(kelvane_pci_mapped(0, 1, 0, 0), 22);
-    EXPECT_EQ(kelvane_pci_mapped(3, 1, 0, 0), 22);
-    EXPECT_EQ(kelvane_pci_mapped(0xFFFFFFFF, 1, 0, 0), 22);
-    EXPECT_EQ(record.pci_mapped, 0);
-    EXPECT_TRUE(the_bar.take_accesses().empty());
-}
-
-TEST_F(link_up_test, unmapping_closes_the_gate_and_touches_nothing)
-{
-    open_gate();
-    EXPECT_EQ(kelvane_pci_mapped(0, 0, 0, 0), 0);
-    EXPECT_EQ(record.pci_mapped, 0);
-    EXPECT_TRUE(the_bar.take_accesses().empty());
+    for (const uint32_t handle : {0u, 3u, 0xFFFFFFFFu}) {
+        EXPECT_EQ(link_up(1, handle), "22 closed");
+    }
+    EXPECT_EQ(accesses(), "");
 }
 
 TEST_F(link_up_test, every_failing_access_closes_the_gate_or_is_borne)
 {
-    kelvane_pci_mapped(0, 1, 0, 0);
-    const uint64_t accesses = the_bar.take_accesses().size();
-    // What may fail unheard: the inquiry for the stored version, the drains, the clearing of interrupts,
-    // the version tests, and results of the reset that nobody looks at.
-    uint32_t failed = 0;
-    for (uint64_t n = 1; n <= accesses; n++) {
+    std::string told; // the first failing access of each run of equal results
+    std::string last;
+    for (uint64_t n = 1; the_bar.fail_from <= the_bar.access_number; n++) {
         zero_handle_record();
         ASSERT_EQ(kelvane_device_create(recorded_bar_device()), 0);
         firmware.install();
         the_bar.fail_from = the_bar.access_number + n;
-        const int32_t rc = kelvane_pci_mapped(0, 1, 0, 0);
-        EXPECT_TRUE(rc == 0 || rc == 64174 || rc == 64172) << n << ": " << rc;
-        EXPECT_EQ(record.pci_mapped, rc == 0 ? 1 : 0) << n;
-        failed += rc != 0;
+        const std::string result = link_up();
+        told += result == last ? "" : std::to_string(n) + ":" + result + " ";
+        last = result;
     }
-    EXPECT_GT(failed, 110u); // the test of the link alone is 100
+    EXPECT_EQ(told, "1:64174 closed 101:0 open 117:64174 closed 119:0 open 170:64174 closed 186:0 open "
+                    "224:64172 closed 240:0 open 245:64172 closed 246:0 open 250:64172 closed 271:0 open "
+                    "276:64172 closed 277:0 open 281:64172 closed 302:0 open 307:64172 closed 308:0 open "
+                    "312:64172 closed 317:0 open ");
 }
 
 TEST_F(link_up_test, a_failure_past_5_22_keeps_the_locks_of_its_sirane)
 {
-    // The link fails when the second sirane is reset for the last time.
-    the_bar.on_write = [](uint32_t offset, uint32_t value) {
-        if (offset == 0x01D00000 && value == 2) {
-            the_bar.on_write = nullptr;
-            the_bar.fail_from = the_bar.access_number + 1;
-            the_bar.fail_count = 1000;
-        }
-    };
-    EXPECT_EQ(kelvane_pci_mapped(0, 1, 0, 0), 64172);
-    EXPECT_EQ(record.pci_mapped, 0);
-    EXPECT_EQ(owners(0), all_free);
-    EXPECT_EQ(owners(1), std::vector<int32_t>(4, gettid()));
-    EXPECT_EQ(owners(2), all_free);
-}
-
-TEST_F(link_up_test, a_failure_before_5_22_holds_nothing)
-{
     set_version(0x0005000A);
-    the_bar.on_write = [](uint32_t offset, uint32_t value) {
-        if (offset == 0x01D00000 && value == 2) {
-            the_bar.on_write = nullptr;
-            the_bar.fail_from = the_bar.access_number + 1;
-            the_bar.fail_count = 1000;
-        }
-    };
-    EXPECT_EQ(kelvane_pci_mapped(0, 1, 0, 0), 64174);
-    EXPECT_EQ(owners(1), all_free);
+    break_the_link();
+    EXPECT_EQ(link_up(), "64174 closed");
+    EXPECT_EQ(held_locks(), "");
+    the_bar.fail_from = 0;
+    set_version(0x00050016);
+    break_the_link();
+    EXPECT_EQ(link_up(), "64172 closed");
+    EXPECT_EQ(held_locks(), "1 command, 1 response 0, 1 response 1, 1 response 2, ");
 }
 
 TEST_F(link_up_test, a_lock_that_cannot_be_had)
 {
     std::thread([&] { kelvane_mutex_lock(&record.response_mutex[0][1]); }).join();
     // What was taken before is locked once more, and that failure is what the caller sees.
-    EXPECT_EQ(kelvane_pci_mapped(0, 1, 0, 0), 64172);
-    EXPECT_EQ(kelvane_mutex_get_owner(&record.command_mutex[0]), gettid());
-    EXPECT_EQ(kelvane_mutex_get_owner(&record.response_mutex[0][0]), gettid());
-    EXPECT_EQ(kelvane_mutex_get_owner(&record.response_mutex[0][2]), 0);
-}
-
-TEST_F(link_up_test, a_lock_that_cannot_be_had_at_all)
-{
-    std::thread([&] { kelvane_mutex_lock(&record.command_mutex[0]); }).join();
-    EXPECT_EQ(kelvane_pci_mapped(0, 1, 0, 0), 110);
+    EXPECT_EQ(link_up(), "64172 closed");
+    EXPECT_EQ(held_locks(), "0 command, 0 response 0, 0 response 1, ");
     EXPECT_EQ(time.now(), 360000000000u);
+    kelvane_mutex_unlock(&record.command_mutex[0]);
+    std::thread([&] { kelvane_mutex_lock(&record.command_mutex[0]); }).join();
+    EXPECT_EQ(link_up(), "110 closed");
+    EXPECT_EQ(time.now(), 720000000000u);
 }
 
-TEST_F(link_up_test, what_an_earlier_run_left_is_dropped)
+TEST_F(link_up_test, the_test_of_the_link)
 {
-    offer_message({9, 0x77, 4, 0, 0xFF00FF00, 0}, {1, 2, 3, 4});
-    EXPECT_EQ(kelvane_pci_mapped(0, 1, 0, 0), 0);
-    EXPECT_EQ(the_bar.word[RESPONSE_AREA], 0xFFFFFFFFu);
+    open_gate();
+    the_bar.next_values[0x304] = {2};
+    EXPECT_EQ(did(kelvene_check_pci_functionality(0)),
+              "64171 w300=0 r300 w304=1 r304"); // the first that differs
+    EXPECT_TRUE(log_has("ERROR kelvene_check_pci_functionality: PCI not properly working"));
+    EXPECT_EQ(global_reset_mbox(0, 3, 2), 64170); // no such sirane
+    EXPECT_EQ(kelvane_wait_for_mbox_idle_startup(0, 3), 64170);
+    EXPECT_EQ(kelvane_check_for_mbox_idle_startup(0, 3), 64170);
 }
 
 } // namespace

@@ -10,6 +10,7 @@
 #include "core/handle.h"
 #include "kelvane_trace_defs.h"
 #include "lifecycle/driver.h"
+#include "mbox/model.h"
 #include "platform/host_tree.h"
 
 // The library's mutexes are of the error-checking kind: releasing one that another thread holds, or
@@ -146,4 +147,42 @@ int32_t firmware_test::deliver(uint32_t mbox, const std::vector<uint32_t> &heade
     offer_message(header, data, BASES[mbox]);
     the_bar.take_accesses();
     return kelvane_asyc_resp_common(0, 0, mbox);
+}
+
+void firmware_test::shorten_waits()
+{
+    for (mailbox_handler &mailbox : mbox_handlers[0]) {
+        mailbox.timeout_sec = 1;
+    }
+}
+
+void firmware_test::background_passes(int count)
+{
+    kelvane_set_low_prio_active(0, 1);
+    if (background_.mb == nullptr) {
+        background_ = low_priority_start(0);
+    }
+    for (int i = 0; i < count; i++) {
+        low_priority_pass(&background_);
+    }
+}
+
+std::string woken_threads()
+{
+    std::string woken;
+    kelvane_handle_record &record = local_handles_array[0];
+    for (uint32_t sirane = 0; sirane < KELVANE_SIRANE_COUNT; sirane++) {
+        for (uint32_t mbox = 0; mbox < MBOX_THREAD_COUNT; mbox++) {
+            if (record.mbox_semaphore[sirane][mbox].semState.exchange(0) == 1) {
+                woken += std::to_string(sirane) + std::to_string(mbox) + " ";
+            }
+        }
+    }
+    return woken + (record.dap_semaphore.semState.exchange(0) == 1 ? "dap " : "");
+}
+
+void set_watch(uint32_t enabled, uint32_t status)
+{
+    local_handles_array[0].keep_alive_enabled = enabled;
+    local_handles_array[0].keep_alive_status = status;
 }

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "background/low_priority_thread.h"
 #include "kelvane.h"
 #include "support/handshake.h"
 #include "support/promises.h"
@@ -67,7 +68,28 @@ class firmware_test : public library_test {
         return the_bar.told();
     }
 
+    // The result of an operation and its accesses, which are the last ones: "0 r1c00004 w1c00000=2".
+    static std::string did(int32_t rc)
+    {
+        return std::to_string(rc) + " " + accesses();
+    }
+
+    // A wait for a mailbox of sirane 0 ends after a second, 2,000 polls, instead of 300.
+    static void shorten_waits();
+
+    // Passes of the library's low-priority thread, one behind the other.
+    void background_passes(int count);
+
     answering_firmware firmware;
+
+  private:
+    low_priority_state background_{};
 };
+
+// The threads that were woken since the last call, by sirane and mailbox: "00 12 dap ".
+std::string woken_threads();
+
+// What the watch over the firmware is taken to have found.
+void set_watch(uint32_t enabled, uint32_t status);
 
 #endif
