@@ -30,10 +30,7 @@ TEST(wait, everything_goes_through_the_source)
 TEST(thread, kernel_id_is_right_in_threads_and_after_a_fork)
 {
     EXPECT_EQ(thread_kernel_id(), getpid());
-    int32_t other = 0;
-    std::thread([&] { other = thread_kernel_id() == gettid() ? gettid() : -1; }).join();
-    EXPECT_GT(other, 0);
-    EXPECT_NE(other, getpid());
+    std::thread([] { EXPECT_EQ(thread_kernel_id(), gettid()); }).join();
     const pid_t child = fork();
     if (child == 0) {
         _exit(thread_kernel_id() == getpid() ? 0 : 1);
@@ -62,7 +59,6 @@ TEST(thread, only_a_contended_lock_is_marked)
     EXPECT_STREQ(seen.function, "held");
     EXPECT_EQ(seen.line, 77);
     EXPECT_EQ(thread_debug_own_mark()->kind, 0u);
-    EXPECT_EQ(pthread_mutex_unlock(&mutex), 0);
     wait_use_source(nullptr);
 }
 

@@ -9,7 +9,7 @@
 
 #include <gtest/gtest.h>
 
-#include "platform/temporary_folder.h"
+#include "support/temporary_folder.h"
 #include "whole/process.h"
 
 constexpr const char *PROMPT = ">>> \n>>> Please enter input :";
@@ -44,9 +44,9 @@ class card_host : public testing::Test {
     }
 
     temporary_folder folder;
-    const std::string host = std::filesystem::canonical(folder.path()).string() + "/the host";
+    const std::string host = std::filesystem::canonical(folder.path).string() + "/the host";
     const std::vector<std::string> environment = {"KELVANE_HOST_ROOT=" + host,
-                                                  "KELVANE_TRACE_DIR=" + folder.path()};
+                                                  "KELVANE_TRACE_DIR=" + folder.path};
     std::optional<process> card;
     std::optional<process> client;
 };

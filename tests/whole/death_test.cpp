@@ -61,7 +61,7 @@ TEST_F(card_that_dies, leaves_its_tree_to_the_next_card)
 TEST_F(host_that_dies, leaves_the_card_as_it_was)
 {
     folder.write("verbs", "error 16 ORDUNE_OPERATION_NOT_ALLOWED always\ndelay 59 60000 always\n");
-    ASSERT_NO_FATAL_FAILURE(start_card({"--script", folder.path() + "/verbs"}));
+    ASSERT_NO_FATAL_FAILURE(start_card({"--script", folder.path + "/verbs"}));
     ASSERT_NO_FATAL_FAILURE(start_client());
     EXPECT_TRUE(type("write 1 9010 1234")
                     .ends_with("passed\n>>> DEBUG <<< Value of register written "

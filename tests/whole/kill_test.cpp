@@ -69,7 +69,7 @@ class killed : public card_host, public testing::WithParamInterface<int> {
     size_t processes_with_rings() const
     {
         std::set<std::string> processes;
-        for (const auto &entry : fs::directory_iterator(folder.path())) {
+        for (const auto &entry : fs::directory_iterator(folder.path)) {
             const std::string name = entry.path().filename();
             if (name.starts_with("kelvane_trace.")) {
                 processes.insert(name.substr(0, name.find('.', 14)));
@@ -82,7 +82,7 @@ class killed : public card_host, public testing::WithParamInterface<int> {
     std::set<std::string> files_of_the_host() const
     {
         std::set<std::string> files;
-        for (const auto &entry : fs::recursive_directory_iterator(folder.path())) {
+        for (const auto &entry : fs::recursive_directory_iterator(folder.path)) {
             if (!entry.is_directory() && !entry.path().filename().string().starts_with("kelvane_trace.")) {
                 files.insert(entry.path().filename());
             }
@@ -158,8 +158,8 @@ TEST_P(host_that_is_killed, makes_room_for_the_next_one)
 {
     SCOPED_TRACE("KELVANE_KILL_SEED=" + std::to_string(seed));
     folder.write("verbs", "laser-time 50\n");
-    ASSERT_NO_FATAL_FAILURE(start_card({"--script", folder.path() + "/verbs"}));
-    fs::remove(folder.path() + "/verbs");
+    ASSERT_NO_FATAL_FAILURE(start_card({"--script", folder.path + "/verbs"}));
+    fs::remove(folder.path + "/verbs");
     const std::string descriptors = "/proc/" + std::to_string(card->pid()) + "/fd";
     EXPECT_TRUE(comes_true([&] { return !fs::exists(descriptors + "/1"); })); // closed once it is ready
     const size_t without_client = open_files(descriptors);

@@ -52,7 +52,7 @@ TEST_F(run, is_the_client_on_the_card_that_is_asked_for)
 TEST_F(run, has_the_clients_status_and_tells_its_own_failures_apart)
 {
     folder.write("verbs", "error 13 80100015 always\n");
-    process refused = start({"--script=" + folder.path() + "/verbs", "--host=" + host, "--", "-a", "x"});
+    process refused = start({"--script=" + folder.path + "/verbs", "--host=" + host, "--", "-a", "x"});
     refused.write("laser_tout 1\n");
     EXPECT_EQ(refused.wait(), 0x15);
 

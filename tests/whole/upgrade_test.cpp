@@ -28,7 +28,7 @@ class upgrade_test : public card_host {
   protected:
     std::string make_image(size_t bytes, const std::string &digest) const
     {
-        const std::string path = folder.path() + "/image.bin";
+        const std::string path = folder.path + "/image.bin";
         std::string content(bytes, '\0');
         for (size_t i = 0; i < bytes; i++) {
             content[i] = static_cast<char>((i + 1) % 251);
