@@ -33,39 +33,33 @@ TEST_F(events, raised_alarms_stand_in_the_words_of_their_place)
     play("> alarm raise 7.h1 TX_HOST_LOS_3; 27 0 h21 9 = 0 0 h21 0x200; ! alarm raise 7.h1 TX_HOST_LOA");
 }
 
-TEST_F(events, every_change_of_an_alarm_word_is_told_to_its_subscription)
-{
-    play(R"(
-        > alarm raise 4.h1 TX_HOST_LOA; sync 14; reference 0x51; 1: 35 0 s1 1 0*11 = none
-        take 104000 = none # what stands already is no change
-        > alarm raise 5 RX_NTWK_LOF; take 104000 = 35 0x51 14 0 14 0 0 s1 1 0 4 0 0 0x2000 0 0 0 0 1 0
-        > alarm raise 5 RX_NTWK_LOF; > alarm raise 1 SRN_TEMP; take 104000 = none; take 4000 = none
-        > alarm clear 4.h1 all; > unplug 6; take 104000 = 35 0x51 14 0 14 0 0 s1 1 0 0 0 0 0x2000 0 0 0 0 2 0
-        take 104000 = 35 0x51 14 0 14 0 0 s1 1 0 0 0 0 0x2000 0x100 0 0 0 3 0
-        reference 0x52; 1: 35 0 s1 1 0*11 = none; > plug 6
-        take 104000 = 35 0x52 14 0 14 0 0 s1 1 0 0 0 0 0x2000 0 0 0 0 1 0
-        > show 4 = alarm changes on, reference 0x00000052, sync word 0x0000000e
-        reference 0x60; 1: 36 0 s1 11 12 13 14 15 16 17 18 19 = none; take 104000 = 35 0x52 14 0 14 0 0 s1 1 11 12 13 14 15 16 17 18 19 2 0
-        1: 35 0 s1 0 0*11 = none; > unplug 6; take 104000 = none; 1: 36 0 s1 0*9 = none; take 104000 = none
-        1: 35 0 s1 = none; 1: 24 0 s3 0*114 = none; > show = 2 commands failed that get no answer
-    )");
-}
+SCRIPT(events, every_change_of_an_alarm_word_is_told_to_its_subscription, R"(
+    > alarm raise 4.h1 TX_HOST_LOA; sync 14; reference 0x51; 1: 35 0 s1 1 0*11 = none
+    take 104000 = none # what stands already is no change
+    > alarm raise 5 RX_NTWK_LOF; take 104000 = 35 0x51 14 0 14 0 0 s1 1 0 4 0 0 0x2000 0 0 0 0 1 0
+    > alarm raise 5 RX_NTWK_LOF; > alarm raise 1 SRN_TEMP; take 104000 = none; take 4000 = none
+    > alarm clear 4.h1 all; > unplug 6; take 104000 = 35 0x51 14 0 14 0 0 s1 1 0 0 0 0 0x2000 0 0 0 0 2 0
+    take 104000 = 35 0x51 14 0 14 0 0 s1 1 0 0 0 0 0x2000 0x100 0 0 0 3 0
+    reference 0x52; 1: 35 0 s1 1 0*11 = none; > plug 6
+    take 104000 = 35 0x52 14 0 14 0 0 s1 1 0 0 0 0 0x2000 0 0 0 0 1 0
+    > show 4 = alarm changes on, reference 0x00000052, sync word 0x0000000e
+    reference 0x60; 1: 36 0 s1 11 12 13 14 15 16 17 18 19 = none; take 104000 = 35 0x52 14 0 14 0 0 s1 1 11 12 13 14 15 16 17 18 19 2 0
+    1: 35 0 s1 0 0*11 = none; > unplug 6; take 104000 = none; 1: 36 0 s1 0*9 = none; take 104000 = none
+    1: 35 0 s1 = none; 1: 24 0 s3 0*114 = none; > show = 2 commands failed that get no answer
+)")
 
-TEST_F(events, modules_that_come_and_go_and_restarts_are_told)
-{
-    play(R"(
-        w 1804000 0x11; w 20 7; > unplug 9; take 202000 = 37 1 3 0 15 0 0 m21 0; > plug 9; take 202000 = 37 2 3 0 15 0 0 m21 1
-        39 0 m00 1; take 2000 = 37 3 3 0 15 0 0 m00 0; 16 0; take 2000 = 37 4 3 0 15 0 0 m00 1 # a pretence and its end
-        > hang; > unplug 2; > unplug 3; > plug 2; take 2000 = none; > corrupt-notice sy 3; > resume
-        take 2000 = 37 5 3 0 3 0 0 m01 0; take 2000 = none
-        irq = 4; > restart warm 6.1; irq = 1; take 2000 = 41 6 2 0 16 0 0 1; t 2999ms; 56 0 1; irq = 1
-        t 1ms; r 1c02004 = 0; r 1f04004 = 0x50016; irq = 0; t 1s; irq = 1; take 2000 = 41 7 2 0 16 0 0 4
-        r 1f04004 = 0x60001; > restart warm-fail; take 2000 = 41 8 2 0 16 0 0 2; t 10s; 10 0 s0 0x9010 9
-        > restart cold; r 1c02004 = 0; t 1s; take 2000 = 41 9 2 0 16 0 0 3; 9 0 s0 0x9010 0 = 0 0 s0 0x9010 1
-        > restart; t 1s; take 2000 = none # a crash says nothing
-        > remove; > insert; t 1s; > unplug 9; w 1e02000 2; take 202000 = none # no host has come
-    )");
-}
+SCRIPT(events, modules_that_come_and_go_and_restarts_are_told, R"(
+    w 1804000 0x11; w 20 7; > unplug 9; take 202000 = 37 1 3 0 15 0 0 m21 0; > plug 9; take 202000 = 37 2 3 0 15 0 0 m21 1
+    39 0 m00 1; take 2000 = 37 3 3 0 15 0 0 m00 0; 16 0; take 2000 = 37 4 3 0 15 0 0 m00 1 # a pretence and its end
+    > hang; > unplug 2; > unplug 3; > plug 2; take 2000 = none; > corrupt-notice sy 3; > resume
+    take 2000 = 37 5 3 0 3 0 0 m01 0; take 2000 = none
+    irq = 4; > restart warm 6.1; irq = 1; take 2000 = 41 6 2 0 16 0 0 1; t 2999ms; 56 0 1; irq = 1
+    t 1ms; r 1c02004 = 0; r 1f04004 = 0x50016; irq = 0; t 1s; irq = 1; take 2000 = 41 7 2 0 16 0 0 4
+    r 1f04004 = 0x60001; > restart warm-fail; take 2000 = 41 8 2 0 16 0 0 2; t 10s; 10 0 s0 0x9010 9
+    > restart cold; r 1c02004 = 0; t 1s; take 2000 = 41 9 2 0 16 0 0 3; 9 0 s0 0x9010 0 = 0 0 s0 0x9010 1
+    > restart; t 1s; take 2000 = none # a crash says nothing
+    > remove; > insert; t 1s; > unplug 9; w 1e02000 2; take 202000 = none # no host has come
+)")
 
 TEST_F(events, batches_come_at_each_end_of_the_interval)
 {

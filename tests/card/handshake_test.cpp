@@ -4,33 +4,28 @@ namespace {
 
 using handshake = bench;
 
-TEST_F(handshake, one_command_register_by_register)
-{
-    play(R"(
-        w 1c00100 9; w 1c00104 0x77; w 1c00108 4; w 1c0010c 0; w 1c00110 0xFF00FF00; w 1c00114 0; w 1c00118 0
-        w 1c0011c 0xFF00FFFF; w 1c00120 0x9010; w 1c00124 0; r 1c00004 = 2
-        w 1c00000 4; r 1c00004 = 4; r 1c02004 = 2 # nothing is run before the host lets go
-        w 1c00000 2; r 1c00004 = 2; r 1c02004 = 4
-        r 1c02100 = 9 0x77 4 0 0xFF00FF00 0 0 0xFF00FFFF 0x9010 1
-        w 1c02000 4; r 1c02004 = 2; w 1c02000 2; r 1c02004 = 2; r 1d02004 = 2
-    )");
-}
+SCRIPT(handshake, one_command_register_by_register, R"(
+    w 1c00100 9; w 1c00104 0x77; w 1c00108 4; w 1c0010c 0; w 1c00110 0xFF00FF00; w 1c00114 0; w 1c00118 0
+    w 1c0011c 0xFF00FFFF; w 1c00120 0x9010; w 1c00124 0; r 1c00004 = 2
+    w 1c00000 4; r 1c00004 = 4; r 1c02004 = 2 # nothing is run before the host lets go
+    w 1c00000 2; r 1c00004 = 2; r 1c02004 = 4
+    r 1c02100 = 9 0x77 4 0 0xFF00FF00 0 0 0xFF00FFFF 0x9010 1
+    w 1c02000 4; r 1c02004 = 2; w 1c02000 2; r 1c02004 = 2; r 1d02004 = 2
+)")
 
-TEST_F(handshake, states_out_of_order_run_nothing_and_run_nothing_twice)
-{
-    play(R"(
-        10 0 s0 0x9010 5; > set-register 1 9010 6
-        w 1c00000 2 2; take 2000 = none; 9 0 s0 0x9010 0 = 0 0 s0 0x9010 6 # the message still lay there
-        offer 10 0 s0 0x9010 7 = 4; offer 10 0 s0 0x9010 8 = 4; w 1c00000 2 # the first one was copied
-        r 1c02104 = 0x1234; take 2000 = 10 0x1234 4 0 0xFF00FF00 0 0 s0 0x9010 7; take 2000 = none
-        offer 9 0 s0 0x9010 0 = 4; w 1c00000 0; r 1c02124 = 7; take 2000 = 9 0x1234 4 0 0xFF00FF00 0 0 s0 0x9010 7
-    )");
-}
+SCRIPT(handshake, states_out_of_order_run_nothing_and_run_nothing_twice, R"(
+    10 0 s0 0x9010 5; > set-register 1 9010 6
+    w 1c00000 2 2; take 2000 = none; 9 0 s0 0x9010 0 = 0 0 s0 0x9010 6 # the message still lay there
+    offer 10 0 s0 0x9010 7 = 4; offer 10 0 s0 0x9010 8 = 4; w 1c00000 2 # the first one was copied
+    r 1c02104 = 0x1234; take 2000 = 10 0x1234 4 0 0xFF00FF00 0 0 s0 0x9010 7; take 2000 = none
+    offer 9 0 s0 0x9010 0 = 4; w 1c00000 0; r 1c02124 = 7; take 2000 = 9 0x1234 4 0 0xFF00FF00 0 0 s0 0x9010 7
+)")
 
 TEST_F(handshake, what_nobody_runs_is_refused)
 {
-    for (const char *command : {"11", "12", "25", "29", "30", "33", "37", "41", "54", "66", "0xFFFFFFFF"}) {
-        play(std::string("offer ") + command + " 0 s0 0 = 16; w 1c00000 2; r 1c00004 = 2; r 1c02004 = 2");
+    for (const uint32_t command : {11u, 12u, 25u, 29u, 30u, 33u, 37u, 41u, 54u, 66u, 0xFFFFFFFFu}) {
+        EXPECT_EQ(offer({command, 0, 0xFF00FFFF, 0}), 16u) << command;
+        play("w 1c00000 2; r 1c00004 = 2; r 1c02004 = 2");
     }
     play(R"(
         w 1c00100 9; w 1c00108 1979; w 1c00000 4; r 1c00004 = 16; w 1c00000 2
@@ -59,33 +54,27 @@ TEST_F(handshake, answers_queue_behind_the_offered_one_and_a_reset_drops_them)
     }
     play("offer 56 0 1 = 16; w 1c00000 2");
     for (int i = 0; i < 65; i++) {
-        EXPECT_EQ(take().size(), 8u);
+        EXPECT_EQ(take(0x01C02000).size(), 8u);
     }
     play("take 2000 = none; 56 0 1");
 }
 
-TEST_F(handshake, interrupts_name_one_source_at_a_time_and_come_as_enabled)
-{
-    play(R"(
-        offer 9 0 s0 0x9010 0 = 4; w 1c00000 2; r 24 = 1; w 20 7; w 1804000 1; w 1804000 0x10; events = 0
-        w 1804000 0x11; events = 1; w 1804000 0x11; w 20 1; w 20 3; events = 0 # sirane 1 has nothing
-        r 2c = 17; w 1c0c000 1024; r 2c = 17; w 24 6; events = 0; r 24 = 1     # stays while the bit is set
-        w 24 1; r 24 = 1; r 2c = 20; events = 1; w 24 0xFFFFFFFF; r 24 = 0; events = 0
-        w 1c0c000 1024 1024 1024; irq = 2      # a source that waits already waits once
-        w 20 7; offer 9 0 s2 0x9010 0 = 4; r 0 = 0x21040003 # real hardware
-        w 1804000 0; w 1c0c000 1024; events = 0
-    )");
-}
+SCRIPT(handshake, interrupts_name_one_source_at_a_time_and_come_as_enabled, R"(
+    offer 9 0 s0 0x9010 0 = 4; w 1c00000 2; r 24 = 1; w 20 7; w 1804000 1; w 1804000 0x10; events = 0
+    w 1804000 0x11; events = 1; w 1804000 0x11; w 20 1; w 20 3; events = 0 # sirane 1 has nothing
+    r 2c = 17; w 1c0c000 1024; r 2c = 17; w 24 6; events = 0; r 24 = 1     # stays while the bit is set
+    w 24 1; r 24 = 1; r 2c = 20; events = 1; w 24 0xFFFFFFFF; r 24 = 0; events = 0
+    w 1c0c000 1024 1024 1024; irq = 2      # a source that waits already waits once
+    w 20 7; offer 9 0 s2 0x9010 0 = 4; r 0 = 0x21040003 # real hardware
+    w 1804000 0; w 1c0c000 1024; events = 0
+)")
 
-TEST_F(handshake, the_bar_keeps_plain_words_and_has_an_end)
-{
-    play(R"(
-        w 300 1 2; w 3f8 3; w 2000000 4; w 3fffffc 5; r 300 = 2; r 3f8 = 3; r 2000000 = 4; r 3fffffc = 5
-        w 4000000 1; w fffffffc 1; w 301 1; r 4000000 = 0xFFFFFFFF; r fffffffc = 0xFFFFFFFF; r 301 = 0xFFFFFFFF
-        r 300 = 2; > peek 1f04004 = 0x00050016; > poke 0x1F04004 60001; r 1f04004 = 0x60001; > ; >   # a remark
-        w 1c0c008 0x17000001; r 1c0c00c = 0x17000001; w 1c0c008 2; r 1c0c00c = 0x17000001 # the keep-alive
-        w 1c0c008 0x17000000; r 1c0c00c = 0x17000000
-    )");
-}
+SCRIPT(handshake, the_bar_keeps_plain_words_and_has_an_end, R"(
+    w 300 1 2; w 3f8 3; w 2000000 4; w 3fffffc 5; r 300 = 2; r 3f8 = 3; r 2000000 = 4; r 3fffffc = 5
+    w 4000000 1; w fffffffc 1; w 301 1; r 4000000 = 0xFFFFFFFF; r fffffffc = 0xFFFFFFFF; r 301 = 0xFFFFFFFF
+    r 300 = 2; > peek 1f04004 = 0x00050016; > poke 0x1F04004 60001; r 1f04004 = 0x60001; > ; >   # a remark
+    w 1c0c008 0x17000001; r 1c0c00c = 0x17000001; w 1c0c008 2; r 1c0c00c = 0x17000001 # the keep-alive
+    w 1c0c008 0x17000000; r 1c0c00c = 0x17000000
+)")
 
 } // namespace
