@@ -1,7 +1,9 @@
 // The simulator as a process, and this test as its hosts.
 #include <csignal>
 #include <memory>
+#include <sstream>
 
+#include <sys/socket.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
@@ -33,29 +35,12 @@ struct host {
         fd = uio_open("/dev/uio0");
         EXPECT_EQ(uio_map(fd, 0x04000000, &bar), 0);
     }
-    ~host()
-    {
-        close(fd);
-    }
     host(const host &) = delete;
     host &operator=(const host &) = delete;
 
     uint32_t read(uint32_t offset) const
     {
         return mmio_read32(&bar, offset);
-    }
-
-    void write(uint32_t offset, uint32_t value) const
-    {
-        mmio_write32(&bar, offset, value);
-    }
-
-    // The firmware runs in another process.
-    void await(uint32_t offset, uint32_t value) const
-    {
-        while (read(offset) != value) {
-            usleep(50);
-        }
     }
 
     uint32_t wait_interrupt() const
@@ -71,30 +56,24 @@ struct host {
 
 class server : public testing::Test {
   protected:
-    std::unique_ptr<process> start(const std::string &tree, const std::vector<std::string> &more = {})
+    std::unique_ptr<process> start(const std::vector<std::string> &more) const
     {
-        std::vector<std::string> words = {CARD_SIMULATOR, "--quiet", "--ready-fd", "1", "--exit-with-parent"};
-        words.insert(words.end(), more.begin(), more.end());
-        words.insert(words.end(), tree.empty() ? 0 : 2, "--host");
-        if (!tree.empty()) {
-            words.back() = tree;
-        }
-        auto it = std::make_unique<process>(words, std::vector{"TMPDIR=" + folder.path});
+        std::vector<std::string> all = {CARD_SIMULATOR, "--quiet", "--ready-fd", "1", "--exit-with-parent"};
+        all.insert(all.end(), more.begin(), more.end());
+        auto it = std::make_unique<process>(all, std::vector{"TMPDIR=" + folder.path});
         EXPECT_TRUE(it->wait_for_output("\n")) << it->err;
         return it;
     }
 
-    // The answer of the card to a verb, behind the status.
-    std::string send(std::vector<std::string> verb) const
-    {
-        verb.insert(verb.begin(), {"--send", "--host", root});
-        return run(verb);
-    }
-
-    std::string text_of(const std::string &file) const
+    static std::string text_of(const std::string &file)
     {
         std::ifstream stream(file);
         return {std::istreambuf_iterator<char>(stream), {}};
+    }
+
+    static auto entries(const std::string &path)
+    {
+        return std::distance(fs::directory_iterator(path), {});
     }
 
     temporary_folder folder;
@@ -105,155 +84,148 @@ TEST_F(server, hosts_use_the_card_and_get_its_interrupts)
 {
     folder.write("script", "# a bench\n\nset-register 1 9010 77\nunplug 2\n");
     const auto card =
-        start(root, {"--firmware", "5.9", "--script", folder.path + "/script", "--name", "CARD"});
+        start({"--host", root, "--firmware", "5.9", "--script", folder.path + "/script", "--name", "CARD"});
     EXPECT_EQ(card->out, root + "\n");
     EXPECT_EQ(text_of(root + "/sys/class/uio/uio0/name"), "CARD\n");
     EXPECT_EQ(text_of(root + "/sys/class/uio/uio0/maps/map0/size"), "0x0000000004000000\n");
-    const host first(root), second(root);
-    EXPECT_NE(send({"show"}).find("2 clients"), std::string::npos);
-    EXPECT_EQ(first.read(0x01F04004), 0x00050009u);
-    first.write(0x01804000, 0x11);
-    first.write(0x20, 7);
-    second.write(0x01C0C000, 1024);
-    EXPECT_EQ(first.wait_interrupt(), 1u);
-    EXPECT_EQ(second.wait_interrupt(), 1u);
-    EXPECT_EQ(first.read(0x24), 1u);
-    first.write(0x24, 0xFFFFFFFF);
-    EXPECT_EQ(second.read(0x24), 0u);
-    first.write(0x01C0C000, 1024);
-    EXPECT_EQ(second.wait_interrupt(), 2u);
-    second.write(0x01C02000, 2);
-    uint32_t offset = 0x01C00100;
-    for (const uint32_t word : {9u, 0x77u, 4u, 0u, 0xFF00FF00u, 0u, 0u, 0xFF00FFFFu, 0x9010u, 0u}) {
-        second.write(offset, word);
-        offset += 4;
+    EXPECT_NE(run({"--send", "--host", root, "show"}).find("register 0x9010 = 0x00000077"),
+              std::string::npos);
+    const host first(root), second(root), third(root);
+    EXPECT_NE(run({"--send", "--host", root, "show"}).find("3 clients"), std::string::npos);
+    shutdown(third.fd, SHUT_RDWR); // it leaves
+    for (uint32_t number = 1; number <= 3; number++) {
+        mmio_write32(&first.bar, 0x01804000, 0x11);
+        mmio_write32(&first.bar, 0x20, 7);
+        mmio_write32(&second.bar, 0x01C0C000, 1024);
+        EXPECT_EQ(first.wait_interrupt(), number);
+        EXPECT_EQ(second.wait_interrupt(), number);
+        EXPECT_EQ(first.read(0x24), 1u);
+        mmio_write32(&first.bar, 0x24, 0xFFFFFFFF);
+        EXPECT_EQ(second.read(0x24), 0u);
     }
-    second.write(0x01C00000, 4);
-    second.await(0x01C00004, 4);
-    second.write(0x01C00000, 2);
-    second.await(0x01C02004, 4);
-    EXPECT_EQ(second.read(0x01C02124), 0x77u);
-    EXPECT_EQ(send({"remove"}), "0 ");
-    EXPECT_EQ(first.read(0x01F04000), 0xFFFFFFFFu);
-    first.write(0x300, 5);
-    EXPECT_EQ(send({"insert"}), "0 ");
-    EXPECT_EQ(first.read(0x300), 0u);
+    EXPECT_NE(run({"--send", "--host", root, "show"}).find("2 clients, 3 interrupts"), std::string::npos);
+    EXPECT_EQ(run({"--send", "--host", root, "remove"}), "0 ");
+    EXPECT_EQ(first.read(0x01F04004), 0xFFFFFFFFu);
+    EXPECT_EQ(run({"--send", "--host", root, "insert"}), "0 ");
+    EXPECT_EQ(first.read(0x20), 0u);
 }
 
 TEST_F(server, command_lines_and_verbs_are_answered)
 {
-    const auto card = start(root);
+    const auto card = start({"--host", root});
     folder.write("bad", "unplug 2\nunplug 2\n");
     folder.write("memory", "");
-    const std::string bad = "1 card_simulator: bad option ", memory = folder.path + "/memory",
-                      other = folder.path;
-    const std::pair<std::vector<std::string>, std::string> LINES[] = {
-        {{"--firmware", "5"}, bad + "--firmware; --help tells more\n"},
-        {{"--firmware", "5.99999999"}, bad},
-        {{"--firmware", "65536.1"}, bad},
-        {{"--seed", "x"}, bad},
-        {{"--client-type", "sonet"}, bad},
-        {{"--name", ""}, bad},
-        {{"--name", std::string(64, 'n')}, bad},
-        {{"--ready-fd", "-1"}, bad},
-        {{"--no-such-option"}, bad + "--no-such-option"},
-        {{"--host"}, bad},
-        {{"--link", ""}, bad},
-        {{"show"}, "1 card_simulator: nothing is expected but options; --help tells more\n"},
-        {{"--send"}, "1 card_simulator: a verb is missing; --help lists them\n"},
-        {{"--send", "show"}, "1 card_simulator: --send needs --host\n"},
-        {{"--uio-device", "x"}, "1 card_simulator: --uio-device and --interrupt-file go together\n"},
-        {{"--interrupt-file", "x"}, "1 card_simulator: --uio-device and --interrupt-file go together\n"},
-        {{"--help"}, "0 card_simulator [OPTION...]  "},
-        {{"--quiet", "--host", root},
-         "1 card_simulator: a card runs on " + root + " already, process " + std::to_string(card->pid()) +
-             "\n"},
-        {{"--quiet", "--host", other, "--script", other + "/bad"},
-         "1 card_simulator: " + other + "/bad, line 2: unplug: there is no module"},
-        {{"--quiet", "--host", other, "--script", other + "/none"}, "1 card_simulator: "},
-        {{"--host", other, "--uio-device", "/none", "--interrupt-file", memory},
-         "1 card_simulator: cannot open "},
-        {{"--host", other, "--uio-device", memory, "--interrupt-file", "/none"},
-         "1 card_simulator: cannot open "},
-        {{"--host", other, "--uio-device", memory, "--interrupt-file", memory},
-         "1 card_simulator: cannot map a BAR"},
-        {{"--send", "--host", other, "show"}, "1 card: no card runs on " + other},
-        {{"--send", "--host", root, "peek", "1f04000"}, "0 0x55667788\n"},
-        {{"--send", "--host", root, "plug", "2"}, "1 plug: there is a module already"},
-        {{"--send", "--host", root, std::string(2000, 'x')}, "1 a line is text of up to 1024 characters\n"},
-        {{"--send", "--host", root, "show"}, "0 firmware 5.22, up"},
+    const std::string s = "1 card_simulator: ", bad = s + "bad option ", memory = folder.path + "/memory";
+    const std::string other = folder.path, both = s + "--uio-device and --interrupt-file go together\n";
+    const std::string none = s + "cannot open ", pid = std::to_string(card->pid());
+    const std::pair<std::string, std::string> LINES[] = {
+        {"--firmware 5", bad + "--firmware; --help tells more\n"},
+        {"--firmware 5.99999999", bad + "--firmware"},
+        {"--firmware 65536.1", bad + "--firmware"},
+        {"--seed x", bad + "--seed"},
+        {"--client-type sonet", bad + "--client-type"},
+        {"--name ", bad + "--name"},
+        {"--name " + std::string(64, 'n'), bad + "--name"},
+        {"--ready-fd -1", bad + "--ready-fd"},
+        {"--no-such-option", bad + "--no-such-option"},
+        {"--host", bad + "--host"},
+        {"--link ", bad + "--link"},
+        {"show", s + "nothing is expected but options; --help tells more\n"},
+        {"--send", s + "a verb is missing; --help lists them\n"},
+        {"--send show", s + "--send needs --host\n"},
+        {"--uio-device x", both},
+        {"--interrupt-file x", both},
+        {"--help", "0 card_simulator [OPTION...]  "},
+        {"--quiet --host " + root, s + "a card runs on " + root + " already, process " + pid + "\n"},
+        {"--quiet --host " + other + " --script " + other + "/bad",
+         s + other + "/bad, line 2: unplug: there is no module"},
+        {"--host " + other + " --uio-device /none --interrupt-file " + memory, none},
+        {"--host " + other + " --interrupt-file /none --uio-device " + memory, none},
+        {"--host " + other + " --interrupt-file " + memory + " --uio-device " + memory,
+         s + "cannot map a BAR"},
+        {"--send --host " + other + " show", "1 card: no card runs on " + other},
+        {"--send --host " + root + " peek 1f04000", "0 0x55667788\n"},
+        {"--send --host " + root + " plug 2", "1 plug: there is a module already"},
+        {"--send --host " + root + " " + std::string(2000, 'x'),
+         "1 a line is text of up to 1024 characters\n"},
+        {"--send --host " + root + " show", "0 firmware 5.22, up"},
     };
-    for (const auto &[words, expected] : LINES) {
-        EXPECT_EQ(run(words).substr(0, expected.size()), expected) << words.back();
+    for (const auto &[line, expected] : LINES) {
+        std::vector<std::string> split;
+        std::istringstream in(line);
+        for (std::string word; std::getline(in, word, ' ');) {
+            split.push_back(word);
+        }
+        split.resize(split.size() + line.ends_with(' ')); // an empty argument
+        EXPECT_EQ(run(split).substr(0, expected.size()), expected) << line;
     }
 }
 
 TEST_F(server, ends_on_a_signal_or_a_verb_and_takes_its_files_along)
 {
     for (const int signal : {SIGTERM, SIGINT, SIGHUP, 0}) {
-        const auto card = start(root, {"--link", root + ".link"});
+        const auto card = start({"--host", root, "--link", root + ".link"});
         EXPECT_EQ(fs::read_symlink(root + ".link"), root);
         const host it(root);
         folder.write("tree/root/kelvane.log", "kept");
-        EXPECT_TRUE(signal == 0 ? send({"quit"}) == "0 " : kill(card->pid(), signal) == 0);
+        if (signal != 0) {
+            kill(card->pid(), signal);
+        } else {
+            EXPECT_EQ(run({"--send", "--host", root, "quit"}), "0 ");
+        }
         EXPECT_EQ(card->wait(), 0);
         EXPECT_FALSE(fs::exists(fs::symlink_status(root + ".link")));
-        EXPECT_EQ(std::distance(fs::directory_iterator(root), {}), 1); // the host's own folder
+        EXPECT_EQ(entries(root), 1); // the host's own folder
         EXPECT_EQ(text_of(root + "/root/kelvane.log"), "kept");
-        it.await(0x01F04000, 0xFFFFFFFF);
+        EXPECT_EQ(it.read(0x01F04004), 0xFFFFFFFFu);
     }
 }
 
 TEST_F(server, takes_over_and_away_what_dead_cards_left)
 {
-    start(root)->kill();
+    start({"--host", root})->kill();
     EXPECT_TRUE(fs::exists(root + "/dev/uio0"));
     const std::string deep = root + "/" + std::string(120, 'd'); // deeper than a socket's address holds
-    const auto card = start(root, {"--firmware", "6.1"}), below = start(deep, {"--client-type", "otn"});
+    const auto card = start({"--host", root, "--firmware", "6.1"});
+    const auto below = start({"--host", deep, "--client-type", "otn"});
     EXPECT_EQ(host(root).read(0x01F04004), 0x00060001u);
     EXPECT_EQ(host(deep).read(0x01F04004), 0x00050016u);
     EXPECT_EQ(run({"--send", "--host", deep, "alarm", "raise", "1.h0", "TX_HOST_LOL_0"}), "0 ");
-    std::vector<std::unique_ptr<process>> cards;
     std::vector<std::string> roots; // where nobody chose one
-    for (int i = 0; i < 4; i++) {
-        cards.push_back(start(""));
-        roots.push_back(cards[i]->out.substr(0, cards[i]->out.find('\n')));
-        EXPECT_TRUE(roots[i].starts_with(folder.path + "/kelvane_card."));
-        if (i == 1) {
-            folder.write(fs::relative(roots[i], folder.path).string() + "/root/kelvane.log", "kept");
-        }
-        if (i < 2) {
-            cards[i]->kill();
-            EXPECT_TRUE(fs::exists(roots[i] + "/control"));
-        }
+    for (const char *kept : {"", "kept"}) {
+        const auto dead = start({});
+        roots.push_back(dead->out.substr(0, dead->out.size() - 1));
+        EXPECT_TRUE(roots.back().starts_with(folder.path + "/kelvane_card."));
+        std::ofstream(roots.back() + "/root" + (*kept == 0 ? "" : "/kelvane.log")) << kept;
+        dead->kill();
+        EXPECT_TRUE(fs::exists(roots.back() + "/control"));
     }
+    const auto living = start({}), newest = start({});
     EXPECT_FALSE(fs::exists(roots[0]));
-    EXPECT_EQ(std::distance(fs::directory_iterator(roots[1]), {}), 1);
+    EXPECT_EQ(entries(roots[1]), 1);
     EXPECT_EQ(text_of(roots[1] + "/root/kelvane.log"), "kept");
-    EXPECT_EQ(run({"--send", "--host", roots[2], "quit"}), "0 ");
+    EXPECT_EQ(run({"--send", "--host", living->out.substr(0, living->out.size() - 1), "quit"}), "0 ");
 }
 
 // A file in place of the kernel's device; what a kernel does is tried in a virtual machine.
 TEST_F(server, a_card_in_given_memory_makes_no_device)
 {
+    const std::string memory = folder.path + "/memory", interrupts = folder.path + "/interrupts";
     folder.write("memory", "what was there before");
     folder.write("interrupts", "");
-    const std::string memory = folder.path + "/memory";
     fs::resize_file(memory, 0x04000000);
     const auto word = [&memory](long offset) {
         uint32_t value = 0;
-        std::ifstream(memory, std::ios::binary).seekg(offset).read(reinterpret_cast<char *>(&value), 4);
+        std::ifstream(memory).seekg(offset).read(reinterpret_cast<char *>(&value), 4);
         return value;
     };
-    const auto card = start(root, {"--uio-device", memory, "--interrupt-file", folder.path + "/interrupts"});
+    const auto card = start({"--host", root, "--uio-device", memory, "--interrupt-file", interrupts});
     EXPECT_FALSE(fs::exists(root + "/sys/class/uio/uio0/name"));
     EXPECT_EQ((std::vector{word(4), word(0x01F04000), word(0x01F04004)}),
               (std::vector{0u, 0x55667788u, 0x50016u}));
-    EXPECT_EQ(send({"quit"}) + text_of(folder.path + "/interrupts"), "0 ");
+    EXPECT_EQ(run({"--send", "--host", root, "quit"}) + text_of(interrupts), "0 ");
     EXPECT_EQ(card->wait(), 0);
-    for (const long offset : {0, 0x01C00004, 0x01F04000, 0x03FFFFFC}) {
-        EXPECT_EQ(word(offset), 0xFFFFFFFFu) << offset;
-    }
+    EXPECT_EQ((std::vector{word(0), word(0x01C00004), word(0x03FFFFFC)}), std::vector(3, 0xFFFFFFFF));
 }
 
 } // namespace
