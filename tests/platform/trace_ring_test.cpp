@@ -82,41 +82,30 @@ struct trace_ring *write_numbers(struct trace_ring *ring, int count)
     return ring;
 }
 
-// Runs `body` in a process of its own that then waits, alive, until it is let go.
-struct process {
-    explicit process(const std::function<void()> &body)
-    {
-        int ready[2];
-        EXPECT_EQ(pipe(ready), 0);
-        pid = fork();
-        if (pid == 0) {
-            prctl(PR_SET_PDEATHSIG, SIGKILL);
-            body();
-            EXPECT_EQ(write(ready[1], "", 1), 1);
-            for (;;) {
-                pause();
-            }
-        }
-        char byte = 0;
-        EXPECT_EQ(read(ready[0], &byte, 1), 1);
-        close(ready[0]);
-        close(ready[1]);
+// Runs `body` in a process of its own, which then stays.
+pid_t start(const std::function<void()> &body)
+{
+    int ready[2];
+    EXPECT_EQ(pipe(ready), 0);
+    const pid_t pid = fork();
+    if (pid == 0) {
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
+        body();
+        EXPECT_EQ(write(ready[1], "", 1), 1);
+        _exit(pause());
     }
-    ~process()
-    {
-        kill();
-    }
-    process(const process &) = delete;
-    process &operator=(const process &) = delete;
+    char byte = 0;
+    EXPECT_EQ(read(ready[0], &byte, 1), 1);
+    close(ready[0]);
+    close(ready[1]);
+    return pid;
+}
 
-    void kill() const
-    {
-        ::kill(pid, SIGKILL);
-        waitpid(pid, nullptr, 0);
-    }
-
-    pid_t pid;
-};
+void end(pid_t pid)
+{
+    kill(pid, SIGKILL);
+    waitpid(pid, nullptr, 0);
+}
 
 TEST_F(trace_rings, keeps_every_argument_of_every_tag)
 {
@@ -231,7 +220,7 @@ TEST_F(trace_rings, many_writers_never_mix_in_one_entry)
     trace_ring_file file;
     ASSERT_EQ(trace_ring_file_open(list().at(0).path, &file), 0);
     std::atomic<int> writing = 3;
-    std::vector<std::thread> threads;
+    std::vector<std::jthread> threads;
     for (size_t writer = 0; writer < 3; writer++) {
         threads.emplace_back([&, text = text_of(writer), slot = static_cast<int32_t>(writer)] {
             for (int number = 0; number < 2000; number++) {
@@ -254,9 +243,6 @@ TEST_F(trace_rings, many_writers_never_mix_in_one_entry)
                 seen++;
             }
         }
-    }
-    for (std::thread &thread : threads) {
-        thread.join();
     }
     EXPECT_EQ(list()[0].header.next, 6000u);
     EXPECT_GE(seen, 1u);
@@ -296,28 +282,28 @@ TEST_F(trace_rings, a_start_keeps_the_living_and_the_one_that_wrote_last)
     }
     const timespec long_ago[2] = {{1000000000, 0}, {1000000000, 0}};
     ASSERT_EQ(utimensat(AT_FDCWD, (folder.path + "/kelvane_trace.1.1.LEFT").c_str(), long_ago, 0), 0);
-    const process living(make_rings), first(make_rings), second(make_rings);
-    first.kill();
-    second.kill();
-    const process third(make_rings); // the first is gone now, the second stays to be read
+    const pid_t living = start(make_rings), first = start(make_rings), second = start(make_rings);
+    end(first);
+    end(second);
+    const pid_t third = start(make_rings); // the first is gone now, the second stays to be read
     std::string found;
     for (const trace_ring_listed &listed : list(1)) {
         found += std::to_string(listed.pid) + (listed.alive ? " alive, " : " dead, ");
     }
-    const std::string three = std::to_string(third.pid) + " alive, ",
-                      two = std::to_string(second.pid) + " dead, ",
-                      zero = std::to_string(living.pid) + " alive, ";
+    const std::string three = std::to_string(third) + " alive, ", two = std::to_string(second) + " dead, ",
+                      zero = std::to_string(living) + " alive, ";
     EXPECT_EQ(found, three + three + two + two + zero + zero);
     EXPECT_EQ(files(), 8); // with the unborn, whose owner may be about to lock it, and the foreign one
     EXPECT_FALSE(std::filesystem::exists(folder.path + "/kelvane_trace.1.1.LEFT"));
-    EXPECT_EQ(trace_ring_remove(folder.path, living.pid), EBUSY);
-    third.kill();
+    EXPECT_EQ(trace_ring_remove(folder.path, living), EBUSY);
+    end(third);
     std::filesystem::remove(folder.path + "/kelvane_trace.1.0.UNBORN");
     EXPECT_EQ(span(), "36 99 64"); // a killed process leaves its rings readable
-    EXPECT_EQ(lines().back().entry.thread, third.pid);
-    EXPECT_EQ(trace_ring_remove(folder.path, third.pid), 0);
-    EXPECT_EQ(trace_ring_remove(folder.path, third.pid), ESRCH);
+    EXPECT_EQ(lines().back().entry.thread, third);
+    EXPECT_EQ(trace_ring_remove(folder.path, third), 0);
+    EXPECT_EQ(trace_ring_remove(folder.path, third), ESRCH);
     EXPECT_EQ(files(), 5);
+    end(living);
 }
 
 } // namespace
