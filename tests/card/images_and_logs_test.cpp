@@ -7,7 +7,7 @@ using images = bench;
 SCRIPT(images, a_download_of_any_length_takes_its_time_and_one_wrong_byte_is_refused, R"(
     image 1; wait 14 0 2 1 = 0 100; r 1f04200 = 0x02000008 0x02000007 1 1 0 1; image 3; wait 14 0 2 3 = 0 100
     image 5; wait 14 0 2 5 = 0 100; image 0x100000; wait 14 0 2 1048576 = 0 116; > image-version 9.1
-    > poke 2000000 0; wait 14 0 2 1048576 = 0x80300003; image 0x100000; > poke 210003c 0
+    > poke 2000000 36396165; wait 14 0 2 1048576 = 0x80300003; image 0x100000; > poke 210003c 0
     wait 14 0 2 1048576 = 0x80300003 116; r 1f04500 = 0; r 1f04200 = 0x02000008 0x02000007 1 1 0 1
 )")
 
@@ -20,7 +20,7 @@ SCRIPT(images, what_cannot_be_is_refused_at_once_and_the_image_stays, R"(
     > show = programming under way: kind 2, 2.8, device 1; t 799ms; take 2000 = none; t 1ms; r 1c02114 = 0
     link; > show = nothing downloaded; wait 14 0 0 4 = 0; 15 0 s0 7 = 0x80300009; 15 0 m00 7 = 0x80300009
     wait 14 0 1 4 = 0; 15 0 s2 7 = 0x80300009; wait 14 0 4 4 = 0; 15 0 b 7 = 0x80300009; 15 0 s1 7 = 0x80300009
-    wait 15 0 m11 7 = 0; r 1f04608 = 0x00010012; r 1f04708 = 0x00010013
+    wait 15 0 m11 7 = 0; r 1f04608 = 0x00010012; r 1f04708 = 0x00010013; r 1f04500 = 0x64E46400; r 1f04804 = 0xE4
 )")
 
 SCRIPT(images, activation_resets_the_sirane_into_its_other_bank_and_uses_the_image_up, R"(

@@ -237,6 +237,7 @@ TEST_F(trace_rings, many_writers_never_mix_in_one_entry)
                 const std::string text = text_of(static_cast<size_t>(line.entry.slot));
                 ASSERT_EQ(line.function + line.message, text.substr(0, 87) + text);
                 ASSERT_EQ(mark.ticket % 32, mark.place);
+                ASSERT_NE(line.entry.thread, getpid());
                 seen++;
             }
         }

@@ -1,10 +1,6 @@
 #include "platform/wait.h"
 
 #include <cerrno>
-#include <thread>
-
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <gtest/gtest.h>
 
@@ -25,19 +21,6 @@ TEST(wait, everything_goes_through_the_source)
     EXPECT_EQ(now.tv_nsec, 2000);
     time.fail_realtime_with(EINVAL);
     EXPECT_EQ(wait_realtime(&now), EINVAL);
-}
-
-TEST(thread, kernel_id_is_right_in_threads_and_after_a_fork)
-{
-    EXPECT_EQ(thread_kernel_id(), getpid());
-    std::thread([] { EXPECT_EQ(thread_kernel_id(), gettid()); }).join();
-    const pid_t child = fork();
-    if (child == 0) {
-        _exit(thread_kernel_id() == getpid() ? 0 : 1);
-    }
-    int status = -1;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
-    EXPECT_EQ(status, 0);
 }
 
 TEST(thread, only_a_contended_lock_is_marked)
