@@ -43,6 +43,13 @@ struct host {
         return mmio_read32(&bar, offset);
     }
 
+    void await(uint32_t offset, uint32_t value) const
+    {
+        while (read(offset) != value) {
+            usleep(100);
+        }
+    }
+
     uint32_t wait_interrupt() const
     {
         uint32_t count = 0;
@@ -206,24 +213,30 @@ TEST_F(server, takes_over_and_away_what_dead_cards_left)
 }
 
 // A file in place of the kernel's device; what a kernel does is tried in a virtual machine.
-TEST_F(server, a_card_in_given_memory_makes_no_device)
+TEST_F(server, a_card_in_given_memory_hears_of_plain_stores)
 {
-    const std::string memory = folder.path + "/memory", interrupts = folder.path + "/interrupts";
-    folder.write("memory", "what was there before");
+    const std::string memory = folder.path + "/host/dev/uio0", interrupts = folder.path + "/interrupts";
+    folder.write("host/dev/uio0", "what was there before");
     folder.write("interrupts", "");
     fs::resize_file(memory, 0x04000000);
-    const auto word = [&memory](long offset) {
-        uint32_t value = 0;
-        std::ifstream(memory).seekg(offset).read(reinterpret_cast<char *>(&value), 4);
-        return value;
-    };
     const auto card = start({"--host", root, "--uio-device", memory, "--interrupt-file", interrupts});
     EXPECT_FALSE(fs::exists(root + "/sys/class/uio/uio0/name"));
-    EXPECT_EQ((std::vector{word(4), word(0x01F04000), word(0x01F04004)}),
-              (std::vector{0u, 0x55667788u, 0x50016u}));
-    EXPECT_EQ(run({"--send", "--host", root, "quit"}) + text_of(interrupts), "0 ");
+    const host it(folder.path + "/host");
+    EXPECT_EQ((std::vector{it.read(4), it.read(0x01F04004)}), (std::vector{0u, 0x50016u}));
+    for (const auto &[offset, value] : {std::pair(0x01804000, 0x11), {0x20, 7}, {0x01C0C000, 1024}}) {
+        mmio_write32(&it.bar, static_cast<uint32_t>(offset), static_cast<uint32_t>(value));
+    }
+    it.await(0x01C0C004, 1024);
+    while (text_of(interrupts).empty()) {
+        usleep(100);
+    }
+    it.await(0x24, 0); // the bit goes by itself, since a 1 that is written there clears nothing
+    mmio_write32(&it.bar, 0x01C0C000, 2);
+    it.await(0x01C0C004, 2);
+    EXPECT_EQ(run({"--send", "--host", root, "quit"}), "0 ");
     EXPECT_EQ(card->wait(), 0);
-    EXPECT_EQ((std::vector{word(0), word(0x01C00004), word(0x03FFFFFC)}), std::vector(3, 0xFFFFFFFF));
+    EXPECT_EQ((std::vector{it.read(0), it.read(0x01C00004), it.read(0x03FFFFFC)}),
+              std::vector(3, 0xFFFFFFFF));
 }
 
 } // namespace
