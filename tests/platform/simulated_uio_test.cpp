@@ -46,7 +46,7 @@ class simulated_uio : public testing::Test {
   protected:
     simulated_uio()
     {
-        *control = {0x4B53494D, 1, BAR_BYTES, 0, 0, 0, 0x24, 2, {0x24, 0x8000}, {}, 0, {}};
+        *control = {0x4B53494D, 1, BAR_BYTES, 0, 0, 0, 0x24, 2, {0x24, 0x8000, 0x26}, {}, 0, {}};
         simulated_uio_reader_init(&reader, control);
         tree.write("dev/empty", "");
         sockaddr_un address{AF_UNIX, {}};
@@ -301,6 +301,8 @@ TEST_F(simulated_uio, forged_greetings_and_control_pages_are_refused_and_leave_n
         *word = right;
     }
     control->clear_on_one_offset = 0xFFFFFFFF; // none
+    posts[2] = 0;
+    control->posted_count = 64;
     EXPECT_EQ(map(GREETING, {a, b}), 0);
 }
 

@@ -68,12 +68,12 @@ struct trace_ring_reader : testing::Test {
     }
 
     // What the program says of such a ring, behind the head.
-    std::string read(const forged_ring &ring, size_t bytes = 4096 + 2 * 144) const
+    std::string read(const forged_ring &ring, size_t bytes = 4096 + 2 * 144, const char *index = "0") const
     {
         std::string file(4096 + 2 * 144, '\0');
         memcpy(file.data(), &ring.header, sizeof ring.header);
         memcpy(file.data() + 4096, &ring.entry, sizeof ring.entry + sizeof ring.message);
-        folder.write("kelvane_trace.5000000.0.FORGED", file.substr(0, bytes));
+        folder.write(std::string("kelvane_trace.5000000.") + index + ".FORGED", file.substr(0, bytes));
         const std::string said = run("5000000");
         const size_t head = said.find("tid=0 ");
         return head == std::string::npos ? said : said.substr(head + 6);
@@ -197,6 +197,10 @@ TEST_F(trace_ring_reader, forged_entries_show_what_is_there)
     strcpy(ring.message, "z");
     EXPECT_EQ(message_of(0xC05000000CB, 11), "f: z \n"); // a number cut short
     EXPECT_EQ(message_of(0xC05000000CB, 0), "f:  \n");
+    forged_ring later; // of another process that had the same id
+    later.header.process_start_ns = 1;
+    EXPECT_EQ(read(later, 4096 + 144, "1"), "f: text\n");
+    std::filesystem::remove(folder.path + "/kelvane_trace.5000000.1.FORGED");
     const std::pair<uint64_t, trace_ring_reading> OF_TICKET_5[] = {
         {0, trace_ring_reading::pending},  {11, trace_ring_reading::pending},
         {10, trace_ring_reading::pending}, {13, trace_ring_reading::lost},

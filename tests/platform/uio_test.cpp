@@ -80,6 +80,7 @@ TEST_F(uio, reads_all_information)
     info.number = 5;
     EXPECT_EQ(uio_get_all_info(nullptr), EINVAL);
     EXPECT_EQ(uio_get_all_info(&info), EIO); // no file at all
+    EXPECT_EQ(info.event_count, 0u);
     write({{"uio5/version", "1.2\n"}, {"uio5/event", "4294967296\n"}, {"uio5/maps/map1/size", "4096"}});
     const std::string first = "uio5/maps/map0/";
     write({{first + "addr", "0x00000000f8000000\n"}, {first + "size", "0x0000000004000000\n"}});
