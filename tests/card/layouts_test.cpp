@@ -120,33 +120,17 @@ TEST_F(layouts, single_measurements_and_batches_are_pieces_of_the_whole_record)
     EXPECT_EQ((words{otn[5], otn[8]}), (words{8, 5}));
 }
 
-TEST_F(layouts, an_hour_of_measurements_is_plausible)
+TEST_F(layouts, an_hour_of_measurements_is_the_seeds_and_the_intervals)
 {
-    // The fourth one floats, which are ordered likewise.
-    const std::tuple<size_t, size_t, size_t, size_t> ORDERED[] = {
-        {33, 34, 35, 36}, {37, 38, 39, 40}, {41, 42, 43, 44}, {45, 46, 47, 48},
-        {54, 56, 57, 55}, {60, 62, 63, 61}, {65, 66, 67, 68}};
-    start_as(5, 22);
-    words before = record(ALL);
-    for (int i = 0; i < 100; i++) {
-        pass(36000000000);
-        const words now = record(ALL);
-        for (const auto &[current, least, most, average] : ORDERED) {
-            const auto value = [&now](size_t index) { return static_cast<int32_t>(now[index]); };
-            EXPECT_TRUE(value(least) <= value(current) && value(current) <= value(most)) << current;
-            EXPECT_TRUE(value(least) <= value(average) && value(average) <= value(most)) << current;
-        }
-        for (const size_t counter : {1, 5, 9, 25, 33 + 19, 33 + 20, 65 + 19, 65 + 20}) {
-            EXPECT_GE(now[counter], before[counter]) << counter;
-        }
-        EXPECT_NEAR(now[109], 55 * 256, 25 * 256); // a temperature
-        before = now;
-    }
-    EXPECT_GT(before[5], 30u);       // bad frames
-    EXPECT_GT(before[33 + 19], 10u); // errors of the line
     start_as(5, 22);
     pass(3600000000000);
-    EXPECT_EQ(record(ALL), before); // the same seed and time
+    const words hour = record(ALL);
+    EXPECT_TRUE(hour[5] > 30 && hour[33 + 19] > 10); // bad frames, and errors of the line
+    EXPECT_TRUE(hour[34] <= hour[36] && hour[36] <= hour[35] && hour[34] <= hour[33] && hour[33] <= hour[35]);
+    EXPECT_NEAR(hour[109], 55 * 256, 25 * 256); // a temperature
+    start_as(5, 22);
+    pass(3600000000000);
+    EXPECT_EQ(record(ALL), hour);
     const uint64_t one_second = (play("18 0 s0 1"), record(ALL)[49]);
     play("18 0 s0 63; t 17s"); // 59 intervals of 63 s are 3717 s
     EXPECT_NEAR(record(ALL)[49], one_second, 1);
