@@ -3,7 +3,6 @@
 #include <atomic>
 #include <cerrno>
 #include <csignal>
-#include <cstring>
 #include <functional>
 #include <thread>
 #include <vector>
@@ -21,220 +20,168 @@
 
 #include "platform/trace_ring_file.h"
 #include "platform/trace_ring_folder.h"
+#include "support/temporary_folder.h"
 #include "support/virtual_time.h"
-#include "temporary_folder.h"
 
 namespace {
+
+constexpr uint64_t STRING = 0xC04000000C8, STRING_NUMBER = 0xC05000000CB, TWO_STRINGS = 0x1C05000000CA;
 
 class trace_rings : public testing::Test {
   protected:
     trace_rings()
     {
-        setenv("KELVANE_TRACE_DIR", folder.path().c_str(), 1);
-    }
-    ~trace_rings() override
-    {
-        unsetenv("KELVANE_TRACE_DIR");
+        setenv("KELVANE_TRACE_DIR", folder.path.c_str(), 1);
     }
 
-    std::vector<trace_ring_listed> list() const
+    std::vector<trace_ring_listed> list(uint32_t expected_unreadable = 0) const
     {
         std::vector<trace_ring_listed> all;
-        uint32_t unreadable = 0;
-        EXPECT_EQ(trace_ring_list(folder.path(), &all, &unreadable), 0);
-        EXPECT_EQ(unreadable, 0u);
+        uint32_t unreadable = 77;
+        EXPECT_EQ(trace_ring_list(folder.path, &all, &unreadable), 0);
+        EXPECT_EQ(unreadable, expected_unreadable);
         return all;
     }
 
-    // All complete entries of a ring, by ticket.
-    std::vector<trace_ring_line> lines(const std::string &ring) const
+    // All complete entries of the ring that was made first, by ticket.
+    std::vector<trace_ring_line> lines() const
     {
         std::vector<trace_ring_line> out;
-        for (const trace_ring_listed &listed : list()) {
-            if (listed.header.name == ring) {
-                trace_ring_file file;
-                EXPECT_EQ(trace_ring_file_open(listed.path, &file), 0);
-                std::vector<trace_ring_mark> marks;
-                EXPECT_EQ(trace_ring_file_marks(file, &marks), 0);
-                for (const trace_ring_mark &mark : marks) {
-                    trace_ring_line line;
-                    EXPECT_EQ(trace_ring_file_read(file, mark.ticket, mark.place, &line),
-                              trace_ring_reading::complete);
-                    out.push_back(line);
-                }
-                trace_ring_file_close(&file);
-            }
+        std::vector<trace_ring_mark> marks;
+        trace_ring_file file;
+        EXPECT_EQ(trace_ring_file_open(list().at(0).path, &file), 0);
+        EXPECT_EQ(trace_ring_file_marks(file, &marks), 0);
+        for (const trace_ring_mark &mark : marks) {
+            EXPECT_EQ(trace_ring_file_read(file, mark.ticket, mark.place, &out.emplace_back()),
+                      trace_ring_reading::complete);
         }
+        trace_ring_file_close(&file);
         return out;
     }
 
-    size_t files() const
+    // The first message, the last one, and how many there are.
+    std::string span() const
     {
-        const std::filesystem::directory_iterator entries(folder.path());
-        return static_cast<size_t>(std::distance(begin(entries), end(entries)));
+        const auto all = lines();
+        return all.front().message + " " + all.back().message + " " + std::to_string(all.size());
+    }
+
+    auto files() const
+    {
+        return std::distance(std::filesystem::directory_iterator(folder.path), {});
     }
 
     temporary_folder folder;
 };
 
-void write_numbers(struct trace_ring *ring, int count)
+struct trace_ring *write_numbers(struct trace_ring *ring, int count)
 {
     for (int number = 0; number < count; number++) {
-        trace_ring_write(ring, 0xC04000000C8, number, 0, "write_numbers", std::to_string(number).c_str());
+        trace_ring_write(ring, STRING, number, 0, "write_numbers", std::to_string(number).c_str());
     }
+    return ring;
 }
 
-// Runs `body` in a process of its own that then waits, alive, until it is let go.
-class process {
-  public:
-    explicit process(const std::function<void()> &body)
-    {
-        int ready[2], go[2];
-        EXPECT_EQ(pipe(ready), 0);
-        EXPECT_EQ(pipe(go), 0);
-        pid = fork();
-        if (pid == 0) {
-            prctl(PR_SET_PDEATHSIG, SIGKILL);
-            close(go[1]);
-            body();
-            char byte = 0;
-            _exit(write(ready[1], &byte, 1) == 1 && read(go[0], &byte, 1) >= 0 ? 0 : 1);
-        }
-        char byte = 0;
-        close(ready[1]);
-        close(go[0]);
-        EXPECT_EQ(read(ready[0], &byte, 1), 1);
-        close(ready[0]);
-        go_ = go[1];
+// Runs `body` in a process of its own, which then stays.
+pid_t start(const std::function<void()> &body)
+{
+    int ready[2];
+    EXPECT_EQ(pipe(ready), 0);
+    const pid_t pid = fork();
+    if (pid == 0) {
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
+        body();
+        EXPECT_EQ(write(ready[1], "", 1), 1);
+        _exit(pause());
     }
-    ~process()
-    {
-        kill();
-    }
-    process(const process &) = delete;
-    process &operator=(const process &) = delete;
-    void kill()
-    {
-        if (go_ >= 0) {
-            ::kill(pid, SIGKILL);
-            waitpid(pid, nullptr, 0);
-            close(go_);
-            go_ = -1;
-        }
-    }
-    pid_t pid;
+    char byte = 0;
+    EXPECT_EQ(read(ready[0], &byte, 1), 1);
+    close(ready[0]);
+    close(ready[1]);
+    return pid;
+}
 
-  private:
-    int go_;
-};
+void end(pid_t pid)
+{
+    kill(pid, SIGKILL);
+    waitpid(pid, nullptr, 0);
+}
 
 TEST_F(trace_rings, keeps_every_argument_of_every_tag)
 {
     virtual_time time;
     time.advance(1234);
     struct trace_ring *ring = trace_ring_create("TAGS", 8, 512);
-    ASSERT_NE(ring, nullptr);
-    const std::string longest(100, 'f');
-    trace_ring_write(ring, 0xC04000000C8, -1, 0xFF0100FF, longest.c_str(), "12345678");
-    trace_ring_write(ring, 0xC04000000C9, 7, 0, "two", std::string(100, 'm').c_str());
-    trace_ring_write(ring, 0xC05000000CB, 7, 0, "three", "number", -5);
-    trace_ring_write(ring, 0xC05000000CB, 7, 0, "four", std::string(100, 'm').c_str(), 5);
-    trace_ring_write(ring, 0x1C05000000CA, 7, 0, "five", "first", "second");
-    trace_ring_write(ring, 0x1C05000000CA, 7, 0, "six", std::string(100, 'm').c_str(), "123456789");
+    const std::string f(100, 'f'), m(100, 'm');
+    trace_ring_write(ring, STRING, -1, 0xFF0100FF, f.c_str(), "12345678");
+    trace_ring_write(ring, 0xC04000000C9, 7, 0, "two", m.c_str());
+    trace_ring_write(ring, STRING_NUMBER, 7, 0, "three", "number", -5);
+    trace_ring_write(ring, STRING_NUMBER, 7, 0, "four", m.c_str(), 5);
+    trace_ring_write(ring, TWO_STRINGS, 7, 0, "five", "first", "second");
+    trace_ring_write(ring, TWO_STRINGS, 7, 0, "six", m.c_str(), "123456789");
     trace_ring_write(ring, 0x77, 7, 0, "seven", "unknown");
-    trace_ring_write(ring, 0xC04000000C8, 7, 0, nullptr, "a\nb\033[2J\xff");
-    const auto all = lines("TAGS");
+    trace_ring_write(ring, STRING, 7, 0, nullptr, "a\nb\033[2J\xff");
+    std::string messages;
+    const auto all = lines();
+    for (const trace_ring_line &line : all) {
+        messages += line.message + "|";
+    }
+    EXPECT_EQ(messages, "12345678|" + m.substr(0, 63) + "|number -5|" + m.substr(0, 55) + " 5|first second|" +
+                            m.substr(0, 55) + " 1234567|(tag 0x77)|a\\x0ab\\x1b[2J\\xff|");
     ASSERT_EQ(all.size(), 8u);
+    EXPECT_EQ(all[0].function + all[7].function, f.substr(0, 87) + "(null)");
     EXPECT_EQ(all[0].entry.time_ns, 1600000000000001234u);
     EXPECT_EQ(all[0].entry.slot, -1);
     EXPECT_EQ(all[0].entry.device_address, 0xFF0100FFu);
     EXPECT_EQ(all[0].entry.thread, getpid());
-    EXPECT_EQ(all[0].function, std::string(87, 'f'));
-    EXPECT_EQ(all[0].message, "12345678");
-    EXPECT_EQ(all[1].message, std::string(63, 'm'));
-    EXPECT_EQ(all[2].message, "number -5");
-    EXPECT_EQ(all[3].message, std::string(55, 'm') + " 5");
-    EXPECT_EQ(all[4].message, "first second");
-    EXPECT_EQ(all[5].message, std::string(55, 'm') + " 1234567");
-    EXPECT_EQ(all[6].message, "(tag 0x77)");
-    EXPECT_EQ(all[7].function, "(null)");
-    EXPECT_EQ(all[7].message, "a\\x0ab\\x1b[2J\\xff");
-}
-
-TEST_F(trace_rings, the_newest_entries_overwrite_the_oldest)
-{
-    struct trace_ring *ring = trace_ring_create("WRAP", 100, 100 * 16);
-    write_numbers(ring, 250);
-    const auto all = lines("WRAP");
-    ASSERT_EQ(all.size(), 100u);
-    EXPECT_EQ(all.front().message, "150");
-    EXPECT_EQ(all.back().message, "249");
-    EXPECT_EQ(list()[0].header.next, 250u);
 }
 
 TEST_F(trace_rings, refuses_what_is_no_ring)
 {
-    const struct {
-        const char *name;
-        uint32_t entries;
-        uint64_t bytes;
-    } cases[] = {
+    const std::tuple<const char *, uint32_t, uint64_t> RINGS[] = {
         {nullptr, 64, 32768}, {"", 64, 32768},
-        {"../up", 64, 32768}, {"A234567890123456789012345678901X", 64, 32768},
-        {"A\n", 64, 32768},   {"A", 0, 32768},
+        {"../up", 64, 32768}, {"A\n", 64, 32768},
+        {"A", 0, 32768},      {"A234567890123456789012345678901X", 64, 32768},
         {"A", 64, 0},         {"A", 64, 64 * 15},
-        {"A", 1, 65544},      {"A", 65536, 1ull << 30},
-    };
-    for (const auto &one : cases) {
-        EXPECT_EQ(trace_ring_create(one.name, one.entries, one.bytes), nullptr);
+        {"A", 1, 65544},      {"A", 65536, 1ull << 30}};
+    for (const auto &[name, entries, bytes] : RINGS) {
+        EXPECT_EQ(trace_ring_create(name, entries, bytes), nullptr);
         EXPECT_EQ(errno, EINVAL);
     }
-    EXPECT_EQ(files(), 0u);
+    EXPECT_EQ(files(), 0);
     EXPECT_NE(trace_ring_create("A23456789012345678901234567890X", 64, 32768), nullptr);
-    trace_ring_write(nullptr, 0xC04000000C8, 0, 0, "nobody", "nothing");
-    setenv("KELVANE_TRACE_DIR", (folder.path() + "/missing").c_str(), 1);
+    trace_ring_write(nullptr, STRING, 0, 0, "nobody", "nothing");
+    setenv("KELVANE_TRACE_DIR", (folder.path + "/missing").c_str(), 1);
     EXPECT_EQ(trace_ring_create("A", 64, 32768), nullptr);
     EXPECT_EQ(errno, ENOENT);
 }
 
-TEST_F(trace_rings, takes_memory_only_as_it_is_written)
-{
-    struct trace_ring *ring = trace_ring_create("KELVANE_INFO_", 65536, 0x2000000);
-    struct stat status {};
-    ASSERT_EQ(stat(list()[0].path.c_str(), &status), 0);
-    EXPECT_EQ(status.st_size, 4096 + 64 * 640);
-    write_numbers(ring, 65);
-    ASSERT_EQ(stat(list()[0].path.c_str(), &status), 0);
-    EXPECT_EQ(status.st_size, 4096 + 128 * 640);
-    EXPECT_EQ(lines("KELVANE_INFO_").size(), 65u);
-}
-
-TEST_F(trace_rings, a_file_size_limit_freezes_the_ring_at_what_it_has)
+TEST_F(trace_rings, takes_memory_only_as_it_is_written_until_there_is_no_more)
 {
     rlimit before{};
     ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &before), 0);
     struct trace_ring *ring = trace_ring_create("FROZEN", 65536, 0x2000000);
-    rlimit limit = before;
-    limit.rlim_cur = 4096 + 200 * 640; // three chunks and a bit
+    const std::string path = list().at(0).path;
+    EXPECT_EQ(std::filesystem::file_size(path), 4096u + 64 * 640);
+    write_numbers(ring, 65);
+    EXPECT_EQ(std::filesystem::file_size(path), 4096u + 128 * 640);
+    EXPECT_EQ(span(), "0 64 65");
+    rlimit limit{4096 + 200 * 640, before.rlim_max}; // three chunks and a bit
     ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
     errno = 0;
-    write_numbers(ring, 1000);
+    write_numbers(ring, 935);
     EXPECT_EQ(errno, 0); // a trace line leaves its caller's error alone
-    struct trace_ring *second = nullptr;
     limit.rlim_cur = 4096;
     EXPECT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
-    second = trace_ring_create("NONE", 65536, 0x2000000);
-    const int error = errno;
+    const auto descriptors = std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+    EXPECT_EQ(trace_ring_create("NONE", 65536, 0x2000000), nullptr);
+    EXPECT_EQ(errno, EFBIG);
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}), descriptors);
     ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &before), 0);
-
-    EXPECT_EQ(second, nullptr);
-    EXPECT_EQ(error, EFBIG);
-    EXPECT_EQ(files(), 1u);
-    const auto all = lines("FROZEN");
-    ASSERT_EQ(all.size(), 192u);
-    EXPECT_EQ(all.front().message, "808");
-    EXPECT_EQ(all.back().message, "999");
+    EXPECT_EQ(files(), 1);
+    EXPECT_EQ(span(), "743 934 192"); // the newest overwrite the oldest
     EXPECT_EQ(list()[0].header.capacity, 192u);
+    EXPECT_EQ(list()[0].header.next, 1000u);
 }
 
 TEST_F(trace_rings, a_full_file_system_is_survived)
@@ -242,25 +189,22 @@ TEST_F(trace_rings, a_full_file_system_is_survived)
     const pid_t child = fork();
     if (child == 0) { // a mount of its own needs a process of its own
         if (unshare(CLONE_NEWNS) != 0 || mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
-            mount("none", folder.path().c_str(), "tmpfs", 0, "size=256k") != 0) {
+            mount("none", folder.path.c_str(), "tmpfs", 0, "size=256k") != 0) {
             _exit(77);
         }
         struct trace_ring *first = trace_ring_create("FIRST", 4096, 4096 * 512);
-        struct trace_ring *second = trace_ring_create("SECOND", 4096, 4096 * 512);
+        const struct trace_ring *second = trace_ring_create("SECOND", 4096, 4096 * 512);
         write_numbers(first, 8200); // the capacity is frozen in the first lap and holds in the third
-        write_numbers(second, 10000);
-        const auto kept_first = lines("FIRST");
-        const auto kept_second = lines("SECOND");
-        const bool good = second != nullptr && trace_ring_create("THIRD", 4096, 4096 * 512) == nullptr &&
-                          errno == ENOSPC && files() == 2 && kept_first.size() == 320 &&
-                          kept_second.size() == 64 && kept_first.front().message == "7880" &&
-                          kept_second.front().message == "9936";
-        umount2(folder.path().c_str(), MNT_DETACH);
-        _exit(good ? 0 : 1);
+        EXPECT_NE(second, nullptr);
+        EXPECT_EQ(trace_ring_create("THIRD", 4096, 4096 * 512), nullptr);
+        EXPECT_EQ(errno, ENOSPC);
+        EXPECT_EQ(span() + " " + std::to_string(files()), "7880 8199 320 2");
+        umount2(folder.path.c_str(), MNT_DETACH);
+        _exit(HasFailure() ? 1 : 0);
     }
     int status = -1;
     ASSERT_EQ(waitpid(child, &status, 0), child);
-    if (WIFEXITED(status) && WEXITSTATUS(status) == 77) {
+    if (WEXITSTATUS(status) == 77) {
         GTEST_SKIP() << "NOT TESTED: no right to mount a small file system here";
     }
     EXPECT_EQ(status, 0);
@@ -268,130 +212,90 @@ TEST_F(trace_rings, a_full_file_system_is_survived)
 
 TEST_F(trace_rings, many_writers_never_mix_in_one_entry)
 {
-    constexpr int writers = 3, each = 4000;
     struct trace_ring *ring = trace_ring_create("STORM", 32, 32 * 256);
-    std::vector<std::thread> threads;
-    for (int writer = 0; writer < writers; writer++) {
-        threads.emplace_back([ring, writer] {
-            const std::string text(static_cast<size_t>(20 + 70 * writer), static_cast<char>('a' + writer));
-            for (int number = 0; number < each; number++) {
-                trace_ring_write(ring, 0xC04000000C8, writer, static_cast<uint32_t>(writer), text.c_str(),
-                                 text.c_str());
+    const auto text_of = [](size_t writer) { return std::string(20 + 70 * writer, "abc"[writer]); };
+    trace_ring_file file;
+    ASSERT_EQ(trace_ring_file_open(list().at(0).path, &file), 0);
+    std::atomic<int> writing = 3;
+    std::vector<std::jthread> threads;
+    for (size_t writer = 0; writer < 3; writer++) {
+        threads.emplace_back([&, text = text_of(writer), slot = static_cast<int32_t>(writer)] {
+            for (int number = 0; number < 2000; number++) {
+                trace_ring_write(ring, STRING, slot, 5, text.c_str(), text.c_str());
             }
+            writing--;
         });
     }
-    std::atomic<bool> stop = false;
     uint64_t seen = 0;
-    const auto check = [&](const trace_ring_file &file) {
+    for (bool last = false; !last;) {
+        last = writing == 0;
         std::vector<trace_ring_mark> marks;
-        EXPECT_EQ(trace_ring_file_marks(file, &marks), 0);
+        ASSERT_EQ(trace_ring_file_marks(file, &marks), 0);
         for (const trace_ring_mark &mark : marks) {
             trace_ring_line line;
             if (trace_ring_file_read(file, mark.ticket, mark.place, &line) == trace_ring_reading::complete) {
-                const int writer = line.entry.slot;
-                ASSERT_TRUE(writer >= 0 && writer < writers);
-                const std::string text(static_cast<size_t>(20 + 70 * writer),
-                                       static_cast<char>('a' + writer));
-                ASSERT_EQ(line.message, text);
-                ASSERT_EQ(line.function, text.substr(0, 87));
-                ASSERT_EQ(line.entry.device_address, static_cast<uint32_t>(writer));
+                const std::string text = text_of(static_cast<size_t>(line.entry.slot));
+                ASSERT_EQ(line.function + line.message, text.substr(0, 87) + text);
                 ASSERT_EQ(mark.ticket % 32, mark.place);
+                ASSERT_NE(line.entry.thread, getpid());
                 seen++;
             }
         }
-    };
-    trace_ring_file file;
-    ASSERT_EQ(trace_ring_file_open(list()[0].path, &file), 0);
-    std::thread reader([&] {
-        while (!stop) {
-            check(file);
-        }
-    });
-    for (std::thread &thread : threads) {
-        thread.join();
     }
-    stop = true;
-    reader.join();
-    check(file);
-    ASSERT_EQ(trace_ring_file_read_header(file.fd, &file.header), 0);
-    EXPECT_EQ(file.header.next, 12000u);
+    EXPECT_EQ(list()[0].header.next, 6000u);
     EXPECT_GE(seen, 1u);
     trace_ring_file_close(&file);
 }
 
 TEST_F(trace_rings, a_place_that_is_still_being_written_is_left_alone)
 {
-    struct trace_ring *ring = trace_ring_create("LATE", 4, 64);
-    write_numbers(ring, 4);
-    const int fd = open(list()[0].path.c_str(), O_RDWR);
-    const uint64_t writing = 3; // as if the writer of ticket 1 had not come back yet
-    ASSERT_EQ(pwrite(fd, &writing, sizeof writing, 4096 + 1 * (128 + 16)), 8);
-    write_numbers(ring, 4);
-    EXPECT_EQ(list()[0].header.dropped, 1u);
-    EXPECT_EQ(lines("LATE").size(), 3u);
-    const uint64_t complete = 4;
-    ASSERT_EQ(pwrite(fd, &complete, sizeof complete, 4096 + 1 * (128 + 16)), 8);
-    write_numbers(ring, 4);
-    EXPECT_EQ(list()[0].header.dropped, 1u);
-    const uint64_t newer = 100; // as if others had lapped a writer between its ticket and its claim
-    ASSERT_EQ(pwrite(fd, &newer, sizeof newer, 4096 + 1 * (128 + 16)), 8);
-    write_numbers(ring, 4);
-    EXPECT_EQ(list()[0].header.dropped, 2u);
+    struct trace_ring *ring = write_numbers(trace_ring_create("LATE", 4, 64), 4);
+    const int fd = open(list().at(0).path.c_str(), O_RDWR);
+    // As if the writer of ticket 1 had not come back yet, had come back, and had been lapped by others
+    // between its ticket and its claim.
+    for (const auto &[sequence, dropped, complete] :
+         {std::tuple<uint64_t, uint64_t, size_t>{3, 1, 3}, {4, 1, 4}, {100, 2, 4}}) {
+        ASSERT_EQ(pwrite(fd, &sequence, 8, 4096 + 1 * (128 + 16)), 8);
+        write_numbers(ring, 4); // all places once more
+        EXPECT_EQ(list()[0].header.dropped, dropped);
+        EXPECT_EQ(lines().size(), complete);
+    }
     close(fd);
-}
-
-TEST_F(trace_rings, a_killed_process_leaves_its_rings_readable)
-{
-    process writer([] { write_numbers(trace_ring_create("CRASH", 100, 100 * 512), 1000); });
-    ASSERT_EQ(list().size(), 1u);
-    EXPECT_TRUE(list()[0].alive);
-    EXPECT_EQ(trace_ring_remove(folder.path(), writer.pid), EBUSY);
-    writer.kill();
-    ASSERT_EQ(list().size(), 1u);
-    EXPECT_FALSE(list()[0].alive);
-    EXPECT_EQ(list()[0].pid, writer.pid);
-    const auto all = lines("CRASH");
-    ASSERT_EQ(all.size(), 100u);
-    EXPECT_EQ(all.back().message, "999");
-    EXPECT_EQ(all.back().entry.thread, writer.pid);
-    EXPECT_EQ(trace_ring_remove(folder.path(), writer.pid + 1), ESRCH);
-    EXPECT_EQ(trace_ring_remove(folder.path(), writer.pid), 0);
-    EXPECT_EQ(files(), 0u);
 }
 
 TEST_F(trace_rings, a_start_keeps_the_living_and_the_one_that_wrote_last)
 {
     const auto make_rings = [] {
-        for (const char *name : {"ONE", "TWO"}) {
-            write_numbers(trace_ring_create(name, 64, 32768), 1);
-        }
+        write_numbers(trace_ring_create("ONE", 64, 32768), 100);
+        write_numbers(trace_ring_create("TWO", 64, 32768), 1);
     };
-    const std::string unborn = folder.path() + "/kelvane_trace.1.0.UNBORN";
-    const std::string leftover = folder.path() + "/kelvane_trace.1.1.LEFT";
-    const std::string foreign = folder.path() + "/kelvane_trace.note";
-    for (const std::string &file : {unborn, leftover, foreign}) {
-        std::ofstream(file) << "";
+    for (const char *name : {"kelvane_trace.1.0.UNBORN", "kelvane_trace.1.1.LEFT", "kelvane_trace.note"}) {
+        folder.write(name, "");
     }
     const timespec long_ago[2] = {{1000000000, 0}, {1000000000, 0}};
-    ASSERT_EQ(utimensat(AT_FDCWD, leftover.c_str(), long_ago, 0), 0);
-
-    process living(make_rings), first(make_rings), second(make_rings);
-    EXPECT_FALSE(std::filesystem::exists(leftover));
-    first.kill();
-    second.kill();
-    process third(make_rings); // the first is gone now, the second stays to be read
-    std::vector<pid_t> pids;
-    std::vector<trace_ring_listed> all;
-    uint32_t unreadable = 0;
-    ASSERT_EQ(trace_ring_list(folder.path(), &all, &unreadable), 0);
-    for (const trace_ring_listed &listed : all) {
-        pids.push_back(listed.pid);
+    ASSERT_EQ(utimensat(AT_FDCWD, (folder.path + "/kelvane_trace.1.1.LEFT").c_str(), long_ago, 0), 0);
+    const pid_t living = start(make_rings), first = start(make_rings), second = start(make_rings);
+    end(first);
+    end(second);
+    const pid_t third = start(make_rings); // the first is gone now, the second stays to be read
+    std::string found;
+    for (const trace_ring_listed &listed : list(1)) {
+        found += std::to_string(listed.pid) + (listed.alive ? " alive, " : " dead, ");
     }
-    EXPECT_EQ(pids,
-              (std::vector<pid_t>{third.pid, third.pid, second.pid, second.pid, living.pid, living.pid}));
-    EXPECT_EQ(unreadable, 1u);
-    EXPECT_TRUE(std::filesystem::exists(unborn)); // its owner may be about to lock it
-    EXPECT_TRUE(std::filesystem::exists(foreign));
+    const std::string three = std::to_string(third) + " alive, ", two = std::to_string(second) + " dead, ",
+                      zero = std::to_string(living) + " alive, ";
+    EXPECT_EQ(found, three + three + two + two + zero + zero);
+    EXPECT_EQ(files(), 8); // with the unborn, whose owner may be about to lock it, and the foreign one
+    EXPECT_FALSE(std::filesystem::exists(folder.path + "/kelvane_trace.1.1.LEFT"));
+    EXPECT_EQ(trace_ring_remove(folder.path, living), EBUSY);
+    end(third);
+    std::filesystem::remove(folder.path + "/kelvane_trace.1.0.UNBORN");
+    EXPECT_EQ(span(), "36 99 64"); // a killed process leaves its rings readable
+    EXPECT_EQ(lines().back().entry.thread, third);
+    EXPECT_EQ(trace_ring_remove(folder.path, third), 0);
+    EXPECT_EQ(trace_ring_remove(folder.path, third), ESRCH);
+    EXPECT_EQ(files(), 5);
+    end(living);
 }
 
 } // namespace

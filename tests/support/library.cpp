@@ -22,29 +22,6 @@ extern "C" const char *__tsan_default_options()
     return "report_mutex_bugs=0:report_destroy_locked=0";
 }
 
-namespace {
-
-std::string make_folder()
-{
-    std::string pattern = (std::filesystem::temp_directory_path() / "kelvane_test_XXXXXX").string();
-    if (mkdtemp(pattern.data()) == nullptr) {
-        abort();
-    }
-    return pattern;
-}
-
-} // namespace
-
-temporary_folder::temporary_folder() : path(make_folder())
-{
-}
-
-temporary_folder::~temporary_folder()
-{
-    std::error_code ignored;
-    std::filesystem::remove_all(path, ignored);
-}
-
 library_test::library_test()
 {
     std::filesystem::create_directories(folder.path + "/root");

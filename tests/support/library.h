@@ -13,18 +13,8 @@
 #include "support/handshake.h"
 #include "support/promises.h"
 #include "support/recorded_bar.h"
+#include "support/temporary_folder.h"
 #include "support/virtual_time.h"
-
-// A folder of the test's own, removed with all that is in it.
-class temporary_folder {
-  public:
-    temporary_folder();
-    ~temporary_folder();
-    temporary_folder(const temporary_folder &) = delete;
-    temporary_folder &operator=(const temporary_folder &) = delete;
-
-    const std::string path;
-};
 
 class library_test : public testing::Test {
   protected:

@@ -1,6 +1,6 @@
 // A folder of the test's own, gone with everything in it at the end.
-#ifndef TESTS_PLATFORM_TEMPORARY_FOLDER_H
-#define TESTS_PLATFORM_TEMPORARY_FOLDER_H
+#ifndef TESTS_SUPPORT_TEMPORARY_FOLDER_H
+#define TESTS_SUPPORT_TEMPORARY_FOLDER_H
 
 #include <cstdlib>
 #include <filesystem>
@@ -10,36 +10,33 @@
 
 class temporary_folder {
   public:
-    temporary_folder()
+    temporary_folder() : path(make())
     {
-        path_ = (std::filesystem::temp_directory_path() / "kelvane_test_XXXXXX").string();
-        if (mkdtemp(path_.data()) == nullptr) {
-            throw std::runtime_error("mkdtemp failed");
-        }
     }
     ~temporary_folder()
     {
         std::error_code ignored;
-        std::filesystem::remove_all(path_, ignored);
+        std::filesystem::remove_all(path, ignored);
     }
     temporary_folder(const temporary_folder &) = delete;
     temporary_folder &operator=(const temporary_folder &) = delete;
 
-    const std::string &path() const
-    {
-        return path_;
-    }
-
     // Writes a file below, with the folders that lead to it.
     void write(const std::string &relative, const std::string &text) const
     {
-        const std::filesystem::path file = std::filesystem::path(path_) / relative;
+        const std::filesystem::path file = std::filesystem::path(path) / relative;
         std::filesystem::create_directories(file.parent_path());
         std::ofstream(file, std::ios::binary) << text;
     }
 
+    const std::string path;
+
   private:
-    std::string path_;
+    static std::string make()
+    {
+        std::string name = (std::filesystem::temp_directory_path() / "kelvane_test_XXXXXX").string();
+        return mkdtemp(name.data()) != nullptr ? name : throw std::runtime_error("mkdtemp failed");
+    }
 };
 
 #endif
