@@ -90,6 +90,7 @@ child_result run_child(const std::string &input, streams how, const std::functio
 {
     const std::filesystem::path folder = new_folder();
     std::ofstream(folder / "in", std::ios::binary) << input;
+    fflush(nullptr); // or the child prints it, too
     const pid_t child = fork();
     if (child == 0) {
         be_child(folder, how, body);
