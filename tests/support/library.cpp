@@ -111,6 +111,18 @@ bool library_test::log_contains(const std::string &text) const
     return log_text().find(text) != std::string::npos;
 }
 
+std::string library_test::said(const std::string &function)
+{
+    constexpr size_t LEVEL = 6;
+    std::string messages;
+    for (const std::string &line : log_lines()) {
+        if (line.compare(LEVEL, function.size() + 2, function + ": ") == 0) {
+            messages += line.substr(LEVEL + function.size() + 2) + "|";
+        }
+    }
+    return messages;
+}
+
 void library_test::start_library()
 {
     ASSERT_EQ(kelvane_init_driver(), 0);

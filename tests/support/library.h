@@ -39,6 +39,9 @@ class library_test : public testing::Test {
     bool log_has(const std::string &line);            // of the lines that log_lines would give; takes them
     bool log_contains(const std::string &text) const; // anywhere, from the start
 
+    // What `function` wrote to the log since the last call of any of these, a '|' behind each message.
+    std::string said(const std::string &function);
+
     // kelvane_init_driver, and a device on the_bar with the gate open and no link-up made.
     void start_library();
     void open_gate();

@@ -1,0 +1,216 @@
+// Performance records and alarm words: repaired where older firmware sent them, and told in the log.
+#include <cstring>
+#include <numeric>
+
+#include "support/library.h"
+
+namespace {
+
+using words = std::vector<uint32_t>;
+
+words count_from(uint32_t first, size_t count)
+{
+    words counted(count);
+    std::iota(counted.begin(), counted.end(), first);
+    return counted;
+}
+
+words join(const std::vector<words> &parts)
+{
+    words joined;
+    for (const words &part : parts) {
+        joined.insert(joined.end(), part.begin(), part.end());
+    }
+    return joined;
+}
+
+class monitoring_test : public firmware_test {
+  protected:
+    // What the library makes of the firmware's words.
+    template <typename record_type>
+    words fetch(int32_t (*get)(kelvane_handle, kelvane_device_address, record_type *), uint32_t address,
+                const words &answer, uint32_t version = 0)
+    {
+        firmware.data = join({{0, 0}, answer});
+        firmware.spoil = [version](words &header) { header[3] = version; };
+        trace_level_mask_set(8 | 4);
+        log_lines();
+        record_type record{};
+        EXPECT_EQ(get(0, address, &record), 0);
+        words copied(sizeof record / 4);
+        memcpy(copied.data(), &record, sizeof record);
+        return copied;
+    }
+
+    using inquiry = int32_t (*)(kelvane_handle, kelvane_device_address, uint32_t *);
+
+    // "31 NAME|": what the log calls each bit of a word, from the highest, without the common prefix.
+    std::string names(inquiry get, const std::string &function, const std::string &prefix = "")
+    {
+        std::string all = "|0xffffffff|";
+        std::string by_bit;
+        for (uint32_t bit = 32; bit-- > 0;) {
+            fetch(get, 0xFF00FF00, {1u << bit});
+            const std::string name = said(function).substr(12);
+            if (!name.empty()) {
+                by_bit += std::to_string(bit) + " " + name.substr(prefix.size());
+                all += prefix + name.substr(prefix.size());
+            }
+        }
+        fetch(get, 0xFF00FF00, {0xFFFFFFFF});
+        EXPECT_EQ(said(function), all);
+        return by_bit;
+    }
+};
+
+TEST_F(monitoring_test, the_name_of_each_alarm_bit)
+{
+    EXPECT_EQ(names(kelvane_get_nwtk_port_alarms, "kelvane_trace_ntwk_port_alarms"),
+              "30 COUNTER_OVFL|13 RX_NTWK_LOF|12 RX_NTWK_OOF|11 RX_NTWK_LOM|10 RX_NTWK_OOM|9 RX_NTWK_BDI|"
+              "8 RX_NTWK_LOCH|7 RX_NTWK_WAVE_LOL|6 RX_NTWK_PREFEC_HI_BER|5 SRN_HW_FLT|4 TX_NTWK_LOL|"
+              "3 TX_NTWK_OUT_OF_ALGN|2 RX_NTWK_LOL|1 RX_NTWK_LOSS_OF_ALGN|0 RX_NTWK_OUT_OF_ALGN|");
+    EXPECT_EQ(names(kelvane_get_xpm2_alarms, "kelvane_trace_xpm2_alarms_t"),
+              "31 XPM2_SUMMARY_ALRM|30 XPM2_WRONG_CALDATA|17 XPM2_FMEA_PIN_TEST|16 XPM2_FMEA_MDIO_TEST|"
+              "15 XPM2_FMEA_PWR_TEST|14 XPM2_FMEA_TEST|13 TX_NTWK_WAVE_OUT_OF_RANGE|"
+              "12 RX_NTWK_WAVE_OUT_OF_RANGE|11 TX_NTWK_PWR_OUT_OF_RANGE|10 TX_NTWK_LASER_EOL|"
+              "9 TX_NTWK_LASER_TEMP|8 RX_NTWK_SIG_OVL|7 RX_NTWK_PWR_OVL|6 RX_NTWK_PWR|5 RX_NTWK_LOS|"
+              "4 XPM2_TEMP|3 XPM2_EXT_PWR_SUPPLY|2 XPM2_INT_PWR_SUPPLY|1 XPM2_IMAGE_CORRUPT|0 XPM2_HW_FLT|");
+    EXPECT_EQ(names(kelvane_get_generic_alarms, "kelvane_trace_generic_alarms_t"),
+              "31 SRN_SUMMARY_ALRM|30 ORD_SUMMARY_ALRM|12 ORD_EEP_FAIL|10 SRN_VOLT_REGUL_FAIL|"
+              "9 SRN_ADC_FAIL|8 SRN_HIPWR_FAIL|7 SRN_LOPWR_FAIL|6 SRN_MDIO_FAIL|5 ORD_LCIDB_FAIL|"
+              "4 SRN_FAIL|3 ORD_HW_FLT|2 ORD_TEMP|1 SRN_TEMP|0 SRN_IMAGE_CORRUPT|");
+    EXPECT_EQ(
+        names(kelvane_get_host_otn_alarms, "kelvane_trace_host_alarms",
+              "IS_PRESENT__HOST_OTN_ALARMS__TX_HOST_"),
+        "9 LOS_3|8 LOS_2|7 LOS_1|6 LOS_0|5 LOL_3|4 LOL_2|3 LOL_1|2 LOL_0|1 LOSS_OF_ALGN|0 OUT_OF_ALGN|");
+    fetch(kelvane_get_host_otn_alarms, 0xFF00FF00, {0});
+    EXPECT_EQ(said("kelvane_trace_host_alarms"), "|0x00000000|");
+    fetch(kelvane_get_host_pcs_alarms, 0xFF00FF00, {1}); // alone among them it is not told
+    EXPECT_EQ(said("kelvane_trace_host_alarms"), "");
+}
+
+TEST_F(monitoring_test, host_ports_of_the_ethernet_kind)
+{
+    kelvane_device_delete(0);
+    kelvane_init_device_t device = recorded_bar_device();
+    device.client_type = 1;
+    ASSERT_EQ(kelvane_device_create(device), 0);
+    open_gate();
+    EXPECT_EQ(
+        names(kelvane_get_host_otn_alarms, "kelvane_trace_host_alarms",
+              "IS_PRESENT__HOST_PCS_ALARMS__TX_HOST_"),
+        "7 REMOTE_FLT|6 PCS_ERR_FLT|5 PCS_BIP_FLT|4 HI_BER|3 LOCAL_FLT|2 LOA|1 AM_LCK_FLT|0 BLK_LCK_FLT|");
+    fetch(kelvane_get_host_port_pm, 0xFF00FF01, {0xFFFFFFFF, 0, 5, 1, 7, 0, 8, 0});
+    EXPECT_EQ(said("trace_host_pm"), "rx_good_frame   -0000001|rx_good_octects 4294967301|"
+                                     "rx_bad_frame    00000007|rx_bad_octects  8|");
+}
+
+TEST_F(monitoring_test, the_parts_of_a_sirane_with_their_addresses)
+{
+    fetch(kelvane_get_global_alarms, 0xFF00FFFF, {1, 2, 4, 8, 0x10, 0x20, 0x40, 0x80, 0x100});
+    fetch(kelvane_get_global_pm, 0xFF00FFFF, count_from(1, 110), 1);
+    const std::string text = log_text();
+    size_t at = 0;
+    for (const char *line :
+         {"000|h:255] ALARM Slot:00 kelvane_trace_host_alarms: 0x00000001",
+          "003|h:255] ALARM Slot:00 kelvane_trace_host_alarms: 0x00000008",
+          "000|h:255] ALARM Slot:00 kelvane_trace_ntwk_port_alarms: 0x00000010",
+          "000|h:255] ALARM Slot:00 kelvane_trace_xpm2_alarms_t: 0x00000040",
+          "001|h:255] ALARM Slot:00 kelvane_trace_ntwk_port_alarms: 0x00000020",
+          "001|h:255] ALARM Slot:00 kelvane_trace_xpm2_alarms_t: 0x00000080",
+          "255|h:255] ALARM Slot:00 kelvane_trace_generic_alarms_t: 0x00000100",
+          "255|h:000] PM    Slot:00 trace_host_pm: fec_frame_counter              8589934593",
+          "255|h:003] PM    Slot:00 trace_host_pm: otn_pm_bip_8_violation_counter 32",
+          "000|h:255] PM    Slot:00 trace_kelvane_sirane_port_pm: rx_cd_curr   /* ps/nm  */ 33 ",
+          "001|h:255] PM    Slot:00 trace_kelvane_xpm2_port_pm: tx_laser_eol           103 %",
+          "255|h:255] PM    Slot:00 trace_kelvane_generic_pm: ordune_temperature     0x0000006e 0 C"}) {
+        at = text.find(std::string("[d:000|n:") + line, at);
+        ASSERT_NE(at, std::string::npos) << line;
+    }
+}
+
+TEST_F(monitoring_test, records_of_older_firmware_lack_ten_fields_a_port)
+{
+    const words none(10, 0xFFFFFFFF);
+    EXPECT_EQ(fetch(kelvane_get_sirane_port_pm, 0xFF0001FF, count_from(100, 32)),
+              join({count_from(100, 21), none, {131}}));
+    // In the whole record a port has 22 words, from 32 and from 54.
+    EXPECT_EQ(fetch(kelvane_get_global_pm, 0xFF00FFFF, count_from(0x1000, 90)),
+              join({count_from(0x1000, 32),
+                    count_from(0x1020, 21),
+                    none,
+                    {0},
+                    count_from(0x1036, 21),
+                    none,
+                    {0},
+                    count_from(0x104C, 14)}));
+}
+
+TEST_F(monitoring_test, the_lines_of_the_small_records)
+{
+    // Of a power only the low half counts.
+    EXPECT_EQ(
+        fetch(kelvane_get_xpm2_port_pm, 0xFF0001FF, {1, 2, 0xABCDFF9C, 0x12340064, 0xFFFF8000, 0xFFFFE000}),
+        (words{1, 2, 0xFFFFFF9C, 100, 0xFFFF8000, 0xFFFFE000}));
+    EXPECT_EQ(said("trace_kelvane_xpm2_port_pm"),
+              "tx_laser_eol           1 %|rx_laser_eol           2 %|"
+              "optical_output_power   -0000100 (0,01 dBm)|optical_input_power    00000100 (0,01 dBm)|"
+              "optical_signal_power   -0032768 (0,01 dBm)|xpm2_temperature       0xffffe000 -32 C|");
+    fetch(kelvane_get_host_port_pm, 0xFF00FF01, {1, 2, 3, 0x3F800000, 5, 6, 7, 8});
+    EXPECT_EQ(said("trace_host_pm"),
+              "fec_frame_counter              8589934593|corrected_bits_counter         3|"
+              "pre_fec_ber_est                1.000000 1.000000E+00 |otn_sm_bei_counter             5|"
+              "otn_sm_bip_8_violation_counter 6|otn_pm_bei_count               7|"
+              "otn_pm_bip_8_violation_counter 8|");
+    fetch(kelvane_get_generic_pm, 0xF0FFFFFF, {0x1F40, 0xFFFFFEFF});
+    EXPECT_EQ(said("trace_kelvane_generic_pm"), "sirane_temperature     0x00001f40 31 C|"
+                                                "ordune_temperature     0xfffffeff -2 C|");
+}
+
+TEST_F(monitoring_test, the_lines_of_a_network_port)
+{
+    const words record =
+        join({count_from(1, 12), {0x3F800000, 0x38D1B717, 0x40000000, 0x41200000}, count_from(17, 16)});
+    EXPECT_EQ(fetch(kelvane_get_sirane_port_pm, 0xFF0001FF, record, 1), record);
+    EXPECT_EQ(
+        said("trace_kelvane_sirane_port_pm"),
+        "rx_cd_curr   /* ps/nm  */ 1 |rx_cd_min    /* ps/nm  */ 2 |rx_cd_max    /* ps/nm  */ 3 |"
+        "rx_cd_avg    /* ps/nm  */ 4 |rx_dgd_curr  /* ps     */ 5 |rx_dgd_min   /* ps     */ 6 |"
+        "rx_dgd_max   /* ps     */ 7 |rx_dgd_avg   /* ps     */ 8 |rx_osnr_curr /* 0.1 dB */ 9 |"
+        "rx_osnr_min  /* 0.1 dB */ 10 |rx_osnr_max  /* 0.1 dB */ 11 |rx_osnr_avg  /* 0.1 dB */ 12 |"
+        "pre_fec_ber_est_curr      1.000000 1.000000E+00 |"
+        "pre_fec_ber_est_min       0.000100 1.000000E-04 |"
+        "pre_fec_ber_est_max       2.000000 2.000000E+00 |"
+        "pre_fec_ber_est_avg       10.000000 1.000000E+01 |corrected_bits_count_pm_int     77309411345|"
+        "uncorrectable_fec_code_block_pm_int 19 |bip8_error_counter                  20 |"
+        "bei_error_counter                   21 |sopmd_cur    /* ps^2    */ 22 |"
+        "sopmd_ave    /* ps^2    */ 23 |sopmd_min    /* ps^2    */ 24 |sopmd_max    /* ps^2    */ 25 |"
+        "sop_chi      /* 0.1 deg */ 26 |sop_phi      /* 0.1 deg */ 27 |pdl_cur      /* 0.1 dB  */ 28 |"
+        "pdl_ave      /* 0.1 dB  */ 29 |pdl_min      /* 0.1 dB  */ 30 |pdl_max      /* 0.1 dB  */ 31 |");
+}
+
+TEST_F(monitoring_test, the_lines_of_a_host_ports_counters)
+{
+    fetch(kelvane_dbg_get_hostport_pcs_counters, 0xFF00FF03, count_from(1, 58));
+    std::string expected;
+    const auto add = [&expected](const std::string &name, uint64_t value) {
+        char line[100];
+        snprintf(line, sizeof line, "%-26s %10lu   |", name.c_str(), value);
+        expected += line;
+    };
+    uint64_t number = 1;
+    for (const std::string group : {"TX_GOOD_", "TX_BAD_", "RX_GOOD_", "RX_BAD_"}) {
+        add(group + "FRAMES_CNT", number);
+        add(group + "OCTETS_CNT", (number + 3) << 32 | (number + 2));
+        number += 4;
+        for (const char *what :
+             {"MULTICAST", "BROADCAST", "64B_PKT", "65B_127B_PKT", "128B_255B_PKT", "256B_511B_PKT",
+              "512B_1023B_PKT", "1024B_1518B_PKT", "1519B_LTJ_PKT", "JUMBO_PKT"}) {
+            add(group + what + "_CNT", number++);
+        }
+    }
+    add("PM_COUNTER", 57);
+    EXPECT_EQ(said("trace_kelvane_hostport_pcs_counters"), expected);
+}
+
+} // namespace
