@@ -139,25 +139,22 @@ TEST_F(firmware_image_test, the_largest_image_and_one_byte_more)
 
 TEST_F(firmware_image_test, pauses_and_levels_on_the_way)
 {
-    // A pause every fifty words.
-    for (const auto &[bytes, nanoseconds] :
-         {std::pair{3u, 0u}, {4, 2000}, {200, 2000}, {203, 2000}, {204, 4000}, {401, 4000}, {404, 6000}}) {
-        write_image(std::string(bytes, 'x'));
+    // A pause every fifty words, beside the one behind the command.
+    for (const auto &[bytes, nanoseconds] : cases_of("3 > 500000; 4 > 502000; 200 > 502000; 203 > 502000; "
+                                                     "204 > 504000; 401 > 504000; 404 > 506000")) {
+        write_image(std::string(std::stoul(bytes), 'x'));
         const uint64_t before = time.now();
         EXPECT_EQ(download(), 0);
-        EXPECT_EQ(time.now() - before, nanoseconds + 500000) << bytes; // and the one behind the command
+        EXPECT_EQ(std::to_string(time.now() - before), nanoseconds) << bytes;
     }
-    // Behind ten words the two loudest levels go off, and come back crosswise.
-    for (const auto &[before, words, after] : {std::tuple{0x10u, 10u, 0x20u},
-                                               {0x20, 11, 0x10},
-                                               {0x7F, 10, 0x7F},
-                                               {0x0F, 10, 0x0F},
-                                               {0x50, 60, 0x60},
-                                               {0x10, 9, 0x10}}) {
-        write_image(std::string(4 * words, 'x'));
-        trace_level_mask_set(before);
+    // Behind ten words the two loudest levels go off, and come back crosswise. 127 is all of them.
+    for (const auto &[words_and_levels, after] :
+         cases_of("10 16 > 32; 11 32 > 16; 10 127 > 127; 10 15 > 15; 60 80 > 96; 9 16 > 16")) {
+        size_t end = 0;
+        write_image(std::string(4 * std::stoul(words_and_levels, &end), 'x'));
+        trace_level_mask_set(std::stoul(words_and_levels.substr(end)));
         EXPECT_EQ(download(), 0);
-        EXPECT_EQ(trace_level_mask_get(), after) << before;
+        EXPECT_EQ(std::to_string(trace_level_mask_get()), after) << words_and_levels;
     }
     trace_level_mask_set(0x7F);
     write_image(std::string(80, 'x'));
@@ -199,30 +196,21 @@ TEST_F(firmware_image_test, progress)
     the_bar.word[0x01F04500] = 0x01020304; // of sirane 0: controller, sirane, ports 0 and 1
     the_bar.word[0x01F04804] = 0x80FFE485; // of sirane 1
     uint32_t progress = 7;
-    const int32_t codes[] = {22, 0, 0, 22, 0, 22};
-    const uint32_t downloads[] = {7, 1, 2, 7, 3, 7};
-    for (uint32_t kind = 0; kind < 6; kind++, progress = 7) {
-        EXPECT_EQ(kelvane_get_download_progress(0, kind, &progress), codes[kind]);
-        EXPECT_EQ(progress, downloads[kind]);
+    for (const auto &[kind, expected] : cases_of("0 > 22 7; 1 > 0 1; 2 > 0 2; 3 > 22 7; 4 > 0 3; 5 > 22 7")) {
+        progress = 7;
+        const int32_t rc = kelvane_get_download_progress(0, std::stoul(kind), &progress);
+        EXPECT_EQ(std::to_string(rc) + " " + std::to_string(progress), expected) << kind;
     }
     EXPECT_TRUE(log_has("ERROR kelvane_get_download_progress: operation not allowed on device 5 "));
     the_bar.word[0x01F04500] = 0x8182E304; // the highest bit of each tells programming, of all but port 1
-    for (const auto &[address, code, expected] : {std::tuple{0xF0FFFFFF, 0, 1u},
-                                                  {0xFEFFFFFF, 0, 1},
-                                                  {0xFF00FFFF, 0, 2},
-                                                  {0xFF0000FF, 0, 99},
-                                                  {0xFF0001FF, 0, 0},
-                                                  {0xF0FF01FF, 0, 0},
-                                                  {0xFF01FFFF, 0, 99},
-                                                  {0xFF0100FF, 0, 99},
-                                                  {0xFF0101FF, 0, 5},
-                                                  {0xFFFFFFFF, 0, 7},
-                                                  {0xFF0002FF, 22, 7},
-                                                  {0xFF00FEFF, 22, 7},
-                                                  {0xFF03FFFF, 22, 7}}) {
+    for (const auto &[address, expected] : cases_of("f0ffffff > 0 1; feffffff > 0 1; ff00ffff > 0 2; "
+                                                    "ff0000ff > 0 99; ff0001ff > 0 0; f0ff01ff > 0 0; "
+                                                    "ff01ffff > 0 99; ff0100ff > 0 99; ff0101ff > 0 5; "
+                                                    "ffffffff > 0 7; ff0002ff > 22 7; ff00feff > 22 7; "
+                                                    "ff03ffff > 22 7")) {
         progress = 7;
-        EXPECT_EQ(kelvane_get_program_progress(0, address, &progress), code) << std::hex << address;
-        EXPECT_EQ(progress, expected) << std::hex << address;
+        const int32_t rc = kelvane_get_program_progress(0, std::stoul(address, nullptr, 16), &progress);
+        EXPECT_EQ(std::to_string(rc) + " " + std::to_string(progress), expected) << address;
     }
     EXPECT_TRUE(log_contains("kelvane_get_progress: scaling 127 value \n"));
     EXPECT_EQ(kelvane_get_download_progress(0, 1, &progress), 0);

@@ -161,6 +161,18 @@ int32_t firmware_test::deliver(uint32_t mbox, const std::vector<uint32_t> &heade
     return kelvane_asyc_resp_common(0, 0, mbox);
 }
 
+std::vector<std::pair<std::string, std::string>> cases_of(const std::string &table)
+{
+    std::vector<std::pair<std::string, std::string>> cases;
+    for (size_t at = 0; at < table.size();) {
+        const size_t arrow = table.find(" > ", at);
+        const size_t end = std::min(table.find("; ", arrow), table.size());
+        cases.emplace_back(table.substr(at, arrow - at), table.substr(arrow + 3, end - arrow - 3));
+        at = end + 2;
+    }
+    return cases;
+}
+
 std::string held_locks()
 {
     std::string held;

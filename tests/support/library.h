@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "kelvane.h"
@@ -71,6 +72,9 @@ class firmware_test : public library_test {
 
     answering_firmware firmware;
 };
+
+// The cases of a dense table, "given > expected; given > expected", as pairs.
+std::vector<std::pair<std::string, std::string>> cases_of(const std::string &table);
 
 // The locks that somebody holds: "0 command, 0 response 1, 2 requests, ".
 std::string held_locks();

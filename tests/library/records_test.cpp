@@ -1,6 +1,8 @@
-// Performance records and alarm words: repaired where older firmware sent them, and told in the log.
+// Records and words of the firmware: completed where an older one sent them, and told in the log.
 #include <cstring>
+#include <iomanip>
 #include <numeric>
+#include <sstream>
 
 #include "support/library.h"
 
@@ -24,7 +26,7 @@ words join(const std::vector<words> &parts)
     return joined;
 }
 
-class monitoring_test : public firmware_test {
+class records_test : public firmware_test {
   protected:
     // What the library makes of the firmware's words.
     template <typename record_type>
@@ -33,7 +35,7 @@ class monitoring_test : public firmware_test {
     {
         firmware.data = join({{0, 0}, answer});
         firmware.spoil = [version](words &header) { header[3] = version; };
-        trace_level_mask_set(8 | 4);
+        trace_level_mask_set(2 | 4 | 8);
         log_lines();
         record_type record{};
         EXPECT_EQ(get(0, address, &record), 0);
@@ -63,7 +65,7 @@ class monitoring_test : public firmware_test {
     }
 };
 
-TEST_F(monitoring_test, the_name_of_each_alarm_bit)
+TEST_F(records_test, the_name_of_each_alarm_bit)
 {
     EXPECT_EQ(names(kelvane_get_nwtk_port_alarms, "kelvane_trace_ntwk_port_alarms"),
               "30 COUNTER_OVFL|13 RX_NTWK_LOF|12 RX_NTWK_OOF|11 RX_NTWK_LOM|10 RX_NTWK_OOM|9 RX_NTWK_BDI|"
@@ -89,7 +91,7 @@ TEST_F(monitoring_test, the_name_of_each_alarm_bit)
     EXPECT_EQ(said("kelvane_trace_host_alarms"), "");
 }
 
-TEST_F(monitoring_test, host_ports_of_the_ethernet_kind)
+TEST_F(records_test, host_ports_of_the_ethernet_kind)
 {
     kelvane_device_delete(0);
     kelvane_init_device_t device = recorded_bar_device();
@@ -105,7 +107,7 @@ TEST_F(monitoring_test, host_ports_of_the_ethernet_kind)
                                      "rx_bad_frame    00000007|rx_bad_octects  8|");
 }
 
-TEST_F(monitoring_test, the_parts_of_a_sirane_with_their_addresses)
+TEST_F(records_test, the_parts_of_a_sirane_with_their_addresses)
 {
     fetch(kelvane_get_global_alarms, 0xFF00FFFF, {1, 2, 4, 8, 0x10, 0x20, 0x40, 0x80, 0x100});
     fetch(kelvane_get_global_pm, 0xFF00FFFF, count_from(1, 110), 1);
@@ -129,7 +131,7 @@ TEST_F(monitoring_test, the_parts_of_a_sirane_with_their_addresses)
     }
 }
 
-TEST_F(monitoring_test, records_of_older_firmware_lack_ten_fields_a_port)
+TEST_F(records_test, records_of_older_firmware_lack_ten_fields_a_port)
 {
     const words none(10, 0xFFFFFFFF);
     EXPECT_EQ(fetch(kelvane_get_sirane_port_pm, 0xFF0001FF, count_from(100, 32)),
@@ -146,7 +148,7 @@ TEST_F(monitoring_test, records_of_older_firmware_lack_ten_fields_a_port)
                     count_from(0x104C, 14)}));
 }
 
-TEST_F(monitoring_test, the_lines_of_the_small_records)
+TEST_F(records_test, the_lines_of_the_small_records)
 {
     // Of a power only the low half counts.
     EXPECT_EQ(
@@ -167,7 +169,7 @@ TEST_F(monitoring_test, the_lines_of_the_small_records)
                                                 "ordune_temperature     0xfffffeff -2 C|");
 }
 
-TEST_F(monitoring_test, the_lines_of_a_network_port)
+TEST_F(records_test, the_lines_of_a_network_port)
 {
     const words record =
         join({count_from(1, 12), {0x3F800000, 0x38D1B717, 0x40000000, 0x41200000}, count_from(17, 16)});
@@ -189,28 +191,141 @@ TEST_F(monitoring_test, the_lines_of_a_network_port)
         "pdl_ave      /* 0.1 dB  */ 29 |pdl_min      /* 0.1 dB  */ 30 |pdl_max      /* 0.1 dB  */ 31 |");
 }
 
-TEST_F(monitoring_test, the_lines_of_a_host_ports_counters)
+TEST_F(records_test, the_lines_of_a_host_ports_counters)
 {
     fetch(kelvane_dbg_get_hostport_pcs_counters, 0xFF00FF03, count_from(1, 58));
-    std::string expected;
-    const auto add = [&expected](const std::string &name, uint64_t value) {
-        char line[100];
-        snprintf(line, sizeof line, "%-26s %10lu   |", name.c_str(), value);
-        expected += line;
-    };
-    uint64_t number = 1;
+    std::ostringstream expected;
+    uint64_t first = 1; // of a group's 14 words, the second left out and the counter of octets double
     for (const std::string group : {"TX_GOOD_", "TX_BAD_", "RX_GOOD_", "RX_BAD_"}) {
-        add(group + "FRAMES_CNT", number);
-        add(group + "OCTETS_CNT", (number + 3) << 32 | (number + 2));
-        number += 4;
-        for (const char *what :
-             {"MULTICAST", "BROADCAST", "64B_PKT", "65B_127B_PKT", "128B_255B_PKT", "256B_511B_PKT",
-              "512B_1023B_PKT", "1024B_1518B_PKT", "1519B_LTJ_PKT", "JUMBO_PKT"}) {
-            add(group + what + "_CNT", number++);
+        uint64_t number = first;
+        for (const char *name :
+             {"FRAMES", "OCTETS", "MULTICAST", "BROADCAST", "64B_PKT", "65B_127B_PKT", "128B_255B_PKT",
+              "256B_511B_PKT", "512B_1023B_PKT", "1024B_1518B_PKT", "1519B_LTJ_PKT", "JUMBO_PKT"}) {
+            number += *name == 'O' ? 2 : 0;
+            expected << std::left << std::setw(26) << group + name + "_CNT"
+                     << " " << std::right << std::setw(10)
+                     << (*name == 'O' ? number << 32 | (number - 1) : number) << "   |";
+            number++;
         }
+        first += 14;
     }
-    add("PM_COUNTER", 57);
-    EXPECT_EQ(said("trace_kelvane_hostport_pcs_counters"), expected);
+    EXPECT_EQ(said("trace_kelvane_hostport_pcs_counters"),
+              expected.str() + "PM_COUNTER                         57   |");
+}
+
+TEST_F(records_test, the_status_of_a_sirane)
+{
+    words record = count_from(0, 37);
+    record[31] = 0x3FC00000;
+    record[32] = 0xBE800000;
+    record[33] = record[34] = 0;
+    EXPECT_EQ(fetch(kelvane_get_subsystem_status_info, 0xFF00FFFF, record), record);
+    std::istringstream names(
+        "SRN_CMD_ERR_ADDR B00C SRN_CMD_ERR_DATA B00D SRN_CMD_ERR_DATA_MASK B00E SRN_CMD_ERR_STAT B00F "
+        "SRN_MOD_STATE B016 SRN_TEMP_MON_A2D_VAL B02F SRN_MOD_EXT_FUNC_STAT B050 SRN_MOD_GEN_CNTL B010 "
+        "SRN_DEVICE_SETUP_CNTL 9010 SRN_NTWK_LANES_ENABLE_CNTL 9018 SRN_HOST_LANES_CLIENT_INTF_DEF_CNTL 9020 "
+        "SRN_IND_LANES_CLIENT_TX_NTWK_LANE_MAP 9030 SRN_COUPLED_LANES_CLIENT_TX_NTWK_LANE_MAP 9031 "
+        "SRN_IND_LANES_NTWK_LANE_CLIENT_RX_MAP 9040 SRN_COUPLED_LANES_NTWK_LANE_CLIENT_RX_MAP 9041 "
+        "SRN_CLIENT_GEN_CNTL_INTF_0 9200 SRN_CLIENT_GEN_CNTL_INTF_1 9201 SRN_CLIENT_GEN_CNTL_INTF_2 9202 "
+        "SRN_CLIENT_GEN_CNTL_INTF_3 9203 SRN_NTWK_FEC_MODE_CNTL_LN_0 9100 SRN_NTWK_FEC_MODE_CNTL_LN_1 9101 "
+        "SRN_NTWK_TX_TURN_UP_STATE_LN_0 9110 SRN_NTWK_TX_TURN_UP_STATE_LN_1 9111 "
+        "SRN_NTWK_RX_TURN_UP_STATE_LN_0 9118 SRN_NTWK_RX_TURN_UP_STATE_LN_1 9119 SRN_NTWK_TX_CNTL_LN_0 9120 "
+        "SRN_NTWK_TX_CNTL_LN_1 9121 SRN_NTWK_RX_CNTL_LN_0 9128 SRN_NTWK_RX_CNTL_LN_1 9129 "
+        "SRN_NTWK_PLL_BW_CNTL_LN_0 9130 SRN_NTWK_PLL_BW_CNTL_LN_1 9131");
+    std::ostringstream expected;
+    std::string name, number;
+    for (int word = 0; names >> name >> number; word++) {
+        expected << std::setfill(' ') << std::left << " " << std::setw(42) << name << number << "h 0x"
+                 << std::right << std::setfill('0') << std::setw(8) << std::hex << word << " |";
+    }
+    for (const std::string line :
+         {"dac_vco_1 1.500000", "dac_vco_2 -0.250000", "adc_vco_1 0.000000", "adc_vco_2 0.000000"}) {
+        expected << " " << line.substr(0, 9) << std::string(41, ' ') << line.substr(10) << "   |";
+    }
+    EXPECT_EQ(said("kelvane_subsystem_status_info"),
+              expected.str() + " SRN_MOD_GEN_STAT                          B01Dh 0x00000023   |"
+                               " SRN_MOD_FLT_STAT_LH                       B024h 0x00000024   |");
+}
+
+TEST_F(records_test, the_provisioned_configuration)
+{
+    words record = {18, 25, 1,  0, 35, 36, 37, 0x20000000, 7,  8,  9,  10,  11,  12,  13,
+                    14, 15, 16, 1, 9,  19, 20, 21,         22, 23, 24, 260, 270, 280, 290};
+    const words computed = {350, 360, 370, 0x40000000}; // from the legacy channels, in 32 bits
+    for (const auto &[version, running, is_computed] : {std::tuple{0u, 0x00050016u, true},
+                                                        {0, 0, true},
+                                                        {1, 0x00030009, true},
+                                                        {1, 0x00040000, true},
+                                                        {1, 0x00000001, true},
+                                                        {1, 0x00040001, false},
+                                                        {1, 0x00050016, false},
+                                                        {1, 0, false}}) {
+        the_bar.word[0x01F04004] = running;
+        words expected = record;
+        if (is_computed) {
+            std::copy(computed.begin(), computed.end(), expected.begin() + 26);
+        }
+        EXPECT_EQ(fetch(kelvane_global_provisioned_config, 0xFF00FFFF, record, version), expected) << running;
+    }
+    EXPECT_EQ(
+        said("kelvane_tr_glbl_prv_cfg_config"),
+        "traffic_type            KELVANE_TRAFFIC_TYPE_100GE_CLIENT_200G_16QAM_FEC25_DIFF   "
+        "KELVANE_TRAFFIC_TYPE_NONE  |laser                            1           0 |"
+        "tx_channel                      35          36 |rx_channel                      37   536870912 |"
+        "tx_bright_tuning                 7           8 |rx_bright_tuning                 9          10 |"
+        "power                           11          12 |rx_cd_low_search_value          13          14 |"
+        "rx_cd_high_search_value         15          16 |network_loopback                19          20 |"
+        "xpm2_led                KELVANE_LED_GREEN    KELVANE_UNKNOWN_LED |"
+        "host_loopback            21         22         23         24 |"
+        "tx_channel_flex_grid    260  270 |rx_channel_flex_grid    280  290 |");
+}
+
+TEST_F(records_test, the_inventory_of_a_module)
+{
+    const auto pad = [](std::string text, size_t size) {
+        text.resize(size);
+        return text;
+    };
+    std::string raw = pad("D1", 16) + std::string(16, 'P') + pad("SN-0001", 16) + std::string(10, '2') +
+                      pad("CLEI", 10) + "\x02\x01\x04\x03\xFE\xFF" + pad("VENDOR", 16) +
+                      std::string(64, 'd') + pad("PID", 16) + pad("V01 rest of it!!", 18) + pad("\2", 4) +
+                      pad("\1", 4) + pad("NPN", 16) + std::string(16, 'S') + pad("\x51", 4);
+    const auto fetched = [&](uint32_t version, uint32_t running) {
+        the_bar.word[0x01F04004] = running;
+        words sent(raw.size() / 4);
+        memcpy(sent.data(), raw.data(), raw.size());
+        const words got = fetch(kelvane_get_xpm2_inventory_inf, 0xFF0001FF, sent, version);
+        return std::string(reinterpret_cast<const char *>(got.data()), 4 * got.size());
+    };
+    const std::string none(4, '\xFF');
+    EXPECT_EQ(fetched(2, 0x00020006), raw);
+    EXPECT_EQ(fetched(2, 1), raw);
+    EXPECT_EQ(fetched(1, 0x00020006), raw.substr(0, 196) + pad("", 32) + none); // what older ones do not send
+    EXPECT_EQ(fetched(0, 0x00020006), raw.substr(0, 192) + none + pad("", 32) + none);
+    for (const uint32_t running : {0x00020007u, 0x00050016u, 0u}) { // newer ones send less of the vid
+        EXPECT_EQ(fetched(2, running), std::string(raw).replace(174, 12, 12, '\0'));
+    }
+    const std::string lines = said("kelvane_get_xpm2_inventory_inf");
+    EXPECT_EQ(
+        lines,
+        "start |deviation                                D1  |"
+        "part_number                              PPPPPPPPPPPPPPPP  |"
+        "serial_number                            SN-0001  |"
+        "date_code_number                         2222222222  |"
+        "CLEI_code_number                         CLEI  |module_hardware_version_number           0102|"
+        "module_firmware_running_version_number   0304|module_firmware_committed_version_number fffe|"
+        "vendorname                               VENDOR  |description                              "
+        "dddddddddddddddddddddddddddddddddddddddddddddddddddddddddddddddd  |"
+        "pid                                      PID  |vid                                      V01   |"
+        "type                                     2  | XPM OPTICAL    |"
+        "oif_aco_bool                           0x1  |nolva_part_number                      NPN    |"
+        "nolva_serial_number                    SSSSSSSSSSSSSSSS    |"
+        "nolva_supplied_vendor_id               0x51  |");
+    for (const auto &[type, text] : {std::pair{'\1', " XPM ELECTRICAL |"}, {'\3', " XPM UNKNOWN    |"}}) {
+        raw[188] = type;
+        fetched(2, 0);
+        EXPECT_NE(said("kelvane_get_xpm2_inventory_inf").find(text), std::string::npos);
+    }
 }
 
 } // namespace
