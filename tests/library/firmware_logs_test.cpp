@@ -11,41 +11,27 @@ namespace {
 
 namespace fs = std::filesystem;
 
-std::vector<uint32_t> memory; // of the whole BAR; beyond it a read gives all ones
-uint32_t failing_offset;      // a read of this word fails; 1 is no word's
-
 constexpr uint32_t RING = 0x03F00020;
 constexpr uint32_t SIRANE_LOG = 0x03E40000; // of sirane 1
 
 enum log { CODED, TEXT, LINES, SIRANE, CONTROLLER };
 constexpr const char *FILES[] = {"ordune.log", "ordune.log", "ordune.log", "sirane_1.log", "ord_prom.log"};
 
-kelvane_init_device_t device_with_memory()
-{
-    kelvane_init_device_t device = recorded_bar_device();
-    device.pci_read_cb = [](kelvane_handle, uint32_t, uint32_t offset, uint32_t *value, uint32_t) {
-        *value = offset / 4 < memory.size() ? memory[offset / 4] : 0xFFFFFFFF;
-        return offset == failing_offset ? 5 : 0;
-    };
-    return device;
-}
-
 void set(uint32_t offset, const std::vector<uint32_t> &words)
 {
-    std::ranges::copy(words, memory.begin() + offset / 4);
+    std::ranges::copy(words, the_bar.memory.begin() + (offset - 0x02000000) / 4);
 }
 
 void put_text(uint32_t offset, const std::string &text)
 {
-    text.copy(reinterpret_cast<char *>(memory.data()) + offset, text.size());
+    text.copy(reinterpret_cast<char *>(the_bar.memory.data()) + offset - 0x02000000, text.size());
 }
 
 class firmware_logs_test : public firmware_test {
   protected:
-    firmware_logs_test() : firmware_test(device_with_memory())
+    firmware_logs_test()
     {
-        memory.assign(0x04000000 / 4, 0);
-        failing_offset = 1;
+        the_bar.memory.assign(0x02000000 / 4, 0);
     }
 
     // Of every log at once.
@@ -58,7 +44,7 @@ class firmware_logs_test : public firmware_test {
 
     int32_t dump(log kind, uint32_t from = 0, uint32_t to = 0) const
     {
-        set(0x01F04004, {kind == CODED ? 0x00030005u : 0x00050016});
+        the_bar.word[0x01F04004] = kind == CODED ? 0x00030005 : 0x00050016;
         return kind <= TEXT ? kelvane_ps_print_trace(0)
                : kind == CONTROLLER
                    ? kelvane_ps_print_eprom_trace(0)
@@ -178,11 +164,11 @@ TEST_F(firmware_logs_test, rows_literally)
     set_indexes(0, 192);
     EXPECT_EQ(dump(TEXT), 0);
     EXPECT_EQ(file(TEXT), std::string(96, 'a') + " \nb \n");
-    memory[RING / 4 + 2] = 0;
+    set(RING + 8, {0});
     for (const auto &[version, readers] :
          cases_of("0 > text text; 1 > coded none; 30004 > coded none; 30005 > coded text; "
                   "30006 > text text; 50016 > text text")) {
-        set(0x01F04004, {static_cast<uint32_t>(std::stoul(version, nullptr, 16))});
+        the_bar.word[0x01F04004] = std::stoul(version, nullptr, 16);
         EXPECT_EQ(kelvane_ps_print_trace(0), 0);
         std::string got = file(TEXT).find("aaaaaaaa \n") == 0 ? "text " : "coded ";
         fs::remove(path(TEXT));
@@ -274,7 +260,7 @@ TEST_F(firmware_logs_test, what_fails)
           {CONTROLLER, "3EC0014 > 64174 0; 3EC0048 > 64174 67; 3EFFC04 > 64174 269; 3EFFC1C > 64174 269; "
                        "3EFFC5C > 64174 371"}}) {
         for (const auto &[offset, expected] : cases_of(table)) {
-            failing_offset = static_cast<uint32_t>(std::stoul(offset, nullptr, 16));
+            the_bar.failing_offset = std::stoul(offset, nullptr, 16);
             fs::remove(path(kind));
             const int32_t rc = dump(kind);
             EXPECT_EQ(std::to_string(rc) + " " + std::to_string(file(kind).size()), expected)
@@ -282,7 +268,7 @@ TEST_F(firmware_logs_test, what_fails)
             EXPECT_LE(open_files(), before + 1); // some leave it open, up to the next dump
         }
     }
-    failing_offset = 1;
+    the_bar.failing_offset = 1;
     for (const log kind : {TEXT, LINES, SIRANE}) { // files that cannot be written, or not be opened
         fs::remove(path(kind));
         fs::create_symlink("/dev/full", path(kind));

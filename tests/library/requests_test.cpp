@@ -134,16 +134,4 @@ TEST_F(requests_test, reserved_operations_write_their_line)
     EXPECT_EQ(accesses(), "");
 }
 
-TEST_F(requests_test, both_images_can_be_checked)
-{
-    firmware.answer = true;
-    firmware.data = {0, 0, 0x42};
-    for (const int32_t run_type : {1, 2}) {
-        uint32_t rsa_check = 0;
-        EXPECT_EQ(kelvane_get_zynq_rsa_check(0, run_type, &rsa_check), 0);
-        EXPECT_EQ(rsa_check, 0x42u);
-        EXPECT_EQ(firmware.request_data[1], static_cast<uint32_t>(run_type));
-    }
-}
-
 } // namespace
