@@ -1,6 +1,7 @@
 // Firmware images on their way from a file into the card's memory, and the progress that the card shows.
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <sys/stat.h>
 
 #include "support/library.h"
@@ -29,6 +30,14 @@ class firmware_image_test : public firmware_test {
     static long open_files()
     {
         return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+    }
+
+    // The code and the output of a reading, 7 before it.
+    static std::string outcome(const std::function<int32_t(uint32_t *)> &read)
+    {
+        uint32_t value = 7;
+        const int32_t rc = read(&value);
+        return std::to_string(rc) + " " + std::to_string(value);
     }
 
     const std::string image = folder.path + "/image.bin";
@@ -176,11 +185,10 @@ TEST_F(firmware_image_test, progress)
 {
     the_bar.word[0x01F04500] = 0x01020304; // of sirane 0: controller, sirane, ports 0 and 1
     the_bar.word[0x01F04804] = 0x80FFE485; // of sirane 1
-    uint32_t progress = 7;
     for (const auto &[kind, expected] : cases_of("0 > 22 7; 1 > 0 1; 2 > 0 2; 3 > 22 7; 4 > 0 3; 5 > 22 7")) {
-        progress = 7;
-        const int32_t rc = kelvane_get_download_progress(0, std::stoul(kind), &progress);
-        EXPECT_EQ(std::to_string(rc) + " " + std::to_string(progress), expected) << kind;
+        const uint32_t number = std::stoul(kind);
+        EXPECT_EQ(outcome([&](auto *out) { return kelvane_get_download_progress(0, number, out); }),
+                  expected);
     }
     EXPECT_TRUE(log_has("ERROR kelvane_get_download_progress: operation not allowed on device 5 "));
     the_bar.word[0x01F04500] = 0x8182E304; // the highest bit of each tells programming, of all but port 1
@@ -189,16 +197,15 @@ TEST_F(firmware_image_test, progress)
                                                     "ff01ffff > 0 99; ff0100ff > 0 99; ff0101ff > 0 5; "
                                                     "ffffffff > 0 7; ff0002ff > 22 7; ff00feff > 22 7; "
                                                     "ff03ffff > 22 7")) {
-        progress = 7;
-        const int32_t rc = kelvane_get_program_progress(0, std::stoul(address, nullptr, 16), &progress);
-        EXPECT_EQ(std::to_string(rc) + " " + std::to_string(progress), expected) << address;
+        const uint32_t number = std::stoul(address, nullptr, 16);
+        EXPECT_EQ(outcome([&](auto *out) { return kelvane_get_program_progress(0, number, out); }), expected)
+            << address;
     }
     EXPECT_TRUE(log_contains("kelvane_get_progress: scaling 127 value \n"));
-    EXPECT_EQ(kelvane_get_download_progress(0, 1, &progress), 0);
-    EXPECT_EQ(progress, 0u);
-    EXPECT_EQ(kelvane_get_program_progress(1, 0xFF01FFFF, &progress), 22);
+    EXPECT_EQ(outcome([](auto *out) { return kelvane_get_download_progress(0, 1, out); }), "0 0");
+    EXPECT_EQ(outcome([](auto *out) { return kelvane_get_program_progress(1, 0xFF01FFFF, out); }), "22 7");
     close_gate();
-    EXPECT_EQ(kelvane_get_program_progress(0, 0xFF01FFFF, &progress), 64174);
+    EXPECT_EQ(outcome([](auto *out) { return kelvane_get_program_progress(0, 0xFF01FFFF, out); }), "64174 7");
 }
 
 } // namespace

@@ -191,16 +191,12 @@ TEST_F(info_tables_test, no_card_and_no_handle)
         kelvane_get_secure_type,
         kelvane_read_scratchpad_register,
         kelvane_get_seu_pl_uncorrectable,
-        [](auto handle, auto *value) { return kelvane_write_scratchpad_register(handle, value); },
-        [](auto handle, auto *) { return kelvane_set_trigger_reset(handle, 1); },
-        [](auto handle, auto *value) {
-            return kelvane_get_software_running(handle, 0xFF01FFFF, value, value);
-        },
-        [](auto handle, auto *value) {
-            return kelvane_get_software_downloaded_golden_zynq(handle, value, value);
-        },
         kelvane_software_version_comp_check,
-        [](auto handle, auto *value) { return is_current_ver_later_or_equal(handle, 5, 22, value); },
+        [](auto h, auto *v) { return kelvane_write_scratchpad_register(h, v); },
+        [](auto h, auto *) { return kelvane_set_trigger_reset(h, 1); },
+        [](auto h, auto *v) { return kelvane_get_software_running(h, 0xFF01FFFF, v, v); },
+        [](auto h, auto *v) { return kelvane_get_software_downloaded_golden_zynq(h, v, v); },
+        [](auto h, auto *v) { return is_current_ver_later_or_equal(h, 5, 22, v); },
     };
     uint32_t value = 9;
     the_bar.take_accesses();
