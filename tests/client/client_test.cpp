@@ -142,6 +142,10 @@ TEST_F(mock_client, goes_on_when_a_lesser_step_of_the_start_fails)
         fake_kelvane_start(answer);
         EXPECT_EQ(run_client({}, "quit\n").out, printed + PROMPT) << answer.call << " " << answer.result;
     }
+    fake_kelvane_start({"kelvane_device_create", 5}); // a positive code is kept as the handle
+    const child_result run = run_client({}, "deinit\nquit\n");
+    EXPECT_NE(run.out.find("[kelvane_pci_mapped(5, 1, base, 0x4000000)]"), string::npos);
+    EXPECT_NE(run.out.find("[kelvane_device_delete(5)]"), string::npos);
 }
 
 TEST_F(mock_client, exits_when_a_step_of_the_start_fails_that_it_needs)
@@ -170,14 +174,6 @@ TEST_F(mock_client, exits_when_a_step_of_the_start_fails_that_it_needs)
     EXPECT_EQ(run.status, 1);
     EXPECT_EQ(run.out, "");
     EXPECT_TRUE(run.err.ends_with("\n>>> ERROR <<<Failed to initialize PCIe interaction\n")) << run.err;
-}
-
-TEST_F(mock_client, keeps_a_positive_code_of_create_as_its_handle)
-{
-    fake_kelvane_start({"kelvane_device_create", 5});
-    const child_result run = run_client({}, "deinit\nquit\n");
-    EXPECT_NE(run.out.find("[kelvane_pci_mapped(5, 1, base, 0x4000000)]"), string::npos);
-    EXPECT_NE(run.out.find("[kelvane_device_delete(5)]"), string::npos);
 }
 
 TEST_F(mock_client, ends_at_once_with_the_code_of_a_failed_laser_tout)
