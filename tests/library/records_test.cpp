@@ -121,21 +121,18 @@ TEST_F(records_test, the_parts_of_a_sirane_with_their_addresses)
     fetch(kelvane_get_global_pm, 0xFF00FFFF, count_from(1, 110), 1);
     const std::string text = log_text();
     size_t at = 0;
-    for (const char *line :
-         {"000|h:255] ALARM Slot:00 kelvane_trace_host_alarms: 0x00000001",
-          "003|h:255] ALARM Slot:00 kelvane_trace_host_alarms: 0x00000008",
-          "000|h:255] ALARM Slot:00 kelvane_trace_ntwk_port_alarms: 0x00000010",
-          "000|h:255] ALARM Slot:00 kelvane_trace_xpm2_alarms_t: 0x00000040",
-          "001|h:255] ALARM Slot:00 kelvane_trace_ntwk_port_alarms: 0x00000020",
-          "001|h:255] ALARM Slot:00 kelvane_trace_xpm2_alarms_t: 0x00000080",
-          "255|h:255] ALARM Slot:00 kelvane_trace_generic_alarms_t: 0x00000100",
-          "255|h:000] PM    Slot:00 trace_host_pm: fec_frame_counter              8589934593",
-          "255|h:003] PM    Slot:00 trace_host_pm: otn_pm_bip_8_violation_counter 32",
-          "000|h:255] PM    Slot:00 trace_kelvane_sirane_port_pm: rx_cd_curr   /* ps/nm  */ 33 ",
-          "001|h:255] PM    Slot:00 trace_kelvane_xpm2_port_pm: tx_laser_eol           103 %",
-          "255|h:255] PM    Slot:00 trace_kelvane_generic_pm: ordune_temperature     0x0000006e 0 C"}) {
-        at = text.find(std::string("[d:000|n:") + line, at);
+    for (const auto &[address, line] :
+         cases_of("000|h:255 > host_alarms: 0x00000001; 003|h:255 > host_alarms: 0x00000008; "
+                  "000|h:255 > ntwk_port_alarms: 0x00000010; 000|h:255 > xpm2_alarms_t: 0x00000040; "
+                  "001|h:255 > ntwk_port_alarms: 0x00000020; 001|h:255 > xpm2_alarms_t: 0x00000080; "
+                  "255|h:255 > generic_alarms_t: 0x00000100; 255|h:000 > host_pm: fec_frame_counter  ; "
+                  "255|h:003 > host_pm: otn_pm_bip_8_violation_counter 32; "
+                  "000|h:255 > kelvane_sirane_port_pm: rx_cd_curr   /* ps/nm  */ 33; "
+                  "001|h:255 > kelvane_xpm2_port_pm: tx_laser_eol           103 %; "
+                  "255|h:255 > kelvane_generic_pm: ordune_temperature     0x0000006e 0 C")) {
+        at = text.find("trace_" + line, at);
         ASSERT_NE(at, std::string::npos) << line;
+        EXPECT_EQ(text.rfind("[d:000|n:" + address, at), text.rfind("[d:", at)) << line;
     }
 }
 
