@@ -1,10 +1,9 @@
 // A library for the client to call: it shows each call with its arguments on standard output,
-// "[kelvane_device_delete(0)]", and answers as told. Those of the interrupts are kept instead.
+// "[kelvane_device_delete(0)]", and answers as told.
 #ifndef TESTS_MOCK_CLIENT_FAKE_KELVANE_H
 #define TESTS_MOCK_CLIENT_FAKE_KELVANE_H
 
 #include <cstdint>
-#include <string>
 
 struct fake_answer {
     const char *call; // how the call as shown begins; "" for none
@@ -19,6 +18,5 @@ void fake_kelvane_start(const fake_answer &answer); // all others succeed
 
 // kelvane_enable_msi normally ends its thread, so that a run has no interrupts. With this it returns.
 void fake_kelvane_let_interrupts_in();
-std::string fake_kelvane_interrupt_calls(); // waits until the thread that made them has ended
 
 #endif

@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <string>
+#include <tuple>
 
 #include "client/run_child.h"
 #include "mock_client/coh_hal.h"
@@ -63,30 +64,16 @@ long uio_wait_interrupt(int, uint32_t *)
     return -1;
 }
 
-uint32_t mmio_read32(const mmio_mapping *, uint32_t)
-{
-    return 0;
-}
-
-void mmio_write32(const mmio_mapping *, uint32_t, uint32_t)
-{
-}
-
 namespace {
 
 TEST(coh_hal_node, is_made_once_when_it_cannot_be_opened)
 {
-    struct {
-        int failing_opens;
-        int result;
-        const char *printed;
-    } const cases[] = {
+    const std::string made = "sudo mknod -m 660 /dev/uio12 c 240 12\n";
+    const std::tuple<int, int, std::string> cases[] = {
         {0, 0, "/dev/uio12 "},
-        {1, 0, "sudo mknod -m 660 /dev/uio12 c 240 12\n/dev/uio12 /dev/uio12 "},
+        {1, 0, made + "/dev/uio12 /dev/uio12 "},
         {2, 19,
-         "sudo mknod -m 660 /dev/uio12 c 240 12\n>>> ERROR <<<Cannot open /dev/uio12: No such file or "
-         "directory\n/dev/uio12 /dev/uio12 "},
-    };
+         made + ">>> ERROR <<<Cannot open /dev/uio12: No such file or directory\n/dev/uio12 /dev/uio12 "}};
     const host_folder host;
     host.write("sudo", "#!/bin/sh\necho sudo $*\n");
     host.write("grep", "#!/bin/sh\necho \"240 $1 $2\" | sed 's,uio /proc/devices,uio,'\n");
@@ -94,15 +81,15 @@ TEST(coh_hal_node, is_made_once_when_it_cannot_be_opened)
         std::filesystem::permissions(host.root / program, std::filesystem::perms::owner_all);
     }
     setenv("PATH", (host.root.string() + ":" + getenv("PATH")).c_str(), 1);
-    for (const auto &host_case : cases) {
-        failing_opens = host_case.failing_opens;
-        const child_result result = run_child("", streams::together, [] {
-            const int code = coh_hal_pci_init();
+    for (const auto &[failing, code, printed] : cases) {
+        failing_opens = failing;
+        const child_result run = run_child("", streams::together, [] {
+            const int result = coh_hal_pci_init();
             printf("%s", opened.c_str());
-            return code;
+            return result;
         });
-        EXPECT_EQ(result.status, host_case.result);
-        EXPECT_EQ(result.out, host_case.printed);
+        EXPECT_EQ(run.status, code);
+        EXPECT_EQ(run.out, printed);
     }
 }
 

@@ -1,10 +1,9 @@
 #include "client/run_child.h"
 
-#include <csignal>
+#include <algorithm>
 #include <cstdlib>
-#include <fcntl.h>
 #include <fstream>
-#include <sstream>
+#include <iterator>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -15,52 +14,30 @@
 
 namespace {
 
-std::string text_of(const std::filesystem::path &path)
+FILE *file_with(const std::string &text)
 {
-    std::ostringstream text;
-    text << std::ifstream(path, std::ios::binary).rdbuf();
-    return text.str();
+    FILE *file = tmpfile();
+    fwrite(text.data(), 1, text.size(), file);
+    rewind(file);
+    return file;
 }
 
-std::filesystem::path new_folder()
+std::string text_of(FILE *file)
 {
-    std::string name = (std::filesystem::temp_directory_path() / "mock_client.XXXXXX").string();
-    if (mkdtemp(name.data()) == nullptr) {
-        perror("mkdtemp");
-        abort();
-    }
-    return name;
-}
-
-void redirect(int fd, const std::filesystem::path &path, int flags)
-{
-    const int file = open(path.c_str(), flags | O_CLOEXEC, 0600);
-    if (file < 0 || dup2(file, fd) < 0) {
-        perror(path.c_str());
-        abort();
-    }
-    close(file);
-}
-
-[[noreturn]] void be_child(const std::filesystem::path &folder, streams how, const std::function<int()> &body)
-{
-    const rlimit limit = {1 << 20, 1 << 20};
-    setrlimit(RLIMIT_FSIZE, &limit);
-    redirect(0, folder / "in", O_RDONLY);
-    redirect(1, folder / "out", O_WRONLY | O_CREAT);
-    if (how == streams::apart) {
-        redirect(2, folder / "err", O_WRONLY | O_CREAT);
-    } else {
-        dup2(1, 2);
-    }
-    const int status = body();
-    exit(status);
+    fseek(file, 0, SEEK_END);
+    std::string text(static_cast<size_t>(ftell(file)), '\0');
+    rewind(file);
+    text.resize(fread(text.data(), 1, text.size(), file));
+    fclose(file);
+    return text;
 }
 
 } // namespace
 
-host_folder::host_folder() : root(new_folder())
+host_folder::host_folder()
 {
+    std::string name = (std::filesystem::temp_directory_path() / "mock_client.XXXXXX").string();
+    root = mkdtemp(name.data());
     setenv(HOST_TREE_VARIABLE, root.c_str(), 1);
     host_tree_forget();
 }
@@ -88,33 +65,35 @@ void host_folder::add_card(uint64_t bar_bytes) const
 
 child_result run_child(const std::string &input, streams how, const std::function<int()> &body)
 {
-    const std::filesystem::path folder = new_folder();
-    std::ofstream(folder / "in", std::ios::binary) << input;
+    FILE *const files[] = {file_with(input), file_with(""), file_with("")};
+    fflush(nullptr); // or the child prints it, too
     const pid_t child = fork();
     if (child == 0) {
-        be_child(folder, how, body);
+        const rlimit limit = {1 << 20, 1 << 20};
+        setrlimit(RLIMIT_FSIZE, &limit);
+        dup2(fileno(files[0]), STDIN_FILENO);
+        dup2(fileno(files[1]), STDOUT_FILENO);
+        dup2(fileno(files[how == streams::apart ? 2 : 1]), STDERR_FILENO);
+        exit(body());
     }
     int status = 0;
     if (child < 0 || waitpid(child, &status, 0) != child) {
         perror("child");
         abort();
     }
-    child_result result = {WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status),
-                           text_of(folder / "out"), text_of(folder / "err")};
-    std::filesystem::remove_all(folder);
-    return result;
+    fclose(files[0]);
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status), text_of(files[1]),
+            text_of(files[2])};
 }
 
 child_result run_client(const std::vector<const char *> &options, const std::string &input, streams how)
 {
     return run_child(input, how, [&options] {
         std::vector<char *> arguments = {const_cast<char *>("mock_client")};
-        for (const char *option : options) {
-            arguments.push_back(const_cast<char *>(option));
-        }
-        const int count = static_cast<int>(arguments.size());
+        std::ranges::transform(options, std::back_inserter(arguments),
+                               [](auto *it) { return const_cast<char *>(it); });
         arguments.push_back(nullptr);
-        return client_main(count, arguments.data());
+        return client_main(static_cast<int>(arguments.size()) - 1, arguments.data());
     });
 }
 

@@ -2,9 +2,10 @@
 //
 // A transcript holds sessions, each run in a process of its own. "=== ..." begins one and says what it
 // shows; "! <call> = <code>" behind it has the library fail the calls that begin so. "$ ..." is typed, and
-// [call(arguments)] is a call, where it was made.
+// [call(arguments)] is a call, where it was made. The lines between "%name" and "%" come again at "@name".
 #include <fstream>
 #include <gtest/gtest.h>
+#include <map>
 
 #include "client/fake_kelvane.h"
 #include "client/run_child.h"
@@ -22,6 +23,8 @@ struct session {
 std::vector<session> sessions_of(const std::string &name)
 {
     std::vector<session> sessions;
+    std::map<std::string, std::string> blocks;
+    std::string block;
     std::ifstream file(TRANSCRIPTS + name + ".txt");
     for (std::string line; std::getline(file, line);) {
         if (line.starts_with("=== ")) {
@@ -31,11 +34,16 @@ std::vector<session> sessions_of(const std::string &name)
             const size_t equals = line.find(" = ");
             sessions.back().failing_call = line.substr(2, equals - 2);
             sessions.back().code = std::stoi(line.substr(equals + 3));
+        } else if (line.starts_with("%")) {
+            block = line.substr(1);
+        } else if (line.starts_with("@")) {
+            sessions.back().text += blocks[line.substr(1)];
         } else {
             if (line.starts_with("$ ")) {
                 sessions.back().commands.push_back(line.substr(2));
             }
             sessions.back().text += line + "\n";
+            blocks[block] += line + "\n";
         }
     }
     return sessions;

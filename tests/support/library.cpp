@@ -88,6 +88,18 @@ bool library_test::log_contains(const std::string &text) const
     return log_text().find(text) != std::string::npos;
 }
 
+std::string library_test::said(const std::string &function)
+{
+    constexpr size_t LEVEL = 6;
+    std::string messages;
+    for (const std::string &line : log_lines()) {
+        if (line.compare(LEVEL, function.size() + 2, function + ": ") == 0) {
+            messages += line.substr(LEVEL + function.size() + 2) + "|";
+        }
+    }
+    return messages;
+}
+
 void library_test::start_library()
 {
     ASSERT_EQ(kelvane_init_driver(), 0);
@@ -124,6 +136,18 @@ int32_t firmware_test::deliver(uint32_t mbox, const std::vector<uint32_t> &heade
     offer_message(header, data, BASES[mbox]);
     the_bar.take_accesses();
     return kelvane_asyc_resp_common(0, 0, mbox);
+}
+
+std::vector<std::pair<std::string, std::string>> cases_of(const std::string &table)
+{
+    std::vector<std::pair<std::string, std::string>> cases;
+    for (size_t at = 0; at < table.size();) {
+        const size_t arrow = table.find(" > ", at);
+        const size_t end = std::min(table.find("; ", arrow), table.size());
+        cases.emplace_back(table.substr(at, arrow - at), table.substr(arrow + 3, end - arrow - 3));
+        at = end + 2;
+    }
+    return cases;
 }
 
 void firmware_test::shorten_waits()

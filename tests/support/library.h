@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "background/low_priority_thread.h"
@@ -30,6 +31,9 @@ class library_test : public testing::Test {
     std::vector<std::string> log_lines();
     bool log_has(const std::string &line);            // of the lines that log_lines would give; takes them
     bool log_contains(const std::string &text) const; // anywhere, from the start
+
+    // What `function` wrote to the log since the last call of any of these, a '|' behind each message.
+    std::string said(const std::string &function);
 
     // kelvane_init_driver, and a device on the_bar with the gate open and no link-up made.
     void start_library();
@@ -81,5 +85,8 @@ std::string woken_threads();
 
 // What the watch over the firmware is taken to have found.
 void set_watch(uint32_t enabled, uint32_t status);
+
+// The cases of a dense table, "given > expected; given > expected", as pairs.
+std::vector<std::pair<std::string, std::string>> cases_of(const std::string &table);
 
 #endif

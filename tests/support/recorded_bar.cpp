@@ -4,9 +4,19 @@
 
 recorded_bar the_bar;
 
+static constexpr uint32_t MEMORY = 0x02000000;
+
 int32_t recorded_bar::read(uint32_t offset, uint32_t *value, uint32_t alive)
 {
     access_number++;
+    if (offset == failing_offset) {
+        return fail_with;
+    }
+    if (!memory.empty() && offset >= MEMORY) {
+        const size_t index = (offset - MEMORY) / 4;
+        *value = index < memory.size() ? memory[index] : 0xFFFFFFFF;
+        return 0;
+    }
     if (record) {
         char text[16];
         snprintf(text, sizeof text, "R %08x", offset);
@@ -29,6 +39,10 @@ int32_t recorded_bar::read(uint32_t offset, uint32_t *value, uint32_t alive)
 int32_t recorded_bar::write(uint32_t offset, uint32_t value, uint32_t alive)
 {
     access_number++;
+    if (!memory.empty() && offset >= MEMORY) {
+        memory.at((offset - MEMORY) / 4) = value;
+        return 0;
+    }
     if (record) {
         char text[32];
         snprintf(text, sizeof text, "W %08x=%08x", offset, value);

@@ -19,6 +19,11 @@ struct recorded_bar {
     std::vector<uint32_t> check_alive;                    // of each access
     bool record = true;
 
+    // The words from 0x02000000 on, when there are any: quicker than `word`, and never recorded. Behind them
+    // a read gives all ones.
+    std::vector<uint32_t> memory;
+    uint32_t failing_offset = 1; // reads of this word fail
+
     // Called after each write, as the firmware would see it.
     std::function<void(uint32_t offset, uint32_t value)> on_write;
 
