@@ -12,6 +12,7 @@ import pathlib
 import random
 import selectors
 import shutil
+import signal
 import subprocess
 import tempfile
 import time
@@ -114,11 +115,96 @@ class Bench(unittest.TestCase):
         pathlib.Path(f"{image}.md5").write_text(f"{digest}  image.bin\n")
         return image
 
+    def files(self, begin):
+        """Below the test's folder."""
+        return [path for path in self.folder.rglob("*") if path.name.startswith(begin) and not path.is_dir()]
+
     def assert_in_order(self, parts, text):
         at = 0
         for part in parts:
             self.assertIn(part, text[at:])
             at = text.index(part, at)
+
+
+class Card(Bench):
+    """The simulator's command line, its tree, its verbs from outside, and how it ends."""
+
+    def run_card(self, *options, **environment):
+        """Its status and what it says on both streams, in one text."""
+        card = Program(self, CARD, *options, **environment)
+        return f"{card.wait()} {card.out}{card.err}"
+
+    def send(self, *verb):
+        return self.run_card("--send", "--host", self.host, *verb)
+
+    def test_command_lines_and_verbs_are_answered(self):
+        running = self.start_card("--name", "CARD", verbs="# a bench\n\nset-register 1 9010 77\nunplug 2\n")
+        self.assertEqual((self.host / "sys/class/uio/uio0/name").read_text(), "CARD\n")
+        self.assertEqual((self.host / "sys/class/uio/uio0/maps/map0/size").read_text(), "0x0000000004000000\n")
+        (self.folder / "bad").write_text("unplug 2\nunplug 2\n")
+        (self.folder / "memory").touch()
+        memory, other = self.folder / "memory", ("--quiet", "--host", self.folder)
+        both = "--uio-device and --interrupt-file go together\n"
+        for options, expected in (
+                (["show"], "nothing is expected but options; --help tells more\n"),
+                (["--send"], "a verb is missing; --help lists them\n"),
+                (["--send", "show"], "--send needs --host\n"),
+                (["--uio-device", "x"], both), (["--interrupt-file", "x"], both),
+                (["--quiet", "--host", self.host], f"a card runs on {self.host} already, process {running.process.pid}\n"),
+                ([*other, "--script", self.folder / "bad"], f"{self.folder}/bad, line 2: unplug: there is no module"),
+                ([*other, "--uio-device", "/none", "--interrupt-file", memory], "cannot open "),
+                ([*other, "--interrupt-file", "/none", "--uio-device", memory], "cannot open "),
+                ([*other, "--interrupt-file", memory, "--uio-device", memory], "cannot map a BAR"),
+                (["--firmware", "5"], "bad option --firmware; --help tells more\n"),
+                *(([option, *value], f"bad option {option}") for option, *value in (
+                    ("--firmware", "5.99999999"), ("--firmware", "65536.1"), ("--seed", "x"), ("--client-type", "sonet"),
+                    ("--name", ""), ("--name", "n" * 64), ("--ready-fd", "-1"), ("--no-such-option",), ("--host",),
+                    ("--link", "")))):
+            self.assertTrue(self.run_card(*options).startswith("1 card_simulator: " + expected), options)
+        self.assertIn("0 card_simulator [OPTION...]  ", self.run_card("--help"))
+        for verb, expected in ((["peek", "1f04000"], "0 0x55667788\n"), (["plug", "3"], "1 plug: there is a module already"),
+                               (["x" * 2000], "1 a line is text of up to 1024 characters\n"),
+                               (["show"], "0 firmware 5.22, up"), (["remove"], "0 "),
+                               (["insert"], "0 ")):
+            self.assertTrue(self.send(*verb).startswith(expected), verb)
+        self.assertIn("1 card: no card runs on", self.run_card("--send", "--host", self.folder, "show"))
+
+    def test_ends_on_a_signal_or_a_verb_and_takes_its_files_along(self):
+        link = self.folder / "link"
+        for number in (signal.SIGTERM, signal.SIGINT, signal.SIGHUP, None):
+            card = self.start_card("--link", link)
+            self.assertEqual(os.readlink(link), str(self.host))
+            (self.host / "root/kelvane.log").write_text("kept")
+            if number:
+                card.process.send_signal(number)
+            else:
+                self.assertEqual(self.send("quit"), "0 ")
+            self.assertEqual(card.wait(), 0)
+            self.assertFalse(os.path.lexists(link))
+            self.assertEqual(self.files(""), [self.host / "root/kelvane.log"])
+
+    def test_takes_over_and_away_what_dead_cards_left(self):
+        self.start_card().kill()
+        self.assertTrue((self.host / "dev/uio0").exists())
+        self.start_card("--firmware", "6.1")
+        self.assertEqual(self.send("peek", "1f04004"), "0 0x00060001\n")
+        self.host = self.host / ("d" * 120)  # deeper than a socket's address holds
+        self.start_card("--client-type", "otn")
+        self.assertEqual(self.send("alarm", "raise", "1.h0", "TX_HOST_LOL_0"), "0 ")
+        roots = []  # where nobody chose one
+        for kept in (False, True):
+            card = Program(self, CARD, "--quiet", "--ready-fd", 1, TMPDIR=str(self.folder))
+            card.wait_for("\n")
+            roots.append(pathlib.Path(card.out.strip()))
+            self.assertTrue(card.out.startswith(f"{self.folder}/kelvane_card."))
+            if kept:
+                (roots[-1] / "root/kelvane.log").write_text("kept")
+            card.kill()
+            self.assertTrue((roots[-1] / "control").exists())
+        newest = Program(self, CARD, "--quiet", "--ready-fd", 1, TMPDIR=str(self.folder))
+        newest.wait_for("\n")
+        self.assertFalse(roots[0].exists())
+        self.assertEqual([path.name for path in roots[1].rglob("*")], ["root", "kelvane.log"])
 
 
 class Session(Bench):
@@ -240,10 +326,6 @@ class Killed(Bench):
         for _ in range(self.random.randrange(len(lines))):
             client.wait_for(PROMPT)
         time.sleep(self.random.random() * self.LINE_S)
-
-    def files(self, begin):
-        """Below the test's folder; those of /root are the client's own."""
-        return [path for path in self.folder.rglob("*") if path.name.startswith(begin) and not path.is_dir()]
 
     def assert_few_rings(self):
         """Those of a dead process stay until the start after next."""
