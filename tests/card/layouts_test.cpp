@@ -120,49 +120,4 @@ TEST_F(layouts, single_measurements_and_batches_are_pieces_of_the_whole_record)
     EXPECT_EQ((words{otn[5], otn[8]}), (words{8, 5}));
 }
 
-TEST_F(layouts, an_hour_of_measurements_is_the_seeds_and_the_intervals)
-{
-    start_as(5, 22);
-    pass(3600000000000);
-    const words hour = record(ALL);
-    EXPECT_TRUE(hour[5] > 30 && hour[33 + 19] > 10); // bad frames, and errors of the line
-    EXPECT_TRUE(hour[34] <= hour[36] && hour[36] <= hour[35] && hour[34] <= hour[33] && hour[33] <= hour[35]);
-    EXPECT_NEAR(hour[109], 55 * 256, 25 * 256); // a temperature
-    start_as(5, 22);
-    pass(3600000000000);
-    EXPECT_EQ(record(ALL), hour);
-    const uint64_t one_second = (play("18 0 s0 1"), record(ALL)[49]);
-    play("18 0 s0 63; t 17s"); // 59 intervals of 63 s are 3717 s
-    EXPECT_NEAR(record(ALL)[49], one_second, 1);
-    play("t 10s");
-    EXPECT_NEAR(record(ALL)[49], 11 * one_second, 11);
-}
-
-TEST_F(layouts, light_shows_in_the_powers_and_in_what_is_received)
-{
-    // Of network port 0; only the lower half of a word counts.
-    const auto expect_powers = [this](int output, int input, int signal) {
-        const words got = part(ALL, 99, 3);
-        EXPECT_EQ(got[0] >> 16, 0x5A5Au);
-        EXPECT_NEAR(static_cast<int16_t>(got[0]), output, 10);
-        EXPECT_NEAR(static_cast<int16_t>(got[1]), input, 330);
-        EXPECT_NEAR(static_cast<int16_t>(got[2]), signal, 350);
-    };
-    play("t 60s");
-    expect_powers(-4000, -1100, -4000);
-    EXPECT_EQ(part(ALL, 33, 64), words(64));
-    play("2 0 m00 1 1; 58 0 m00 -300");
-    expect_powers(-300, -1100, -1160);
-    play("8 0 m00 0x40000000"); // 2 dBm
-    expect_powers(200, -1100, -1160);
-    play("42 0 m00 1; t 3000s");
-    expect_powers(-4000, -1100, -1160);
-    const words counted = part(ALL, 52, 1);
-    EXPECT_GT(counted[0], 10u);
-    play("> unplug 2; t 3000s; 19 0 m00 0*6 = 0x8050000F; 20 0 m00 0*32");
-    expect_powers(-4000, -4000, -4000);
-    EXPECT_EQ(part(ALL, 33, 1), words{0});
-    EXPECT_EQ(part(ALL, 52, 1), counted); // nothing was counted in the dark, nothing lost
-}
-
 } // namespace
