@@ -65,21 +65,19 @@ def around(source, number):
 
 
 def print_lines(sources):
-    executed, total = defaultdict(int), defaultdict(int)
+    floors = defaultdict(lambda: [0, 0])
     for path, source in sources:
-        if path.endswith(".h"):
-            continue
-        floor = path.split("/")[0] if "/" in path else "core"
-        counts = defaultdict(int)
-        for line in source["lines"]:
-            counts[line["line_number"]] += line["count"]
-        executed[floor] += sum(count > 0 for count in counts.values())
-        total[floor] += len(counts)
+        if not path.endswith(".h"):
+            counts = defaultdict(int)
+            for line in source["lines"]:
+                counts[line["line_number"]] += line["count"]
+            for floor in (path.split("/")[0] if "/" in path else "core", "all"):
+                floors[floor][0] += sum(count > 0 for count in counts.values())
+                floors[floor][1] += len(counts)
     print("lines of the library that were run")
-    for floor in sorted(total):
-        print(f"  {floor:14} {executed[floor]:5} of {total[floor]:5}  {100 * executed[floor] / total[floor]:6.2f} %")
-    run, lines = sum(executed.values()), sum(total.values())
-    print(f"  {'all':14} {run:5} of {lines:5}  {100 * run / lines:6.2f} %")
+    for floor in sorted(floors, key=lambda it: (it == "all", it)):
+        run, lines = floors[floor]
+        print(f"  {floor:14} {run:5} of {lines:5}  {100 * run / lines:6.2f} %")
 
 
 def read_list():

@@ -50,7 +50,8 @@ class dap_test : public firmware_test {
         heard.clear();
         log_lines();
         dap_serve_event(0, &the_dap_record, &state);
-        const size_t count = the_bar.take_accesses().size();
+        const size_t count = the_bar.check_alive.size();
+        accesses();
         const char *name = state.handle_event == kelvane_dap_wait_for_call ? "call" : "reset";
         name = state.handle_event == kelvane_dap_wait_for_done ? "done" : name;
         const std::string refused =

@@ -17,7 +17,7 @@ class exchange_test : public firmware_test {
     int32_t read_register()
     {
         value = 0x5555;
-        the_bar.take_accesses();
+        accesses();
         return kelvane_read_register(0, 0xFF00FFFF, 0x9010, &value);
     }
 

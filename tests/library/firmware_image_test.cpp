@@ -22,7 +22,7 @@ class firmware_image_test : public firmware_test {
 
     int32_t download(uint32_t kind = 2)
     {
-        the_bar.take_accesses();
+        accesses();
         log_lines();
         return kelvane_download_software(0, kind, image.c_str());
     }
@@ -162,7 +162,7 @@ TEST_F(firmware_image_test, what_fails_on_the_way_ends_the_copy)
         trace_level_mask_set(0x7F);
         the_bar.fail_from = the_bar.access_number + nth;
         EXPECT_EQ(download(), 64174);
-        EXPECT_EQ(the_bar.take_accesses().size(), nth);
+        EXPECT_EQ(the_bar.check_alive.size(), nth);
         EXPECT_EQ(trace_level_mask_get(), nth < 19 ? 0x7Fu : 0x4Fu);
         EXPECT_EQ(open_files(), files);
     }

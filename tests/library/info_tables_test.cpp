@@ -58,7 +58,7 @@ TEST_F(info_tables_test, versions_by_address)
                   "ffffffff > 22: 8.9 22: 8.9; ff010000 > 22: 8.9 22: 8.9")) {
         EXPECT_EQ(versions(std::stoul(address, nullptr, 16)), expected) << address;
     }
-    the_bar.take_accesses();
+    accesses();
     version(kelvane_get_software_running, 0xFF01FFFF);
     EXPECT_EQ(the_bar.check_alive, words(15, 1));
     EXPECT_EQ(accesses(), "r1f04504+6 r1f04604+4 r1f04704+4 r1f04804");
@@ -199,7 +199,7 @@ TEST_F(info_tables_test, no_card_and_no_handle)
         [](auto h, auto *v) { return is_current_ver_later_or_equal(h, 5, 22, v); },
     };
     uint32_t value = 9;
-    the_bar.take_accesses();
+    accesses();
     for (const operation run : operations) {
         EXPECT_EQ(run(1, &value), 22);
     }

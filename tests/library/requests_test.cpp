@@ -53,7 +53,7 @@ TEST_F(requests_test, laser_and_traffic_type)
         EXPECT_EQ(kelvane_set_laser(0, 0xFF0000FF, 1, on_done, transaction), transaction == 5 ? 64173 : 0);
     }
     EXPECT_TRUE(log_has("ERROR kelvane_set_laser: returned rc = 64173 on manage_cmd_send "));
-    the_bar.take_accesses();
+    accesses();
     EXPECT_EQ(kelvane_set_laser(0, 0xFF0000FF, 1, on_done, 12), 16);
     EXPECT_EQ(kelvane_set_laser(0, 0xFF00FFFF, 1, on_done, 1), 22); // before the table is looked at
     EXPECT_EQ(kelvane_set_traffic_type(1, 0xFF0000FF, 1, on_done, 1), 22);

@@ -25,7 +25,7 @@ class wire_test : public firmware_test {
     int32_t call(const operation_row &row, kelvane_handle handle, uint32_t address)
     {
         firmware.next_reference(0x1234);
-        the_bar.take_accesses();
+        accesses();
         out = {};
         const int32_t rc = row.run(handle, address, out.word);
         const auto *end = std::ranges::find(out.word, guarded_words::UNWRITTEN);

@@ -125,7 +125,7 @@ firmware_test::firmware_test(const kelvane_init_device_t &device)
     open_gate();
     firmware.install();
     firmware.next_reference(0x1234);
-    the_bar.take_accesses();
+    the_bar.told();
     log_lines();
 }
 
@@ -134,7 +134,7 @@ int32_t firmware_test::deliver(uint32_t mbox, const std::vector<uint32_t> &heade
 {
     constexpr uint32_t BASES[] = {0x01C02000, 0x01C08000, 0x01C04000};
     offer_message(header, data, BASES[mbox]);
-    the_bar.take_accesses();
+    the_bar.told();
     return kelvane_asyc_resp_common(0, 0, mbox);
 }
 

@@ -6,28 +6,36 @@ recorded_bar the_bar;
 
 static constexpr uint32_t MEMORY = 0x02000000;
 
-int32_t recorded_bar::read(uint32_t offset, uint32_t *value, uint32_t alive)
+int32_t recorded_bar::access(bool write, uint32_t offset, uint32_t *value, uint32_t alive)
 {
+    constexpr int32_t FAILURE = 5;
     access_number++;
-    if (offset == failing_offset) {
-        return fail_with;
+    if (!write && offset == failing_offset) {
+        return FAILURE;
     }
     if (!memory.empty() && offset >= MEMORY) {
         const size_t index = (offset - MEMORY) / 4;
-        *value = index < memory.size() ? memory[index] : 0xFFFFFFFF;
+        if (write) {
+            memory.at(index) = *value;
+        } else {
+            *value = index < memory.size() ? memory[index] : 0xFFFFFFFF;
+        }
         return 0;
     }
     if (record) {
-        char text[16];
-        snprintf(text, sizeof text, "R %08x", offset);
-        accesses.emplace_back(text);
+        accesses_.push_back({write, offset, *value});
         check_alive.push_back(alive);
     }
     if (fail_from != 0 && access_number >= fail_from && access_number < fail_from + fail_count) {
-        return fail_with;
+        return FAILURE;
     }
     std::deque<uint32_t> &scripted = next_values[offset];
-    if (!scripted.empty()) {
+    if (write) {
+        word[offset] = *value;
+        if (on_write) {
+            on_write(offset, *value);
+        }
+    } else if (!scripted.empty()) {
         *value = scripted.front();
         scripted.pop_front();
     } else {
@@ -36,72 +44,35 @@ int32_t recorded_bar::read(uint32_t offset, uint32_t *value, uint32_t alive)
     return 0;
 }
 
-int32_t recorded_bar::write(uint32_t offset, uint32_t value, uint32_t alive)
-{
-    access_number++;
-    if (!memory.empty() && offset >= MEMORY) {
-        memory.at((offset - MEMORY) / 4) = value;
-        return 0;
-    }
-    if (record) {
-        char text[32];
-        snprintf(text, sizeof text, "W %08x=%08x", offset, value);
-        accesses.emplace_back(text);
-        check_alive.push_back(alive);
-    }
-    if (fail_from != 0 && access_number >= fail_from && access_number < fail_from + fail_count) {
-        return fail_with;
-    }
-    word[offset] = value;
-    if (on_write) {
-        on_write(offset, value);
-    }
-    return 0;
-}
-
-std::vector<std::string> recorded_bar::take_accesses()
-{
-    std::vector<std::string> taken;
-    taken.swap(accesses);
-    check_alive.clear();
-    return taken;
-}
-
 std::string recorded_bar::told()
 {
+    char hexadecimal[16];
+    const auto hex = [&hexadecimal](uint32_t number) {
+        snprintf(hexadecimal, sizeof hexadecimal, "%x", number);
+        return hexadecimal;
+    };
     std::string text;
-    uint32_t next = 1; // where the run goes on; 1 is no word's
-    bool writes = false;
-    uint64_t count = 0; // of reads, or of the last value
-    uint64_t last = 0;
+    recorded_access last = {false, 1, 0}; // no word's
+    size_t count = 0;                     // of reads, or of the last value
     const auto end_run = [&] {
-        if (count > 1) {
-            text += (writes ? "*" : "+") + std::to_string(count);
-        }
+        text += count > 1 ? (last.write ? "*" : "+") + std::to_string(count) : "";
         count = 0;
     };
-    for (const std::string &access : take_accesses()) {
-        const auto offset = static_cast<uint32_t>(std::stoul(access.substr(2), nullptr, 16));
-        const bool write = access[0] == 'W';
-        const uint64_t value = write ? std::stoull(access.substr(11), nullptr, 16) : 0;
-        char place[16];
-        char written[16];
-        snprintf(place, sizeof place, "%s%c%x", text.empty() ? "" : " ", write ? 'w' : 'r', offset);
-        snprintf(written, sizeof written, "%x", static_cast<uint32_t>(value));
-        const bool goes_on = write == writes && offset == next;
-        if (!goes_on) {
+    for (const recorded_access &it : accesses_) {
+        if (it.write != last.write || it.offset != last.offset + 4) {
             end_run();
-            text += write ? place + std::string("=") + written : place;
-        } else if (write && value != last) {
+            text += (text.empty() ? "" : " ") + std::string(it.write ? "w" : "r") + hex(it.offset);
+            text += it.write ? std::string("=") + hex(it.value) : "";
+        } else if (it.write && it.value != last.value) {
             end_run();
-            text += std::string(",") + written;
+            text += std::string(",") + hex(it.value);
         }
         count++;
-        last = value;
-        writes = write;
-        next = offset + 4;
+        last = it;
     }
     end_run();
+    accesses_.clear();
+    check_alive.clear();
     return text;
 }
 
@@ -110,10 +81,10 @@ kelvane_init_device_t recorded_bar_device(void)
     kelvane_init_device_t device{};
     device.notify_plugin_cb = [](kelvane_handle, kelvane_device_address, uint32_t) { return 0; };
     device.pci_read_cb = [](kelvane_handle, uint32_t, uint32_t offset, uint32_t *value, uint32_t alive) {
-        return the_bar.read(offset, value, alive);
+        return the_bar.access(false, offset, value, alive);
     };
     device.pci_write_cb = [](kelvane_handle, uint32_t, uint32_t offset, uint32_t value, uint32_t alive) {
-        return the_bar.write(offset, value, alive);
+        return the_bar.access(true, offset, &value, alive);
     };
     return device;
 }

@@ -15,8 +15,7 @@
 struct recorded_bar {
     std::map<uint32_t, uint32_t> word;                    // what a read gives; written words land here
     std::map<uint32_t, std::deque<uint32_t>> next_values; // given one by one before `word` is
-    std::vector<std::string> accesses;                    // "R 01c00004" or "W 01c00000=00000004"
-    std::vector<uint32_t> check_alive;                    // of each access
+    std::vector<uint32_t> check_alive;                    // of each access since they were told last
     bool record = true;
 
     // The words from 0x02000000 on, when there are any: quicker than `word`, and never recorded. Behind them
@@ -27,22 +26,25 @@ struct recorded_bar {
     // Called after each write, as the firmware would see it.
     std::function<void(uint32_t offset, uint32_t value)> on_write;
 
-    // Access number fail_from (from 1) and the fail_count - 1 behind it return fail_with.
+    // Access number fail_from (from 1) and the fail_count - 1 behind it fail.
     uint64_t fail_from = 0;
     uint64_t fail_count = 1;
-    int32_t fail_with = 5;
     uint64_t access_number = 0;
 
-    int32_t read(uint32_t offset, uint32_t *value, uint32_t alive);
-    int32_t write(uint32_t offset, uint32_t value, uint32_t alive);
+    int32_t access(bool write, uint32_t offset, uint32_t *value, uint32_t alive);
 
-    // The record, and an empty one from here on.
-    std::vector<std::string> take_accesses();
-
-    // The same on one line, hexadecimal: "r1c00004 w1c00100=9,1234,ffffffff*4 r1c02100+10". Writes to words
-    // that lie one behind the other stand behind one '=', a value that comes again with its count; such reads
-    // with their count behind a '+'.
+    // The accesses since the last call on one line, hexadecimal: "r1c00004 w1c00100=9,1234,ffffffff*4
+    // r1c02100+10". Writes to words that lie one behind the other stand behind one '=', a value that comes
+    // again with its count; such reads with their count behind a '+'.
     std::string told();
+
+  private:
+    struct recorded_access {
+        bool write;
+        uint32_t offset;
+        uint32_t value;
+    };
+    std::vector<recorded_access> accesses_;
 };
 
 // The card that the callbacks below reach; one a test.
