@@ -13,10 +13,10 @@
 #include "firmware_card.h"
 #include "firmware_operations.h"
 #include "fuzz_checks.h"
-#include "fuzz_folder.h"
 #include "kelvane_trace_defs.h"
 #include "lifecycle/driver.h"
 #include "mbox/model.h"
+#include "support/temporary_folder.h"
 #include "support/virtual_time.h"
 
 namespace {
@@ -45,7 +45,7 @@ struct process {
         must(kelvane_init_driver() == 0, "no driver", "kelvane_init_driver");
     }
 
-    fuzz_folder folder;
+    host_folder folder;
     virtual_time time;
 };
 

@@ -9,11 +9,11 @@
 #include "firmware_log/arm_trace.h"
 #include "firmware_log/eprom_trace.h"
 #include "fuzz_checks.h"
-#include "fuzz_folder.h"
 #include "fuzz_input.h"
 #include "kelvane_bar.h"
 #include "kelvane_trace_defs.h"
 #include "lifecycle/driver.h"
+#include "support/temporary_folder.h"
 #include "support/virtual_time.h"
 
 namespace {
@@ -104,7 +104,7 @@ struct process {
         local_handles_array[0].pci_mapped = 1;
     }
 
-    fuzz_folder folder;
+    host_folder folder;
     virtual_time time;
 };
 

@@ -7,10 +7,10 @@
 
 #include "client/fake_kelvane.h"
 #include "fuzz_checks.h"
-#include "fuzz_folder.h"
 #include "mock_client/client.h"
 #include "mock_client/commands.h"
 #include "mock_client/prompt.h"
+#include "support/temporary_folder.h"
 
 namespace {
 
@@ -64,7 +64,7 @@ void run_lines(FILE *lines)
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
-    static const fuzz_folder folder;
+    static const host_folder folder;
     if (size < 2) {
         return 0;
     }

@@ -11,7 +11,6 @@
 #include "kelvane_trace_defs.h"
 #include "lifecycle/driver.h"
 #include "mbox/model.h"
-#include "platform/host_tree.h"
 
 // The library's mutexes are of the error-checking kind: releasing one that another thread holds, or
 // destroying one that is held, is an error code that tests provoke. The thread sanitizer is to look for
@@ -24,11 +23,6 @@ extern "C" const char *__tsan_default_options()
 
 library_test::library_test()
 {
-    std::filesystem::create_directories(folder.path + "/root");
-    std::filesystem::create_directories(folder.path + "/rings");
-    setenv(HOST_TREE_VARIABLE, folder.path.c_str(), 1);
-    setenv("KELVANE_TRACE_DIR", (folder.path + "/rings").c_str(), 1);
-    host_tree_forget();
     driver_starts_threads = false;
     the_bar = recorded_bar{};
 }

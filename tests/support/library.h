@@ -40,7 +40,7 @@ class library_test : public testing::Test {
     void open_gate();
     void close_gate();
 
-    temporary_folder folder;
+    host_folder folder;
     virtual_time time;
 
   private:

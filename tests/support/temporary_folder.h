@@ -1,4 +1,4 @@
-// A folder of the test's own, gone with everything in it at the end.
+// Folders of a test's own, gone with everything in them at the end.
 #ifndef TESTS_SUPPORT_TEMPORARY_FOLDER_H
 #define TESTS_SUPPORT_TEMPORARY_FOLDER_H
 
@@ -7,6 +7,8 @@
 #include <fstream>
 #include <stdexcept>
 #include <string>
+
+#include "platform/host_tree.h"
 
 class temporary_folder {
   public:
@@ -36,6 +38,19 @@ class temporary_folder {
     {
         std::string name = (std::filesystem::temp_directory_path() / "kelvane_test_XXXXXX").string();
         return mkdtemp(name.data()) != nullptr ? name : throw std::runtime_error("mkdtemp failed");
+    }
+};
+
+// One that is the host's tree, with its trace rings.
+class host_folder : public temporary_folder {
+  public:
+    host_folder()
+    {
+        std::filesystem::create_directories(path + "/root");
+        std::filesystem::create_directories(path + "/rings");
+        setenv(HOST_TREE_VARIABLE, path.c_str(), 1);
+        setenv("KELVANE_TRACE_DIR", (path + "/rings").c_str(), 1);
+        host_tree_forget();
     }
 };
 

@@ -6,8 +6,7 @@
 #include <thread>
 
 #include "card_simulator/card.h"
-#include "platform/host_tree.h"
-#include "support/library.h"
+#include "support/temporary_folder.h"
 
 std::array<sequence, KELVANE_SIRANE_COUNT> batches;
 std::array<sequence, KELVANE_SIRANE_COUNT> alarms;
@@ -16,7 +15,7 @@ namespace {
 
 card *the_card;
 std::thread *card_thread;
-temporary_folder *the_folder;
+host_folder *the_folder;
 std::atomic<bool> card_ends;
 
 int32_t batch_came(kelvane_handle, kelvane_device_address address, const kelvane_global_pm *, uint64_t number)
@@ -46,10 +45,7 @@ void run_card(uint64_t pause_ns)
 
 void start_work(uint64_t pause_ns, uint64_t subscribe_pause_ns, kelvane_notify_plugin_cb plugin_cb)
 {
-    the_folder = new temporary_folder;
-    setenv(HOST_TREE_VARIABLE, the_folder->path.c_str(), 1);
-    setenv("KELVANE_TRACE_DIR", the_folder->path.c_str(), 1);
-    host_tree_forget();
+    the_folder = new host_folder;
     the_card = card_create(card_options{});
     card_thread = new std::thread(run_card, pause_ns);
     kelvane_init_device_t device{};

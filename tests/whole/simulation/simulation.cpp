@@ -14,7 +14,6 @@
 
 #include "kelvane.h"
 #include "lifecycle/driver.h"
-#include "platform/host_tree.h"
 #include "support/library.h"
 #include "whole/simulation/world.h"
 
@@ -94,15 +93,11 @@ int main(int argc, char **argv)
     options.add_option("--log", log, "the library's log goes into this file");
     CLI11_PARSE(options, argc, argv);
     count = single->count() != 0 ? 1 : count;
-    const temporary_folder folder;
-    std::filesystem::create_directories(folder.path + "/root");
+    const host_folder folder;
     if (!log.empty()) {
         std::ofstream{log};
         std::filesystem::create_symlink(std::filesystem::absolute(log), folder.path + "/root/kelvane.log");
     }
-    setenv(HOST_TREE_VARIABLE, folder.path.c_str(), 1);
-    setenv("KELVANE_TRACE_DIR", folder.path.c_str(), 1);
-    host_tree_forget();
     driver_starts_threads = false;
     const int own_output = dup(STDOUT_FILENO);
     simulation_report = own_output < 0 ? nullptr : fdopen(own_output, "w");
