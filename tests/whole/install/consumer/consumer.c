@@ -1,5 +1,6 @@
-/* An application that calls the installed library and its companion. */
+/* An application that calls the installed library and its companion, and knows nothing else of them. */
 #include <stdio.h>
+#include <string.h>
 
 #include <kelvane.h>
 #include <platform/uio.h>
@@ -8,8 +9,14 @@ int main(void)
 {
     uint32_t major = 0;
     uint32_t minor = 0;
+    uint32_t value = 0;
+    kelvane_init_device_t no_callbacks;
 
     kelvane_get_sw_sdk_version(&major, &minor);
-    printf("%u.%u %s\n", major, minor, uio_find_devices_by_name("no such card") == NULL ? "none" : "found");
+    memset(&no_callbacks, 0, sizeof no_callbacks);
+    printf("%u.%u %s ", major, minor, uio_find_devices_by_name("no such card") == NULL ? "none" : "found");
+    printf("%s %d %d %x\n", kelvane_arm_error_to_string(ORDUNE_MBOX_BUSY),
+           kelvane_read_register(0, KELVANE_ADDRESS_SIRANE(0), 0x9010, &value),
+           kelvane_device_create(no_callbacks), KELVANE_ADDRESS_HOST_PORT(2, 1));
     return 0;
 }

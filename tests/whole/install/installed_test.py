@@ -1,0 +1,151 @@
+#!/usr/bin/env python3
+"""The library as those meet it who have nothing but what was installed, in a folder that was moved since.
+
+usage: installed_test.py [CLASS.TEST]; BUILD, CMAKE, CC, CXX and CFLAGS come in the environment.
+"""
+import os
+import pathlib
+import re
+import shutil
+import signal
+import subprocess
+import sys
+import unittest
+
+HERE = pathlib.Path(__file__).resolve().parent
+sys.path.insert(0, str(HERE.parent))
+from programs_test import Bench, Program  # pylint: disable=wrong-import-position
+
+STRICT = ("-Wall", "-Wextra", "-Wpedantic", "-Wconversion", "-Werror")
+
+
+class Installed(Bench):
+    def setUp(self):
+        super().setUp()
+        self.run_program(os.environ["CMAKE"], "--install", os.environ["BUILD"], "--prefix", self.folder / "first")
+        self.prefix = (self.folder / "first").rename(self.folder / "prefix")
+        self.libraries = next(self.prefix.rglob("libkelvane_platform.a")).parent
+        self.environment["PKG_CONFIG_PATH"] = str(self.libraries / "pkgconfig")
+
+    def run_program(self, *words, **environment):
+        """What it says on standard output; its status must be 0."""
+        done = subprocess.run([str(word) for word in words], env={**os.environ, **self.environment, **environment},
+                              capture_output=True, text=True, check=False)
+        self.assertEqual(done.returncode, 0, f"{words}\n{done.stdout}{done.stderr}")
+        return done.stdout
+
+    def test_every_header_stands_alone(self):
+        headers = sorted(self.prefix.glob("include/**/*.h"), key=lambda header: header.name)
+        self.assertEqual([header.name for header in headers], [
+            "host_tree.h", "kelvane.h", "kelvane_arm_errors.h", "kelvane_records.h", "kelvane_reserved.h", "mmio.h",
+            "uio.h"])
+        for header in headers:
+            for compiler, language in (("CC", ("-std=c11", "-xc")), ("CXX", ("-std=c++20", "-xc++"))):
+                self.run_program(os.environ[compiler], *language, *STRICT, "-fsyntax-only",
+                                 f"-I{self.prefix}/include/kelvane", header)
+
+    def test_an_application_is_built_and_runs(self):
+        said = "1.43 none ORDUNE_MBOX_BUSY 22 -1 ff02ff01\n"
+        consumer = self.folder / "consumer"
+        self.run_program(os.environ["CMAKE"], "-S", HERE / "consumer", "-B", self.folder / "build",
+                         f"-DCMAKE_PREFIX_PATH={self.prefix}")
+        self.run_program(os.environ["CMAKE"], "--build", self.folder / "build")
+        for name in ("with_kelvane", "with_kelvane_static"):
+            self.assertEqual(self.run_program(self.folder / "build" / name), said)
+        for linked in ((), ("--static",)):
+            flags = self.run_program("pkg-config", "--cflags", "--libs", *linked, "kelvane", "kelvane-platform").split()
+            self.run_program(os.environ["CC"], "-std=c11", *STRICT, *os.environ["CFLAGS"].split(),
+                             HERE / "consumer/consumer.c", "-o", consumer, *flags)
+            self.assertEqual(self.run_program(consumer, LD_LIBRARY_PATH=str(self.libraries)), said)
+            for library in self.libraries.glob("libkelvane.so*"):
+                library.unlink()
+
+
+class Monitor(Installed):
+    """The example, watching a card."""
+
+    def setUp(self):
+        super().setUp()
+        shutil.copytree(next(self.prefix.rglob("monitor.c")).parent, self.folder / "monitor")
+        self.run_program("make", "--directory", self.folder / "monitor")
+
+    def start(self):
+        # A shell lets its background jobs ignore SIGINT; the monitor has to cope with that, too.
+        card, self.monitor = self.start_card(), Program(
+            self, "env", "--ignore-signal=INT", self.folder / "monitor/monitor")
+        self.addCleanup(card.kill)
+        self.wait_for_line("keep-alive  +board  +the firmware is alive$")
+
+    def card(self, *verb):
+        return self.run_program(self.prefix / "bin/card_simulator", "--send", "--host", self.host, *verb)
+
+    def wait_for_line(self, pattern):
+        """The next one that matches, behind the time."""
+        while True:
+            self.monitor.wait_for("\n")
+            line = self.monitor.out[:self.monitor.found - 1].rpartition("\n")[2]
+            if matched := re.match(r"[0-9:]{8}\.[0-9]{3}  " + pattern, line):
+                return matched
+
+    def assert_subscriptions(self, count):
+        for device in ("1", "4", "7"):
+            self.assertEqual(len(re.findall("(pm batches|alarm changes) on", self.card("show", device))), count)
+
+    def wait_for_subscription_after(self, action):
+        """The one that the monitor asks for last, with the reference of its request."""
+        def last():
+            return re.findall("alarm changes on.*", self.card("show", "7"))
+        before = last()
+        action()
+        while last() in (before, []):
+            pass
+
+    def end(self):
+        self.monitor.process.send_signal(signal.SIGINT)
+        self.assertEqual((self.monitor.wait(), self.monitor.err), (0, ""))
+
+    def test_says_what_is_wrong(self):
+        monitor = Program(self, self.folder / "monitor/monitor")
+        self.assertEqual(monitor.wait(), 1)
+        self.assertEqual(monitor.err, f"monitor: no UIO device ZYNQFPGA below {self.host}/sys/class/uio: "
+                                      "No such file or directory\n")
+
+    def test_watches_until_interrupted(self):
+        self.start()
+        self.assert_subscriptions(2)
+
+        def restart():
+            self.card("restart")
+            self.card("hang")
+            self.wait_for_line("keep-alive  +board  +the firmware does not answer$")
+            self.card("resume")
+            self.wait_for_line("keep-alive  +board  +the firmware is alive$")
+        self.wait_for_subscription_after(restart)
+        self.assert_subscriptions(2)
+        self.end()
+        self.assert_subscriptions(0)
+
+    def test_hears_what_the_card_says(self):
+        self.start()
+        self.card("batch-interval", "200")
+        heard = set()
+        while heard != {"0", "1", "2"}:
+            heard.add(self.wait_for_line("performance  +sirane ([012]) port 1  +batch [0-9]+: OSNR [0-9.]+ dB, "
+                                         "pre-FEC BER [0-9.e+-]+, ")[1])
+        for verb, line in (("alarm raise 1.n0 RX_NTWK_LOF", "alarms  +sirane 0  +host 0 0 0 0, network 2000 0, module "),
+                           ("unplug 6", "plug-in  +sirane 1 port 1  +module state 0$"),
+                           ("plug 6", "plug-in  +sirane 1 port 1  +module state 1$"),
+                           ("upset uncorrectable", r"generic  +board  +uncorrectable upset \(1\)$")):
+            self.card(*verb.split())
+            self.wait_for_line(line)
+
+        def restart():
+            self.card("restart", "warm")
+            self.wait_for_line(r"restart  +board  +1 \(warm\)$")
+            self.wait_for_line(r"restart  +board  +4 \(warm, done\)$")
+        self.wait_for_subscription_after(restart)
+        self.end()
+
+
+if __name__ == "__main__":
+    unittest.main()
