@@ -163,35 +163,20 @@ check "no tree is named" equal "${KELVANE_HOST_ROOT-unset}" unset
 
 start_card
 check "the card is ready" says ready /tmp/card
-check "a second card is refused" equal "$(card_simulator --host /tmp/card --quiet 2>&1 </dev/null; echo $?)" \
-    "card_simulator: a card runs on /tmp/card already, process $card_pid
-1"
 check "no interrupt before a client comes" equal "$(counted_by_uio)" 0
 
 start_client
-check "the client comes up to its prompt" equal "$(prompts)" 1
-check "the firmware's version is read" says said '>>> Running Firmware Version for device (0): (5.16)'
-check "and compatible" says said '>>> SDK And Firmware are compatible'
+check "the client comes up" says said '>>> SDK And Firmware are compatible'
 check "no call failed" equal "$(grep -c '^failed' said)" 0
 check "the process maps the device" says "/proc/$client_pid/maps" /dev/uio0
 check "one thread waits for interrupts" equal "$(blocking_reads | wc -l)" 1
 
-type_line 'read 1 9000'
-check "read" says answer 'Value of register 0x00009000 on device 0xff00ffff is 0x000051a0'
 type_line 'write 1 9010 1234'
-check "write" says answer 'passed'
 type_line 'read 1 9010'
-check "and read again" says answer 'Value of register 0x00009010 on device 0xff00ffff is 0x00001234'
-check "the card has it" equal "$(card show | grep -c 'register 0x9010 = 0x00001234')" 1
-type_line 'version 0'
-check "version" says answer '>>> Running Firmware Version for device (0): (5.16)'
-
+check "write and read" says answer 'Value of register 0x00009010 on device 0xff00ffff is 0x00001234'
 check "an alarm is raised" card alarm raise 5 RX_NTWK_LOF
 type_line 'alarms 4'
 check "alarms" says answer 'RX Network LOF (Loss of Frame)                     : 1'
-check "no reading failed" equal "$(grep -c failed answer)" 0
-type_line 'pm 4'
-check "pm" says answer 'Sirane temperature'
 
 raised=$(raised_by_card)
 check "the card raised interrupts" test "$raised" -ge 10
@@ -199,22 +184,23 @@ check "UIO counted each" equal "$(counted_by_uio)" "$raised"
 check "so did the kernel" equal "$(counted_by_kernel)" "$raised"
 check "quit" quit_client
 
-# A completion that comes while the caller waits for it, with and without interrupts.
-start_client -a 1
-counted=$(counted_by_uio)
-reads=$(blocking_reads)
-type_line 'init 1'
-check "asynchronous requests are completed" says answer 'mock_client:laser config done'
+# complete_requests DEVICE: asynchronous requests, completed while the client waits for them.
+complete_requests()
+{
+    start_client -a 1
+    counted=$(counted_by_uio)
+    reads=$(blocking_reads)
+    type_line "init $1"
+    check "asynchronous requests are completed" says answer 'mock_client:laser config done'
+}
+
+complete_requests 1
 check "with interrupts" test "$(counted_by_uio)" -gt "$counted"
 check "that woke the client's thread" test "$(blocking_reads)" -gt "$reads"
 check "quit" quit_client
 
-start_client -a 1
 check "the card keeps its interrupts to itself" card drop-interrupt always
-counted=$(counted_by_uio)
-reads=$(blocking_reads)
-type_line 'init 7'
-check "asynchronous requests are completed" says answer 'mock_client:laser config done'
+complete_requests 7
 check "without interrupts" equal "$(counted_by_uio)" "$counted"
 check "and without the client's thread" equal "$(blocking_reads)" "$reads"
 check "quit" quit_client
