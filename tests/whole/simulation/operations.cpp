@@ -54,7 +54,7 @@ template <typename send_type> int32_t request(send_type send)
     const size_t id = simulation.requests.size();
     simulation.requests.push_back({});
     const int32_t rc = send(id);
-    simulation.requests[id].state = rc == 0 ? request_state::sent : request_state::failed;
+    simulation.requests[id].sent = rc == 0;
     return rc;
 }
 

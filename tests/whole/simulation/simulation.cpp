@@ -2,13 +2,11 @@
 // accesses and outcomes.
 #include <CLI/CLI.hpp>
 
-#include <algorithm>
 #include <cinttypes>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <functional>
 #include <string>
 #include <unistd.h>
 
@@ -19,63 +17,18 @@
 
 namespace {
 
-constexpr uint64_t SECOND = 1000000000;
-constexpr uint64_t PATIENCE_NS = 100000 * SECOND; // of the virtual clock
-constexpr uint64_t COMPARED_EVERY = 50;           // seeds that run twice
+constexpr uint64_t COMPARED_EVERY = 50; // seeds that run twice
 
-void settle(const std::function<bool()> &settled, const char *what)
-{
-    if (!fibers_run(settled, fibers_clock() + PATIENCE_NS)) {
-        simulation_failed(std::string("this never comes: ") + what);
-    }
-}
-
-bool has_every_outcome()
-{
-    const auto sent = std::ranges::count_if(simulation.requests, [](const simulated_request &request) {
-        return request.state == request_state::sent;
-    });
-    const bool each = std::ranges::all_of(simulation.requests, [](const simulated_request &request) {
-        return request.state != request_state::sent || request.outcomes > 0;
-    });
-    return simulation.was_lied_to ? simulation.outcomes >= static_cast<uint64_t>(sent) : each;
-}
-
-// The digest of the run.
 uint64_t run_seed(uint64_t seed)
 {
-    world_start(seed);
-    trace_level_mask_set(seed % 16 == 0 || simulation.logs ? 0x7F : 0x05);
-    simulation.working = 1;
-    fibers_add([] {
+    return world_run(seed, [] {
         kelvane_pci_mapped(0, 1, 0, 0);
         kelvane_enable_msi(0, 1);
         for (uint32_t number = 0; number < 2; number++) {
             simulation.working++;
             fibers_add([number] { application(number); });
         }
-        simulation.working--;
     });
-    settle([] { return simulation.working == 0; }, "the applications' end");
-    world_heal();
-    simulation.working = 1;
-    fibers_add([] {
-        wait_sleep(3 * SECOND); // a restarted firmware is up again
-        last_word();
-        simulation.working = 0;
-    });
-    settle([] { return simulation.working == 0; }, "the last link-up");
-    if (!simulation.aged_unmapped && !simulation.was_struck) {
-        settle(has_every_outcome, "the outcome of a request");
-    }
-    simulation.low_priority_ends = true;
-    settle([] { return simulation.low_priority_ended; }, "the end of the low-priority thread");
-    simulation.ends = true;
-    settle([] { return false; }, "the end of the library's threads");
-    world_account();
-    simulation_note(fibers_clock());
-    world_stop();
-    return simulation.digest;
 }
 
 } // namespace

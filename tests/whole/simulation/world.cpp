@@ -1,5 +1,6 @@
 #include "whole/simulation/world.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cinttypes>
 #include <cstdio>
@@ -22,7 +23,8 @@ namespace {
 
 constexpr uint64_t MS = 1000000;
 constexpr uint64_t SECOND = 1000 * MS;
-constexpr uint64_t ACCESSES_MOST = 20'000'000; // a step that makes more does not end
+constexpr uint64_t PATIENCE_NS = 100000 * SECOND; // of the virtual clock
+constexpr uint64_t ACCESSES_MOST = 20'000'000;    // a step that makes more does not end
 constexpr uint32_t GIVES_WAY_EVERY = 30; // accesses, about: where the system would take the processor away
 
 constexpr uint64_t LONG_STEP = 5000;              // accesses: something is polled
@@ -79,8 +81,13 @@ int32_t read_word(kelvane_handle, uint32_t, uint32_t offset, uint32_t *value, ui
 int32_t write_word(kelvane_handle, uint32_t, uint32_t offset, uint32_t value, uint32_t)
 {
     note_access(static_cast<uint64_t>(offset) << 32 | value);
-    if (bus_fault_strikes() && simulation.bus_fault_kind == FAILS) {
-        return 5;
+    if (bus_fault_strikes()) {
+        if (simulation.bus_fault_kind == FAILS) {
+            return 5;
+        }
+        if (!simulation.bus_spoils) { // a bus that lies for long lies to its readers
+            value = lie(simulation.bus_fault_kind, value, static_cast<uint32_t>(choose(32)));
+        }
     }
     card_host_write(simulation.it, offset, value);
     return 0;
@@ -168,7 +175,7 @@ void simulation_tell(const std::string &step)
     }
 }
 
-void world_start(uint64_t seed)
+static void world_start(uint64_t seed)
 {
     const bool tells = simulation.tells;
     const bool logs = simulation.logs;
@@ -176,6 +183,7 @@ void world_start(uint64_t seed)
     simulation.seed = seed;
     simulation.tells = tells;
     simulation.logs = logs;
+    trace_level_mask_set(seed % 16 == 0 || logs ? 0x7F : 0x05);
     choices_start(seed);
     constexpr struct {
         uint32_t major, minor;
@@ -218,7 +226,27 @@ void world_start(uint64_t seed)
     fibers_add_response_threads(simulation.ends);
 }
 
-void world_heal()
+namespace {
+
+void settle(const std::function<bool()> &settled, const char *what)
+{
+    if (!fibers_run(settled, fibers_clock() + PATIENCE_NS)) {
+        simulation_failed(std::string("this never comes: ") + what);
+    }
+}
+
+void run_to_its_end(const std::function<void()> &body, const char *what)
+{
+    simulation.working = 1;
+    fibers_add([&body] {
+        body();
+        simulation.working--;
+    });
+    settle([] { return simulation.working == 0; }, what);
+}
+
+// Everything that an armed fault, a hung or removed card still holds up is let go.
+void heal()
 {
     simulation.bus_spoils = false;
     std::string ignored;
@@ -227,38 +255,52 @@ void world_heal()
     }
 }
 
-static bool accounts_are_right()
+bool has_every_outcome()
 {
-    uint64_t sent = 0;
-    bool some_are_missing = false;
-    bool some_are_doubled = false;
-    for (const simulated_request &request : simulation.requests) {
-        const bool is_sent = request.state == request_state::sent;
-        sent += is_sent ? 1 : 0;
-        some_are_missing = some_are_missing || (is_sent && request.outcomes == 0);
-        some_are_doubled = some_are_doubled || request.outcomes > 1;
-    }
-    if (simulation.was_lied_to) { // only their number is right
-        some_are_missing = simulation.outcomes < sent;
-        some_are_doubled = simulation.outcomes > simulation.requests.size();
-    }
-    return !some_are_doubled && (!some_are_missing || simulation.was_struck);
+    const auto sent = std::ranges::count_if(simulation.requests, &simulated_request::sent);
+    return simulation.was_lied_to ? simulation.outcomes >= static_cast<uint64_t>(sent)
+                                  : std::ranges::all_of(simulation.requests, [](const simulated_request &it) {
+                                        return !it.sent || it.outcomes > 0;
+                                    });
 }
 
-void world_account()
+bool no_outcome_is_doubled()
 {
-    if (!simulation.aged_unmapped && !accounts_are_right()) {
-        simulation_failed("a request has no outcome, or one too many");
+    return simulation.was_lied_to
+               ? simulation.outcomes <= simulation.requests.size() // only their number is right
+               : std::ranges::all_of(simulation.requests,
+                                     [](const simulated_request &it) { return it.outcomes <= 1; });
+}
+
+} // namespace
+
+uint64_t world_run(uint64_t seed, const std::function<void()> &body)
+{
+    world_start(seed);
+    run_to_its_end(body, "the applications' end");
+    heal();
+    run_to_its_end(
+        [] {
+            wait_sleep(3 * SECOND); // a restarted firmware is up again
+            last_word();
+        },
+        "the last link-up");
+    if (!simulation.aged_unmapped && !simulation.was_struck) {
+        settle(has_every_outcome, "the outcome of a request");
     }
-    const std::string held = held_locks();
-    if (!held.empty() && !simulation.locks_are_kept) {
+    simulation.low_priority_ends = true;
+    settle([] { return simulation.low_priority_ended; }, "the end of the low-priority thread");
+    simulation.ends = true;
+    settle([] { return false; }, "the end of the library's threads");
+    if (!simulation.aged_unmapped && !no_outcome_is_doubled()) {
+        simulation_failed("a request has an outcome too many");
+    }
+    if (const std::string held = held_locks(); !held.empty() && !simulation.locks_are_kept) {
         simulation_failed("somebody holds " + held);
     }
-}
-
-void world_stop()
-{
+    simulation_note(fibers_clock());
     fibers_end();
     card_destroy(simulation.it);
     simulation.it = nullptr;
+    return simulation.digest;
 }

@@ -11,11 +11,9 @@
 #include "kelvane.h"
 #include "whole/simulation/library_fibers.h"
 
-enum class request_state { unsent, sent, failed };
-
 // An asynchronous request; its transaction id is its index.
 struct simulated_request {
-    request_state state = request_state::unsent;
+    bool sent = false;
     uint32_t outcomes = 0;
 };
 
@@ -68,17 +66,10 @@ void simulation_note(uint64_t number);
 
 void simulation_tell(const std::string &step);
 
-// A card with one of the firmware versions and the library on it, created and not mapped. The library's
-// driver is initialised already.
-void world_start(uint64_t seed);
-
-// Everything that an armed fault, a hung or removed card still holds up is let go.
-void world_heal();
-
-// After the fibers have ended: nothing may be lost, locked or overwritten.
-void world_account();
-
-void world_stop();
+// A new card and the library on it, created and not mapped, of an initialised driver; `body` as a fiber
+// beside the library's threads. Whatever it adds to `working` is waited for. Then all is healed, the last
+// word is asked for, and nothing may be lost, doubled or locked. The digest of the run.
+uint64_t world_run(uint64_t seed, const std::function<void()> &body);
 
 // What an application does until it has had enough, and the one that looks whether all still works.
 void application(uint32_t number);
