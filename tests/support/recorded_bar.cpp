@@ -2,6 +2,8 @@
 
 #include <cstdio>
 
+#include <gtest/gtest.h>
+
 recorded_bar the_bar;
 
 static constexpr uint32_t MEMORY = 0x02000000;
@@ -80,10 +82,12 @@ kelvane_init_device_t recorded_bar_device(void)
 {
     kelvane_init_device_t device{};
     device.notify_plugin_cb = [](kelvane_handle, kelvane_device_address, uint32_t) { return 0; };
-    device.pci_read_cb = [](kelvane_handle, uint32_t, uint32_t offset, uint32_t *value, uint32_t alive) {
+    device.pci_read_cb = [](kelvane_handle, uint32_t bus, uint32_t offset, uint32_t *value, uint32_t alive) {
+        EXPECT_EQ(bus, 0u);
         return the_bar.access(false, offset, value, alive);
     };
-    device.pci_write_cb = [](kelvane_handle, uint32_t, uint32_t offset, uint32_t value, uint32_t alive) {
+    device.pci_write_cb = [](kelvane_handle, uint32_t bus, uint32_t offset, uint32_t value, uint32_t alive) {
+        EXPECT_EQ(bus, 0u);
         return the_bar.access(true, offset, &value, alive);
     };
     return device;
