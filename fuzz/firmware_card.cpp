@@ -1,10 +1,6 @@
 #include "firmware_card.h"
 
-#include <algorithm>
 #include <iterator>
-
-#include "card/info_tables.h"
-#include "kelvane_bar.h"
 
 firmware_card the_card;
 
@@ -16,33 +12,44 @@ constexpr int32_t ACCESS_FAILS = 5;
 constexpr uint32_t VERSIONS[] = {0x00050016, 0, 0x00050015, 0x0005000A, 0x00050009, 0x00020006, 0xFFFFFFFF};
 constexpr uint32_t STATES[] = {0, 1, 2, 4, 8, 16, 1024, 2048, 6, 20, 0xFFFFFFFF, 2, 4, 2, 4};
 
-enum place { STATE_OF_FIRMWARE, STATE_OF_HOST, MESSAGE, ELSEWHERE };
+// The host's state registers; the firmware's are the words behind them. Four of each sirane, and two.
+constexpr uint32_t COMMAND = 0x01C00000, DAP = 0x01C0C000, KEEP_ALIVE = 0x01C0C008, DAP_AREA = 0x01F08000;
+constexpr uint32_t OFFERING[] = {0x01C02000, 0x01C08000, 0x01C04000}; // answers, performance, alarms
+constexpr uint32_t SIRANE = 0x00100000;
+constexpr uint32_t AREA = 0x100; // of a mailbox's message, behind its registers
+constexpr uint32_t HEADER_WORDS = 6, WORDS_MOST = HEADER_WORDS + 1978, WORDS_KEPT = HEADER_WORDS + 64;
+
+constexpr uint32_t CONTROLLER_TABLE = 0x01F04000, BUNDLE_VERSION = 0x01F04004, TABLES_END = 0x01F04F20;
+constexpr uint32_t MSI_STATUS = 0x24, MSI_SOURCE = 0x2C;
 
 struct spot {
-    place what = ELSEWHERE;
-    card_mailbox *mailbox = nullptr;
-    uint32_t mbox = MBOX_NONE;
-    uint32_t sirane_id = 0;
-    uint32_t word = 0; // of the message, header included
+    enum { FIRMWARE_STATE, HOST_STATE, MESSAGE, ELSEWHERE } what;
+    uint32_t base; // the host's state register
+    uint32_t word; // of the message, header included
 };
 
 spot find(uint32_t offset)
 {
-    for (uint32_t sirane_id = 0; sirane_id < SIRANE_COUNT; sirane_id++) {
-        for (uint32_t mbox = 0; mbox < MBOX_COUNT; mbox++) {
-            const mbox_registers registers = mbox_registers_of(sirane_id, mbox);
-            const uint32_t word = (offset - registers.mailbox_addr) / 4;
-            const bool in_message = registers.mailbox_addr != 0 && offset >= registers.mailbox_addr &&
-                                    word < MBOX_HEADER_WORDS + MBOX_DATA_WORDS;
-            if (in_message || offset == registers.waiting_reg || offset == registers.resp_reg_to_write) {
-                const place what = in_message                        ? MESSAGE
-                                   : offset == registers.waiting_reg ? STATE_OF_FIRMWARE
-                                                                     : STATE_OF_HOST;
-                return {what, &the_card.mailbox[sirane_id][mbox], mbox, sirane_id, word};
-            }
+    const auto look = [offset](uint32_t base, uint32_t area) -> spot {
+        const uint32_t word = (offset - area) / 4;
+        return offset == base + 4                                 ? spot{spot::FIRMWARE_STATE, base, 0}
+               : offset == base                                   ? spot{spot::HOST_STATE, base, 0}
+               : area != 0 && offset >= area && word < WORDS_MOST ? spot{spot::MESSAGE, base, word}
+                                                                  : spot{spot::ELSEWHERE, 0, 0};
+    };
+    for (const spot &it : {look(DAP, DAP_AREA), look(KEEP_ALIVE, 0)}) {
+        if (it.what != spot::ELSEWHERE) {
+            return it;
         }
     }
-    return {};
+    const bool is_sirane = offset >= COMMAND && offset < COMMAND + 3 * SIRANE;
+    const uint32_t base = offset & ~0x1FFFu;
+    return is_sirane && (base & 0xFFFFF) <= 0x8000 ? look(base, base + AREA) : spot{spot::ELSEWHERE, 0, 0};
+}
+
+bool is_command(uint32_t base)
+{
+    return (base & ~0x00300000u) == (COMMAND & ~0x00300000u) && base >= COMMAND;
 }
 
 uint32_t odd_or(uint32_t right)
@@ -54,71 +61,54 @@ uint32_t odd_or(uint32_t right)
     return byte == 0xFF ? the_card.input->word() : STATES[byte % std::size(STATES)];
 }
 
-uint32_t message_word(card_mailbox &mailbox, uint32_t word)
+uint32_t message_word(uint32_t offset, uint32_t word)
 {
     if (word == 0) {
         const uint8_t byte = the_card.input->byte();
-        mailbox.wrong_header_words = byte < 0x80 ? 0 : byte & 0x3F;
+        the_card.wrong_header_words = byte < 0x80 ? 0 : byte & 0x3F;
     }
-    if (word < MBOX_HEADER_WORDS) {
-        const bool wrong = (mailbox.wrong_header_words >> word & 1) != 0;
-        const uint32_t value = wrong ? the_card.input->word() : mailbox.header[word];
+    if (word < HEADER_WORDS) {
+        const bool wrong = (the_card.wrong_header_words >> word & 1) != 0;
+        const uint32_t value = wrong ? the_card.input->word() : the_card.word[offset];
         if (word == 5) {
             the_card.shown_results.push_back(value);
         }
         return value;
     }
-    const uint32_t index = word - MBOX_HEADER_WORDS;
-    if (index == 0) {
-        mailbox.data_kind = the_card.input->byte() % 5;
+    if (word == HEADER_WORDS) {
+        the_card.data_kind = the_card.input->byte() % 5;
     }
-    switch (mailbox.data_kind) {
+    switch (the_card.data_kind) {
     case 1:
         return 0xFFFFFFFF;
     case 2:
         return the_card.input->word();
     case 3:
-        return index * 0x9E3779B1;
+        return (word - HEADER_WORDS) * 0x9E3779B1;
     case 4:
         return 0x41414141; // text without an end
     default:
-        return index < std::size(mailbox.data) ? mailbox.data[index] : 0;
-    }
-}
-
-uint32_t table_word(uint32_t offset)
-{
-    const uint32_t zynq_word = (offset - ZYNQ_INFO_TABLE) / 4;
-    if (zynq_word == ZYNQ_RUNNING_BUNDLE_VERSION) {
-        return the_card.firmware_version;
-    }
-    switch (the_card.table_kind) {
-    case 1:
-        return 0xFFFFFFFF;
-    case 2:
-        return the_card.input->word();
-    case 3:
-        return DDR_UPSET_UNCORRECTABLE;
-    default:
-        return 1;
+        return word < WORDS_KEPT ? the_card.word[offset] : 0;
     }
 }
 
 uint32_t word_elsewhere(uint32_t offset)
 {
-    if (offset == MSI_STATUS_REG) {
+    if (offset == MSI_STATUS) {
         const uint8_t byte = the_card.input->byte();
         return byte < 0x80 ? 0 : byte == 0xFF ? 0xFFFFFFFF : byte & 0x0F;
     }
-    if (offset >= msi_source_reg(0) && offset <= msi_source_reg(2)) {
+    if (offset >= MSI_SOURCE && offset < MSI_SOURCE + 12) {
         const uint8_t byte = the_card.input->byte();
-        return byte == 0xFF ? the_card.input->word() : byte % 8 + MSI_SOURCE_COMMAND;
+        return byte == 0xFF ? the_card.input->word() : byte % 8 + 16;
     }
-    if (offset >= ZYNQ_INFO_TABLE && offset < DDR_INFO_TABLE + 4 * DDR_INFO_WORDS) {
-        return table_word(offset);
+    if (offset >= CONTROLLER_TABLE && offset < TABLES_END) {
+        const uint32_t kinds[] = {1, 0xFFFFFFFF, 0, 0xBBCC0066, 1};
+        return offset == BUNDLE_VERSION   ? the_card.firmware_version
+               : the_card.table_kind == 2 ? the_card.input->word()
+                                          : kinds[the_card.table_kind];
     }
-    const auto written = the_card.other_words.find(offset);
-    return written == the_card.other_words.end() ? 0 : written->second;
+    return the_card.word[offset];
 }
 
 int32_t count_access(void)
@@ -133,61 +123,27 @@ int32_t read_word(kelvane_handle, uint32_t, uint32_t offset, uint32_t *value, ui
     if (count_access() != 0) {
         return ACCESS_FAILS;
     }
-    if (the_card.removed) {
-        *value = PCI_ALL_ONES;
-        return 0;
-    }
     const spot at = find(offset);
-    switch (at.what) {
-    case STATE_OF_FIRMWARE:
-        *value = odd_or(at.mailbox->state);
-        break;
-    case STATE_OF_HOST:
-        *value = at.mailbox->host_state;
-        break;
-    case MESSAGE:
-        // What the host itself wrote is read back as it is, until it is answered.
-        *value = at.mbox == MBOX_DAP && at.mailbox->state != MBOX_STATE_DONE
-                     ? the_card.other_words[offset]
-                     : message_word(*at.mailbox, at.word);
-        break;
-    case ELSEWHERE:
-        *value = word_elsewhere(offset);
-        break;
-    }
+    // What the host itself wrote for the DAP channel is read back as it is, until it is answered.
+    const bool own = at.what == spot::HOST_STATE ||
+                     (at.base == DAP && at.what == spot::MESSAGE && the_card.word[DAP + 4] != 2048);
+    *value = the_card.removed                  ? 0xFFFFFFFF
+             : own                             ? the_card.word[offset]
+             : at.what == spot::FIRMWARE_STATE ? odd_or(the_card.word[offset])
+             : at.what == spot::MESSAGE        ? message_word(offset, at.word)
+                                               : word_elsewhere(offset);
     return 0;
 }
 
 // The command that was just closed is answered with an echo, but for those whose answers come elsewhere.
-void answer(uint32_t sirane_id)
+void answer(uint32_t base)
 {
-    const card_mailbox &command = the_card.mailbox[sirane_id][MBOX_COMMAND];
-    const uint32_t cmd = command.header[0];
-    if (cmd == 24 || cmd == 35 || cmd == 36) {
-        return;
-    }
-    card_mailbox &response = the_card.mailbox[sirane_id][MBOX_RESPONSE];
-    std::copy(std::begin(command.header), std::end(command.header), response.header);
-    std::copy(std::begin(command.data), std::end(command.data), response.data);
-    response.state = MBOX_STATE_READY;
-}
-
-void follow_host(const spot &at, uint32_t value)
-{
-    card_mailbox &mailbox = *at.mailbox;
-    const uint32_t before = mailbox.state;
-    mailbox.host_state = value;
-    if (at.mbox == MBOX_KEEP_ALIVE) {
-        mailbox.state = value;
-    } else if (at.mbox == MBOX_DAP) {
-        mailbox.state = value == MBOX_STATE_READY ? static_cast<uint32_t>(MBOX_STATE_DONE) : value;
-    } else if (at.mbox == MBOX_COMMAND) {
-        mailbox.state = value == MBOX_STATE_READY ? static_cast<uint32_t>(MBOX_STATE_READY) : MBOX_STATE_IDLE;
-        if (value == MBOX_STATE_IDLE && before == MBOX_STATE_READY) {
-            answer(at.sirane_id);
+    const uint32_t command = the_card.word[base + AREA];
+    if (command != 24 && command != 35 && command != 36) {
+        for (uint32_t at = AREA; at < AREA + 4 * WORDS_KEPT; at += 4) {
+            the_card.word[base + 0x2000 + at] = the_card.word[base + at];
         }
-    } else if (value != MBOX_STATE_IDLE) {
-        mailbox.state = MBOX_STATE_IDLE;
+        the_card.word[base + 0x2004] = 4;
     }
 }
 
@@ -197,15 +153,23 @@ int32_t write_word(kelvane_handle, uint32_t, uint32_t offset, uint32_t value, ui
         return ACCESS_FAILS;
     }
     const spot at = find(offset);
-    if (at.what == STATE_OF_HOST) {
-        follow_host(at, value);
-    } else if (at.what == MESSAGE && at.word < MBOX_HEADER_WORDS) {
-        at.mailbox->header[at.word] = value;
-    } else if (at.what == MESSAGE && at.word - MBOX_HEADER_WORDS < std::size(at.mailbox->data)) {
-        at.mailbox->data[at.word - MBOX_HEADER_WORDS] = value;
+    if (at.what == spot::HOST_STATE) {
+        uint32_t &state = the_card.word[offset + 4];
+        const bool closes = is_command(at.base) && value == 2 && state == 4;
+        if (at.base == KEEP_ALIVE || at.base == DAP) {
+            state = at.base == DAP && value == 4 ? 2048 : value;
+        } else if (is_command(at.base)) {
+            state = value == 4 ? 4 : 2;
+        } else if (value != 2) {
+            state = 2;
+        }
+        if (closes) {
+            answer(at.base);
+        }
     }
-    if (!the_card.forgets_writes && (at.what == ELSEWHERE || at.mbox == MBOX_DAP)) {
-        the_card.other_words[offset] = value;
+    if (at.what != spot::FIRMWARE_STATE &&
+        !(the_card.forgets_writes && (at.what == spot::ELSEWHERE || at.base == DAP))) {
+        the_card.word[offset] = value;
     }
     return 0;
 }
@@ -226,11 +190,13 @@ void card_start(fuzz_input *input)
 {
     the_card = {};
     the_card.input = input;
-    for (auto &sirane : the_card.mailbox) {
-        for (card_mailbox &mailbox : sirane) {
-            mailbox.state = MBOX_STATE_IDLE;
+    for (uint32_t sirane = 0; sirane < 3 * SIRANE; sirane += SIRANE) {
+        the_card.word[COMMAND + sirane + 4] = 2;
+        for (const uint32_t base : OFFERING) {
+            the_card.word[base + sirane + 4] = 2;
         }
     }
+    the_card.word[DAP + 4] = the_card.word[KEEP_ALIVE + 4] = 2;
     const uint8_t version = input->byte();
     the_card.firmware_version = version == 0xFF ? input->word() : VERSIONS[version % std::size(VERSIONS)];
     the_card.table_kind = input->byte() % 5;
@@ -242,29 +208,34 @@ void card_offer_message(void)
     constexpr uint32_t SIZES[] = {3, 0, 31, 55, 111, 463, 1978, 1979, 0xFFFFFFFF};
     fuzz_input &input = *the_card.input;
     const uint8_t where = input.byte();
-    const uint32_t sirane_id = where % SIRANE_COUNT;
-    card_mailbox &mailbox = the_card.mailbox[sirane_id][where / 16 % MBOX_THREAD_COUNT];
+    const uint32_t sirane = where % 3 * SIRANE;
+    const uint32_t base = OFFERING[where / 16 % std::size(OFFERING)] + sirane;
     const uint8_t slot = input.byte();
+    const uint32_t command = COMMANDS[input.byte() % std::size(COMMANDS)];
+    const uint32_t size = SIZES[input.byte() % std::size(SIZES)];
+    const uint32_t version = input.byte() % 3;
     // References are drawn from a counter: that of the last command fits the newest request.
-    mailbox.header[0] = COMMANDS[input.byte() % std::size(COMMANDS)];
-    mailbox.header[1] = the_card.mailbox[sirane_id][MBOX_COMMAND].header[1];
-    mailbox.header[2] = SIZES[input.byte() % std::size(SIZES)];
-    mailbox.header[3] = input.byte() % 3;
-    mailbox.header[4] = slot == 0xFF ? MBOX_SYNC_WORD : slot;
-    mailbox.header[5] = 0;
-    mailbox.state = MBOX_STATE_READY;
+    const uint32_t reference = the_card.word[COMMAND + sirane + AREA + 4];
+    uint32_t at = base + AREA;
+    for (const uint32_t word :
+         {command, reference, size, version, slot == 0xFF ? 0xFF00FF00 : uint32_t{slot}, 0u}) {
+        the_card.word[at] = word;
+        at += 4;
+    }
+    the_card.word[base + 4] = 4;
 }
 
 kelvane_init_device_t card_device(void)
 {
+    const auto restarted = [](kelvane_handle, uint32_t) {
+        return (the_card.input->byte() & 0x80) != 0 ? static_cast<int32_t>(KELVANE_RET_CODE_EBUSY)
+                                                    : static_cast<int32_t>(KELVANE_EOK);
+    };
     kelvane_init_device_t device{};
     device.notify_plugin_cb = plugged;
     device.pci_read_cb = read_word;
     device.pci_write_cb = write_word;
-    device.app_zynq_restart_notify_cb = [](kelvane_handle, uint32_t) {
-        return (the_card.input->byte() & 0x80) != 0 ? static_cast<int32_t>(KELVANE_RET_CODE_EBUSY)
-                                                    : static_cast<int32_t>(KELVANE_EOK);
-    };
+    device.app_zynq_restart_notify_cb = restarted;
     device.generic_cb = [](kelvane_handle, kelvane_device_address, uint32_t) { return 0; };
     return device;
 }

@@ -7,21 +7,11 @@
 #define FUZZ_FIRMWARE_CARD_H
 
 #include <cstdint>
-#include <map>
+#include <unordered_map>
 #include <vector>
 
 #include "fuzz_input.h"
 #include "kelvane.h"
-#include "kelvane_mbox.h"
-
-struct card_mailbox {
-    uint32_t host_state;
-    uint32_t state; // that the firmware should show
-    uint32_t header[MBOX_HEADER_WORDS];
-    uint32_t data[64];
-    uint32_t wrong_header_words; // bits; of the message being read
-    uint8_t data_kind;
-};
 
 struct firmware_card {
     fuzz_input *input;
@@ -29,11 +19,12 @@ struct firmware_card {
     uint32_t failing_access; // 0: none
     uint32_t firmware_version;
     uint8_t table_kind;
-    bool removed;        // all ones from everywhere
-    bool forgets_writes; // outside the mailboxes
-    card_mailbox mailbox[SIRANE_COUNT][MBOX_COUNT];
-    std::map<uint32_t, uint32_t> other_words;
-    std::vector<uint32_t> shown_results; // result words of the answers read so far
+    bool removed;                                // all ones from everywhere
+    bool forgets_writes;                         // outside the mailboxes
+    std::unordered_map<uint32_t, uint32_t> word; // what is right at an offset
+    uint32_t wrong_header_words;                 // bits; of the message being read
+    uint8_t data_kind;                           // of the same
+    std::vector<uint32_t> shown_results;         // result words of the answers read so far
 };
 
 extern firmware_card the_card;
