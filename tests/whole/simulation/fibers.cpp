@@ -12,16 +12,11 @@
 #include "mbox/model.h"
 #include "platform/wait.h"
 
-#if defined(__SANITIZE_ADDRESS__)
-#define TELLS_SANITIZER 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define TELLS_SANITIZER 1
-#endif
-#endif
-#ifdef TELLS_SANITIZER
-#include <sanitizer/common_interface_defs.h>
-#endif
+// Of the address sanitizer, where it is there.
+extern "C" {
+[[gnu::weak]] void __sanitizer_start_switch_fiber(void **saved, const void *bottom, size_t size);
+[[gnu::weak]] void __sanitizer_finish_switch_fiber(void *saved, const void **bottom, size_t *size);
+}
 
 namespace {
 
@@ -72,23 +67,19 @@ char *take_stack()
     return static_cast<char *>(stack);
 }
 
-#ifdef TELLS_SANITIZER
 void leave_stack(void **saved, const void *bottom, size_t size)
 {
-    __sanitizer_start_switch_fiber(saved, bottom, size);
+    if (__sanitizer_start_switch_fiber != nullptr) {
+        __sanitizer_start_switch_fiber(saved, bottom, size);
+    }
 }
+
 void enter_stack(void *saved, const void **bottom, size_t *size)
 {
-    __sanitizer_finish_switch_fiber(saved, bottom, size);
+    if (__sanitizer_finish_switch_fiber != nullptr) {
+        __sanitizer_finish_switch_fiber(saved, bottom, size);
+    }
 }
-#else
-void leave_stack(void **, const void *, size_t)
-{
-}
-void enter_stack(void *, const void **, size_t *)
-{
-}
-#endif
 
 void back_to_scheduler()
 {
