@@ -1,11 +1,9 @@
 #!/usr/bin/env python3
-"""The reader of trace rings, on files that are written here word by word.
-
-usage: trace_ring_reader_test.py [CLASS.TEST]
-"""
+# The reader of trace rings, on files that are written here word by word.
+#
+# usage: trace_ring_reader_test.py [CLASS.TEST]
 import fcntl
 import os
-import random
 import struct
 import unittest
 
@@ -39,7 +37,7 @@ class TraceRingReader(Bench):
         return path
 
     def read(self, *words):
-        """Status and what it says, on the error stream first."""
+        # Status and what it says, on the error stream first.
         reader = Program(self, READER, *words)
         return f"{reader.wait()} {reader.err}{reader.out}"
 
@@ -132,14 +130,6 @@ class TraceRingReader(Bench):
                 ({"message": b"z", "length": 0, "tag": TEXT_AND_NUMBER}, "f:  ")):
             self.forge(entry(**words))
             self.assertEqual(self.read(), f"0 {HEAD}{LINE}{shown}\n")
-        rubbish = random.Random(1)
-        for number in range(30):
-            path = self.forge(entry())
-            file = bytearray(path.read_bytes())
-            for _ in range(10):
-                file[(4096 if number % 2 else 8) + rubbish.randrange(144)] = rubbish.randrange(256)
-            path.write_bytes(file)
-            self.assertNotEqual(self.read()[0], "-")  # no signal
 
     def test_only_plain_files_of_the_right_name_are_listed(self):
         path = self.forge(entry())
@@ -152,6 +142,23 @@ class TraceRingReader(Bench):
                          f"{HEAD}{LINE}f: text\n")
         self.environment["KELVANE_TRACE_DIR"] = f"{self.folder}/missing"
         self.assertEqual(self.read(), f"1 {SAY}{self.folder}/missing: No such file or directory\n")
+
+    def test_a_start_keeps_the_living_and_the_one_that_wrote_last(self):
+        kept = [self.forge(process=1, file="0.LAST"), self.forge(process=1, file="1.EARLIER_BUT_WITH_IT", last=2),
+                self.forge(process=2, last=1), self.forge(process=1, file="2.LIVES_WITH_THE_SAME_ID", start=1)]
+        gone = [self.forge(process=1, file="3.OLDER", start=1, last=3), self.forge(process=3, last=START - 1),
+                self.forge(process=4, last=2**63), self.forge(process=5, size=0)]  # of the future, and never begun
+        kept += [self.forge(process=6, size=0), self.forge(process="note")]  # one about to begin, and a foreign one
+        os.utime(gone[-1], (1, 1))
+        with open(kept[2], "rb") as alive, open(kept[3], "rb") as alive_too:
+            fcntl.flock(alive, fcntl.LOCK_EX)
+            fcntl.flock(alive_too, fcntl.LOCK_EX)
+            self.start_card()
+            client = self.start_client()
+        pid = str(client.process.pid)
+        self.assertEqual(sorted(path for path in self.files("kelvane_trace.") if path.name.split(".")[1] != pid), sorted(kept))
+        client.kill()  # its rings stay readable
+        self.assertIn(f" tid={pid} kelvane_device_create: start", self.read("--level", "INFO", pid))
 
 
 if __name__ == "__main__":
