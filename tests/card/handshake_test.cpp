@@ -8,8 +8,7 @@ SCRIPT(handshake, one_command_register_by_register, R"(
     w 1c00100 9; w 1c00104 0x77; w 1c00108 4; w 1c0010c 0; w 1c00110 0xFF00FF00; w 1c00114 0; w 1c00118 0
     w 1c0011c 0xFF00FFFF; w 1c00120 0x9010; w 1c00124 0; r 1c00004 = 2
     w 1c00000 4; r 1c00004 = 4; r 1c02004 = 2 # nothing is run before the host lets go
-    w 1c00000 2; r 1c00004 = 2; r 1c02004 = 4
-    r 1c02100 = 9 0x77 4 0 0xFF00FF00 0 0 0xFF00FFFF 0x9010 1
+    w 1c00000 2; r 1c00004 = 2; r 1c02004 = 4; r 1c02100 = 9 0x77 4 0 0xFF00FF00 0 0 0xFF00FFFF 0x9010 1
     w 1c02000 4; r 1c02004 = 2; w 1c02000 2; r 1c02004 = 2; r 1d02004 = 2
 )")
 
