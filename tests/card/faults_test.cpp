@@ -26,13 +26,12 @@ SCRIPT(faults, each_verb_strikes_where_it_was_aimed, R"(
 
 TEST_F(faults, a_share_of_the_occasions_is_drawn_from_the_seed)
 {
-    std::vector<int> refused;
-    for (const uint64_t seed : {7, 7, 8}) {
-        start({.seed = seed});
+    int refused[3] = {};
+    for (const uint64_t seed : {0, 1, 2}) {
+        start({.seed = seed / 2 + 7});
         verb("refuse 9 50%");
-        refused.push_back(0);
         for (int i = 0; i < 1000; i++) {
-            refused.back() += offer({9, 0, 0xFF00FFFF, 1, 0}) == 16;
+            refused[seed] += offer({9, 0, 0xFF00FFFF, 1, 0}) == 16;
             play("w 1c00000 2; w 1c02000 4 2");
         }
     }
@@ -76,19 +75,13 @@ SCRIPT(faults, a_start_forgets_what_is_in_memory_and_the_power_what_was_set, R"(
     r 1d00004 = 0
 )")
 
-TEST_F(faults, memory_errors_move_slowly_by_themselves_and_as_the_operator_wants)
-{
-    for (int minute = 0; minute < 90; minute++) {
-        pass(60000000000);
-    }
-    play(R"(
-        r 1f04f00 = 0 12 0 0x2233EEAA 2 0 0 0
-        > upset correctable; r 1f04f00 = 0 12 0 0x2233EEAA 3; > upset uncorrectable; r 1f04f00 = 0 12 0 0xBBCC0066 3
-        > memory-error; r 1f04f00 = 0 13 0 0xBBCC0066 3; > memory-error uncorrectable; r 1f04f00 = 1 13 1 0xBBCC0066 3
-        > hang; > upset clear; r 1f04f00 = 1 13 1 0xBBCC0066 3; > resume; r 1f04f00 = 1 13 1 0x2233EEAA 3
-        > upset uncorrectable; > restart; t 60s; r 1f04f00 = 0 0 0 0xBBCC0066 0
-        > restart cold; t 60s; r 1f04f00 = 0 0 0 0x2233EEAA 0
-    )");
-}
+SCRIPT(faults, memory_errors_move_slowly_by_themselves_and_as_the_operator_wants, R"(
+    t 1800s; t 1800s; t 1800s; r 1f04f00 = 0 12 0 0x2233EEAA 2 0 0 0
+    > upset correctable; r 1f04f00 = 0 12 0 0x2233EEAA 3; > upset uncorrectable; r 1f04f00 = 0 12 0 0xBBCC0066 3
+    > memory-error; r 1f04f00 = 0 13 0 0xBBCC0066 3; > memory-error uncorrectable; r 1f04f00 = 1 13 1 0xBBCC0066 3
+    > hang; > upset clear; r 1f04f00 = 1 13 1 0xBBCC0066 3; > resume; r 1f04f00 = 1 13 1 0x2233EEAA 3
+    > upset uncorrectable; > restart; t 60s; r 1f04f00 = 0 0 0 0xBBCC0066 0
+    > restart cold; t 60s; r 1f04f00 = 0 0 0 0x2233EEAA 0
+)")
 
 } // namespace

@@ -38,14 +38,15 @@ SCRIPT(images, the_controller_and_a_module_run_theirs_after_a_start, R"(
 )")
 
 struct logs : bench {
-    // The text between the two indexes of a log in the BAR, from its first row on.
+    // The text between the two indexes of a log in the BAR.
     std::string text_of(uint32_t indexes, uint32_t rows) const
     {
         std::string all;
-        for (uint32_t at = read(indexes); at < read(indexes + 4); at++) {
-            const char c = static_cast<char>(read((rows + at) & ~3u) >> (rows + at) % 4 * 8);
-            all += c == '\0' ? "" : std::string(1, c);
+        for (uint32_t at = rows + read(indexes); at < rows + read(indexes + 4); at += 4) {
+            const uint32_t word = read(at);
+            all.append(reinterpret_cast<const char *>(&word), 4);
         }
+        std::erase(all, '\0');
         return all;
     }
 
@@ -86,37 +87,33 @@ TEST_F(logs, coded_rows_have_their_fields)
     start({3, 5});
     play(R"(
         image; wait 14 0 2 4 = 0; wait 15 0 s0 7 = 0; 15 0 s0 7 = 0x80300001; > log text abcdefghij
-        r 3f0000c = 0 8 0 0 0 0 0x010930D4 0 0 0x00030005 1 0 0; r 3f00040 = 0 0x0126305F 0 1 2 4 0 0
-        r 3f00060 = 100 0x0126308C 0 1 2 4 0 0 100 0x012630AB 0 1 2 0x00020008 0 0 100 0x010520E6 0 1 2 0 0 0
-        r 3f000c0 = 900 0x01052113 0 1 0x00020008 0 0 0 900 0x0029103C 0 1 0 0 0 0 900 0x0203212D 0x80300001 1 15 0 0 0
-        r 3f00120 = 900 0x00143000 0 0x64636261 0x68676665 0x00006A69 0 0
-        > log clear; r 3f0000c = 0 0; > log fill 1; r 3f0000c = 0 0; > log fill 1; r 3f0000c = 0 1
-        > log fill 32510; r 3f0000c = 0 32511; > log fill 1; r 3f0000c = 2 1
-        > log indexes 1FC01 1; r 3f0000c = 0x1FC01 1; > log fill 1; r 3f0000c = 3 2
+        r 3f0000c = 0 8 0 0 0 0 0x010930D4 0 0 0x00030005 1 0 0 0 0x0126305F 0 1 2 4 0 0 100 0x0126308C 0 1 2 4 0 0
+        r 3f00080 = 100 0x012630AB 0 1 2 0x00020008 0 0 100 0x010520E6 0 1 2 0 0 0 900 0x01052113 0 1 0x00020008 0 0 0
+        r 3f000e0 = 900 0x0029103C 0 1 0 0 0 0 900 0x0203212D 0x80300001 1 15 0 0 0
+        r 3f00120 = 900 0x00143000 0 0x64636261 0x68676665 0x00006A69 0 0; > log clear; > log fill 1; r 3f0000c = 0 0
+        > log fill 32511; r 3f0000c = 0 32511; > log fill 1; r 3f0000c = 2 1; > log indexes 1FC01 1; > log fill 1; r 3f0000c = 3 2
     )");
 }
 
 TEST_F(logs, the_rings_come_round_and_a_row_ends_in_its_place)
 {
     play(R"(
-        > log clear; > log fill 1; r 3f0000c = 0 96; > log fill 10918; r 3f0000c = 0 0xFFEA0
-        > log fill 1; r 3f0000c = 96 0; > log fill 10918; r 3f0000c = 0xFFEA0 0xFFE40; > log fill 1; r 3f0000c = 0 0xFFEA0
-        > log indexes fff00 123; r 3f0000c = 0xFFF00 0x123; > log fill 1; r 3f0000c = 96 0; r 3f00020 = 0x20776F72
-        > log clear; w 3fffc00 1; w 3fffc04 43; > log fill 10911 # up to the row where the host told its version
+        > log clear; > log fill 10919; r 3f0000c = 0 0xFFEA0; > log fill 1; r 3f0000c = 96 0; > log fill 10919
+        r 3f0000c = 0 0xFFEA0; > log indexes fff00 123; r 3f0000c = 0xFFF00 0x123; > log fill 1; r 3f0000c = 96 0
+        r 3f00020 = 0x20776F72; > log clear; w 3fffc00 1; w 3fffc04 43; > log fill 10911 # up to the host's own row
     )");
     verb("log text " + std::string(97, 'x'));
     verb("log text " + std::string(97, 'y'));
     play(R"(
-        r 3fffbf8 = 0x78787878 0x00787878; r 3fffc00 = 1 43; r 3fffc78 = 0x79797979 0x00797979
+        r 3fffbf8 = 0x78787878 0x00787878 1 43; r 3fffc78 = 0x79797979 0x00797979
         > eprom 3 clear; r 3ec0000 = 0 0 0 0 0 0x01AC7F26; > eprom 3 fill 1; r 3ec0000 = 0 0 0 24
         > eprom 3 fill 10877; r 3ec0000 = 0 0 10877 261072; > eprom 3 fill 1; r 3ec0000 = 0 1 0 261072
-        > eprom 3 fill 10876; r 3ec0000 = 0 10877 10876; > eprom 3 fill 1; r 3ec0000 = 0 0 10877 261072 0 0x01AC7F26
+        > eprom 3 fill 10877; r 3ec0000 = 0 0 10877 261072 0 0x01AC7F26
         > eprom ready off; r 3ec0014 = 0; > eprom 3 indexes 3FBF9 2; r 3ec0000 = 0 0x3FBF9 2; > eprom ready on
         > eprom 3 fill 1; r 3ec0000 = 0 1 0 261072 0 0x01AC7F26; r 3ec0030 = 0 0xFFFF 0 0 0 0
         > eprom 2 fill 1; r 3e80000 = 0 8 0x20776F72 0x0A202030; > eprom 2 clear
         > eprom 2 fill 22092; r 3e80000 = 0 261104 # 8000 bytes of 8 a row, the rest of 12, of 261112
-        > eprom 2 text 1234567; r 3e80000 = 8 0 0 0x0A202030; > eprom 2 text 12345678; r 3e80000 = 24 12
-        > eprom 2 indexes 100 3fbf9; r 3e80000 = 0x100 0x3FBF9
+        > eprom 2 text 1234567; r 3e80000 = 8 0 0 0x0A202030; > eprom 2 indexes 100 3fbf9; r 3e80000 = 0x100 0x3FBF9
         > regulator 1 0 on; r 3effc1c = 1; > regulator 4 1 on; r 3effc3c = 2; > regulator 7 31 on; > regulator 7 21 on
         r 3effc5c = 0x80200000; > eprom 3 clear; r 3effc5c = 0x80200000; > regulator 7 31 off; r 3effc5c = 0x00200000
     )");
@@ -136,11 +133,11 @@ TEST_F(logs, the_eprom_keeps_what_matters_over_a_loss_of_power_and_under_an_imag
         play("r 3f00000 = 0; r 3f0000c = 0; r 3effc1c = 0x00000100; r 3effc3c = 0x00200000; r 3ec0014 = "
              "0x01AC7F26");
     }
-    EXPECT_EQ(eprom(1), "1 0.900 regulator failed, device 4, bit 21 \nby hand\n");
-    EXPECT_EQ(eprom(0) + eprom(2),
-              "2 0.000 regulator failed, device 1, bit 8  \n"
-              "1 0.100 programming begun, device 7, kind 2\n1 0.900 image activated, device 7, version 2.8 \n"
-              "1 0.900 device reset, device 7 \n");
+    EXPECT_EQ(
+        eprom(1) + eprom(0) + eprom(2),
+        "1 0.900 regulator failed, device 4, bit 21 \nby hand\n2 0.000 regulator failed, device 1, bit 8  \n"
+        "1 0.100 programming begun, device 7, kind 2\n1 0.900 image activated, device 7, version 2.8 \n"
+        "1 0.900 device reset, device 7 \n");
     EXPECT_NE(text_of(0x03F0000C, 0x03F00020).find("LOG  39 module unplugged, device 3"), std::string::npos);
 }
 
