@@ -44,14 +44,6 @@ SCRIPT(handshake, answers_queue_behind_the_offered_one_and_a_reset_drops_them, R
     w 1c00000 2; take 2000 = 56 0x1234 2 0 0xFF00FF00 0 0 1
 )")
 
-TEST_F(handshake, a_command_is_refused_while_there_is_no_room_for_its_answer)
-{
-    for (int i = 0; i < 65; i++) { // one is offered, 64 wait
-        play("offer 56 0 1 = 4; w 1c00000 2");
-    }
-    play("offer 56 0 1 = 16; w 1c00000 2; w 1c02000 4 2; offer 56 0 1 = 4");
-}
-
 SCRIPT(handshake, interrupts_name_one_source_at_a_time_and_come_as_enabled, R"(
     offer 9 0 s0 0x9010 0 = 4; w 1c00000 2; r 24 = 1; w 20 7; w 1804000 1; w 1804000 0x10; events = 0
     w 1804000 0x11; events = 1; w 1804000 0x11; w 20 1; w 20 3; events = 0 # sirane 1 has nothing
