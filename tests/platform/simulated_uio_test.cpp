@@ -114,8 +114,6 @@ TEST_F(simulated_uio, both_sides_see_one_memory_and_posted_writes_arrive_in_orde
     }
     EXPECT_EQ(uio_wait_interrupt(host, &count), 4);
     EXPECT_EQ(count, 9u); // the newest
-    shutdown(card, SHUT_RDWR);
-    EXPECT_LE(uio_wait_interrupt(host, &count), 0);
 }
 
 TEST_F(simulated_uio, a_full_queue_holds_its_writer_and_a_card_that_is_gone_lets_go_of_it)
@@ -262,6 +260,8 @@ TEST_F(simulated_uio, forged_greetings_and_control_pages_are_refused_and_leave_n
     EXPECT_EQ(open_files(), before + 1); // the watcher's
     close(card);
     EXPECT_EQ(uio_map(host, BAR_BYTES, &mapping), EPROTO); // no greeting
+    uint32_t count = 0;
+    EXPECT_EQ(uio_wait_interrupt(host, &count), 0);
 }
 
 } // namespace

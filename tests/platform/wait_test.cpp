@@ -18,6 +18,7 @@ TEST(wait, only_a_contended_lock_is_marked_and_waits_where_the_source_says)
         return ETIMEDOUT;
     };
     wait_use_source(&source);
+    seen = {};
     const timespec deadline{};
     EXPECT_EQ(thread_timed_lock(&mutex, &deadline, "free", 1), 0);
     EXPECT_EQ(seen.kind, 0u);
