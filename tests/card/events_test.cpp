@@ -11,7 +11,8 @@ SCRIPT(events, raised_alarms_stand_in_the_words_of_their_place, R"(
     26 0 h00 9 = 0 0 h00 0x80; 26 0 h01 9 = 0 0 h01 0; 27 0 h03 9 = 0 0 h03 4; 26 0 s0 9 = 0 0 s0 0x84
     28 0 m00 9 = 0 0 m00 0x2000; 28 0 m01 9 = 0 0 m01 0; 28 0 s0 9 = 0 0 s0 0x2000
     32 0 m01 9 = 0 0 m01 0x80000020; 32 0 m00 9 = 0 0 m00 0; 32 0 s0 9 = 0 0 s0 0x80000020
-    31 0 s0 9 = 0 0 s0 0xC0001002; 31 0 h02 9 = 0 0 h02 0xC0001002; 31 0 s1 9 = 0 0 s1 0x40001000; 31 0 b 9 = 0 0 b 0xC0001002
+    31 0 s0 9 = 0 0 s0 0xC0001002; 31 0 h02 9 = 0 0 h02 0xC0001002; 31 0 s1 9 = 0 0 s1 0x40001000
+    31 0 b 9 = 0 0 b 0xC0001002
     34 0 s0 0*9 = 0 0 s0 0x80 0 0 4 0x2000 0 0 0x80000020 0xC0001002
     > alarm list = 1 0xc0001002 SRN_SUMMARY_ALRM ORD_SUMMARY_ALRM ORD_EEP_FAIL SRN_TEMP
     > alarm list = 1.n0 0x00002000 RX_NTWK_LOF; > alarm clear 1.h3 TX_HOST_LOA; > alarm clear 1.h0 all
@@ -30,7 +31,8 @@ SCRIPT(events, every_change_of_an_alarm_word_is_told_to_its_subscription, R"(
     > alarm clear 4.h1 all; take 104000 = 35 0x51 14 0 14 0 0 s1 1 0 0 0 0 0x2000 0 0 0 0 2 0
     reference 0x52; 1: 35 0 s1 1 0*11 = none; > unplug 6
     take 104000 = 35 0x52 14 0 14 0 0 s1 1 0 0 0 0 0x2000 0x100 0 0 0 1 0
-    reference 0x60; 1: 36 0 s1 11 12 13 14 15 16 17 18 19 = none; take 104000 = 35 0x52 14 0 14 0 0 s1 1 11 12 13 14 15 16 17 18 19 2 0
+    reference 0x60; 1: 36 0 s1 11 12 13 14 15 16 17 18 19 = none
+    take 104000 = 35 0x52 14 0 14 0 0 s1 1 11 12 13 14 15 16 17 18 19 2 0
     1: 35 0 s1 0 0*11 = none; > plug 6; take 104000 = none; 1: 36 0 s1 0*9 = none; take 104000 = none
     1: 35 0 s1 = none; 1: 24 0 s3 0*114 = none; > show = 2 commands failed that get no answer
 )")
@@ -82,14 +84,17 @@ SCRIPT(events, dap_echoes_holds_and_repeats_its_calls, R"(
         > dap hold 1; w 1c0c000 1024; irq = 1; t 99ms; irq = 0; t 1ms; irq = 1; r 1c0c004 = 1024; w 1c0c000 4; irq = 1
         r 1c0c004 = 8; t 100ms; irq = 1; w 1c0c000 8; r 1c0c004 = 2048; irq = 1; t 100ms; irq = 1; w 1c0c000 2
         w 1c0c000 1024; irq = 1; t 100ms; irq = 1; t 100ms; irq = 1; t 100ms; irq = 1; t 100ms; irq = 1; t 100ms; irq = 1;
-        t 100ms; irq = 1; t 100ms; irq = 1; t 100ms; irq = 1; t 100ms; irq = 1; t 100ms; irq = 1; t 100ms; irq = 0 # no more than ten
+        t 100ms; irq = 1; t 100ms; irq = 1; t 100ms; irq = 1; t 100ms; irq = 1; t 100ms; irq = 1; t 100ms
+        irq = 0 # no more than ten
         w 1c0c000 1024; irq = 1; > dap hold 2; > dap delay 50; w 1c0c000 4 8; r 1c0c004 = 1024; t 50ms; r 1c0c004 = 8
         w 1c0c000 8; r 1c0c004 = 8; w 1c0c000 8; r 1c0c004 = 2048; > dap delay 0; > dap hold 0; w 1c0c000 2
         > dap answer 1100; > dap error 80100011; > corrupt ref_id 5; w 1c0c000 1024 4
         r 1f08000 = 54 5 1100 0 0xFF00FF00 0x80100011 0x44332211 0x33221155 0x22115544; r 1f08460 = 0x55443322 0
-        > dap answer 6; w 1f08008 0; w 1f08018 0; w 1f0801c 0; w 1c0c000 1024 4; r 1f08008 = 6; r 1f08018 = 0x03020100 0x0504
+        > dap answer 6; w 1f08008 0; w 1f08018 0; w 1f0801c 0; w 1c0c000 1024 4; r 1f08008 = 6
+        r 1f08018 = 0x03020100 0x0504
         > dap echo; > dap error 0; w 1f08008 0xFFFFFFFF; w 1c0c000 1024 4; r 1f08008 = 1024; irq = 2
-        w 1c0c000 2; > dap ignore-reset 2; w 1c0c000 1024 1024; r 1c0c004 = 2; t 1s; irq = 0; w 1c0c000 1024; r 1c0c004 = 1024
+        w 1c0c000 2; > dap ignore-reset 2; w 1c0c000 1024 1024; r 1c0c004 = 2; t 1s; irq = 0; w 1c0c000 1024
+        r 1c0c004 = 1024
         > show = dap: H 1024 F 1024; > show = 0 holds, 0 ms, 0 resets ignored; > dap delay 5000; w 1c0c000 4
         > restart; r 1c0c004 = 0; t 1s; r 1c0c004 = 2; t 5s; r 1c0c004 = 2 # a restart ends the exchange
 )")

@@ -8,7 +8,8 @@ SCRIPT(faults, each_verb_strikes_where_it_was_aimed, R"(
     > refuse 9 2; 56 0 1; offer 9 0 s0 0x9010 0 = 16; w 1c00000 2; offer 9 0 s0 1 0 = 16; w 1c00000 2
     9 0 s0 0x9010 0 = 0 0 s0 0x9010 1
     > error 10 ORDUNE_MBOX_BUSY; 10 0 s0 0x9010 9 = 0x80010013 0 s0 0x9010 9; 9 0 s0 0x9010 0 = 0 0 s0 0x9010 1
-    > error 10 0x80000002 always; 10 0 s0 0x9010 9 = 0x80000002; 10 0 s0 0x9010 9 = 0x80000002; > error 10 1 0; 10 0 s0 0x9010 9
+    > error 10 0x80000002 always; 10 0 s0 0x9010 9 = 0x80000002; 10 0 s0 0x9010 9 = 0x80000002; > error 10 1 0
+    10 0 s0 0x9010 9
     > delay 9 1500; 9 0 s0 0x9010 0 = none; t 1499ms; r 1c02004 = 2; 56 0 1 # which overtakes it
     t 1ms; take 2000 = 9 0x1234 4 0 0xFF00FF00 0 0 s0 0x9010 9
     > drop-answer 10; 10 0 s0 0x9010 8 = none; 9 0 s0 0x9010 0 = 0 0 s0 0x9010 8

@@ -34,7 +34,8 @@ SCRIPT(images, the_controller_and_a_module_run_theirs_after_a_start, R"(
     wait 15 0 b 7 = 0; r 1f04004 = 0x00050016; r 1f04018 = 0x00050017 0x00020004; > image-version 4.0
     wait 14 0 0 4 = 0; wait 15 0 b 7 = 0; r 1f04018 = 0x00050017 0x00040000; > restart; t 1s; r 1f04004 = 0x00050017
     link; > image-version 2.6; wait 14 0 1 4 = 0; > restart cold; t 1s; r 1f04004 = 0x00020006
-    link; wait 14 0 4 4 = 0; 15 0 m00 7 = none; > unplug 2; w 1c02000 4 2; t 800ms; r 1c02114 = 0x8050000F; > plug 2; r 1f04304 = 0x00010012
+    link; wait 14 0 4 4 = 0; 15 0 m00 7 = none; > unplug 2; w 1c02000 4 2; t 800ms; r 1c02114 = 0x8050000F; > plug 2
+    r 1f04304 = 0x00010012
 )")
 
 struct logs : bench {
@@ -91,7 +92,8 @@ TEST_F(logs, coded_rows_have_their_fields)
         r 3f00080 = 100 0x012630AB 0 1 2 0x00020008 0 0 100 0x010520E6 0 1 2 0 0 0 900 0x01052113 0 1 0x00020008 0 0 0
         r 3f000e0 = 900 0x0029103C 0 1 0 0 0 0 900 0x0203212D 0x80300001 1 15 0 0 0
         r 3f00120 = 900 0x00143000 0 0x64636261 0x68676665 0x00006A69 0 0; > log clear; > log fill 1; r 3f0000c = 0 0
-        > log fill 32511; r 3f0000c = 0 32511; > log fill 1; r 3f0000c = 2 1; > log indexes 1FC01 1; > log fill 1; r 3f0000c = 3 2
+        > log fill 32511; r 3f0000c = 0 32511; > log fill 1; r 3f0000c = 2 1; > log indexes 1FC01 1; > log fill 1
+        r 3f0000c = 3 2
     )");
 }
 
@@ -122,7 +124,8 @@ TEST_F(logs, the_rings_come_round_and_a_row_ends_in_its_place)
 TEST_F(logs, the_eprom_keeps_what_matters_over_a_loss_of_power_and_under_an_image)
 {
     play(R"(
-        image; wait 14 0 2 4 = 0; wait 15 0 s2 7 = 0; > regulator 4 21 on; > eprom 1 text by hand; > remove; > insert; t 1s
+        image; wait 14 0 2 4 = 0; wait 15 0 s2 7 = 0; > regulator 4 21 on; > eprom 1 text by hand; > remove; > insert
+        t 1s
         r 3ec0030 = 0 0x00010000 0 0 0x00050016 1 100 0x00010007 1 0 2 0x00020008 900 0x0001000A 7 0 0x00020008 0
         r 3ec0078 = 900 0x00010011 4 0 21 0; link; > unplug 3; > regulator 1 8 on
     )");

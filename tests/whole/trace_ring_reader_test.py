@@ -123,7 +123,8 @@ class TraceRingReader(Bench):
     def test_forged_entries_show_what_is_there(self):
         full, most = b"y" * 16, 0xFFFFFFFF
         for words, shown in (
-                ({"length": 8}, "f: text"), ({"message": full, "length": most, "function": b"x" * 88}, f"{'x' * 88}: {'y' * 16}"),
+                ({"length": 8}, "f: text"),
+                ({"message": full, "length": most, "function": b"x" * 88}, f"{'x' * 88}: {'y' * 16}"),
                 ({"message": full, "length": most, "tag": TWO_TEXTS}, f"f: {'y' * 16} "),  # the second one is beyond
                 ({"message": full, "length": most, "tag": TEXT_AND_NUMBER}, f"f: {'y' * 16} "),
                 ({"message": b"z", "length": 11, "tag": TEXT_AND_NUMBER}, "f: z "),  # a number cut short
@@ -156,7 +157,8 @@ class TraceRingReader(Bench):
             self.start_card()
             client = self.start_client()
         pid = str(client.process.pid)
-        self.assertEqual(sorted(path for path in self.files("kelvane_trace.") if path.name.split(".")[1] != pid), sorted(kept))
+        left = [path for path in self.files("kelvane_trace.") if path.name.split(".")[1] != pid]
+        self.assertEqual(sorted(left), sorted(kept))
         client.kill()  # its rings stay readable
         self.assertIn(f" tid={pid} kelvane_device_create: start", self.read("--level", "INFO", pid))
 
