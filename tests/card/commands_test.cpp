@@ -90,8 +90,7 @@ SCRIPT(commands, show_tells_what_differs_from_the_start, R"(
     > show = mailbox command  H 2 F 2; > show = device 8, module: not plugged; > show = device 9, module: plugged
     > show = register 0x9020 = 0x00000249, 0x00000000 after a reset  Host Lanes Client
     > show = fault: error 9 0x8010000f ORDUNE_TIMEOUT, 3 times; > show = header word 1 0xdeadbeef, 10%
-    > show 2 = channel tx 1931000 rx 1931000; > show = log: text rows, the next is 3, first 0x0, last 0x120
-    w 3f0000c 7; > show = first 0x7, last 0x120, overwritten; > hang; > show = firmware 5.22, hung
+    w 3f0000c 7; > show = log: text rows, the next is 3, first 0x7, last 0x120, overwritten
 )")
 
 } // namespace

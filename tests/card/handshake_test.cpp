@@ -20,17 +20,14 @@ SCRIPT(handshake, states_out_of_order_run_nothing_and_run_nothing_twice, R"(
     offer 9 0 s0 0x9010 0 = 4; w 1c00000 0; r 1c02124 = 7; take 2000 = 9 0x1234 4 0 0xFF00FF00 0 0 s0 0x9010 7
 )")
 
-TEST_F(handshake, what_nobody_runs_is_refused)
-{
-    for (const uint32_t command : {11u, 12u, 25u, 29u, 30u, 33u, 37u, 41u, 54u, 66u, 0xFFFFFFFFu}) {
-        EXPECT_EQ(offer({command, 0, 0xFF00FFFF, 0}), 16u) << command;
-        play("w 1c00000 2; r 1c00004 = 2; r 1c02004 = 2");
-    }
-    play(R"(
-        w 1c00100 9; w 1c00108 1979; w 1c00000 4; r 1c00004 = 16; w 1c00000 2; w 1c00108 1978; w 1c00000 4 2
-        r 1c02108 = 4; r 1c02114 = 0x80100009 # its own size, whatever was asked
-    )");
-}
+SCRIPT(handshake, what_nobody_runs_is_refused, R"(
+    offer 11 0 s0 0 = 16; w 1c00000 2; offer 12 0 s0 0 = 16; w 1c00000 2; offer 25 0 s0 0 = 16; w 1c00000 2
+    offer 29 0 s0 0 = 16; w 1c00000 2; offer 30 0 s0 0 = 16; w 1c00000 2; offer 33 0 s0 0 = 16; w 1c00000 2
+    offer 37 0 s0 0 = 16; w 1c00000 2; offer 41 0 s0 0 = 16; w 1c00000 2; offer 54 0 s0 0 = 16; w 1c00000 2
+    offer 66 0 s0 0 = 16; w 1c00000 2; offer 0xFFFFFFFF 0 s0 0 = 16; w 1c00000 2; r 1c00004 = 2; r 1c02004 = 2
+    w 1c00100 9; w 1c00108 1979; w 1c00000 4; r 1c00004 = 16; w 1c00000 2; w 1c00108 1978; w 1c00000 4 2
+    r 1c02108 = 4; r 1c02114 = 0x80100009 # its own size, whatever was asked
+)")
 
 SCRIPT(handshake, answers_queue_behind_the_offered_one_and_a_reset_drops_them, R"(
     offer 10 0 s0 0x9010 0x11 = 4; w 1c00000 2; offer 10 0 s0 0x9010 0x22 = 4; w 1c00000 2; r 1c02124 = 0x11
@@ -43,6 +40,14 @@ SCRIPT(handshake, answers_queue_behind_the_offered_one_and_a_reset_drops_them, R
     offer 56 0 1 = 4; 1: 9 0 s1 0x9030 0 = 0 0 s1 0x9030 0x3210; 2: 9 0 s2 0x9010 0 # siranes of their own
     w 1c00000 2; take 2000 = 56 0x1234 2 0 0xFF00FF00 0 0 1
 )")
+
+TEST_F(handshake, a_command_is_refused_while_there_is_no_room_for_its_answer)
+{
+    for (int i = 0; i < 65; i++) { // one is offered, 64 wait
+        play("offer 56 0 1 = 4; w 1c00000 2");
+    }
+    play("offer 56 0 1 = 16; w 1c00000 2; w 1c02000 4 2; offer 56 0 1 = 4");
+}
 
 SCRIPT(handshake, interrupts_name_one_source_at_a_time_and_come_as_enabled, R"(
     offer 9 0 s0 0x9010 0 = 4; w 1c00000 2; r 24 = 1; w 20 7; w 1804000 1; w 1804000 0x10; events = 0
