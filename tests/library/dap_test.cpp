@@ -142,7 +142,8 @@ TEST_F(dap_test, words_on_the_way_out)
     EXPECT_EQ(time.now(), 1000000000u);
     dap_serve_event(0, &the_dap_record, &state);
     EXPECT_EQ(accesses(), "");
-    EXPECT_EQ(kelvane_dap_command(1, "x", &(size = 1), on_answer), 64170);
+    size = 1;
+    EXPECT_EQ(kelvane_dap_command(1, "x", &size, on_answer), 64170);
     the_dap_record.dap_valid = 0;
     EXPECT_EQ(request(1), 64170);
 }
