@@ -7,6 +7,7 @@
 #include <csignal>
 #include <gtest/gtest.h>
 #include <pthread.h>
+#include <regex>
 #include <unistd.h>
 
 #include "client/fake_kelvane.h"
@@ -103,13 +104,16 @@ TEST_F(mock_client, reads_words_and_lines_of_any_length_and_content)
 
 TEST_F(mock_client, asks_the_library_in_order_at_its_start)
 {
-    const string calls[] = {"[kelvane_init_driver()]",
-                            "[kelvane_device_create(slot 0, client 1, subsystem 0, callbacks right)]",
-                            "[kelvane_pci_mapped(0, 1, base, 0x4000000)]",
-                            "Checking kelvane_notify_msi...",
-                            "[kelvane_get_software_running(0, 0xf0ffffff)]",
-                            "[kelvane_software_version_comp_check(0)]",
-                            "[kelvane_default_initialize(0)]"};
+    const string text = run_client("quit\n").text;
+    size_t at = 0;
+    for (const string step :
+         {"[kelvane_init_driver()]",
+          "[kelvane_device_create(slot 0, client 1, subsystem 0, callbacks right)]",
+          "[kelvane_pci_mapped(0, 1, base, 0x4000000)]", "Checking kelvane_notify_msi...passed",
+          "[kelvane_get_software_running(0, 0xf0ffffff)]", "[kelvane_software_version_comp_check(0)]",
+          "[kelvane_default_initialize(0)]passed\nLEGEND ?"}) {
+        EXPECT_NE(at = text.find(step, at), string::npos) << step;
+    }
     const string verdict = "kelvane_software_version_comp_check";
     const std::tuple<string, int32_t, string> cases[] = {
         {"kelvane_init_driver", 64172, "driver()]failed\n"},
@@ -122,17 +126,13 @@ TEST_F(mock_client, asks_the_library_in_order_at_its_start)
     for (const auto &[call, result, printed] : cases) { // what fails here is no reason to stop
         fake_kelvane_start({call.c_str(), result});
         const child_result run = run_client("quit\n");
-        size_t at = 0;
-        for (const string &step : calls) {
-            EXPECT_NE(at = run.text.find(step, at), string::npos) << step;
-        }
         EXPECT_NE(run.text.find(printed), string::npos) << printed;
-        EXPECT_EQ(run.status, 0);
+        EXPECT_TRUE(run.status == 0 && run.text.ends_with("\nLEGEND ?")) << run.text;
     }
     fake_kelvane_start({"kelvane_device_create", 5}); // a positive code is kept as the handle
-    const string text = run_client("deinit\nquit\n").text;
-    EXPECT_NE(text.find("[kelvane_pci_mapped(5, 1, base, 0x4000000)]"), string::npos);
-    EXPECT_NE(text.find("[kelvane_device_delete(5)]"), string::npos);
+    const string kept = run_client("deinit\nquit\n").text;
+    EXPECT_NE(kept.find("[kelvane_pci_mapped(5, 1, base, 0x4000000)]"), string::npos);
+    EXPECT_NE(kept.find("[kelvane_device_delete(5)]"), string::npos);
 }
 
 TEST_F(mock_client, ends_with_a_code_when_it_cannot_go_on)
@@ -174,18 +174,19 @@ TEST_F(mock_client, takes_its_options_and_waits_for_the_callbacks)
     const child_result run = run_client("init 7\ninit 1\ndeinit\nquit\n",
                                         {"-a", "x", "-b", "5", "-t", "5", "-w", "9"}, [] { close(2); });
     EXPECT_EQ(run.status, 0);
-    const string type = ">>> Checking kelvane_set_traffic_type...[kelvane_set_traffic_type(0, 0xff020";
-    const string grid =
-        ">>> Checking kelvane_set_laser_channel_flex_grid...[kelvane_set_laser_channel_flex_grid(0, 0xff020";
-    const string laser = "\n>>> Checking kelvane_set_laser...[kelvane_set_laser(0, 0xff020";
-    EXPECT_EQ(run.text.substr(run.text.find('?')),
-              "?" + type + "0ff, 18, callback, 2)]" + type + "1ff, 18, callback, 2)]" +
-                  "mock_client:set traffic type callback id(2)\n" + grid + "0ff, 9, 1)]" + grid +
-                  "0ff, 9, 2)]" + grid + "1ff, 9, 1)]" + grid +
-                  "1ff, 9, 2)]>>> Configured rx wavelength : 9 \n>>> setting laser for device id 8" + laser +
-                  "0ff, 1, callback, 1)]>>> setting laser for device id 9" + laser +
-                  "1ff, 1, callback, 1)]mock_client:laser config done\n?>>> Init has been performed. "
-                  "Returning...\n?>>> Checking kelvane_device_delete...[kelvane_device_delete(0)]?");
+    const string printed = run.text.substr(run.text.find('?'));
+    EXPECT_EQ(std::regex_replace(printed, std::regex(">>> Checking kelvane_\\w*\\.\\.\\."), ""),
+              "?[kelvane_set_traffic_type(0, 0xff0200ff, 18, callback, 2)]"
+              "[kelvane_set_traffic_type(0, 0xff0201ff, 18, callback, 2)]"
+              "mock_client:set traffic type callback id(2)\n"
+              "[kelvane_set_laser_channel_flex_grid(0, 0xff0200ff, 9, 1)]"
+              "[kelvane_set_laser_channel_flex_grid(0, 0xff0200ff, 9, 2)]"
+              "[kelvane_set_laser_channel_flex_grid(0, 0xff0201ff, 9, 1)]"
+              "[kelvane_set_laser_channel_flex_grid(0, 0xff0201ff, 9, 2)]>>> Configured rx wavelength : 9 \n"
+              ">>> setting laser for device id 8\n[kelvane_set_laser(0, 0xff0200ff, 1, callback, 1)]"
+              ">>> setting laser for device id 9\n[kelvane_set_laser(0, 0xff0201ff, 1, callback, 1)]"
+              "mock_client:laser config done\n?>>> Init has been performed. Returning...\n?"
+              "[kelvane_device_delete(0)]?");
     const child_result usage = run_client("", {"--help"});
     EXPECT_EQ(usage.status, 0);
     EXPECT_TRUE(usage.text.starts_with("usage: mock_client [-a any] [-t any] [-w channel]\n"));
