@@ -159,11 +159,9 @@ TEST_F(info_tables_test, no_card_and_no_handle)
     using operation = int32_t (*)(kelvane_handle, uint32_t *);
     const operation operations[] = {
         kelvane_get_zynq_run_type,
-        kelvane_get_secure_type,
         kelvane_read_scratchpad_register,
         kelvane_get_seu_pl_uncorrectable,
         kelvane_software_version_comp_check,
-        [](auto h, auto *v) { return kelvane_write_scratchpad_register(h, v); },
         [](auto h, auto *) { return kelvane_set_trigger_reset(h, 1); },
         [](auto h, auto *v) { return kelvane_get_software_running(h, 0xFF01FFFF, v, v); },
         [](auto h, auto *v) { return kelvane_get_software_downloaded_golden_zynq(h, v, v); },
