@@ -60,9 +60,8 @@ class firmware_logs_test : public firmware_test {
 
     std::string file(log kind) const
     {
-        std::ostringstream text;
-        text << std::ifstream(path(kind)).rdbuf();
-        return text.str();
+        std::ifstream stream(path(kind));
+        return {std::istreambuf_iterator<char>(stream), {}};
     }
 
     // The numbers that the lines of a file begin with: "200-203 0-1".
@@ -136,9 +135,8 @@ TEST_F(firmware_logs_test, rows_literally)
               "0)4000000000  mbox_common_functions   INFO:line 4095 ret code 80300004 valid data 12 data "
               "00000001 data 00000002 data 00000003 data 00000004 data ffffffff  \n\r ");
     for (const auto &[code, row] :
-         cases_of("0 > reserved = 0             LOG: ; 1 >  ORDUNE_DEBUG_ALL_FILES  LOG: ; "
-                  "102 >  cfgExecutor             INFO:; 210 >  hurleZynqSystem        ERR: ; "
-                  "30f >  hurlePSPLinterface      ; 2d >  siraneTuning           LOG: ; "
+         cases_of("0 > reserved = 0             LOG: ; 101 >  ORDUNE_DEBUG_ALL_FILES  INFO:; "
+                  "30f >  hurlePSPLinterface      ; 210 >  hurleZynqSystem        ERR: ; "
                   "2e >  ORDUNE_DEBUG_LAST_FILENAME LOG: ; 2f >            LOG: ; 30 >   UNKNOWN   LOG: ")) {
         set(RING, {0, static_cast<uint32_t>(std::stoul(code, nullptr, 16)) << 16});
         EXPECT_EQ(dump(CODED), 0);
@@ -190,7 +188,8 @@ TEST_F(firmware_logs_test, the_controllers_log_and_the_regulators)
 
 TEST_F(firmware_logs_test, what_fails)
 {
-    for (const uint32_t address : {0xFF03FFFFu, 0xFFFFFFFFu, 0xFF0000FFu, 0xF000FFFFu}) {
+    for (const uint32_t address :
+         {0xFF03FFFFu, 0xFFFEFFFFu, 0xFFFFFFFFu, 0xFF0000FFu, 0xFF00FF00u, 0xF000FFFFu, 0xF0FFFF00u}) {
         EXPECT_EQ(kelvane_ps_print_sel_trace(0, address, 0, 0), 22) << std::hex << address;
     }
     EXPECT_EQ(kelvane_ps_print_sel_trace(1, 0xFF00FFFF, 0, 0), 22);
@@ -219,7 +218,7 @@ TEST_F(firmware_logs_test, what_fails)
         }
     }
     the_bar.failing_offset = 1;
-    for (const log kind : {TEXT, LINES, SIRANE}) { // files that cannot be written, or not be opened
+    for (const log kind : {CODED, TEXT, LINES, SIRANE}) { // files that cannot be written, or not be opened
         fs::remove(path(kind));
         fs::create_symlink("/dev/full", path(kind));
         EXPECT_EQ(dump(kind), 64170);
