@@ -193,7 +193,6 @@ TEST_F(firmware_logs_test, what_fails)
         EXPECT_EQ(kelvane_ps_print_sel_trace(0, address, 0, 0), 22) << std::hex << address;
     }
     EXPECT_EQ(kelvane_ps_print_sel_trace(1, 0xFF00FFFF, 0, 0), 22);
-    EXPECT_EQ(kelvane_ps_print_eprom_trace(1) + kelvane_ps_print_trace(1), 44);
     const auto open_files = [] { return std::distance(fs::directory_iterator("/proc/self/fd"), {}); };
     set_indexes(960, 192);
     set(0x03EC0004, {0, 3});
