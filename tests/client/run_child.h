@@ -1,43 +1,44 @@
-// A host's tree with one card in it, and a process that runs there.
+// A process of its own for a body of a test.
 #ifndef TESTS_MOCK_CLIENT_RUN_CHILD_H
 #define TESTS_MOCK_CLIENT_RUN_CHILD_H
 
-#include <cstdint>
-#include <filesystem>
-#include <functional>
+#include <cstdio>
+#include <cstdlib>
 #include <string>
-#include <vector>
-
-// A folder of its own, set as the host tree's root; gone with the record.
-struct host_folder {
-    host_folder();
-    ~host_folder();
-    host_folder(const host_folder &) = delete;
-    host_folder &operator=(const host_folder &) = delete;
-
-    void write(const std::string &path, const std::string &text) const;
-    void add_card(uint64_t bar_bytes) const; // as uio0
-
-    std::filesystem::path root;
-};
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 struct child_result {
-    int status;      // exit status, or minus the signal that ended it
-    std::string out; // standard output; with `err` none, both in the order of their writing
-    std::string err;
+    int status;       // exit status, or minus the signal that ended it
+    std::string text; // standard output and standard error in the order of their writing
 };
 
-enum class streams { together, apart };
-
-// Runs `body` in a process of its own with `input` as standard input; its result is the exit status.
-// Output beyond 1 MiB ends the process.
-child_result run_child(const std::string &input, streams how, const std::function<int()> &body);
-
-// Runs the client's main.
-child_result run_client(const std::vector<const char *> &options, const std::string &input,
-                        streams how = streams::together);
-
-// Runs the commands alone, each behind a line "$ <command>", with no start before them and no prompt.
-child_result run_commands(const std::vector<std::string> &lines);
+// Runs `body` with `input` as standard input; its result is the exit status. Output beyond 1 MiB ends it.
+template <typename function> child_result run_child(const std::string &input, function body)
+{
+    FILE *const in = tmpfile();
+    FILE *const out = tmpfile();
+    fwrite(input.data(), 1, input.size(), in);
+    rewind(in);
+    fflush(nullptr); // or the child prints it, too
+    const pid_t child = fork();
+    if (child == 0) {
+        const rlimit limit = {1 << 20, 1 << 20};
+        setrlimit(RLIMIT_FSIZE, &limit);
+        dup2(fileno(in), STDIN_FILENO);
+        dup2(fileno(out), STDOUT_FILENO);
+        dup2(fileno(out), STDERR_FILENO);
+        exit(body());
+    }
+    int status = -1;
+    waitpid(child, &status, 0);
+    std::string text(static_cast<size_t>(lseek(fileno(out), 0, SEEK_END)), '\0');
+    rewind(out);
+    text.resize(fread(text.data(), 1, text.size(), out));
+    fclose(in);
+    fclose(out);
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status), text};
+}
 
 #endif
