@@ -228,6 +228,15 @@ class Session(Bench):
                 self.assertEqual(client.err, given["err"])
                 card.kill()
 
+    def test_waits_for_completions_of_a_device_without_ports_that_nobody_asked_for(self):
+        self.start_card()
+        client = self.start_client("-a", "x")
+        client.write("init 0\nquit\n")
+        doing = pathlib.Path(f"/proc/{client.process.pid}/syscall")
+        while not doing.read_text().startswith("202 "):  # a futex, on x86-64
+            self.assertIsNone(client.process.poll())
+        self.assertNotIn(PROMPT, client.out[client.found:])
+
 
 class Upgrade(Bench):
     """From a file into the card's memory, to its firmware, to the version that runs, and into the log."""
