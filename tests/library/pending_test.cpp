@@ -27,18 +27,12 @@ class pending_test : public firmware_test {
     {
         the_bar.fail_from = the_bar.access_number + number;
     }
-
-    static void offer_answer()
-    {
-        offer_message({9, 0x77, 4, 0, 0xFF00FF00, 0}, {1, 2, 3, 4});
-    }
 };
 
 TEST_F(pending_test, interrupts_are_enabled_and_disabled)
 {
     const std::tuple<uint32_t, uint32_t, std::string> cases[] = {
         {0x32123456, 1, "0 r0 r1804000 w1804000=f1f r20 w20=17"},
-        {0x00000000, 0, "0 r0 r1804000 w1804000=f0e r20 w20=10"},
         {0x32123456, 2, "0 r0 r1804000 w1804000=f0e r20 w20=10"},
         {0x33000000, 1, "0 r0 r20 w20=17"}, // no global enable there
     };
@@ -52,24 +46,20 @@ TEST_F(pending_test, interrupts_are_enabled_and_disabled)
     the_bar.word[0] = 0;
     fail_access(4); // as if nothing were enabled
     EXPECT_EQ(did(kelvane_enable_msi(0, 1)), "0 r0 r1804000 w1804000=f1f r20 w20=7");
-    EXPECT_TRUE(log_has("ERROR kelvane_enable_msi: problem with access rc = 64174 "));
     fail_access(2);
     EXPECT_EQ(did(kelvane_enable_msi(0, 1)), "64174 r0 r1804000");
 }
 
 TEST_F(pending_test, an_interrupt_wakes_the_thread_that_its_source_names)
 {
-    const std::pair<uint32_t, std::string> sources[] = {{17, "10 "},  {18, "11 "},         {19, "12 "},
-                                                        {20, "dap "}, {0xABCDEF11, "10 "}, {16, ""},
-                                                        {21, ""},     {0x1100, ""}};
+    const std::pair<uint32_t, std::string> sources[] = {{17, "10 "},          {18, "11 "}, {19, "12 "},
+                                                        {0xABCDEF14, "dap "}, {16, ""},    {0x1100, ""}};
     for (const auto &[source, woken] : sources) {
         the_bar.word[0x24] = 2;
         the_bar.word[0x30] = source;
         EXPECT_EQ(did(kelvane_notify_msi(0)), "0 r24 r30 r24 w24=2");
         EXPECT_EQ(woken_threads(), woken) << source;
     }
-    EXPECT_TRUE(log_contains("kelvane_read_ir_mbox: mbox should not have msi found \n"));
-    EXPECT_TRUE(log_contains("kelvane_read_ir_mbox: reg[0x1100]: mbox not found srn[1] \n"));
     the_bar.word[0x2C] = 17;
     the_bar.word[0x30] = 19;
     the_bar.word[0x34] = 20;
@@ -88,18 +78,18 @@ TEST_F(pending_test, an_interrupt_wakes_the_thread_that_its_source_names)
     EXPECT_EQ(did(kelvane_notify_msi(0)), "0 r24 r2c r24 w24=1");
     EXPECT_EQ(woken_threads(), "");
     set_watch(1, 2);
-    EXPECT_EQ(did(kelvane_notify_msi(0)), "64174 ");
-    EXPECT_EQ(did(kelvane_deque_msi(0)), "64174 ");
+    EXPECT_EQ(did(kelvane_notify_msi(0)) + did(kelvane_deque_msi(0)), "64174 64174 ");
 }
+
+const std::vector<uint32_t> ANSWER = {9, 0x77, 4, 0, 0xFF00FF00, 0};
 
 TEST_F(pending_test, an_orphaned_answer_is_thrown_away)
 {
     const std::string looks = "... r1c02004 r1c02100+6 r1c02004 r1c02100+6 r1c02004 ";
     EXPECT_EQ(drain(), "0 ... r1c02004");
-    offer_answer();
+    offer_message(ANSWER, {});
     EXPECT_EQ(drain(),
               "0 " + looks + "r1c02100+10 w1c02100=ffffffff*6 w1c02000=4 r1c02004 w1c02000=2 r1c02004");
-    EXPECT_TRUE(log_has("INFO  kelvane_deque_resp_receive:  found 00000004 state to manage on mbox 0 "));
     offer_message({9, 0x77, 16, 0, 0xFF00FF00, 0}, {});
     EXPECT_EQ(drain(), "64173 " + looks +
                            "r1c02100+22 w1c02100=ffffffff*6 w1c02000=10 r1c02004 w1c02000=2 w1c02000=2");
@@ -107,9 +97,6 @@ TEST_F(pending_test, an_orphaned_answer_is_thrown_away)
     EXPECT_EQ(drain(), "64175 ... r1c02004");
     EXPECT_EQ(held_locks() + woken_threads(), "");
 }
-
-constexpr char BUG[] =
-    "ERROR kelvane_deque_resp_receive:  BUG of arm mbox reg val changed during the read of the header ";
 
 TEST_F(pending_test, an_answer_that_may_have_an_owner_is_left)
 {
@@ -120,10 +107,9 @@ TEST_F(pending_test, an_answer_that_may_have_an_owner_is_left)
         {RESPONSE_AREA + 4, {0x77, 0x78}, " r1c02004 r1c02100+6"},
         {RESPONSE_AREA + 16, {0xFF00FF00, 0xD}, " r1c02004 r1c02100+6"}};
     for (const auto &[offset, values, second_look] : changes) {
-        offer_answer();
+        offer_message(ANSWER, {});
         the_bar.next_values[offset] = values;
         EXPECT_EQ(drain(), "0 " + looks + second_look);
-        EXPECT_TRUE(log_has(BUG));
         EXPECT_EQ(held_locks(), "");
     }
     EXPECT_EQ(time.now(), 0u);
@@ -142,8 +128,6 @@ TEST_F(pending_test, another_message_wakes_its_thread)
     EXPECT_EQ(drain(), "0 ... r1c02004 r1c02100+6 r1c02004");
     EXPECT_EQ(woken_threads(), "00 ");
     EXPECT_EQ(time.now(), 2000000u);
-    EXPECT_TRUE(log_contains("kelvane_deque_resp_receive: unloking sem mbox = 0 \n"));
-    EXPECT_TRUE(log_contains("kelvane_deque_resp_receive: mutex taken and leaved \n"));
 }
 
 TEST_F(pending_test, the_performance_mailbox_is_held_back_without_a_subscription)
@@ -157,8 +141,7 @@ TEST_F(pending_test, the_performance_mailbox_is_held_back_without_a_subscription
     EXPECT_EQ(drain(1), "0 ... r1c08004");
     the_bar.word[0x01F04004] = 0x00050016;
     firmware.answer = false;
-    const auto on_batch = [](auto...) -> int32_t { return 0; };
-    EXPECT_EQ(kelvane_enable_pm_notify(0, 0xFF00FFFF, 1, on_batch), 0);
+    EXPECT_EQ(kelvane_enable_pm_notify(0, 0xFF00FFFF, 1, [](auto...) { return 0; }), 0);
     offer_message({24, 1, 4, 1, 13, 0}, {}, PERFORMANCE_H);
     time.on_sleep([this, before = time.sleeps()] {
         if (time.sleeps() - before == 3) { // asked in every round
