@@ -27,7 +27,6 @@ class watch_test : public firmware_test {
   protected:
     watch_test() : firmware_test(watched_device())
     {
-        heard.clear();
         callback_returns = 0;
         the_bar.word[0x01F04004] = 0x00050015;
         the_bar.on_write = [this, follow = the_bar.on_write](uint32_t offset, uint32_t value) {
@@ -67,12 +66,11 @@ TEST_F(watch_test, a_pass_polls_every_mailbox)
     trace_level_mask_set(65);
     EXPECT_EQ(pass(), "");
     std::string expected;
-    for (const char *const mailbox :
+    for (const std::string mailbox :
          {"1c02", "1c08", "1c04", "1d02", "1d08", "1d04", "1e02", "1e08", "1e04"}) {
-        expected += "r1f04000+16 r" + std::string(mailbox) + "004 ";
+        expected += "r1f04000+16 r" + mailbox + "004 ";
     }
     EXPECT_EQ(accesses(), expected + "r1f04f00+8");
-    EXPECT_TRUE(log_has("LOWPR kelvane_low_prio_th: sirane -1 keep alive counter = 0 "));
     pass();
     EXPECT_TRUE(log_has("LOWPR kelvane_low_prio_th: sirane 3 keep alive counter = 1 "));
     EXPECT_EQ(time.now(), 0u);
@@ -81,7 +79,6 @@ TEST_F(watch_test, a_pass_polls_every_mailbox)
     EXPECT_EQ(time.now(), 3000000000u); // nobody has subscribed to performance batches
     kelvane_device_delete(0);
     pass();
-    EXPECT_TRUE(log_has("ERROR check_kelvane_handler_input: invalid handler 0"));
     EXPECT_EQ(accesses(), "");
 }
 
@@ -91,8 +88,7 @@ TEST_F(watch_test, what_turns_it_on_and_off)
         {1, 0x80010011, ORDUNE_MBOX_NOBUFF, "0 0"},
         {2, 0, 0, "0 0"},
         {0, 0x80010013, ORDUNE_MBOX_BUSY, "0 0"},
-        {1, 0x80010013, 0, "1 0"},
-        {1, 0, 0, "1 0"}}; // busy: the firmware watches already
+        {1, 0x80010013, 0, "1 0"}}; // busy: the firmware watches already
     for (const auto &[enable, rc, code, told] : cases) {
         set_watch(0, 0);
         firmware.rc = rc;
@@ -100,6 +96,7 @@ TEST_F(watch_test, what_turns_it_on_and_off)
         EXPECT_EQ(state(), told);
     }
     EXPECT_EQ(pass(), "0 1; ");
+    firmware.rc = 0;
     EXPECT_EQ(kelvane_enable_keep_alive_notify(0, 1, nullptr), 0); // keeps the callback
     echoes = false;
     EXPECT_EQ(pass(), "64174 2; ");
@@ -113,9 +110,6 @@ TEST_F(watch_test, what_turns_it_on_and_off)
     set_watch(1, 1);
     EXPECT_EQ(pass(), ""); // nobody to call
     EXPECT_EQ(state(), "1 2");
-    EXPECT_TRUE(log_contains(" end enable = 0   keep_alive =  KELVANE_UNDEF       \n"));
-    EXPECT_TRUE(log_contains(" end enable = 0   keep_alive =  KELVANE_ALIVE       \n"));
-    EXPECT_TRUE(log_contains(" end enable = 1   keep_alive =  KELVANE_NOT_ALIVE   \n"));
 }
 
 TEST_F(watch_test, one_missing_echo_is_dead_and_one_echo_alive)
@@ -126,7 +120,6 @@ TEST_F(watch_test, one_missing_echo_is_dead_and_one_echo_alive)
     callback_returns = 0x55;
     EXPECT_EQ(pass(), "0 1; ");
     EXPECT_EQ(the_bar.word[0x01C0C008], 0x1700FFFFu);
-    EXPECT_TRUE(log_has("ERROR kelvane_keep_alive: ERROR after calling callback rc = 55"));
     EXPECT_EQ(pass(), ""); // told once
     EXPECT_EQ(the_bar.word[0x01C0C008], 0x17000000u);
     firmware.answer = false;
@@ -137,20 +130,22 @@ TEST_F(watch_test, one_missing_echo_is_dead_and_one_echo_alive)
     });
     EXPECT_EQ(kelvane_write_register(0, 0xFF00FFFF, 1, 2), 64174);
     EXPECT_EQ(time.sleeps(), 6u); // one of them while it was enabled
-    set_watch(1, 1);
     echoes = false;
-    the_bar.word[0x01C0C00C] = 0x17000009; // not the token
-    EXPECT_EQ(pass(), "64174 2; ");        // the service of interrupts met the gate
-    EXPECT_EQ(time.sleeps(), 6u + 1999);
-    EXPECT_EQ(the_bar.word[0x01C0C008], 2u); // by the time-out
-    EXPECT_TRUE(log_contains("changing keep alive status new  KELVANE_NOT_ALIVE  old  KELVANE_ALIVE "));
+    for (const uint32_t wrong : {0x17000009u, 0xFFFFFFFFu}) { // not the token, and a dead link
+        set_watch(1, 1);
+        the_bar.word[0x01C0C00C] = wrong;
+        const uint64_t before = time.sleeps();
+        EXPECT_EQ(pass(), "64174 2; "); // the service of interrupts met the gate
+        EXPECT_EQ(time.sleeps() - before, 1999u);
+        EXPECT_EQ(the_bar.word[0x01C0C008], 2u); // by the time-out
+    }
     EXPECT_EQ(pass(), "");
     echoes = true;
     offer_message({9, 0x77, 4, 0, 0xFF00FF00, 0}, {1, 2, 3, 4}); // left from before
     EXPECT_EQ(pass(), "0 1; ");
     EXPECT_EQ(the_bar.word[RESPONSE_AREA], 0xFFFFFFFFu); // drained
-    the_bar.word[0x01C0C00C] = 0x17000004;
-    the_bar.fail_from = the_bar.access_number + 1; // a token that was never written, whatever is echoed
+    the_bar.fail_from = the_bar.access_number + 1;       // a token that was never written, whatever is echoed
+    the_bar.word[0x01C0C00C] = 0x17000005;
     EXPECT_EQ(kelvane_keep_alive(0, 0xFF02FFFF), 0x55);
     EXPECT_EQ(heard, "0 1; 64174 2; ");
     EXPECT_EQ(kelvane_keep_alive(0, 0xFFFFFFFF), 64170); // an address of no mailbox
@@ -162,19 +157,16 @@ TEST_F(watch_test, one_missing_echo_is_dead_and_one_echo_alive)
 TEST_F(watch_test, an_upset_is_told_once_for_each_entry)
 {
     const std::string told = "upset 4043309055 1; ";
-    const std::pair<uint32_t, std::string> steps[] = {{0x2233EEAA, ""},  {0xBBCC0066, told}, {0xBBCC0066, ""},
-                                                      {0x2233EEAA, ""},  {0xBBCC0066, told}, {0, ""},
-                                                      {0xBBCC0066, told}};
+    const std::pair<uint32_t, std::string> steps[] = {
+        {0x2233EEAA, ""}, {0xBBCC0066, told}, {0xBBCC0066, ""}, {0, ""}, {0xBBCC0066, told}};
     for (const auto &[mark, expected] : steps) {
         the_bar.word[0x01F04F0C] = mark;
         EXPECT_EQ(pass(), expected);
     }
-    EXPECT_TRUE(log_contains(" kelvane_generic_cb_val KELVANE_GENERIC_CB_VAL_SEU_PL_UNCORRECTABLE \n"));
     kelvane_set_generic_cb(nullptr);
     kelvane_set_last_seu_pl_uncorrectable(0, 0);
     EXPECT_EQ(kelvane_manage_seu_pl_uncorrectable(0), 22);
     EXPECT_EQ(kelvane_manage_seu_pl_uncorrectable(0), 0); // stored, and not repeated
-    EXPECT_TRUE(log_has("ERROR kelvane_manage_seu_pl_uncorrectable:  invalid cb function"));
 }
 
 TEST_F(watch_test, memory_health)

@@ -1,0 +1,145 @@
+// What lies where, how long it may be and what it is called: mailboxes, commands, device addresses, codes.
+#include <cstring>
+#include <sstream>
+
+#include "core/arm_errors.h"
+#include "core/device_address.h"
+#include "mbox/catalogue.h"
+#include "mbox/model.h"
+#include "support/library.h"
+
+namespace {
+
+using catalogue_test = firmware_test;
+
+TEST_F(catalogue_test, commands)
+{
+    uint32_t value = 0;
+    for (uint32_t id = 0; id < 66; id++) {
+        const mbox_data_row row = mbox_data_table[id];
+        EXPECT_EQ((std::vector{row.command, row.timeout_sec, row.timeout_nsec}), (std::vector{id, 500u, 0u}));
+    }
+    for (const uint32_t id :
+         {11, 12, 14, 25, 29, 30, 33, 37, 41, 54}) { // the others are looked at on the wire
+        EXPECT_EQ(kelvane_get_mbox_data_max_data_size(id, &value), 0);
+        EXPECT_EQ(value, id == 41 ? 8u : id == 54 ? 0u : 12u) << id;
+        EXPECT_EQ(kelvane_get_mbox_data_command_version(id, &value), 0);
+        EXPECT_EQ(value, 0u) << id;
+    }
+    EXPECT_EQ(kelvane_get_mbox_data_max_data_size(66, &value), 64170);
+    EXPECT_EQ(value, 0xFFFFFFFF);
+}
+
+TEST_F(catalogue_test, mailboxes)
+{
+    const mailbox_handler of_sirane_0[] = {
+        {0, 0, 0x01C02000, 0x01C02004, 0x01C02100, 0, 500000, 300, 0, 2, 16, 1},
+        {0, 1, 0x01C08000, 0x01C08004, 0x01C08100, 0, 500000, 300, 0, 64, 64, 8},
+        {0, 2, 0x01C04000, 0x01C04004, 0x01C04100, 0, 500000, 300, 0, 4, 64, 4},
+        {0, 3, 0x01C00000, 0x01C00004, 0x01C00100, 0, 500000, 300, 0, 2, 16, 1},
+        {0, 4, 0x01C0C000, 0x01C0C004, 0x01F08000, 0, 500000, 300, 0, 64, 64, 64},
+        {0, 5, 0x01C0C008, 0x01C0C00C, 0, 0, 500000, 1, 0, 64, 64, 64},
+    };
+    for (uint32_t sirane = 0; sirane < 3; sirane++) {
+        for (mailbox_handler expected : of_sirane_0) {
+            if (expected.mbox < 4) { // the last two are the card's
+                expected.sirane_id = sirane;
+                expected.resp_reg_to_write += sirane * 0x100000;
+                expected.waiting_reg += sirane * 0x100000;
+                expected.mailbox_addr += sirane * 0x100000;
+            }
+            EXPECT_EQ(memcmp(get_mbox_handler(sirane, expected.mbox), &expected, sizeof expected), 0);
+        }
+    }
+    EXPECT_EQ(get_mbox_handler(3, 0), nullptr);
+    EXPECT_EQ(get_mbox_handler(0, 6), nullptr);
+    EXPECT_EQ(mbox_fields(nullptr).mbox, 6u); // harmless defaults
+    EXPECT_EQ(mbox_fields(get_mbox_handler(2, 5) + 1).mailbox_addr, 100u);
+}
+
+TEST_F(catalogue_test, kinds_of_device_address)
+{
+    const std::pair<std::string, int32_t (*)(kelvane_device_address)> checks[] = {
+        {"g", check_device_address_input},
+        {"b", kelvane_check_dev_addr_ordune},
+        {"s", kelvane_check_dev_addr_srn},
+        {"n", kelvane_check_dev_addr_srn_network_port},
+        {"h", kelvane_check_dev_addr_srn_host_port}};
+    // The address, the checks that it passes, its sirane.
+    const std::tuple<uint32_t, std::string, uint32_t> cases[] = {
+        {0xF0FFFFFF, "gb", 0}, {0xFEFFFFFF, "gb", 0},  {0xFF00FFFF, "gs", 0}, // only the nibble counts
+        {0x0F01FFFF, "gs", 1}, {0xFF0000FF, "gn", 0},  {0xFF02FEFF, "gn", 2}, {0xFF00FF01, "gh", 0},
+        {0xFF03FFFF, "s", 3},  {0xFFFEFFFF, "s", 254}, {0xFFFFFFFF, "", 255}, {0xFF000000, "", 0},
+        {0xF000FFFF, "", 0},   {0xF0FF00FF, "", 0},    {0xF0FFFF00, "", 0},   {0xFFFF00FF, "", 255},
+    };
+    for (const auto &[address, passes, sirane] : cases) {
+        std::string passed;
+        for (const auto &[letter, check] : checks) {
+            passed += check(address) == 0 ? letter : "";
+        }
+        EXPECT_EQ(passed, passes) << std::hex << address;
+        EXPECT_EQ(sirane_id_of_address(address), sirane) << std::hex << address;
+    }
+    EXPECT_EQ(kelvane_check_dev_addr_srn(0xF0FFFFFF), 22);
+    EXPECT_EQ(check_device_address_input(0xFF03FEFF), 22);
+    EXPECT_TRUE(log_contains("[d:003|n:254|h:255] ERROR Slot:-1 check_device_address_input: "
+                             "invalid kelvane_device_address ff03feff\n"));
+}
+
+// The first error word of a family, how many there are, and the name of the first. A word is 2 above the one
+// before; a word that stands twice has the first of its names. "~" is a tab.
+const char *const families = R"(
+80000001 10 ORDUNE_FAILURE  80010001 10 ORDUNE_MBOX_ERROR  80100001 14 ORDUNE_GENERIC_CMD_ERROR
+80200001 2 ORDUNE_GENERIC_INTERF_SET  80300001 7 ORDUNE_UPGRADE_ERROR
+80400001 3 ORDUNE_INTERNAL_TASKS_ERROR  80500001 25 ORDUNE_XPM2_GENERIC_ERROR
+80600001 4 ORDUNE_SIRANE_GENERIC_ERROR  80610001 18 ORDUNE_SIRANE_FWDWL_FAIL
+80620001 9 ORDUNE_SIRANE_SETLASER_ERROR  80620011 1 ORDUNE_SIRANE_SETLASER_PWRFAIL2STOP
+80630001 4 ORDUNE_SIRANE_PWR_FAIL  80700001 2 ORDUNE_SIRANE_NTWCFG_ERROR
+80800001 5 ORDUNE_MDIO_ERROR  80900001 2 ORDUNE_CNTL_LOOP_ERROR
+81000001 1 ORDUNE_MBOX_CMDINTR_ERROR  81000003 1 ERROR_PWR_UP_5V~
+81000003 5 ERROR_PWR_UP_5V_SIRANE_0  8100000b 7 ERROR_SRN_UNRESET_0
+81001001 1 ERROR_WRONG_CMD_ATSEQUENCETASK  81200001 2 ERROR_PM_NOTIFY
+81300001 2 ERROR_HOST_ALARM_NOTIFY  81400001 2 ERROR_NTWK_ALARM_NOTIFY
+81500001 2 ERROR_GLB_ALARM_NOTIFY  81550001 2 ERROR_GENERIC_ALARM_NOTIFY
+81600001 2 ERROR_XPM2_ALARM_NOTIFY  82000001 1 ORDUNE_CALIBRATION_ERROR
+82100001 14 ORDUNE_CAL_CARD_IDB_ERROR  82200001 2 ORDUNE_CAL_XPM_ERROR  84000001 4 ORDUNE_RSA_ERROR
+85000001 4 ORDUNE_PMTASK_ERROR  88000001 2 ORDUNE_QSPI_ERROR)";
+
+TEST_F(catalogue_test, error_words_and_return_codes)
+{
+    std::istringstream in(families);
+    const arm_error_row *row = arm_errors_array;
+    uint32_t code;
+    uint32_t count;
+    for (std::string name; in >> std::hex >> code >> std::dec >> count >> name;) {
+        name.back() = name.back() == '~' ? '\t' : name.back();
+        EXPECT_EQ(row->name, name);
+        for (uint32_t i = 0; i < count; i++, row++, code += 2) {
+            EXPECT_EQ(row->code, code) << name;
+            EXPECT_STREQ(kelvane_arm_error_to_string(static_cast<int32_t>(code + 1)), "UNKNOWN");
+        }
+    }
+    EXPECT_EQ(row, arm_errors_array + 170);
+    EXPECT_EQ(row->code, 0xFFFFFFFF); // ends the table
+    const std::pair<uint32_t, const char *> codes[] = {
+        {0, " KELVANE_EOK                          "},
+        {16, " KELVANE_RET_CODE_EBUSY               "},
+        {22, " KELVANE_RET_CODE_EINVAL              "},
+        {110, " KELVANE_RET_CODE_ETIMEDOUT           "},
+        {64170, " KELVANE_RET_CODE_GEN_ERR             "},
+        {64171, " KELVANE_RET_CODE_HW_PROBLEM          "},
+        {64172, " KELVANE_RET_CODE_GEN_PLATFORM_PROBLEM"},
+        {64173, " KELVANE_RET_CODE_VERSION_MISMATCH    "},
+        {64174, " KELVANE_RET_CODE_DEVICE_UNAVAILABLE  "},
+        {64175, " KELVANE_RET_CODE_DEVICE_NOT_READY    "},
+        {0x80300003, "ORDUNE_MD5_FAIL"},
+        {0x81000003, "ERROR_PWR_UP_5V\t"},
+        {0x84000003, "ORDUNE_RSA_RDFLAG_ERROR\t"},
+        {1, "UNKNOWN"},
+    };
+    for (const auto &[each, name] : codes) {
+        EXPECT_STREQ(kelvane_rc_to_string(static_cast<int32_t>(each)), name);
+    }
+}
+
+} // namespace
