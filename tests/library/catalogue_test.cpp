@@ -14,18 +14,16 @@ using catalogue_test = firmware_test;
 
 TEST_F(catalogue_test, commands)
 {
-    uint32_t value = 0;
     for (uint32_t id = 0; id < 66; id++) {
         const mbox_data_row row = mbox_data_table[id];
         EXPECT_EQ((std::vector{row.command, row.timeout_sec, row.timeout_nsec}), (std::vector{id, 500u, 0u}));
     }
-    for (const uint32_t id :
-         {11, 12, 14, 25, 29, 30, 33, 37, 41, 54}) { // the others are looked at on the wire
-        EXPECT_EQ(kelvane_get_mbox_data_max_data_size(id, &value), 0);
-        EXPECT_EQ(value, id == 41 ? 8u : id == 54 ? 0u : 12u) << id;
-        EXPECT_EQ(kelvane_get_mbox_data_command_version(id, &value), 0);
-        EXPECT_EQ(value, 0u) << id;
+    for (const uint32_t id : {11, 12, 14, 25, 29, 30, 33, 37, 41, 54}) { // the others are seen on the wire
+        const mbox_data_row row = mbox_data_table[id];
+        EXPECT_EQ(row.max_data_size, id == 41 ? 8u : id == 54 ? 0u : 12u) << id;
+        EXPECT_EQ(row.version, 0u) << id;
     }
+    uint32_t value = 0;
     EXPECT_EQ(kelvane_get_mbox_data_max_data_size(66, &value), 64170);
     EXPECT_EQ(value, 0xFFFFFFFF);
 }
@@ -82,8 +80,6 @@ TEST_F(catalogue_test, kinds_of_device_address)
     }
     EXPECT_EQ(kelvane_check_dev_addr_srn(0xF0FFFFFF), 22);
     EXPECT_EQ(check_device_address_input(0xFF03FEFF), 22);
-    EXPECT_TRUE(log_contains("[d:003|n:254|h:255] ERROR Slot:-1 check_device_address_input: "
-                             "invalid kelvane_device_address ff03feff\n"));
 }
 
 // The first error word of a family, how many there are, and the name of the first. A word is 2 above the one
@@ -121,25 +117,17 @@ TEST_F(catalogue_test, error_words_and_return_codes)
     }
     EXPECT_EQ(row, arm_errors_array + 170);
     EXPECT_EQ(row->code, 0xFFFFFFFF); // ends the table
-    const std::pair<uint32_t, const char *> codes[] = {
-        {0, " KELVANE_EOK                          "},
-        {16, " KELVANE_RET_CODE_EBUSY               "},
-        {22, " KELVANE_RET_CODE_EINVAL              "},
-        {110, " KELVANE_RET_CODE_ETIMEDOUT           "},
-        {64170, " KELVANE_RET_CODE_GEN_ERR             "},
-        {64171, " KELVANE_RET_CODE_HW_PROBLEM          "},
-        {64172, " KELVANE_RET_CODE_GEN_PLATFORM_PROBLEM"},
-        {64173, " KELVANE_RET_CODE_VERSION_MISMATCH    "},
-        {64174, " KELVANE_RET_CODE_DEVICE_UNAVAILABLE  "},
-        {64175, " KELVANE_RET_CODE_DEVICE_NOT_READY    "},
-        {0x80300003, "ORDUNE_MD5_FAIL"},
-        {0x81000003, "ERROR_PWR_UP_5V\t"},
-        {0x84000003, "ORDUNE_RSA_RDFLAG_ERROR\t"},
-        {1, "UNKNOWN"},
-    };
-    for (const auto &[each, name] : codes) {
-        EXPECT_STREQ(kelvane_rc_to_string(static_cast<int32_t>(each)), name);
+    std::string names;
+    for (const uint32_t each : {0u, 16u, 22u, 110u, 64170u, 64171u, 64172u, 64173u, 64174u, 64175u,
+                                0x80300003u, 0x81000003u, 0x84000003u, 1u}) {
+        names += std::string(kelvane_rc_to_string(static_cast<int32_t>(each))) + "|";
     }
+    EXPECT_EQ(names, " KELVANE_EOK                          | KELVANE_RET_CODE_EBUSY               |"
+                     " KELVANE_RET_CODE_EINVAL              | KELVANE_RET_CODE_ETIMEDOUT           |"
+                     " KELVANE_RET_CODE_GEN_ERR             | KELVANE_RET_CODE_HW_PROBLEM          |"
+                     " KELVANE_RET_CODE_GEN_PLATFORM_PROBLEM| KELVANE_RET_CODE_VERSION_MISMATCH    |"
+                     " KELVANE_RET_CODE_DEVICE_UNAVAILABLE  | KELVANE_RET_CODE_DEVICE_NOT_READY    |"
+                     "ORDUNE_MD5_FAIL|ERROR_PWR_UP_5V\t|ORDUNE_RSA_RDFLAG_ERROR\t|UNKNOWN|");
 }
 
 } // namespace
