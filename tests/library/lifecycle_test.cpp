@@ -18,7 +18,6 @@ kelvane_init_device_t device()
     kelvane_init_device_t device = recorded_bar_device();
     device.app_zynq_restart_notify_cb = [](auto...) { return 0; };
     device.client_type = 0xC1;
-    device.subsystem_number = 0x5B;
     return device;
 }
 
@@ -36,8 +35,11 @@ class lifecycle_test : public firmware_test {
                               kelvane_internal_pci_write(handle, 0, 0x300, 1, check_alive),
                               kelvane_internal_pci_read_block(handle, 0, 0x300, 1, &word, check_alive),
                               kelvane_internal_pci_write_block(handle, 0, 0x300, 1, &word, check_alive)};
-        return std::to_string(rc[0]) + " " + std::to_string(rc[1]) + " " + std::to_string(rc[2]) + " " +
-               did(rc[3]);
+        std::string told;
+        for (const int32_t each : rc) {
+            told += std::to_string(each) + " ";
+        }
+        return told + accesses();
     }
 
     kelvane_handle_record &record = local_handles_array[0];
@@ -63,14 +65,14 @@ TEST_F(lifecycle_test, creating_and_deleting)
         EXPECT_EQ(kelvane_get_low_prio_thread(handle), 0xDDEEAA00u);
     }
     EXPECT_EQ(access(0), REFUSED);
-    kelvane_init_device_t lacking[] = {device(), device(), device(), device()};
-    lacking[0].notify_plugin_cb = nullptr;
-    lacking[1].pci_read_cb = nullptr;
-    lacking[2].pci_write_cb = nullptr;
-    lacking[3].slot_id = 0xFFFFFFFF;
-    for (const kelvane_init_device_t &each : lacking) {
-        EXPECT_EQ(kelvane_device_create(each), -1);
-    }
+    other.slot_id = 0xFFFFFFFF;
+    EXPECT_EQ(kelvane_device_create(other), -1);
+    (other = device()).notify_plugin_cb = nullptr;
+    EXPECT_EQ(kelvane_device_create(other), -1);
+    (other = device()).pci_read_cb = nullptr;
+    EXPECT_EQ(kelvane_device_create(other), -1);
+    (other = device()).pci_write_cb = nullptr;
+    EXPECT_EQ(kelvane_device_create(other), -1);
     EXPECT_EQ(kelvane_device_create(device()), 0);
     EXPECT_EQ(held_locks(), "0 command, ");
     EXPECT_EQ(record.local_pm_incremental_id[1], 0u);
@@ -90,27 +92,23 @@ TEST_F(lifecycle_test, the_record_in_the_log)
     trace_level_mask_set(2);
     kelvane_print_local_handler(0);
     EXPECT_EQ(log_lines().size(), 6u + 9 + 9 + 2 + 9 + 3 * 2 * 6);
-    for (const char *const line :
-         {"signature   aa88aa88 \n", "dev         0   \n", " subsystem_number   0000005b \n",
-          "srn=1 mbox=2 th=00000000  mbox_tid t77 MUT resp=0x", " semState 0x1 \n", "sy 0x0000000f rc 0x0\n",
-          "KELVANE_ASYNCH_TYPE_OP_NOTIFY_PLUGIN\n"}) {
-        EXPECT_TRUE(log_contains(line)) << line;
-    }
+    EXPECT_TRUE(log_contains("signature   aa88aa88 \n"));
+    EXPECT_TRUE(log_contains(" client_type        000000c1 \n"));
+    EXPECT_TRUE(log_contains("srn=1 mbox=2 th=00000000  mbox_tid t77 MUT resp=0x"));
+    EXPECT_TRUE(log_contains("KELVANE_ASYNCH_TYPE_OP_NOTIFY_PLUGIN\n"));
 }
 
 TEST_F(lifecycle_test, who_may_access_the_card)
 {
-    const std::tuple<uint32_t, uint32_t, uint32_t, const char *> cases[] = {// watch, status, check_alive
-                                                                            {0, 2, 1, PASSED},
-                                                                            {1, 1, 1, PASSED},
-                                                                            {1, 0, 1, REFUSED},
-                                                                            {1, 2, 1, REFUSED},
-                                                                            {1, 2, 7, PASSED}};
-    for (const auto &[watch, status, check_alive, result] : cases) {
-        set_watch(watch, status);
-        EXPECT_EQ(access(check_alive), result) << watch << status << check_alive;
-    }
-    set_watch(0, 0);
+    set_watch(0, 2); // nobody asks
+    EXPECT_EQ(access(1), PASSED);
+    set_watch(1, 0);
+    EXPECT_EQ(access(1), REFUSED);
+    set_watch(1, 2);
+    EXPECT_EQ(access(1), REFUSED);
+    EXPECT_EQ(access(7), PASSED);
+    set_watch(1, 1);
+    EXPECT_EQ(access(1), PASSED);
     close_gate();
     testing::internal::CaptureStdout();
     EXPECT_EQ(access(0), REFUSED);
@@ -126,7 +124,6 @@ TEST_F(lifecycle_test, words_and_blocks)
     the_bar.fail_from = the_bar.access_number + 2;
     EXPECT_EQ(did(kelvane_internal_pci_read_block(0, 0, 0x44, 3, words, 1)), "64174 r44+2");
     EXPECT_EQ(words[0] + words[2], 7u); // 8 was read; all ones stayed
-    EXPECT_EQ(did(kelvane_internal_pci_read_block(0, 0, 0x40, 0, words, 1)), "0 ");
     EXPECT_EQ(did(kelvane_internal_pci_read(0, 0, 0x48, words, 1)), "0 r48");
     EXPECT_EQ(words[0], 0xFFFFFFFF); // a value like any other
     record.init_device.pci_read_block_cb = [](auto, auto bus, auto offset, auto count, uint32_t *data,
@@ -149,20 +146,17 @@ class link_up_test : public lifecycle_test {
     link_up_test()
     {
         close_gate();
-        set_version(0x00050016);
-    }
-
-    static void set_version(uint32_t version)
-    {
-        the_bar.word[0x01F04004] = version;
+        version = 0x00050016;
     }
 
     // "result gate": a link-up's.
-    static std::string link_up(int32_t mapped = 1, kelvane_handle handle = 0)
+    static std::string link_up(kelvane_handle handle = 0, int32_t mapped = 1)
     {
         const int32_t rc = kelvane_pci_mapped(handle, mapped, 0, 0);
         return std::to_string(rc) + (kelvane_get_pci_mapped(0) == 1 ? " open" : " closed");
     }
+
+    uint32_t &version = the_bar.word[0x01F04004];
 };
 
 TEST_F(link_up_test, firmware_from_5_10_is_reset_and_awaited)
@@ -177,8 +171,8 @@ TEST_F(link_up_test, firmware_from_5_10_is_reset_and_awaited)
         std::ranges::replace(each, 'S', sirane);
         expected += each;
     }
-    for (const uint32_t version : {0x00050016u, 0x0005000Au}) {
-        set_version(version);
+    for (const uint32_t from_5_10 : {0x00050016u, 0x0005000Au}) {
+        version = from_5_10;
         the_bar.word[0x24] = 0;
         EXPECT_EQ(link_up(), "0 open");
         const std::string told = accesses();
@@ -192,7 +186,7 @@ TEST_F(link_up_test, firmware_from_5_10_is_reset_and_awaited)
 
 TEST_F(link_up_test, older_firmware_is_asked_until_it_shows_any_state)
 {
-    set_version(0x00050009);
+    version = 0x00050009;
     the_bar.word[0x01C00004] = 4; // not idle, and good enough
     the_bar.next_values[0x01D04004] = {0, 0xFFFFFFFF, 2};
     EXPECT_EQ(link_up(), "0 open");
@@ -211,11 +205,11 @@ TEST_F(link_up_test, what_does_not_fail_a_link_up)
     EXPECT_EQ(link_up(), "0 open");
     EXPECT_EQ(the_bar.word[RESPONSE_AREA], 0xFFFFFFFFu);
     EXPECT_EQ(time.now(), 1999u * 500000ull + 1500000);
-    EXPECT_EQ(link_up(0), "0 closed");
+    EXPECT_EQ(link_up(0, 0), "0 closed");
     accesses();
     kelvane_device_delete(0);
     for (const uint32_t handle : {0u, 3u, 0xFFFFFFFFu}) {
-        EXPECT_EQ(link_up(1, handle), "22 closed");
+        EXPECT_EQ(link_up(handle), "22 closed");
     }
     EXPECT_EQ(accesses(), "");
 }
@@ -247,11 +241,11 @@ TEST_F(link_up_test, a_failure_past_5_22_keeps_the_locks_of_its_sirane)
             the_bar.fail_count = 1000;
         }
     };
-    set_version(0x0005000A);
+    version = 0x0005000A;
     EXPECT_EQ(link_up(), "64174 closed");
     EXPECT_EQ(held_locks(), "");
     the_bar.fail_from = 0;
-    set_version(0x00050016);
+    version = 0x00050016;
     EXPECT_EQ(link_up(), "64172 closed");
     EXPECT_EQ(held_locks(), "1 command, 1 response 0, 1 response 1, 1 response 2, ");
 }
