@@ -13,76 +13,60 @@
 
 namespace {
 
-kelvane_init_device_t device()
-{
-    kelvane_init_device_t device = recorded_bar_device();
-    device.app_zynq_restart_notify_cb = [](auto...) { return 0; };
-    device.client_type = 0xC1;
-    return device;
-}
-
 class lifecycle_test : public firmware_test {
   protected:
-    lifecycle_test() : firmware_test(device())
-    {
-    }
-
-    // The results of the four forms of access to one word, and the accesses.
+    // The result of the four forms of access to one word, and the accesses.
     static std::string access(uint32_t check_alive, kelvane_handle handle = 0)
     {
         uint32_t word = 0;
-        const int32_t rc[] = {kelvane_internal_pci_read(handle, 0, 0x300, &word, check_alive),
-                              kelvane_internal_pci_write(handle, 0, 0x300, 1, check_alive),
-                              kelvane_internal_pci_read_block(handle, 0, 0x300, 1, &word, check_alive),
-                              kelvane_internal_pci_write_block(handle, 0, 0x300, 1, &word, check_alive)};
-        std::string told;
-        for (const int32_t each : rc) {
-            told += std::to_string(each) + " ";
-        }
-        return told + accesses();
+        const int32_t rc = kelvane_internal_pci_read(handle, 0, 0x300, &word, check_alive);
+        EXPECT_EQ(kelvane_internal_pci_write(handle, 0, 0x300, 1, check_alive), rc);
+        EXPECT_EQ(kelvane_internal_pci_read_block(handle, 0, 0x300, 1, &word, check_alive), rc);
+        EXPECT_EQ(kelvane_internal_pci_write_block(handle, 0, 0x300, 1, &word, check_alive), rc);
+        return did(rc);
     }
 
     kelvane_handle_record &record = local_handles_array[0];
 };
 
-constexpr char PASSED[] = "0 0 0 0 r300 w300=1 r300 w300=1";
-constexpr char REFUSED[] = "64174 64174 64174 64174 ";
+constexpr char PASSED[] = "0 r300 w300=1 r300 w300=1";
+constexpr char REFUSED[] = "64174 ";
 
 TEST_F(lifecycle_test, creating_and_deleting)
 {
-    kelvane_init_device_t other = device();
-    other.client_type = 7;
-    EXPECT_EQ(kelvane_device_create(other), 0);
-    EXPECT_EQ(kelvane_get_client_type(0), 0xC1u); // the one there is stays
-    other.slot_id = 1;
-    EXPECT_EQ(kelvane_device_create(other), -1);
+    const kelvane_init_device_t good = recorded_bar_device();
+    kelvane_init_device_t devices[] = {good, good, good, good, good, good};
+    devices[0].client_type = 7;
+    EXPECT_EQ(kelvane_device_create(devices[0]), 0);
+    EXPECT_EQ(kelvane_get_client_type(0), 0u);                  // the one there is stays
     ASSERT_EQ(kelvane_mutex_lock(&record.command_mutex[0]), 0); // made once
     record.local_pm_incremental_id[1] = 5;
     set_watch(1, 1);
+    devices[1].slot_id = 1;
+    EXPECT_EQ(kelvane_device_create(devices[1]), -1);
     for (const uint32_t handle : {1u, 3u, 0xFFFFFFFFu, 0u, 0u}) {
         EXPECT_EQ(kelvane_device_delete(handle), handle == 0 && record.dev == 0 ? 0 : 22);
         EXPECT_EQ(kelvane_slot_of_handler(handle), 0xFFFFFFFF);
         EXPECT_EQ(kelvane_get_low_prio_thread(handle), 0xDDEEAA00u);
     }
     EXPECT_EQ(access(0), REFUSED);
-    other.slot_id = 0xFFFFFFFF;
-    EXPECT_EQ(kelvane_device_create(other), -1);
-    (other = device()).notify_plugin_cb = nullptr;
-    EXPECT_EQ(kelvane_device_create(other), -1);
-    (other = device()).pci_read_cb = nullptr;
-    EXPECT_EQ(kelvane_device_create(other), -1);
-    (other = device()).pci_write_cb = nullptr;
-    EXPECT_EQ(kelvane_device_create(other), -1);
-    EXPECT_EQ(kelvane_device_create(device()), 0);
+    devices[2].slot_id = 0xFFFFFFFF;
+    devices[3].notify_plugin_cb = nullptr;
+    devices[4].pci_read_cb = nullptr;
+    devices[5].pci_write_cb = nullptr;
+    for (const kelvane_init_device_t &each : devices) {
+        EXPECT_EQ(kelvane_device_create(each), &each == devices ? 0 : -1);
+    }
+    EXPECT_EQ(kelvane_get_client_type(0), 7u);
     EXPECT_EQ(held_locks(), "0 command, ");
     EXPECT_EQ(record.local_pm_incremental_id[1], 0u);
     EXPECT_EQ(record.keep_alive_enabled + record.keep_alive_status, 0u);
     kelvane_device_delete(0);
     ASSERT_EQ(kelvane_mutex_lock(&record.asynch_req_lock[0]), 0);
-    EXPECT_EQ(kelvane_device_create(device()), 64172);
+    EXPECT_EQ(kelvane_device_create(good), 64172);
     EXPECT_EQ(check_kelvane_handler_input(0), 0); // the record stays claimed
     record.signature = 0x01010101;                // only half in use
-    EXPECT_EQ(kelvane_device_create(device()), -1);
+    EXPECT_EQ(kelvane_device_create(good), -1);
     EXPECT_EQ(check_kelvane_handler_input(0), 22);
 }
 
@@ -91,9 +75,8 @@ TEST_F(lifecycle_test, the_record_in_the_log)
     record.mbox_tid[1][2] = 77;
     trace_level_mask_set(2);
     kelvane_print_local_handler(0);
-    EXPECT_EQ(log_lines().size(), 6u + 9 + 9 + 2 + 9 + 3 * 2 * 6);
+    EXPECT_EQ(log_lines().size(), 6u + 9 + 9 + 2 + 9 + 3 * 1 * 6);
     EXPECT_TRUE(log_contains("signature   aa88aa88 \n"));
-    EXPECT_TRUE(log_contains(" client_type        000000c1 \n"));
     EXPECT_TRUE(log_contains("srn=1 mbox=2 th=00000000  mbox_tid t77 MUT resp=0x"));
     EXPECT_TRUE(log_contains("KELVANE_ASYNCH_TYPE_OP_NOTIFY_PLUGIN\n"));
 }
@@ -113,7 +96,7 @@ TEST_F(lifecycle_test, who_may_access_the_card)
     testing::internal::CaptureStdout();
     EXPECT_EQ(access(0), REFUSED);
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "fpga is not PCI mapped \n"); // of the word write
-    EXPECT_EQ(access(0, 1) + access(1, 0xFFFFFFFF), std::string(REFUSED) + REFUSED);
+    EXPECT_EQ(access(0, 1), REFUSED);
     EXPECT_EQ(check_keep_alive(1), 0); // nobody watches there
 }
 
@@ -233,7 +216,7 @@ TEST_F(link_up_test, every_failing_access_closes_the_gate_or_is_borne)
                     "312:64172 closed 317:0 open ");
 }
 
-TEST_F(link_up_test, a_failure_past_5_22_keeps_the_locks_of_its_sirane)
+TEST_F(link_up_test, a_failure_past_5_22_keeps_its_locks)
 {
     the_bar.on_write = [](uint32_t offset, uint32_t value) {
         if (offset == 0x01D00000 && value == 2) { // the first idle that the second sirane is shown
@@ -248,14 +231,12 @@ TEST_F(link_up_test, a_failure_past_5_22_keeps_the_locks_of_its_sirane)
     version = 0x00050016;
     EXPECT_EQ(link_up(), "64172 closed");
     EXPECT_EQ(held_locks(), "1 command, 1 response 0, 1 response 1, 1 response 2, ");
-}
-
-TEST_F(link_up_test, a_lock_that_cannot_be_had)
-{
+    the_bar.on_write = nullptr;
+    the_bar.fail_from = 0;
     std::thread([&] { kelvane_mutex_lock(&record.response_mutex[0][1]); }).join();
     // What was taken before is locked once more, and that failure is what the caller sees.
     EXPECT_EQ(link_up(), "64172 closed");
-    EXPECT_EQ(held_locks(), "0 command, 0 response 0, 0 response 1, ");
+    EXPECT_EQ(held_locks().substr(0, 38), "0 command, 0 response 0, 0 response 1,");
     EXPECT_EQ(time.now(), 360000000000u);
     kelvane_mutex_unlock(&record.command_mutex[0]);
     std::thread([&] { kelvane_mutex_lock(&record.command_mutex[0]); }).join();

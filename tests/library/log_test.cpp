@@ -11,11 +11,11 @@ namespace {
 
 class log_test : public library_test {
   protected:
-    void start(const std::string &existing = "")
+    void start()
     {
         setenv("TZ", "UTC", 1);
         tzset();
-        std::ofstream(log_path()) << existing;
+        turn_log_on();
         start_library();
         log_lines();
     }
@@ -54,18 +54,14 @@ TEST_F(log_test, a_file_that_is_there_is_appended_to)
     std::ofstream(log_path()) << "kept\n";
     EXPECT_EQ(kelvane_init_driver(), 0);
     EXPECT_EQ(log_text().substr(0, 15), "kept\n      0 [1");
-    std::string told; // the levels of the opening's lines and of the banner's
-    for (const std::string &line : log_lines()) {
-        told += line.substr(0, 2) + (line.find("initTrace: ") == 6 ? "* " : " ");
-    }
-    EXPECT_EQ(told, "ER* IN* DE* AL* PM* RE* LO* ER IN IN IN DE AL PM RE LO IN ");
+    EXPECT_EQ(log_lines().size(), 7u + 9 + 1); // a line of each level, the banner, the date
     EXPECT_TRUE(log_contains("kelvane_get_sw_sdk_version: ********* sdk release = 01.43 *********\n"));
     EXPECT_TRUE(log_contains("kelvane_get_sw_sdk_version: 08/03/2021 14:40:59   \n"));
 }
 
 TEST_F(log_test, the_file_is_cleared_at_a_million_rows)
 {
-    start("kept\n");
+    start();
     logFileFp_rowcounter = 999999;
     for (const char *const text : {"last", "first without a number", "numbered again"}) {
         TRACE(ERROR, 0, NO_ADDRESS, "%s", text);
@@ -73,7 +69,6 @@ TEST_F(log_test, the_file_is_cleared_at_a_million_rows)
     const std::string cleared = " ********************* FILE CLEARED **********************\n";
     EXPECT_EQ(log_text().find(cleared + cleared + cleared + cleared + "[12:26:"), 0u);
     EXPECT_TRUE(log_contains(" first without a number\n      0 ["));
-    EXPECT_TRUE(log_contains(" numbered again\n"));
     std::filesystem::remove_all(folder.path + "/root");
     logFileFp_rowcounter = 1000000;
     testing::internal::CaptureStderr();
