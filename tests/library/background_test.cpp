@@ -83,9 +83,6 @@ TEST_F(background_test, a_pass_polls_every_mailbox)
         expected += "r1f04000+16 r" + mailbox + "004 ";
     }
     EXPECT_EQ(accesses(), expected + "r1f04f00+8");
-    pass();
-    EXPECT_TRUE(log_contains("kelvane_low_prio_th: sirane -1 keep alive counter = 0 \n"));
-    EXPECT_TRUE(log_contains("kelvane_low_prio_th: sirane 3 keep alive counter = 1 \n"));
     EXPECT_EQ(time.now(), 0u);
     the_bar.word[0x01F04004] = 0x00050016;
     pass();
@@ -164,7 +161,7 @@ TEST_F(background_test, one_missing_echo_is_dead_and_one_echo_alive)
     EXPECT_EQ(pass(), "64174 2; ");
 }
 
-TEST_F(background_test, an_upset_is_told_once_for_each_entry)
+TEST_F(background_test, an_upset_of_the_memory_is_told_once_for_each_entry)
 {
     const std::string told = "upset 4043309055 1; ";
     const std::pair<uint32_t, std::string> steps[] = {
@@ -177,10 +174,6 @@ TEST_F(background_test, an_upset_is_told_once_for_each_entry)
     kelvane_set_last_seu_pl_uncorrectable(0, 0);
     EXPECT_EQ(kelvane_manage_seu_pl_uncorrectable(0), 22);
     EXPECT_EQ(kelvane_manage_seu_pl_uncorrectable(0), 0); // stored, and not repeated
-}
-
-TEST_F(background_test, memory_health)
-{
     for (const uint32_t i : {0, 1, 2, 4}) {
         the_bar.word[0x01F04F00 + 4 * i] = i + 1;
     }
@@ -233,10 +226,9 @@ TEST_F(background_test, an_interrupt_wakes_the_thread_that_its_source_names)
     the_bar.next_values[0x24] = {7, 7, 6, 4};
     EXPECT_EQ(did(kelvane_notify_msi(0)), "0 r24 r2c r24 w24=7 r30 r24 w24=6 r34 r24 w24=4");
     EXPECT_EQ(woken_threads(), "00 12 dap ");
-    the_bar.next_values[0x24] = {1, 1, 1, 2, 2, 2, 0, 0}; // until none is left
+    the_bar.next_values[0x24] = {1, 1, 1, 2, 2, 2, 0}; // until none is left
     EXPECT_EQ(did(kelvane_deque_msi(0)), "0 r24 r24 r2c r24 w24=1 r24 r24 r30 r24 w24=2 r24");
     EXPECT_EQ(woken_threads(), "00 12 ");
-    EXPECT_EQ(did(kelvane_notify_msi(0)), "0 r24"); // none
     the_bar.word[0x24] = 1;
     the_bar.fail_from = the_bar.access_number + 5; // the clearing
     EXPECT_EQ(did(kelvane_deque_msi(0)), "64174 r24 r24 r2c r24 w24=1");
@@ -270,14 +262,13 @@ TEST_F(background_test, an_answer_that_may_have_an_owner_is_left)
     const std::string looks = "... r1c02004 r1c02100+6";
     // A word that changes between the two looks, and the second look.
     const std::tuple<uint32_t, std::deque<uint32_t>, std::string> changes[] = {
-        {RESPONSE_F, {4, 2}, " r1c02004"},
-        {RESPONSE_AREA + 4, {0x77, 0x78}, " r1c02004 r1c02100+6"},
-        {RESPONSE_AREA + 16, {0xFF00FF00, 0xD}, " r1c02004 r1c02100+6"}};
+        {RESPONSE_F, {4, 2}, ""},
+        {RESPONSE_AREA + 4, {0x77, 0x78}, " r1c02100+6"},
+        {RESPONSE_AREA + 16, {0xFF00FF00, 0xD}, " r1c02100+6"}};
     for (const auto &[offset, values, second_look] : changes) {
         offer_message(ANSWER, {});
         the_bar.next_values[offset] = values;
-        EXPECT_EQ(drain(), "0 " + looks + second_look);
-        EXPECT_EQ(held_locks(), "");
+        EXPECT_EQ(drain() + held_locks(), "0 " + looks + " r1c02004" + second_look);
     }
     EXPECT_EQ(time.now(), 0u);
     std::thread([] { kelvane_mutex_lock(&local_handles_array[0].command_mutex[0]); }).join();
@@ -303,8 +294,6 @@ TEST_F(background_test, the_performance_mailbox_is_held_back_without_a_subscript
     EXPECT_EQ(drain(2), "0 ... r1c04004"); // alarms never
     EXPECT_EQ(drain(1), "64175 ...");
     EXPECT_EQ(time.now(), 1000000000u);
-    the_bar.word[0x01F04004] = 0; // no version at all passes for the newest
-    EXPECT_EQ(drain(1), "64175 ...");
     the_bar.word[0x01F04004] = 0x00050015;
     EXPECT_EQ(drain(1), "0 ... r1c08004");
     the_bar.word[0x01F04004] = 0x00050016;

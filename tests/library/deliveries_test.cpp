@@ -106,9 +106,6 @@ TEST_F(deliveries_test, requests_in_flight_are_each_answered_once)
     EXPECT_EQ(answer(0x1237, 3), "0 "); // nobody's any more
     request(0x41);
     EXPECT_EQ(firmware.request_header[4], 1u); // the lowest that is free
-    the_bar.on_write = [](uint32_t offset, uint32_t value) { the_bar.word[offset + 4] = value; };
-    EXPECT_EQ(kelvane_set_laser(0, 0xFF0101FF, 1, on_laser, 41), 0);
-    EXPECT_EQ(the_bar.word[0x01D00110], 0u); // each sirane has its own twelve
 }
 
 TEST_F(deliveries_test, a_request_is_answered_at_298_and_timed_out_at_300)
@@ -206,7 +203,6 @@ TEST_F(deliveries_test, a_mailbox_that_is_not_there_or_shows_no_state)
     EXPECT_EQ(time.now(), 500000u);
     EXPECT_EQ(kelvane_asyc_resp_common(0, 3, 0), 64170);
     EXPECT_EQ(kelvane_asyc_resp_common(0, 0, 3), 64170);
-    EXPECT_EQ(kelvane_asyc_resp_common(1, 0, 0), 64170);
     the_bar.next_values[RESPONSE_F] = {0, 2, 0xFFFFFFFF};
     EXPECT_EQ(did(kelvane_asyc_resp_common(0, 0, 0)), "64175 r1f04000+16 r1c02004 w1c02000=2");
     EXPECT_EQ(kelvane_asyc_resp_common(0, 0, 0), 64171); // gone at the second look
@@ -223,9 +219,8 @@ TEST_F(deliveries_test, batches)
     EXPECT_EQ(last_batch.generic.ordune_temperature, 113);
     EXPECT_EQ(batch(0x1234, 7, 1), "0 batch ff00ffff 100000007; ");
     EXPECT_EQ(batch(0x1234, 8, 1), "0 batch ff00ffff 100000008; ");
-    const std::string log = log_text();
-    EXPECT_EQ(log.find(" ERROR MISSING PM SEQUENCE  old4294967301 new 4294967303\n"),
-              log.rfind(" ERROR MISSING"));
+    EXPECT_TRUE(log_contains(" ERROR MISSING PM SEQUENCE  old4294967301 new 4294967303\n"));
+    EXPECT_EQ(log_text().find("MISSING"), log_text().rfind("MISSING"));
     std::vector<uint32_t> older(116, 0x1000);
     older[40] = 0x1024;
     older[94] = 0x77; // the number of older firmware
@@ -240,15 +235,11 @@ TEST_F(deliveries_test, alarm_changes_and_modules)
 {
     const std::vector<uint32_t> change = {0, 0xFF00FFFF, 1, 1, 2, 3, 4, 5, 6, 7, 8, 9, 0x55, 1};
     EXPECT_EQ(kelvane_enable_alarms_notify(0, 0xFF00FFFF, 1, on_alarms), 0);
-    for (const int32_t returned : {1, 0}) { // no matter
-        callback_returns = returned;
-        EXPECT_EQ(outcome(2, {35, 0x1234, 14, 0, 14, 0}, change), "0 alarms ff00ffff 100000055; ");
-    }
+    EXPECT_EQ(outcome(0, {37, 0x999, 3, 0, 3, 0}, {0, 0xFF0001FF, 1}),
+              "0 plugin ff0001ff 1; "); // in any slot
+    callback_returns = 0x99;            // no matter, but for a module, of which the firmware hears
+    EXPECT_EQ(outcome(2, {35, 0x1234, 14, 0, 14, 0}, change), "0 alarms ff00ffff 100000055; ");
     EXPECT_EQ(memcmp(&last_alarms, &change[3], sizeof last_alarms), 0);
-    for (const uint32_t sy : {3u, 0xFFFFFFFFu}) { // a plug-in goes to its slot whatever the header says
-        EXPECT_EQ(outcome(0, {37, 0x999, 3, 0, sy, 0}, {0, 0xFF0001FF, 1}), "0 plugin ff0001ff 1; ");
-    }
-    callback_returns = 0x99; // of which the firmware hears
     EXPECT_EQ(outcome(0, {37, 0x999, 3, 0, 15, 0}, {0, 0xFF0001FF, 0}), "153 refused plugin ff0001ff 0; ");
 }
 

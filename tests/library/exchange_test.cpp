@@ -1,4 +1,6 @@
-// The exchange of one command as the wire sees it, and what each failure leaves behind.
+// The exchange of a command as the wire sees it, and what each failure leaves behind; and of every command
+// the words of its request, the result and output of a given answer, and what is checked first.
+#include <algorithm>
 #include <thread>
 
 #include "core/handle.h"
@@ -7,6 +9,8 @@
 #include "mbox/receive.h"
 #include "mbox/send.h"
 #include "support/library.h"
+#include "support/operations.h"
+#include "support/promises.h"
 
 namespace {
 
@@ -19,7 +23,20 @@ class exchange_test : public firmware_test {
         return kelvane_read_register(0, 0xFF00FFFF, 0x9010, &value);
     }
 
+    // What comes back; the output is then in `written`.
+    int32_t call(const operation_row &row, kelvane_handle handle, uint32_t address)
+    {
+        firmware.next_reference(0x1234);
+        accesses();
+        guarded_words out;
+        const int32_t rc = row.run(handle, address, out.word);
+        written.assign(out.word, std::ranges::find(out.word, guarded_words::UNWRITTEN));
+        EXPECT_TRUE(out.is_intact_behind(written.size()));
+        return rc;
+    }
+
     uint32_t value = 0;
+    words written;
 };
 
 constexpr char REQUEST[] = "r1c00004 w1c00100=9,1234,4,0,ff00ff00,0*2,ff00ffff,9010,0 w1c00000=4 r1c00004 "
@@ -42,23 +59,31 @@ TEST_F(exchange_test, one_command_word_by_word)
 }
 
 // What the firmware shows on its command mailbox, and what comes of it.
-TEST_F(exchange_test, a_firmware_that_does_not_take_the_message)
+TEST_F(exchange_test, a_firmware_that_does_not_take_or_close)
 {
     firmware.refuse = true;
     EXPECT_EQ(read_register(), 64173);
     EXPECT_EQ(accesses(), std::string(REQUEST) + " w1c00000=2");
+    firmware.refuse = false;
     for (const auto &[state, code] : {std::pair{0u, 64175}, {0xFFFFFFFFu, 64171}, {6u, 64171}}) {
         the_bar.word[COMMAND_F] = state;
         EXPECT_EQ(read_register(), code) << state;
         EXPECT_EQ(accesses(), "r1c00004 w1c00000=2");
     }
     the_bar.record = false;
+    firmware.install();
+    the_bar.on_write = [follow = the_bar.on_write](uint32_t offset, uint32_t state) {
+        offset == RESPONSE_H ? void() : follow(offset, state); // does not close
+    };
+    EXPECT_EQ(read_register(), 110);
+    EXPECT_EQ(the_bar.word[RESPONSE_H], 2u);
     the_bar.word[COMMAND_F] = 4; // never idle
     the_bar.access_number = 0;
     log_lines();
+    const uint64_t before = time.now();
     EXPECT_EQ(read_register(), 110);
     EXPECT_EQ(the_bar.access_number, 600002u); // the polls, idle by the time-out, idle by the failure exit
-    EXPECT_EQ(time.now(), 599999u * 500000ull);
+    EXPECT_EQ(time.now() - before, 599999u * 500000ull);
     EXPECT_EQ(the_bar.word[COMMAND_H], 2u);
     EXPECT_LT(log_lines().size(), 30u); // a long poll fills no log
     EXPECT_EQ(trace_level_mask_get(), 127u);
@@ -84,8 +109,8 @@ TEST_F(exchange_test, every_failing_access_ends_a_command_with_its_locks_free)
 
 TEST_F(exchange_test, answers_that_do_not_belong_to_the_request)
 {
-    // The word of the header, its value, the result. Sizes are words, compared with bytes; another command of
-    // that size passes.
+    // The word of the header, its value, the result. Sizes are words, compared with bytes, and another
+    // command of that size passes.
     const std::tuple<size_t, uint32_t, int32_t> cases[] = {
         {0, 66, 64173}, {0, 54, 64173},         {0, 10, 0},   {1, 7, 64173}, {2, 15, 0},
         {2, 16, 64173}, {2, 0xFFFFFFFF, 64173}, {3, 1, 64173}};
@@ -132,8 +157,8 @@ TEST_F(exchange_test, an_answer_that_comes_late_or_for_another_or_never)
 TEST_F(exchange_test, a_response_mutex_that_is_not_to_be_had_or_given_away_in_the_middle)
 {
     kelvane_mutex *mutex = &local_handles_array[0].response_mutex[0][0];
-    the_bar.on_write = [&, follow = the_bar.on_write](uint32_t offset, uint32_t written) {
-        follow(offset, written);
+    the_bar.on_write = [&, follow = the_bar.on_write](uint32_t offset, uint32_t state) {
+        follow(offset, state);
         if (offset == RESPONSE_AREA) { // the wiping of the header
             kelvane_mutex_unlock(mutex);
         }
@@ -144,17 +169,6 @@ TEST_F(exchange_test, a_response_mutex_that_is_not_to_be_had_or_given_away_in_th
     // The failing release of the mutex outranks the lock's own time-out.
     EXPECT_EQ(read_register(), 64172);
     EXPECT_GE(time.now(), 360000000000u);
-}
-
-TEST_F(exchange_test, a_firmware_that_does_not_close)
-{
-    the_bar.on_write = [follow = the_bar.on_write](uint32_t offset, uint32_t written) {
-        offset == RESPONSE_H ? void() : follow(offset, written);
-    };
-    the_bar.record = false;
-    EXPECT_EQ(read_register(), 110);
-    EXPECT_EQ(the_bar.word[RESPONSE_H], 2u);
-    EXPECT_EQ(held_locks(), "");
 }
 
 TEST_F(exchange_test, a_sirane_card_mailbox_or_state_that_is_not_there)
@@ -170,6 +184,79 @@ TEST_F(exchange_test, a_sirane_card_mailbox_or_state_that_is_not_there)
     }
     EXPECT_EQ(manage_resp_mbox_new_state(0, 0xFF00FFFF, get_mbox_handler(0, 0), 8, 1), 64170);
     EXPECT_EQ(accesses(), "");
+}
+
+// Addresses that each kind of check refuses.
+const words refused_by[] = {
+    {0xFF03FFFF, 0xFFFFFFFF, 0xFF000000, 0xF000FFFF},                                     // DEVICE
+    {0xFF03FFFF, 0xFFFFFFFF, 0xFF000000, 0xF0FFFFFF, 0xFF00FFFF, 0xFF00FF00, 0xFF0300FF}, // PORT
+    {0xFF03FFFF, 0xFFFFFFFF, 0xFF000000, 0xF0FFFFFF, 0xFF00FFFF, 0xFF0000FF},             // HOST
+    {0xFF03FFFF, 0xFFFFFFFF, 0xFF000000, 0xF0FFFFFF, 0xFF0000FF, 0xFF00FF00},             // SIRANE
+    {},
+    {},
+};
+
+TEST_F(exchange_test, requests_and_results_of_every_command)
+{
+    for (const operation_row &row : command_rows) {
+        SCOPED_TRACE(row.name);
+        words request = {0};
+        if (row.checks != CARD) {
+            request.push_back(row.address());
+        }
+        request.insert(request.end(), row.request.begin(), row.request.end());
+        request.resize(row.header[1]);
+        const uint32_t sync = row.header.size() > 3 ? row.header[3] : 0xFF00FF00;
+        firmware.answer = row.result != NO_ANSWER;
+        firmware.data = {0, row.address()};
+        firmware.data.insert(firmware.data.end(), row.answer.begin(), row.answer.end());
+        for (const uint32_t rc : {0u, 0x80100005u}) { // the output is written all the same
+            firmware.rc = rc;
+            EXPECT_EQ(call(row, 0, row.address()), row.result == RC ? static_cast<int32_t>(rc) : 0);
+            EXPECT_EQ(written, row.output);
+            EXPECT_EQ(firmware.request_data, request);
+            EXPECT_EQ(firmware.request_header,
+                      (words{row.header[0], 0x1234, row.header[1], row.header[2], sync, 0}));
+        }
+    }
+}
+
+TEST_F(exchange_test, a_failure_writes_no_output_and_checks_come_first)
+{
+    firmware.refuse = true;
+    for (const operation_row &row : command_rows) {
+        SCOPED_TRACE(row.name);
+        const auto failure = [&](kelvane_handle handle, uint32_t address) {
+            const int32_t rc = call(row, handle, address);
+            EXPECT_TRUE(written.empty());
+            return rc;
+        };
+        EXPECT_EQ(failure(0, row.address()), 64173);
+        close_gate();
+        EXPECT_EQ(failure(0, row.address()), 64174);
+        open_gate();
+        for (const uint32_t address : refused_by[row.checks]) {
+            EXPECT_EQ(failure(0, address), 22) << std::hex << address;
+            EXPECT_EQ(accesses(), "");
+        }
+        EXPECT_EQ(failure(1, row.address()), row.checks == NOTHING ? 64170 : 22);
+    }
+    uint32_t check = 0;
+    accesses();
+    EXPECT_EQ(kelvane_set_pm_parameters(0, 0xFF00FFFF, 65), 22);
+    EXPECT_EQ(kelvane_get_zynq_rsa_check(0, 3, &check), 22);
+    EXPECT_EQ(kelvane_get_zynq_rsa_check(0, 0, &check), 22);
+    EXPECT_EQ(kelvane_enable_pm_notify(0, 0xFF00FFFF, 1, nullptr), 22);
+    EXPECT_EQ(kelvane_enable_alarms_notify(0, 0xFF00FFFF, 1, nullptr), 22);
+    EXPECT_EQ(kelvane_enable_alarms_notify(0, 0xFF00FFFF, 2, nullptr), 22);
+    EXPECT_EQ(accesses(), "");
+}
+
+TEST_F(exchange_test, a_diagnostic_waits_10_ms_before_the_send)
+{
+    time.on_sleep([this] { EXPECT_EQ(accesses().empty(), time.now() == 10000000); });
+    EXPECT_EQ(kelvane_diag_command(0, 0xFF00FFFF, 5), 0);
+    EXPECT_EQ(time.now(), 10500000u);
 }
 
 } // namespace
