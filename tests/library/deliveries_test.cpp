@@ -1,6 +1,7 @@
 // What the firmware sends later or by itself, from the mailbox to the callback: answers to requests, which
 // age meanwhile, and what it tells unasked.
 #include <cstring>
+#include <numeric>
 #include <sstream>
 #include <thread>
 
@@ -79,12 +80,11 @@ class deliveries_test : public firmware_test {
     // A batch of the current layout: words 4 to 113 the record, 114 and 115 the number.
     std::string batch(uint32_t reference, uint32_t number, uint32_t upper_half)
     {
-        std::vector<uint32_t> data(116);
-        for (uint32_t i = 0; i < 114; i++) {
-            data[i] = i == 1 ? 0xFF00FFFF : i == 102 ? 0xABCDFF9C : i;
-        }
-        data[114] = number;
-        data[115] = upper_half;
+        std::vector<uint32_t> data(114);
+        std::iota(data.begin(), data.end(), 0);
+        data[1] = 0xFF00FFFF;
+        data[102] = 0xABCDFF9C;
+        data.insert(data.end(), {number, upper_half});
         return outcome(1, {24, reference, 116, 1, 13, 0}, data);
     }
 };

@@ -61,7 +61,7 @@ TEST_F(lifecycle_test, creating_and_deleting)
     EXPECT_EQ(record.local_pm_incremental_id[1], 0u);
     EXPECT_EQ(record.keep_alive_enabled + record.keep_alive_status, 0u);
     kelvane_device_delete(0);
-    ASSERT_EQ(kelvane_mutex_lock(&record.asynch_req_lock[0]), 0);
+    kelvane_mutex_lock(&record.asynch_req_lock[0]);
     EXPECT_EQ(kelvane_device_create(good), 64172);
     EXPECT_EQ(check_kelvane_handler_input(0), 0); // the record stays claimed
     record.signature = 0x01010101;                // only half in use
