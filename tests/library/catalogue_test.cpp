@@ -57,8 +57,6 @@ TEST_F(catalogue_test, kinds_of_device_address)
         EXPECT_EQ(passed, passes) << std::hex << address;
         EXPECT_EQ(sirane_id_of_address(address), sirane) << std::hex << address;
     }
-    EXPECT_EQ(kelvane_check_dev_addr_srn(0xF0FFFFFF), 22);
-    EXPECT_EQ(check_device_address_input(0xFF03FEFF), 22);
 }
 
 // The first error word of a family, how many there are, and the name of the first. A word is 2 above the one

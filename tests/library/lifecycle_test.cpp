@@ -25,7 +25,15 @@ class lifecycle_test : public firmware_test {
         return did(rc);
     }
 
+    // "result gate": a link-up's.
+    static std::string link_up(kelvane_handle handle = 0, int32_t mapped = 1)
+    {
+        const int32_t rc = kelvane_pci_mapped(handle, mapped, 0, 0);
+        return std::to_string(rc) + (kelvane_get_pci_mapped(0) == 1 ? " open" : " closed");
+    }
+
     kelvane_handle_record &record = local_handles_array[0];
+    uint32_t &version = the_bar.word[0x01F04004] = 0x00050016;
 };
 
 constexpr char PASSED[] = "0 r300 w300=1 r300 w300=1";
@@ -123,25 +131,7 @@ TEST_F(lifecycle_test, words_and_blocks)
     EXPECT_EQ(kelvane_internal_pci_write_block(0, 0, 0, 2, words, 1), 64174);
 }
 
-class link_up_test : public lifecycle_test {
-  protected:
-    link_up_test()
-    {
-        close_gate();
-        version = 0x00050016;
-    }
-
-    // "result gate": a link-up's.
-    static std::string link_up(kelvane_handle handle = 0, int32_t mapped = 1)
-    {
-        const int32_t rc = kelvane_pci_mapped(handle, mapped, 0, 0);
-        return std::to_string(rc) + (kelvane_get_pci_mapped(0) == 1 ? " open" : " closed");
-    }
-
-    uint32_t &version = the_bar.word[0x01F04004];
-};
-
-TEST_F(link_up_test, the_siranes_are_brought_to_idle)
+TEST_F(lifecycle_test, the_siranes_are_brought_to_idle)
 {
     std::string expected =
         "r3c4 r1f04000+16 w3fffc00=1,2b r1f04000+16 r1c02004 r1f04000+16 r1d02004 r1f04000+16 "
@@ -175,7 +165,7 @@ TEST_F(link_up_test, the_siranes_are_brought_to_idle)
     EXPECT_EQ(held_locks(), "");
 }
 
-TEST_F(link_up_test, what_fails_a_link_up_and_what_does_not)
+TEST_F(lifecycle_test, what_fails_a_link_up_and_what_does_not)
 {
     the_bar.next_values[0x304] = {2}; // a link that answers wrong
     EXPECT_EQ(link_up(), "64171 closed");
@@ -195,7 +185,7 @@ TEST_F(link_up_test, what_fails_a_link_up_and_what_does_not)
     EXPECT_EQ(accesses(), "");
 }
 
-TEST_F(link_up_test, every_failing_access_closes_the_gate_or_is_borne)
+TEST_F(lifecycle_test, every_failing_access_closes_the_gate_or_is_borne)
 {
     std::string told; // the first failing access of each run of equal results
     std::string last;
@@ -214,7 +204,7 @@ TEST_F(link_up_test, every_failing_access_closes_the_gate_or_is_borne)
                     "312:64172 closed 317:0 open ");
 }
 
-TEST_F(link_up_test, a_failure_past_5_22_keeps_its_locks)
+TEST_F(lifecycle_test, a_failure_past_5_22_keeps_its_locks)
 {
     the_bar.on_write = [](uint32_t offset, uint32_t value) {
         if (offset == 0x01D00000 && value == 2) { // the first idle that the second sirane is shown
