@@ -21,7 +21,7 @@ class log_test : public library_test {
     }
 };
 
-TEST_F(log_test, whole_lines)
+TEST_F(log_test, whole_lines_of_the_levels_in_the_mask)
 {
     start();
     logFileFp_rowcounter = 123456;
@@ -36,6 +36,18 @@ TEST_F(log_test, whole_lines)
         log_contains(" 123456" + head +
                      "001|n:002|h:254] INFO  Slot:00 TestBody:  start reg_address = 00009010 \n 123457" +
                      head + "255|n:255|h:255] ERROR Slot:-1 TestBody: " + message + ".\n"));
+    log_lines();
+    trace_level_mask_clear(2);
+    EXPECT_EQ(trace_level_mask_get(), 125u);
+    EXPECT_EQ(trace_level_mask_set(16), 0);
+    trace_level_mask_add(1);
+    for (const uint32_t level : {0u, 1u, 2u, 3u, 16u, 127u, 128u}) {
+        TRACE(level, 0, NO_ADDRESS, "%u", level);
+    }
+    kelvane_trace_tagged(1, 0xC05000000CB, 0, NO_ADDRESS, "fn", "count", 7);
+    kelvane_trace_tagged(32, 0x1C05000000CA, 0, NO_ADDRESS, "fn", "one", "two");
+    EXPECT_EQ(log_lines(), (std::vector<std::string>{"ERROR TestBody: 1", "DEBUG TestBody: 16",
+                                                     "ERR   fn:count 7 ", "UNKNW fn:one two "}));
 }
 
 TEST_F(log_test, a_file_that_is_there_is_appended_to)
@@ -76,22 +88,6 @@ TEST_F(log_test, the_file_is_cleared_at_a_million_rows)
     TRACE(ERROR, 0, NO_ADDRESS, "y");
     EXPECT_EQ(testing::internal::GetCapturedStderr(),
               "kelvane: /root/kelvane.log cannot be opened again after clearing, file logging is off\n");
-}
-
-TEST_F(log_test, the_mask_chooses_the_levels)
-{
-    start();
-    trace_level_mask_clear(2);
-    EXPECT_EQ(trace_level_mask_get(), 125u);
-    EXPECT_EQ(trace_level_mask_set(16), 0);
-    trace_level_mask_add(1);
-    for (const uint32_t level : {0u, 1u, 2u, 3u, 16u, 127u, 128u}) {
-        TRACE(level, 0, NO_ADDRESS, "%u", level);
-    }
-    kelvane_trace_tagged(1, 0xC05000000CB, 0, NO_ADDRESS, "fn", "count", 7);
-    kelvane_trace_tagged(32, 0x1C05000000CA, 0, NO_ADDRESS, "fn", "one", "two");
-    EXPECT_EQ(log_lines(), (std::vector<std::string>{"ERROR TestBody: 1", "DEBUG TestBody: 16",
-                                                     "ERR   fn:count 7 ", "UNKNW fn:one two "}));
 }
 
 } // namespace
