@@ -1,6 +1,7 @@
 // What lies where, how long it may be and what it is called: mailboxes, commands, device addresses, codes.
 #include <array>
 
+#include "background/handlers.h"
 #include "core/arm_errors.h"
 #include "core/device_address.h"
 #include "mbox/catalogue.h"
@@ -31,6 +32,9 @@ TEST_F(catalogue_test, mailboxes)
     uint32_t bytes = 0;
     EXPECT_EQ(kelvane_get_mbox_data_max_data_size(66, &bytes), 64170); // of no command
     EXPECT_EQ(bytes, 0xFFFFFFFF);
+    mbox_answer_handler handler = mbox_manage_asynch_set_laser;
+    EXPECT_EQ(kelvane_get_cb_fn_data_table(66, &handler), 22);
+    EXPECT_EQ(handler, nullptr);
 }
 
 TEST_F(catalogue_test, kinds_of_device_address)

@@ -150,8 +150,10 @@ TEST_F(exchange_test, an_answer_that_comes_late_or_for_another_or_never)
     }
     EXPECT_EQ(value, 4u);
     time.on_sleep([] {});
+    local_handles_array[0].low_prio_tid = kelvane_gettid();
     offer_message({9, 0x1234, 4, 0, 0xD, 0}, {1, 2, 3, 4});
     EXPECT_EQ(read_register(), 110);
+    EXPECT_TRUE(log_has("ERROR manage_resp_receive: TIMEOUT EXPIRED_ON_LOW_PRIO "));
     EXPECT_EQ(the_bar.word[RESPONSE_F], 4u); // a message of another is left alone
     EXPECT_EQ(the_bar.word[RESPONSE_AREA], 9u);
     EXPECT_EQ(held_locks(), "");
@@ -179,6 +181,7 @@ TEST_F(exchange_test, a_sirane_card_mailbox_or_state_that_is_not_there)
     mbox_data_header header{};
     mbox_data data{};
     EXPECT_EQ(kelvane_write_register(0, 0xFF03FFFF, 1, 2), 64170);
+    EXPECT_EQ(kelvane_deque_resp_receive(0, 0xFF03FFFF, 0), 64170);
     for (const uint32_t mbox : {3u, 6u}) { // without a response mutex, or not there at all
         EXPECT_EQ(kelvane_deque_resp_receive(0, 0xFF00FFFF, mbox), 64170) << mbox;
         EXPECT_EQ(manage_resp_receive(0, 0xFF00FFFF, mbox, &header, &data, {}), 64170) << mbox;
