@@ -175,7 +175,7 @@ TEST_F(background_test, an_upset_of_the_memory_is_told_once_for_each_entry)
     EXPECT_EQ(state, 9u);
 }
 
-TEST_F(background_test, interrupts_are_enabled_and_disabled)
+TEST_F(background_test, interrupts_are_enabled_and_wake_the_thread_that_their_source_names)
 {
     const std::tuple<uint32_t, uint32_t, std::string> cases[] = {
         {0x32123456, 1, "0 r0 r1804000 w1804000=f1f r20 w20=17"},
@@ -194,10 +194,7 @@ TEST_F(background_test, interrupts_are_enabled_and_disabled)
     EXPECT_EQ(did(kelvane_enable_msi(0, 1)), "0 r0 r1804000 w1804000=f1f r20 w20=7");
     the_bar.fail_from = the_bar.access_number + 2;
     EXPECT_EQ(did(kelvane_enable_msi(0, 1)), "64174 r0 r1804000");
-}
-
-TEST_F(background_test, an_interrupt_wakes_the_thread_that_its_source_names)
-{
+    set_watch(0, 0);
     const std::pair<uint32_t, std::string> sources[] = {{17, "10 "},          {18, "11 "}, {19, "12 "},
                                                         {0xABCDEF14, "dap "}, {16, ""},    {0x1100, ""}};
     for (const auto &[source, woken] : sources) {

@@ -42,12 +42,13 @@ TEST_F(locks_test, a_semaphore_is_born_given_and_gives_merge)
 {
     kelvane_semaphore semaphore;
     EXPECT_EQ(kelvane_sem_init(&semaphore), 0);
+    EXPECT_EQ(semaphore.semState, 1u);
     EXPECT_EQ(kelvane_sem_give(&semaphore), 0);
     EXPECT_EQ(kelvane_sem_take(&semaphore), 0);
     EXPECT_EQ(semaphore.semState, 0u);
     EXPECT_EQ(kelvane_sem_give(&semaphore), 0);
-    EXPECT_EQ(kelvane_sem_take(&semaphore), 0); // does not wait
-    pthread_mutex_lock(&semaphore.lock.lock);   // this thread's, which neither can take again
+    EXPECT_EQ(semaphore.semState, 1u);
+    pthread_mutex_lock(&semaphore.lock.lock); // this thread's, which neither can take again
     EXPECT_EQ(kelvane_sem_take(&semaphore) + kelvane_sem_give(&semaphore), 2 * 64172);
 }
 
