@@ -80,6 +80,8 @@ TEST_F(exchange_test, a_firmware_that_does_not_take_or_close)
     };
     EXPECT_EQ(read_register(), 110);
     EXPECT_EQ(the_bar.word[RESPONSE_H], 2u);
+    EXPECT_TRUE(log_contains("kelvane_close_resp_mbox_handshake: state on MBOX not available "));
+    EXPECT_FALSE(log_contains("manage_cmd_send: state on MBOX not available "));
     the_bar.word[COMMAND_F] = 4; // never idle
     the_bar.access_number = 0;
     log_lines();
@@ -89,6 +91,7 @@ TEST_F(exchange_test, a_firmware_that_does_not_take_or_close)
     EXPECT_EQ(time.now() - before, 599999u * 500000ull);
     EXPECT_EQ(the_bar.word[COMMAND_H], 2u);
     EXPECT_LT(log_lines().size(), 30u); // a long poll fills no log
+    EXPECT_TRUE(log_contains("manage_cmd_send: state on MBOX not available "));
     EXPECT_EQ(trace_level_mask_get(), 127u);
     the_bar.word[COMMAND_F] = 2; // idle for ever: never taken for one that accepts
     the_bar.on_write = nullptr;
@@ -118,7 +121,7 @@ TEST_F(exchange_test, answers_that_do_not_belong_to_the_request)
         {0, 66, 64173}, {0, 54, 64173},         {0, 10, 0},   {1, 7, 64173}, {2, 15, 0},
         {2, 16, 64173}, {2, 0xFFFFFFFF, 64173}, {3, 1, 64173}};
     for (const auto &[word, changed, code] : cases) {
-        firmware.spoil = [&](std::vector<uint32_t> &header) { header[word] = changed; };
+        firmware.spoil = [at = word, to = changed](words &header) { header[at] = to; };
         firmware.next_reference(0x1234);
         EXPECT_EQ(read_register(), code) << word << changed;
         EXPECT_EQ(the_bar.word[RESPONSE_AREA], 0xFFFFFFFFu);

@@ -65,6 +65,7 @@ TEST_F(lifecycle_test, creating_and_deleting)
         EXPECT_EQ(kelvane_device_create(each), &each == devices ? 0 : -1);
     }
     EXPECT_EQ(kelvane_get_client_type(0), 7u);
+    EXPECT_FALSE(log_contains("problem with "));
     trace_level_mask_set(2);
     log_lines();
     kelvane_print_local_handler(0);
