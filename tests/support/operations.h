@@ -85,7 +85,6 @@ struct caller<operation> {
     }
 };
 
-enum operation_path { OWN, SHARED };
 enum operation_result {
     RC,         // the firmware's error word is the operation's result
     NO_RC,      // only failures of the transport are told
@@ -104,7 +103,6 @@ enum operation_checks {
 struct operation_row {
     const char *name;
     int32_t (*call)(operation_call call);
-    operation_path path = OWN;
     operation_result result = NO_COMMAND;
     operation_checks checks = CARD;
     words in = {};

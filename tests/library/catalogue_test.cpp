@@ -1,0 +1,95 @@
+// What lies where, how long it may be and what it is called: mailboxes, commands, device addresses, codes.
+#include <array>
+
+#include "background/handlers.h"
+#include "core/arm_errors.h"
+#include "core/device_address.h"
+#include "mbox/catalogue.h"
+#include "mbox/model.h"
+#include "support/library.h"
+
+namespace {
+
+using catalogue_test = firmware_test;
+
+TEST_F(catalogue_test, mailboxes)
+{
+    // By mailbox: its area, its wait, the levels of its lines.
+    const std::array<uint32_t, 5> of_sirane_0[] = {
+        {0x01C02100, 300, 2, 16, 1}, {0x01C08100, 300, 64, 64, 8},  {0x01C04100, 300, 4, 64, 4},
+        {0x01C00100, 300, 2, 16, 1}, {0x01F08000, 300, 64, 64, 64}, {0, 1, 64, 64, 64}};
+    for (uint32_t pair = 0; pair < 18; pair++) {
+        const mailbox_handler mb = *get_mbox_handler(pair / 6, pair % 6);
+        const uint32_t own = mb.mbox < 4 ? 0x100000 * (pair / 6) : 0; // the last two are the card's
+        EXPECT_EQ((std::array{mb.mailbox_addr - own, mb.timeout_sec, mb.header_level, mb.flow_level,
+                              mb.error_level}),
+                  of_sirane_0[pair % 6]);
+    }
+    EXPECT_EQ(get_mbox_handler(3, 0), nullptr);
+    EXPECT_EQ(get_mbox_handler(0, 6), nullptr);
+    EXPECT_EQ(mbox_fields(nullptr).mbox, 6u); // harmless defaults
+    EXPECT_EQ(mbox_fields(get_mbox_handler(2, 5) + 1).mailbox_addr, 100u);
+    uint32_t bytes = 0;
+    EXPECT_EQ(kelvane_get_mbox_data_max_data_size(66, &bytes), 64170); // of no command
+    EXPECT_EQ(bytes, 0xFFFFFFFF);
+    mbox_answer_handler handler = mbox_manage_asynch_set_laser;
+    EXPECT_EQ(kelvane_get_cb_fn_data_table(66, &handler), 22);
+    EXPECT_EQ(handler, nullptr);
+}
+
+TEST_F(catalogue_test, kinds_of_device_address)
+{
+    const std::pair<std::string, int32_t (*)(kelvane_device_address)> checks[] = {
+        {"g", check_device_address_input},
+        {"b", kelvane_check_dev_addr_ordune},
+        {"s", kelvane_check_dev_addr_srn},
+        {"n", kelvane_check_dev_addr_srn_network_port},
+        {"h", kelvane_check_dev_addr_srn_host_port}};
+    // The address, the checks that it passes, its sirane.
+    const std::tuple<uint32_t, std::string, uint32_t> cases[] = {
+        {0xF0FFFFFF, "gb", 0}, {0xFEFFFFFF, "gb", 0},  {0xFF00FFFF, "gs", 0}, // only the nibble counts
+        {0x0F01FFFF, "gs", 1}, {0xFF0000FF, "gn", 0},  {0xFF02FEFF, "gn", 2}, {0xFF00FF01, "gh", 0},
+        {0xFF03FFFF, "s", 3},  {0xFFFEFFFF, "s", 254}, {0xFFFFFFFF, "", 255}, {0xFF000000, "", 0},
+        {0xF000FFFF, "", 0},   {0xF0FF00FF, "", 0},    {0xF0FFFF00, "", 0},   {0xFFFF00FF, "", 255},
+    };
+    for (const auto &[address, passes, sirane] : cases) {
+        std::string passed;
+        for (const auto &[letter, check] : checks) {
+            passed += check(address) == 0 ? letter : "";
+        }
+        EXPECT_EQ(passed, passes) << std::hex << address;
+        EXPECT_EQ(sirane_id_of_address(address), sirane) << std::hex << address;
+    }
+}
+
+TEST_F(catalogue_test, error_words_and_return_codes)
+{
+    const arm_error_row *row = arm_errors_array;
+    size_t twice = 0; // three stand under two names, and the first counts
+    for (; row->code != 0xFFFFFFFF; row++) {
+        EXPECT_LE(row->code, row[1].code) << row->name;
+        twice += row->code == row[1].code;
+        EXPECT_STREQ(kelvane_arm_error_to_string(static_cast<int32_t>(row->code + 1)), "UNKNOWN");
+    }
+    EXPECT_EQ(row, arm_errors_array + 170);
+    EXPECT_EQ(twice, 3u);
+    std::string names;
+    for (const uint32_t each : {0u,          16u,         22u,         110u,        64170u,      64171u,
+                                64172u,      64173u,      64174u,      64175u,      0x80000001u, 0x80010013u,
+                                0x8010000Fu, 0x80300003u, 0x80500031u, 0x80610023u, 0x80620011u, 0x81000003u,
+                                0x8100000Bu, 0x8210001Bu, 0x84000003u, 0x88000003u, 1u}) {
+        names += std::string(kelvane_rc_to_string(static_cast<int32_t>(each))) + "|";
+    }
+    EXPECT_EQ(names,
+              " KELVANE_EOK                          | KELVANE_RET_CODE_EBUSY               |"
+              " KELVANE_RET_CODE_EINVAL              | KELVANE_RET_CODE_ETIMEDOUT           |"
+              " KELVANE_RET_CODE_GEN_ERR             | KELVANE_RET_CODE_HW_PROBLEM          |"
+              " KELVANE_RET_CODE_GEN_PLATFORM_PROBLEM| KELVANE_RET_CODE_VERSION_MISMATCH    |"
+              " KELVANE_RET_CODE_DEVICE_UNAVAILABLE  | KELVANE_RET_CODE_DEVICE_NOT_READY    |"
+              "ORDUNE_FAILURE|ORDUNE_MBOX_BUSY|ORDUNE_TIMEOUT|ORDUNE_MD5_FAIL|ORDUNE_XPM2_PIN_INTERF_ERROR|"
+              "ORDUNE_SIRANE_FW_DWL_FAIL_COMMIT|ORDUNE_SIRANE_SETLASER_PWRFAIL2START|ERROR_PWR_UP_5V\t|"
+              "ERROR_SRN_UNRESET|ORDUNE_CAL_CARD_TOLVAN_DEF_USED|ORDUNE_RSA_RDFLAG_ERROR\t|ORDUNE_QSPI_"
+              "SERVER_ERROR|UNKNOWN|");
+}
+
+} // namespace
