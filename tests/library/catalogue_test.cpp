@@ -4,6 +4,7 @@
 #include "background/handlers.h"
 #include "core/arm_errors.h"
 #include "core/device_address.h"
+#include "firmware_log/source_modules.h"
 #include "mbox/catalogue.h"
 #include "mbox/model.h"
 #include "support/library.h"
@@ -35,6 +36,27 @@ TEST_F(catalogue_test, mailboxes)
     mbox_answer_handler handler = mbox_manage_asynch_set_laser;
     EXPECT_EQ(kelvane_get_cb_fn_data_table(66, &handler), 22);
     EXPECT_EQ(handler, nullptr);
+}
+
+TEST_F(catalogue_test, rows_stand_at_their_index)
+{
+    // Bytes of each command's record, from command 0 on.
+    const uint32_t bytes[] = {16, 12, 16,  12,  16,  16, 16,  16,  12, 16, 16,  12, 12, 12, 12, 12, 4,
+                              16, 12, 32,  136, 40,  16, 448, 464, 12, 12, 12,  12, 12, 12, 12, 12, 12,
+                              44, 56, 44,  12,  240, 12, 128, 8,   12, 12, 12,  12, 12, 12, 12, 12, 12,
+                              12, 12, 156, 0,   8,   8,  12,  12,  8,  12, 240, 12, 16, 16, 16};
+    for (uint32_t command = 0; command < 66; command++) {
+        const mbox_data_row &row = mbox_data_table[command];
+        const uint32_t version =
+            command == 38 ? 2 : command == 20 || command == 23 || command == 24 || command == 40;
+        EXPECT_EQ(
+            (std::array{row.command, row.version, row.timeout_sec, row.timeout_nsec, row.max_data_size}),
+            (std::array{command, version, 500u, 0u, bytes[command]}));
+        EXPECT_EQ(cb_fn_data_table[command].command, command);
+    }
+    for (uint32_t module = 0; module < 48; module++) {
+        EXPECT_EQ(file_list[module].number, module);
+    }
 }
 
 TEST_F(catalogue_test, kinds_of_device_address)

@@ -259,4 +259,25 @@ TEST_F(exchange_test, a_failure_writes_no_output_and_checks_come_first)
     EXPECT_EQ(accesses(), "");
 }
 
+TEST_F(exchange_test, every_command_has_its_row)
+{
+    words without;
+    for (uint32_t command = 0; command < 66; command++) {
+        if (std::ranges::none_of(command_rows, [=](const auto &row) { return row.header[0] == command; })) {
+            without.push_back(command);
+        }
+    }
+    // 14, the download, needs files; the others are reserved, or come from the card alone.
+    EXPECT_EQ(without, (words{11, 12, 14, 25, 29, 30, 33, 37, 41, 54}));
+}
+
+TEST_F(exchange_test, a_command_ends_at_once_when_the_firmware_is_found_dead)
+{
+    firmware.answer = false;
+    time.on_sleep([this] { set_watch(1, time.sleeps() == 5 ? 2 : 1); });
+    EXPECT_EQ(read_register(), 64174);
+    EXPECT_EQ(time.sleeps(), 5u);
+    EXPECT_EQ(held_locks(), "");
+}
+
 } // namespace
