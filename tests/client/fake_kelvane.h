@@ -1,7 +1,7 @@
 // A library for the client to call: it shows each call with its arguments on standard output,
 // "[kelvane_device_delete(0)]", and answers as told. Interrupts there are none.
-#ifndef TESTS_MOCK_CLIENT_FAKE_KELVANE_H
-#define TESTS_MOCK_CLIENT_FAKE_KELVANE_H
+#ifndef TESTS_CLIENT_FAKE_KELVANE_H
+#define TESTS_CLIENT_FAKE_KELVANE_H
 
 #include <cstdint>
 

@@ -1,6 +1,6 @@
 // A process of its own for a body of a test.
-#ifndef TESTS_MOCK_CLIENT_RUN_CHILD_H
-#define TESTS_MOCK_CLIENT_RUN_CHILD_H
+#ifndef TESTS_CLIENT_RUN_CHILD_H
+#define TESTS_CLIENT_RUN_CHILD_H
 
 #include <cstdio>
 #include <cstdlib>

@@ -1,7 +1,7 @@
 // Threads that are none: bodies that share one real thread and give way where they sleep, wait for a lock, or
 // are told to. A seed decides who goes on, so that the same seed gives the same run.
-#ifndef TESTS_SIMULATION_FIBERS_H
-#define TESTS_SIMULATION_FIBERS_H
+#ifndef TESTS_WHOLE_SIMULATION_FIBERS_H
+#define TESTS_WHOLE_SIMULATION_FIBERS_H
 
 #include <cstdint>
 #include <functional>

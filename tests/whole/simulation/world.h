@@ -1,6 +1,6 @@
 // One run: a simulated card, the library on it, the library's threads as fibers, and the accounts.
-#ifndef TESTS_SIMULATION_WORLD_H
-#define TESTS_SIMULATION_WORLD_H
+#ifndef TESTS_WHOLE_SIMULATION_WORLD_H
+#define TESTS_WHOLE_SIMULATION_WORLD_H
 
 #include <cstdint>
 #include <cstdio>
