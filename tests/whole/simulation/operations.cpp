@@ -83,14 +83,23 @@ int32_t send_dap()
     });
 }
 
+// Accesses are refused from now on: the answer that a thread is reading right now is lost for its request.
+void gate_closed()
+{
+    simulation.was_struck = simulation.was_struck || held_locks().find("response") != std::string::npos;
+}
+
 int32_t watch_firmware()
 {
-    return kelvane_enable_keep_alive_notify(
-        0, one_in(3) ? 0 : 1, [](kelvane_handle, int32_t, uint32_t status) {
+    const int32_t rc =
+        kelvane_enable_keep_alive_notify(0, one_in(3) ? 0 : 1, [](kelvane_handle, int32_t, uint32_t status) {
             simulation_note(status);
             simulation_tell("keep-alive status " + std::to_string(status));
+            gate_closed();
             return 0;
         });
+    gate_closed();
+    return rc;
 }
 
 int32_t map_again()
