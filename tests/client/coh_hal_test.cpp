@@ -16,7 +16,8 @@
 namespace {
 
 // What the device and its library do.
-uio_info *found = new uio_info{};
+uio_info info;
+uio_info *found = &info;
 uint64_t bar_bytes = 0x4000000;
 const char *root = "/tree";
 int info_error, failing_opens, map_error;

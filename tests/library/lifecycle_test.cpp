@@ -52,7 +52,8 @@ TEST_F(lifecycle_test, creating_and_deleting)
     devices[1].slot_id = 1;
     EXPECT_EQ(kelvane_device_create(devices[1]), -1);
     for (const uint32_t handle : {1u, 3u, 0xFFFFFFFFu, 0u, 0u}) {
-        EXPECT_EQ(kelvane_device_delete(handle), handle == 0 && record.dev == 0 ? 0 : 22);
+        const bool is_there = handle == 0 && record.dev == 0;
+        EXPECT_EQ(kelvane_device_delete(handle), is_there ? 0 : 22);
         EXPECT_EQ(kelvane_slot_of_handler(handle), 0xFFFFFFFF);
         EXPECT_EQ(kelvane_get_low_prio_thread(handle), 0xDDEEAA00u);
     }
