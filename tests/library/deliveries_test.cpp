@@ -271,6 +271,8 @@ TEST_F(deliveries_test, what_cannot_be_read_is_refused_and_not_told)
         the_bar.fail_from = the_bar.access_number + failing;
         EXPECT_EQ(outcome(mbox, header, {0, 4}), "64174 refused ");
     }
+    the_bar.fail_from = the_bar.access_number + 18; // the header itself: nobody answers the firmware
+    EXPECT_EQ(outcome(0, {2, 0x1236, 4, 0, 0, 0}, {}), "64174 ");
 }
 
 } // namespace
