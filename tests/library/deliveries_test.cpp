@@ -237,10 +237,12 @@ TEST_F(deliveries_test, alarm_changes_and_modules)
     EXPECT_EQ(kelvane_enable_alarms_notify(0, 0xFF00FFFF, 1, on_alarms), 0);
     EXPECT_EQ(outcome(0, {37, 0x999, 3, 0, 3, 0}, {0, 0xFF0001FF, 1}),
               "0 plugin ff0001ff 1; "); // in any slot
-    callback_returns = 0x99;            // no matter, but for a module, of which the firmware hears
+    EXPECT_FALSE(log_contains("mbox_manage_notify_plugin: ERROR"));
+    callback_returns = 0x99; // no matter, but for a module, of which the firmware hears
     EXPECT_EQ(outcome(2, {35, 0x1234, 14, 0, 14, 0}, change), "0 alarms ff00ffff 100000055; ");
     EXPECT_EQ(memcmp(&last_alarms, &change[3], sizeof last_alarms), 0);
     EXPECT_EQ(outcome(0, {37, 0x999, 3, 0, 15, 0}, {0, 0xFF0001FF, 0}), "153 refused plugin ff0001ff 0; ");
+    EXPECT_TRUE(log_contains("mbox_manage_notify_plugin: ERROR after calling callback rc = 0x99"));
 }
 
 TEST_F(deliveries_test, restarts_of_the_firmware)

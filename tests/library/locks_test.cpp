@@ -45,6 +45,11 @@ TEST_F(locks_test, a_semaphore_is_born_given_and_gives_merge)
     EXPECT_EQ(semaphore.semState, 1u);
     EXPECT_EQ(kelvane_sem_give(&semaphore), 0);
     EXPECT_EQ(kelvane_sem_take(&semaphore), 0);
+    for (int wake = 0; wake < 100; wake++) { // a take that comes first waits for the give
+        std::thread giver([&] { kelvane_sem_give(&semaphore); });
+        EXPECT_EQ(kelvane_sem_take(&semaphore), 0);
+        giver.join();
+    }
     EXPECT_EQ(semaphore.semState, 0u);
     EXPECT_EQ(kelvane_sem_give(&semaphore), 0);
     EXPECT_EQ(semaphore.semState, 1u);
