@@ -1,46 +1,310 @@
-// The library against a firmware that shows what the bytes say. On one thread in virtual time, with the
-// passes of the library's threads run by hand.
+// The library against a firmware that shows what the bytes of an input say. On one thread in virtual time,
+// with the passes of the library's threads run by hand.
+//
+// An input is a number of operations. Each read of the card takes a byte, too: below 0x80 this word and so
+// many behind it are what a good firmware shows, others put an odd word in its place. After a number of
+// accesses all of them fail, so that the long waits, which are minutes of polls, end.
 #include <algorithm>
-#include <cstddef>
 #include <cstring>
 #include <fstream>
 #include <iterator>
+#include <unordered_map>
 #include <vector>
 
 #include "background/keep_alive.h"
+#include "background/low_priority_thread.h"
+#include "background/response_thread.h"
 #include "core/handle.h"
 #include "core/transaction_id.h"
-#include "firmware_card.h"
-#include "firmware_operations.h"
-#include "fuzz_checks.h"
+#include "dap/dap_channel.h"
+#include "fuzz.h"
 #include "kelvane_trace_defs.h"
 #include "lifecycle/driver.h"
 #include "mbox/model.h"
+#include "mbox/receive.h"
+#include "support/operations.h"
+#include "support/promises.h"
 #include "support/temporary_folder.h"
 #include "support/virtual_time.h"
 
 namespace {
 
-constexpr int OPERATIONS_OF_AN_INPUT = 64;
-constexpr uint32_t FIRST_REFERENCE = 0x1000;
+constexpr uint32_t ACCESSES_MOST = 6000; // more than twice the polls of the one short wait
+constexpr int OPERATIONS_MOST = 64;
+constexpr uint32_t SIRANES_AT = 0x01C00000, SIRANE_BYTES = 0x00100000;
+constexpr uint32_t DAP = 0x01C0C000, KEEP_ALIVE = 0x01C0C008, BUNDLE_VERSION = 0x01F04004;
+constexpr uint32_t COMMAND = 0, ANSWER = 0x2000, ALARMS = 0x4000, PERFORMANCE = 0x8000; // of a sirane
+constexpr uint32_t AREA = 0x100, AREA_WORDS = 6 + 64;                                   // behind a mailbox
 
-void write_images(const std::string &folder)
+struct fuzz_card {
+    fuzz_input input;
+    std::unordered_map<uint32_t, uint32_t> word; // what is right at an offset
+    uint32_t accesses;
+    uint32_t failing_access;
+    uint32_t same; // so many reads go on like the last one, with the truth or its lie
+    bool lies;
+    uint32_t lie;
+    std::vector<uint32_t> lies_told; // an error word may be among them
+    low_priority_state low_priority;
+    dap_state dap;
+};
+
+fuzz_card the_card;
+std::string image_folder;
+
+int32_t next_access()
 {
-    const std::string digest(32, '7');
-    std::ofstream(folder + "/good") << std::string(402, 'i');
-    std::ofstream(folder + "/good.md5") << digest;
-    std::ofstream(folder + "/empty") << "";
-    std::ofstream(folder + "/empty.md5") << digest;
-    std::ofstream(folder + "/short_digest") << "image";
-    std::ofstream(folder + "/short_digest.md5") << "777";
-    std::ofstream(folder + "/no_digest") << "image";
+    the_card.accesses++;
+    return the_card.accesses > ACCESSES_MOST || the_card.accesses == the_card.failing_access ? 5 : 0;
+}
+
+int32_t read_word(kelvane_handle, uint32_t, uint32_t offset, uint32_t *value, uint32_t)
+{
+    static constexpr uint32_t ODD[] = {
+        0,    1,    2,    3,    4,    6,          8,          14,         16,         17,        20,
+        24,   31,   35,   37,   41,   54,         55,         65,         66,         111,       463,
+        1024, 1978, 1979, 2048, 4096, 0x00050009, 0x00020006, 0x41414141, 0x80000000, 0xFFFFFFFF};
+    fuzz_card &it = the_card;
+    if (it.same > 0) {
+        it.same--;
+    } else {
+        const uint8_t byte = it.input.byte();
+        it.lies = byte >= 0x80;
+        it.lie = byte == 0xFF ? it.input.word() : ODD[byte % std::size(ODD)];
+        it.same = !it.lies ? byte : byte >= 0xC0 ? it.input.byte() : 0;
+    }
+    if (it.lies) {
+        it.lies_told.push_back(it.lie);
+    }
+    *value = it.lies ? it.lie : it.word[offset];
+    return next_access();
+}
+
+int32_t read_block(kelvane_handle, uint32_t, uint32_t offset, uint32_t words, uint32_t *data, uint32_t)
+{
+    int32_t rc = 0;
+    for (uint32_t i = 0; i < words && rc == 0; i++) {
+        rc = read_word(0, 0, offset + 4 * i, data + i, 0);
+    }
+    return rc;
+}
+
+// A good firmware takes a command and answers it with an echo, but for those whose answers come elsewhere.
+int32_t write_word(kelvane_handle, uint32_t, uint32_t offset, uint32_t value, uint32_t)
+{
+    std::unordered_map<uint32_t, uint32_t> &word = the_card.word;
+    if (next_access() != 0) {
+        return 5;
+    }
+    word[offset] = value;
+    if (offset == DAP || offset == KEEP_ALIVE) {
+        word[offset + 4] = offset == DAP && value == 4 ? 2048 : value;
+    } else if (offset < SIRANES_AT || offset >= SIRANES_AT + 3 * SIRANE_BYTES) {
+        return 0;
+    } else if (offset % SIRANE_BYTES == COMMAND) {
+        const uint32_t command = word[offset + AREA];
+        if (value == 2 && word[offset + 4] == 4 && command != 24 && command != 35 && command != 36) {
+            for (uint32_t at = offset + AREA; at < offset + AREA + 4 * AREA_WORDS; at += 4) {
+                word[ANSWER + at] = word[at];
+            }
+            word[offset + ANSWER + 4] = 4;
+        }
+        word[offset + 4] = value == 4 ? 4 : 2;
+    } else if (offset % 0x2000 == 0 && value != 2) {
+        word[offset + 4] = 2;
+    }
+    return 0;
+}
+
+// A message of the firmware's own. References are drawn from a counter: that of the last command fits the
+// newest request.
+int32_t offer_message(operation_call &)
+{
+    static constexpr uint32_t SIZES[] = {4, 3, 0, 14, 31, 55, 111, 116, 463, 1978, 1979, 0xFFFFFFFF};
+    fuzz_input &input = the_card.input;
+    const uint32_t sirane = SIRANES_AT + input.byte() % 3 * SIRANE_BYTES;
+    const uint32_t base = sirane + input.one_of({ANSWER, ALARMS, PERFORMANCE});
+    const uint32_t command = input.one_of({2u, 0u, 24u, 35u, 37u, 41u, 14u, 54u, 66u});
+    const uint32_t reference = the_card.word[sirane + AREA + 4];
+    uint32_t at = base + AREA;
+    for (const uint32_t word :
+         {command, reference, input.one_of(SIZES), input.byte() % 3u, uint32_t{input.byte()}, 0u}) {
+        the_card.word[at] = word;
+        at += 4;
+    }
+    the_card.word[base + 4] = 4;
+    return 0;
+}
+
+// An index or a size in the head of a log, near the others or any number.
+int32_t forge_log(operation_call &)
+{
+    fuzz_input &input = the_card.input;
+    const uint32_t head = input.one_of({0x03F0000Cu, 0x03E00000u, 0x03E40000u, 0x03E80000u, 0x03EC0004u});
+    for (const uint32_t at : {head, head + 4}) {
+        const uint8_t byte = input.byte();
+        the_card.word[at] = byte == 0xFF ? input.word() : byte << 12 | input.byte();
+    }
+    the_card.word[0x03EC0014] = 0x01AC7F26; // the controller's log is there
+    return 0;
+}
+
+// A byte says whether it fails.
+template <typename... arguments> int32_t answer_of_application(arguments...)
+{
+    return the_card.input.byte() >= 0x80 ? KELVANE_RET_CODE_EBUSY : 0;
+}
+
+int32_t dap_answered(kelvane_handle, void *data, const uint32_t *size)
+{
+    must(*size < 1024, "an answer beyond the buffer", "kelvane_dap_cb");
+    const auto *bytes = static_cast<const uint8_t *>(data); // each of which can be read
+    return static_cast<int32_t>(std::count(bytes, bytes + *size, 1) % 2);
+}
+
+int32_t send_dap(operation_call &call)
+{
+    uint8_t message[1100];
+    memset(message, the_card.input.byte(), sizeof message);
+    const uint32_t size = call.in() * 5;
+    return kelvane_dap_command(call.handle, message, &size, dap_answered);
+}
+
+int32_t download(operation_call &call)
+{
+    const std::string name = the_card.input.one_of({"/good", "/empty", "/short_digest", "/no_digest"});
+    return kelvane_download_software(call.handle, call.in() % 16, (image_folder + name).c_str());
+}
+
+int32_t fail_later(operation_call &call)
+{
+    the_card.failing_access = the_card.accesses + 1 + call.in();
+    return 0;
+}
+
+struct fuzz_operation {
+    const char *name;
+    int32_t (*run)(operation_call &call);
+};
+
+constexpr char LINK_UP[] = "kelvane_pci_mapped";
+
+// The table of all operations stands behind these. The kept inputs name them by number.
+constexpr fuzz_operation OPERATIONS[] = {
+    {"the card offers", offer_message},
+    {"the card forges a log", forge_log},
+    {"a later access fails", fail_later},
+    {"response thread",
+     [](operation_call &it) {
+         const uint32_t choice = it.in();
+         return kelvane_asyc_resp_common(it.handle, choice % 4, choice / 16 % 4);
+     }},
+    {"low-priority thread", [](operation_call &) { return low_priority_pass(&the_card.low_priority), 0; }},
+    {"DAP thread", [](operation_call &) { return dap_serve_event(0, &the_dap_record, &the_card.dap), 0; }},
+    {LINK_UP, [](operation_call &it) { return kelvane_pci_mapped(it.handle, it.in() % 16 != 15, 0, 0); }},
+    {"kelvane_deque_msi", [](operation_call &it) { return kelvane_deque_msi(it.handle); }},
+    {"the drain",
+     [](operation_call &it) { return kelvane_deque_resp_receive(it.handle, it.address, it.in() % 4); }},
+    {"kelvane_keep_alive", [](operation_call &it) { return kelvane_keep_alive(it.handle, it.address); }},
+    {"kelvane_enable_keep_alive_notify",
+     [](operation_call &it) {
+         return kelvane_enable_keep_alive_notify(it.handle, it.in() % 4, answer_of_application);
+     }},
+    {"kelvane_enable_pm_notify",
+     [](operation_call &it) {
+         return kelvane_enable_pm_notify(it.handle, it.address, it.in() % 2, answer_of_application);
+     }},
+    {"kelvane_set_laser",
+     [](operation_call &it) {
+         return kelvane_set_laser(it.handle, it.address, it.in() % 2, answer_of_application, 7);
+     }},
+    {"kelvane_dap_command", send_dap},
+    {"kelvane_download_software", download},
+    {"kelvane_get_download_progress",
+     [](operation_call &it) { return kelvane_get_download_progress(it.handle, it.in() % 8, it.out); }},
+    {"kelvane_ps_print_sel_trace",
+     [](operation_call &it) {
+         const uint32_t first = it.in();
+         return kelvane_ps_print_sel_trace(it.handle, it.address, first, it.in());
+     }},
+    {"kelvane_print_local_handler",
+     [](operation_call &it) { return kelvane_print_local_handler(it.handle), 0; }},
+};
+
+// False when the input ends here: a failed link-up keeps a sirane's locks, which is documented.
+bool run_operation()
+{
+    static constexpr kelvane_device_address ADDRESSES[] = {
+        0xFF0000FF, 0xF0FFFFFF, 0xFF00FFFF, 0xFF01FFFF, 0xFF02FFFF, 0xFF0201FF, 0xFF01FF03, 0xFF03FFFF,
+        0xFFFFFFFF, 0xFF0002FF, 0xFF0005FF, 0xF000FFFF, 0x00000000, 0xFF00FF00, 0xFF01FFFF, 0xFF02FF05};
+    constexpr size_t OWN = std::size(OPERATIONS);
+    static fuzz_input &input = the_card.input;
+    const size_t choice = input.byte() % (OWN + command_rows.size() + register_rows.size());
+    const uint8_t where = input.byte();
+    guarded_words out;
+    const kelvane_handle handle = where >= 0xF0 ? input.byte() : 0;
+    operation_call call = {handle, ADDRESSES[where % 16], [] { return input.byte(); }, out.word};
+    const auto &rows = choice < OWN + command_rows.size() ? command_rows : register_rows;
+    const size_t row = choice - OWN - (&rows == &command_rows ? 0 : command_rows.size());
+    const char *name = choice < OWN ? OPERATIONS[choice].name : rows[row].name;
+    const int32_t rc = choice < OWN ? OPERATIONS[choice].run(call) : rows[row].call(call);
+    must(is_documented(rc) || std::ranges::count(the_card.lies_told, static_cast<uint32_t>(rc)) > 0,
+         "a code that nobody knows", name);
+    must(out.is_intact_behind(), "written beyond the output", name);
+    const bool locks_are_held = !held_locks().empty();
+    must(!locks_are_held || (name == LINK_UP && rc != 0), "a lock is still held", name);
+    must(mbox_mutex_served_here == nullptr, "a served mailbox is still marked", name);
+    return !locks_are_held;
+}
+
+// A card fresh from the start, and the library on it.
+void start(fuzz_input input)
+{
+    the_card = {};
+    the_card.input = input;
+    the_card.word[BUNDLE_VERSION] = the_card.input.one_of(
+        {0x00050016u, 0u, 0x00050015u, 0x0005000Au, 0x00050009u, 0x00030005u, 0x00030006u, 0x00020006u});
+    for (uint32_t at = SIRANES_AT; at < SIRANES_AT + 3 * SIRANE_BYTES; at += SIRANE_BYTES) {
+        for (const uint32_t base : {COMMAND, ANSWER, ALARMS, PERFORMANCE}) {
+            the_card.word[at + base + 4] = 2;
+        }
+    }
+    the_card.word[DAP + 4] = the_card.word[KEEP_ALIVE + 4] = 2;
+    zero_handle_record();
+    the_dap_record.dap_valid = 0;
+    keep_alive_sequence = 0;
+    kelvane_transaction_counter.next = 0x1000;
+    const uint8_t byte = the_card.input.byte();
+    trace_level_mask_set(byte & 0x7F);
+    kelvane_init_device_t device{};
+    device.notify_plugin_cb = answer_of_application;
+    device.pci_read_cb = read_word;
+    device.pci_write_cb = write_word;
+    device.pci_read_block_cb = read_block;
+    device.app_zynq_restart_notify_cb = answer_of_application;
+    device.generic_cb = answer_of_application;
+    must(kelvane_device_create(device) == 0, "no device", "kelvane_device_create");
+    local_handles_array[0].pci_mapped = byte < 0x80 ? 1 : 0;
+    kelvane_set_low_prio_active(0, 1);
+    the_card.low_priority = low_priority_start(0);
+    the_card.dap = {kelvane_dap_wait_for_call};
 }
 
 struct process {
     process()
     {
-        write_images(folder.path);
-        set_image_folder(folder.path.c_str());
+        folder.write("good", std::string(402, 'i'));
+        folder.write("good.md5", std::string(32, '7'));
+        folder.write("empty", "");
+        folder.write("empty.md5", std::string(32, '7'));
+        folder.write("short_digest", "image");
+        folder.write("short_digest.md5", "777");
+        folder.write("no_digest", "image");
+        image_folder = folder.path;
+        for (const char *log : {"ordune.log", "ord_prom.log", "sirane_0.log", "sirane_1.log"}) {
+            std::filesystem::create_symlink("/dev/null", folder.path + "/root/" + log);
+        }
+        std::filesystem::create_symlink("/dev/full", folder.path + "/root/sirane_2.log");
         driver_starts_threads = false;
         must(kelvane_init_driver() == 0, "no driver", "kelvane_init_driver");
     }
@@ -49,65 +313,13 @@ struct process {
     virtual_time time;
 };
 
-kelvane_device_address take_address(fuzz_input &input, uint8_t choice)
-{
-    constexpr kelvane_device_address ADDRESSES[] = {
-        0xFF0000FF, 0xF0FFFFFF, 0xFF00FFFF, 0xFF01FFFF, 0xFF02FFFF, 0xFF0201FF, 0xFF01FF03,
-        0xFF03FFFF, 0xFFFFFFFF, 0xFF0002FF, 0xFF0005FF, 0xF000FFFF, 0x00000000,
-    };
-    const uint32_t row = choice & 0x0F;
-    return row < std::size(ADDRESSES) ? ADDRESSES[row] : input.word();
-}
-
-// False when the input ends here: a failed link-up keeps a sirane's locks, which is documented.
-bool run_operation(uint8_t byte, host_call &call)
-{
-    guarded_words out;
-    call.out = out.word;
-    const char *name = "";
-    const int32_t rc = run_chosen(byte, call, &name);
-    const auto &shown = the_card.shown_results;
-    must(is_documented(rc) || std::find(shown.begin(), shown.end(), static_cast<uint32_t>(rc)) != shown.end(),
-         "a code that nobody knows", name);
-    must(out.is_intact_behind(), "written beyond the output", name);
-    const bool locks_are_held = !held_locks().empty();
-    must(!locks_are_held || (strcmp(name, LINK_UP) == 0 && rc != 0), "a lock is still held", name);
-    must(mbox_mutex_served_here == nullptr, "a served mailbox is still marked", name);
-    return !locks_are_held;
-}
-
-void start_device(fuzz_input &input)
-{
-    card_start(&input);
-    zero_handle_record();
-    the_dap_record.dap_valid = 0;
-    keep_alive_sequence = 0;
-    kelvane_transaction_counter.next = FIRST_REFERENCE;
-    const uint8_t byte = input.byte();
-    trace_level_mask_set(byte & 0x7F);
-    must(kelvane_device_create(card_device()) == 0, "no device", "kelvane_device_create");
-    local_handles_array[0].pci_mapped = byte < 0x80 ? 1 : 0;
-    kelvane_set_low_prio_active(0, 1);
-}
-
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
     static const process the_process;
-    fuzz_input input = {data, data + size};
-    start_device(input);
-    low_priority_state low_priority = low_priority_start(0);
-    dap_state dap = {kelvane_dap_wait_for_call};
-    for (int i = 0; i < OPERATIONS_OF_AN_INPUT && !input.is_empty(); i++) {
-        const uint8_t operation = input.byte();
-        const uint8_t choice = input.byte();
-        const kelvane_device_address device_address = take_address(input, choice);
-        const kelvane_handle handle = (choice & 0xF0) == 0xF0 ? input.byte() : 0;
-        host_call call = {input, handle, device_address, low_priority, dap, nullptr};
-        if (!run_operation(operation, call)) {
-            break;
-        }
+    start({data, data + size});
+    for (int i = 0; i < OPERATIONS_MOST && !the_card.input.is_empty() && run_operation(); i++) {
     }
     return 0;
 }

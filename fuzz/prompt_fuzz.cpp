@@ -6,7 +6,7 @@
 #include <iterator>
 
 #include "client/fake_kelvane.h"
-#include "fuzz_checks.h"
+#include "fuzz.h"
 #include "mock_client/client.h"
 #include "mock_client/commands.h"
 #include "mock_client/prompt.h"
