@@ -1,6 +1,7 @@
-// Every operation that reaches the card, with its first access spoiled, then its second, and so on until it
-// runs through untouched: the access fails or lies, once or from then on. Each run ends with a code that has
-// a meaning, with no lock held and no word beyond an output touched, and the card works afterwards.
+// What the card may do to an operation, one thing after the other: its first access is spoiled, then its
+// second, and so on until it runs through untouched; or the messages that it gets have impossible headers.
+// Each run ends with a code that has a meaning, with no lock held and no word beyond an output touched, and
+// the card works afterwards.
 #include <fstream>
 #include <functional>
 
@@ -47,6 +48,15 @@ int32_t watch_firmware(uint32_t *)
     return rc;
 }
 
+template <auto enable> int32_t subscribe(uint32_t *)
+{
+    std::string answer;
+    card_verb(simulation.it, "batch-interval 600", &answer);
+    const int32_t rc = enable(0, 0xFF00FFFF, 1, no_matter);
+    card_verb(simulation.it, "alarm raise 1 SRN_TEMP", &answer);
+    return with_time(rc, 3000 * MS);
+}
+
 std::vector<spoiled_operation> operations()
 {
     std::vector<spoiled_operation> all = {
@@ -62,6 +72,8 @@ std::vector<spoiled_operation> operations()
          [](uint32_t *) { return kelvane_ps_print_sel_trace(0, 0xFF00FFFF, 0, 40); }},
         {"the delivery of an answer",
          [](uint32_t *) { return with_time(kelvane_set_laser(0, 0xFF0000FF, 1, no_matter, 1), 500 * MS); }},
+        {"the delivery of a batch", subscribe<kelvane_enable_pm_notify>},
+        {"the delivery of alarms", subscribe<kelvane_enable_alarms_notify>},
         {"a pass of the low-priority thread", [](uint32_t *) { return with_time(0, 2500 * MS); }},
         {"the watch over the firmware", watch_firmware, true},
         {"an exchange over the DAP channel", exchange_dap},
@@ -73,6 +85,13 @@ std::vector<spoiled_operation> operations()
     }
     return all;
 }
+
+// The header's words with every other one, or alone.
+#if defined KELVANE_ALL_CASES && !defined KELVANE_SLOW_BUILD
+constexpr uint32_t HEADER_STEP = 1;
+#else
+constexpr uint32_t HEADER_STEP = 36;
+#endif
 
 // Between the accesses that are spoiled: a link-up has a thousand of them, and waits minutes for each mailbox
 // of a card that stays silent.
@@ -98,8 +117,9 @@ class nth_access_test : public library_test, public testing::WithParamInterface<
         std::ofstream(image_path + ".md5") << "c7a139a2b8e92164276f778917ba10b9";
     }
 
-    // Whether the run came to the spoiled access.
-    static bool run_spoiled(const spoiled_operation &operation, bus_fault fault, bool for_ever, uint64_t nth)
+    // Whether it was disturbed as `arm` wants it.
+    static bool run_disturbed(const spoiled_operation &operation, bool with_lies,
+                              const std::function<void()> &arm)
     {
         const bool links_up = operation.name == LINK_UP;
         guarded_words out;
@@ -107,16 +127,14 @@ class nth_access_test : public library_test, public testing::WithParamInterface<
         world_run(SEED, [&] {
             EXPECT_TRUE(links_up || kelvane_pci_mapped(0, 1, 0, 0) == 0);
             EXPECT_TRUE(links_up || kelvane_enable_msi(0, 1) == 0);
-            simulation.bus_fault_kind = fault;
-            simulation.bus_fault_in = static_cast<uint32_t>(nth - 1);
-            simulation.bus_fault_count = for_ever ? UINT32_MAX : 1;
-            simulation.bus_spoils = true;
+            arm();
             simulation.accesses_of_step = 0;
             code = operation.run(out.word);
             simulation.bus_spoils = false;
+            simulation.forged.clear();
             simulation.locks_are_kept = links_up && code != 0;
         });
-        EXPECT_TRUE(fault != FAILS || is_documented(code)) << code; // a lie may be about the result
+        EXPECT_TRUE(with_lies || is_documented(code)) << code; // a lie may be about the result
         EXPECT_TRUE(out.is_intact_behind());
         return simulation.was_struck;
     }
@@ -131,8 +149,13 @@ TEST_P(nth_access_test, leaves_a_card_that_works)
                 continue; // for as long as the card shows one, and so for ever
             }
             uint64_t nth = 1;
-            while (nth < ACCESSES_MOST &&
-                   run_spoiled(operation, static_cast<bus_fault>(fault), for_ever, nth)) {
+            const auto spoil = [&] {
+                simulation.bus_fault_kind = static_cast<bus_fault>(fault);
+                simulation.bus_fault_in = static_cast<uint32_t>(nth - 1);
+                simulation.bus_fault_count = for_ever ? UINT32_MAX : 1;
+                simulation.bus_spoils = true;
+            };
+            while (nth < ACCESSES_MOST && run_disturbed(operation, fault != FAILS, spoil)) {
                 ASSERT_FALSE(HasFailure()) << operation.name << ", fault " << fault << ", for ever "
                                            << for_ever << ", access " << nth;
                 nth += step_of(operation, for_ever);
@@ -151,5 +174,46 @@ INSTANTIATE_TEST_SUITE_P(operation, nth_access_test, testing::Range(size_t{0}, o
                                  name, [](char c) { return !isalnum(c); }, '_');
                              return name;
                          });
+
+struct message_row {
+    const char *operation; // that gets it
+    uint32_t area;         // where it lies
+};
+
+constexpr message_row MESSAGES[] = {
+    {"kelvane_read_register", 0x01C02100},
+    {"the delivery of an answer", 0x01C02100},
+    {"the delivery of a batch", 0x01C08100},
+    {"the delivery of alarms", 0x01C04100},
+    {"an exchange over the DAP channel", 0x01F08000},
+};
+
+struct hostile_header_test : nth_access_test {};
+
+// Command, reference, size, version, sync word and result, each and each pair of them at its limits and
+// beyond: the last command, what an area holds, the newest version, the last slot.
+TEST_P(hostile_header_test, leaves_a_card_that_works)
+{
+    static constexpr uint32_t LIMITS[] = {65, 0, 1978, 1, 16, 1};
+    const auto &[name, area] = MESSAGES[GetParam()];
+    const std::vector<spoiled_operation> all = operations();
+    const auto operation = std::ranges::find(all, name, &spoiled_operation::name);
+    uint32_t words[2] = {};
+    const auto forge = [&words, area] {
+        for (const uint32_t word : words) {
+            const uint32_t limit = LIMITS[word % 6];
+            const uint32_t values[] = {0, 1, limit, limit + 1, 0xFFFFFFFF, 0x9E3779B9};
+            simulation.forged[area + word % 6 * 4] = values[word / 6];
+        }
+    };
+    for (words[0] = 0; words[0] < 36; words[0]++) {
+        for (words[1] = words[0]; words[1] < 36; words[1] += HEADER_STEP) {
+            EXPECT_TRUE(run_disturbed(*operation, true, forge));
+            ASSERT_FALSE(HasFailure()) << name << ", words " << words[0] << " and " << words[1];
+        }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(message, hostile_header_test, testing::Range(size_t{0}, std::size(MESSAGES)));
 
 } // namespace

@@ -46,6 +46,7 @@ struct fiber_world {
     size_t scheduler_size = 0;
     uint64_t now = 0;
     std::function<void()> on_clock;
+    std::function<uint64_t()> next_event;
 };
 
 fiber_world world;
@@ -201,9 +202,10 @@ bool one_in(uint64_t count)
     return choose(count) == 0;
 }
 
-void fibers_begin(std::function<void()> on_clock)
+void fibers_begin(std::function<void()> on_clock, std::function<uint64_t()> next_event)
 {
     world.now = 0;
+    world.next_event = std::move(next_event);
     world.on_clock = std::move(on_clock);
     wait_use_source(&source);
 }
@@ -216,6 +218,7 @@ void fibers_end()
     }
     world.fibers.clear();
     world.on_clock = nullptr;
+    world.next_event = nullptr;
 }
 
 void fibers_add(std::function<void()> body)
@@ -243,6 +246,9 @@ bool fibers_run(const std::function<bool()> &ended, uint64_t limit_ns)
             next = std::min(next, it->wake_ns);
         }
         if (ready.empty()) {
+            if (const uint64_t event = world.next_event(); event > world.now) {
+                next = std::min(next, event);
+            }
             if (next > limit_ns) {
                 return false;
             }

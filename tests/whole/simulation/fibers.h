@@ -12,8 +12,9 @@ uint64_t choose(uint64_t end);
 bool one_in(uint64_t count);
 
 // From here until fibers_end, the platform's waiting goes through the fibers: a sleep lets the others run,
-// and the clock moves on when nobody can. `on_clock` is called whenever it has moved.
-void fibers_begin(std::function<void()> on_clock);
+// and the clock moves on when nobody can, at most to when `next_event` says. `on_clock` is called whenever it
+// has moved.
+void fibers_begin(std::function<void()> on_clock, std::function<uint64_t()> next_event);
 void fibers_end();
 
 void fibers_add(std::function<void()> body);

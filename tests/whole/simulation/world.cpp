@@ -10,6 +10,7 @@
 
 #include "background/keep_alive.h"
 #include "background/low_priority_thread.h"
+#include "card_simulator/card_record.h"
 #include "core/handle.h"
 #include "core/transaction_id.h"
 #include "dap/dap_channel.h"
@@ -73,6 +74,10 @@ int32_t read_word(kelvane_handle, uint32_t, uint32_t offset, uint32_t *value, ui
             return 5;
         }
         *value = lie(simulation.bus_fault_kind, *value, static_cast<uint32_t>(choose(32)));
+    }
+    if (const auto forged = simulation.forged.find(offset); forged != simulation.forged.end()) {
+        *value = forged->second;
+        simulation.was_struck = simulation.was_lied_to = true;
     }
     simulation_note(*value);
     return 0;
@@ -193,7 +198,7 @@ static void world_start(uint64_t seed)
     options.firmware_major = version.major;
     options.firmware_minor = version.minor;
     options.seed = seed;
-    fibers_begin(clock_moved);
+    fibers_begin(clock_moved, [] { return card_next_due(simulation.it); });
     simulation.it = card_create(options);
     simulation_tell("firmware " + std::to_string(version.major) + "." + std::to_string(version.minor));
 
@@ -204,6 +209,7 @@ static void world_start(uint64_t seed)
     device.client_type = 1;
     device.notify_plugin_cb = [](kelvane_handle, kelvane_device_address address, uint32_t plugged) {
         simulation_note(address ^ plugged);
+        simulation.plugs.emplace_back(address, plugged);
         return one_in(8) ? 1 : 0;
     };
     device.pci_read_cb = read_word;

@@ -4,7 +4,10 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <functional>
+#include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "card_simulator/card.h"
@@ -25,6 +28,7 @@ struct simulated_world {
 
     std::vector<simulated_request> requests;
     uint64_t outcomes = 0; // of all of them
+    std::vector<std::pair<kelvane_device_address, uint32_t>> plugs;
 
     // What goes on.
     uint32_t working = 0;               // applications that are not done
@@ -40,6 +44,7 @@ struct simulated_world {
     uint32_t bus_fault_in = 0;
     bus_fault bus_fault_kind = FAILS;
     uint32_t bus_fault_count = 0;
+    std::map<uint32_t, uint32_t> forged; // words by offset that are never read as they are
 
     // What excuses a run.
     bool was_struck = false;     // an access failed or lied: the answer that it belonged to may be lost
