@@ -10,7 +10,7 @@ import fcntl
 import os
 import pathlib
 import random
-import selectors
+import select
 import shutil
 import signal
 import subprocess
@@ -29,29 +29,29 @@ AT_ONCE = 10
 
 
 class Program:
-    """Its input is written as the test goes, its output collected as it comes."""
+    """Its input is written as the test goes, its output collected as it comes. Its errors lie in a file: whatever it
+    said there before the output that was seen is there to be seen, too."""
 
     def __init__(self, test, *words, **environment):
-        self.test, self.out, self.err, self.found = test, "", "", 0
+        self.test, self.out, self.found, self.errors = test, "", 0, tempfile.TemporaryFile()
+        test.addCleanup(self.errors.close)
         pipe = subprocess.PIPE
         # Of a test that is stopped nothing stays.
         self.process = subprocess.Popen(["setpriv", "--pdeathsig", "KILL", *map(str, words)], stdin=pipe, stdout=pipe,
-                                        stderr=pipe, env={**os.environ, **test.environment, **environment})
-        self.streams = selectors.DefaultSelector()
-        self.streams.register(self.process.stdout, selectors.EVENT_READ, "out")
-        self.streams.register(self.process.stderr, selectors.EVENT_READ, "err")
+                                        stderr=self.errors, env={**os.environ, **test.environment, **environment})
         test.addCleanup(self.kill)
 
+    @property
+    def err(self):
+        return os.pread(self.errors.fileno(), 1 << 20, 0).decode(errors="replace")
+
     def collect(self):
-        """False once both streams have ended."""
-        ready = self.streams.select(SECONDS_MOST)
-        self.test.assertTrue(ready, f"hangs\n{self.out}\n{self.err}")
-        for stream, _ in ready:
-            text = os.read(stream.fileobj.fileno(), 65536).decode(errors="replace")
-            setattr(self, stream.data, getattr(self, stream.data) + text)
-            if not text:
-                self.streams.unregister(stream.fileobj)
-        return bool(self.streams.get_map())
+        """False once the output has ended."""
+        stream = self.process.stdout
+        self.test.assertTrue(select.select([stream], [], [], SECONDS_MOST)[0], f"hangs\n{self.out}\n{self.err}")
+        text = os.read(stream.fileno(), 65536).decode(errors="replace")
+        self.out += text
+        return bool(text)
 
     def wait_for(self, text):
         """In the output, behind what earlier calls found."""
@@ -72,16 +72,15 @@ class Program:
 
     def wait(self):
         """Its status, or minus the signal."""
-        while self.streams.get_map() and self.collect():
+        while self.collect():
             pass
         return self.process.wait(SECONDS_MOST)
 
     def kill(self):
         self.process.kill()
         status = self.process.wait()
-        for stream in (self.process.stdin, self.process.stdout, self.process.stderr):
-            stream.close()
-        self.streams.close()
+        self.process.stdin.close()
+        self.process.stdout.close()
         return status
 
 
@@ -90,7 +89,7 @@ class Bench(unittest.TestCase):
 
     def setUp(self):
         self.folder = pathlib.Path(tempfile.mkdtemp(prefix="kelvane_test_"))
-        self.addCleanup(shutil.rmtree, self.folder)
+        self.addCleanup(shutil.rmtree, self.folder, ignore_errors=True)  # a card that ends takes its files along
         self.host = self.folder / "the host"
         self.environment = {"KELVANE_HOST_ROOT": str(self.host), "KELVANE_TRACE_DIR": str(self.folder)}
 
@@ -394,6 +393,7 @@ class Run(Bench):
 
     def start(self, *options):
         os.chdir("/")  # it works from anywhere
+        self.addCleanup(self.assert_that_the_card_ends)
         return Program(self, TOP / "run", *options, KELVANE_BUILD=str(BUILD))
 
     def assert_that_the_card_ends(self):
