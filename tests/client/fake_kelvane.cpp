@@ -14,7 +14,6 @@
 #include "kelvane.h"
 #include "mock_client/client_device.h"
 #include "mock_client/client_traffic.h"
-#include "mock_client/coh_hal.h"
 
 namespace {
 
@@ -50,17 +49,6 @@ template <typename callback> void complete(callback fn_cb, uint32_t handle, uint
     }
 }
 
-const char *judge(const kelvane_init_device_t &it)
-{
-    const bool right =
-        std::tuple(it.pci_read_cb, it.pci_write_cb, it.pci_read_block_cb, it.pci_write_block_cb) ==
-            std::make_tuple(coh_hal_pci_read_cb_fn, coh_hal_pci_write_cb_fn, coh_hal_pci_read_block_cb_fn,
-                            coh_hal_pci_write_block_cb_fn) &&
-        it.notify_plugin_cb == coherent_oir_fn && it.notify_plugin_cb(0, 0, 0) == 0 &&
-        it.app_zynq_restart_notify_cb == nullptr && it.generic_cb == nullptr;
-    return right ? "right" : "wrong";
-}
-
 // Every field another value.
 const kelvane_sirane_port_pm PORT_PM = {
     -1,  2,  3,  4,  5,  6,  7,  8,  -9, 10, 11, 12, 0.5F, 0.000025F, 3, 1e9F, 18446744073709551615U,
@@ -89,14 +77,12 @@ void fake_kelvane_start(const fake_answer &given)
     answer = given;
 }
 
-int32_t kelvane_enable_msi(kelvane_handle, uint32_t)
+int32_t kelvane_enable_msi(kelvane_handle handle, uint32_t enable)
 {
-    pthread_exit(nullptr);
-}
-
-int32_t kelvane_notify_msi(kelvane_handle)
-{
-    return 0;
+    if (strcmp(answer.call, "kelvane_notify_msi") != 0) {
+        pthread_exit(nullptr);
+    }
+    return called("kelvane_enable_msi(%u, %u)", handle, enable);
 }
 
 // An operation that shows its call, and what it does behind that: `rc` is what it returns.
@@ -117,11 +103,13 @@ using i32 = int32_t;
 
 FAKE(kelvane_init_driver, (void), NOTHING, "")
 FAKE(kelvane_device_create, (kelvane_init_device_t it), NOTHING,
-     "slot %u, client %u, subsystem %u, callbacks %s", it.slot_id, it.client_type, it.subsystem_number,
-     judge(it))
+     "slot %u, client %u, subsystem %u, plug-ins %s, others %d", it.slot_id, it.client_type,
+     it.subsystem_number, it.notify_plugin_cb == coherent_oir_fn ? "taken" : "lost",
+     it.app_zynq_restart_notify_cb != nullptr || it.generic_cb != nullptr)
 FAKE(kelvane_device_delete, (u32 h), NOTHING, "%u", h)
 FAKE(kelvane_pci_mapped, (u32 h, i32 mapped, uint64_t base, uint64_t size), NOTHING, "%u, %d, %s, 0x%lx", h,
      mapped, base != 0 ? "base" : "null", size)
+FAKE(kelvane_notify_msi, (u32 h), NOTHING, "%u", h)
 FAKE(kelvane_default_initialize, (u32 h), NOTHING, "%u", h)
 FAKE(kelvane_get_software_running, (u32 h, u32 a, u32 *major, u32 *minor),
      if (rc == 0) std::tie(*major, *minor) = std::pair(5, 22), "%u, 0x%x", h, a)
