@@ -190,6 +190,8 @@ class Card(Bench):
         self.host = self.host / ("d" * 120)  # deeper than a socket's address holds
         self.start_card("--client-type", "otn")
         self.assertEqual(self.send("alarm", "raise", "1.h0", "TX_HOST_LOL_0"), "0 ")
+        self.environment["KELVANE_HOST_ROOT"] = str(self.host)
+        self.start_client()
         roots = []  # where nobody chose one
         for kept in (False, True):
             card = Program(self, CARD, "--quiet", "--ready-fd", 1, TMPDIR=str(self.folder))
