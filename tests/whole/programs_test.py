@@ -78,10 +78,9 @@ class Program:
 
     def kill(self):
         self.process.kill()
-        status = self.process.wait()
+        self.process.wait()
         self.process.stdin.close()
         self.process.stdout.close()
-        return status
 
 
 class Bench(unittest.TestCase):
@@ -91,7 +90,7 @@ class Bench(unittest.TestCase):
         self.folder = pathlib.Path(tempfile.mkdtemp(prefix="kelvane_test_"))
         self.addCleanup(shutil.rmtree, self.folder, ignore_errors=True)  # a card that ends takes its files along
         self.host = self.folder / "the host"
-        self.environment = {"KELVANE_HOST_ROOT": str(self.host), "KELVANE_TRACE_DIR": str(self.folder)}
+        self.environment = {"KELVANE_HOST_ROOT": str(self.host), "KELVANE_TRACE_DIR": str(self.folder), "TZ": "UTC"}
 
     def start_card(self, *options, verbs=""):
         script = self.folder / "verbs"
@@ -118,12 +117,6 @@ class Bench(unittest.TestCase):
         """Below the test's folder."""
         return [path for path in self.folder.rglob("*") if path.name.startswith(begin) and not path.is_dir()]
 
-    def assert_in_order(self, parts, text):
-        at = 0
-        for part in parts:
-            self.assertIn(part, text[at:])
-            at = text.index(part, at)
-
 
 class Card(Bench):
     """The simulator's command line, its tree, its verbs from outside, and how it ends."""
@@ -139,32 +132,26 @@ class Card(Bench):
     def test_command_lines_and_verbs_are_answered(self):
         running = self.start_card("--name", "CARD", verbs="# a bench\n\nset-register 1 9010 77\nunplug 2\n")
         self.assertEqual((self.host / "sys/class/uio/uio0/name").read_text(), "CARD\n")
-        self.assertEqual((self.host / "sys/class/uio/uio0/maps/map0/size").read_text(), "0x0000000004000000\n")
         (self.folder / "bad").write_text("unplug 2\nunplug 2\n")
         (self.folder / "memory").touch()
         memory, other = self.folder / "memory", ("--quiet", "--host", self.folder)
-        both = "--uio-device and --interrupt-file go together\n"
         for options, expected in (
                 (["show"], "nothing is expected but options; --help tells more\n"),
                 (["--send"], "a verb is missing; --help lists them\n"),
                 (["--send", "show"], "--send needs --host\n"),
-                (["--uio-device", "x"], both), (["--interrupt-file", "x"], both),
-                (["--quiet", "--host", self.host], f"a card runs on {self.host} already, process {running.process.pid}\n"),
+                (["--uio-device", "x"], "--uio-device and --interrupt-file go together\n"),
+                (["--host", self.host], f"a card runs on {self.host} already, process {running.process.pid}\n"),
                 ([*other, "--script", self.folder / "bad"], f"{self.folder}/bad, line 2: unplug: there is no module"),
                 ([*other, "--uio-device", "/none", "--interrupt-file", memory], "cannot open "),
-                ([*other, "--interrupt-file", "/none", "--uio-device", memory], "cannot open "),
                 ([*other, "--interrupt-file", memory, "--uio-device", memory], "cannot map a BAR"),
-                (["--firmware", "5"], "bad option --firmware; --help tells more\n"),
-                *(([option, *value], f"bad option {option}") for option, *value in (
-                    ("--firmware", "5.99999999"), ("--firmware", "65536.1"), ("--seed", "x"), ("--client-type", "sonet"),
-                    ("--name", ""), ("--name", "n" * 64), ("--ready-fd", "-1"), ("--no-such-option",), ("--host",),
-                    ("--link", "")))):
+                *(([option, *value], f"bad option {option}; --help tells more\n") for option, *value in (
+                    ("--firmware", "5"), ("--firmware", "65536.1"), ("--seed", "x"), ("--client-type", "sonet"),
+                    ("--name", "n" * 64), ("--ready-fd", "-1"), ("--link", ""), ("--host",)))):
             self.assertTrue(self.run_card(*options).startswith("1 card_simulator: " + expected), options)
         self.assertIn("0 card_simulator [OPTION...]  ", self.run_card("--help"))
-        for verb, expected in ((["peek", "1f04000"], "0 0x55667788\n"), (["plug", "3"], "1 plug: there is a module already"),
+        for verb, expected in ((["peek", "1f04000"], "0 0x55667788\n"), (["plug", "3"], "1 plug: there is a module "),
                                (["x" * 2000], "1 a line is text of up to 1024 characters\n"),
-                               (["show"], "0 firmware 5.22, up"), (["remove"], "0 "),
-                               (["insert"], "0 ")):
+                               (["show"], "0 firmware 5.22, up"), (["remove"], "0 "), (["insert"], "0 ")):
             self.assertTrue(self.send(*verb).startswith(expected), verb)
         self.assertIn("1 card: no card runs on", self.run_card("--send", "--host", self.folder, "show"))
 
@@ -193,17 +180,15 @@ class Card(Bench):
         self.environment["KELVANE_HOST_ROOT"] = str(self.host)
         self.start_client()
         roots = []  # where nobody chose one
-        for kept in (False, True):
+        for _ in range(3):
             card = Program(self, CARD, "--quiet", "--ready-fd", 1, TMPDIR=str(self.folder))
             card.wait_for("\n")
-            roots.append(pathlib.Path(card.out.strip()))
             self.assertTrue(card.out.startswith(f"{self.folder}/kelvane_card."))
-            if kept:
-                (roots[-1] / "root/kelvane.log").write_text("kept")
+            roots.append(pathlib.Path(card.out.strip()))
+            if len(roots) == 2:
+                (roots[1] / "root/kelvane.log").write_text("kept")
             card.kill()
             self.assertTrue((roots[-1] / "control").exists())
-        newest = Program(self, CARD, "--quiet", "--ready-fd", 1, TMPDIR=str(self.folder))
-        newest.wait_for("\n")
         self.assertFalse(roots[0].exists())
         self.assertEqual([path.name for path in roots[1].rglob("*")], ["root", "kelvane.log"])
 
@@ -212,12 +197,11 @@ class Session(Bench):
     """An operator's, from the first line to the last, on cards with firmware of different ages."""
 
     def test_of_every_firmware(self):
-        # The last two take 1.5 s for each sirane to come up.
+        # The last one takes 1.5 s for each sirane to come up.
         for version, shown, verdict in (
                 ("5.22", "5.16", ">>> SDK And Firmware are compatible\n"),
                 ("5.21", "5.15", ">>> Warning: SDK not aligned update not needed\n"),
                 ("5.23", "5.17", ""),
-                ("4.9", "4.9", ">>> Incompatible: SDK not aligned update needed\n"),
                 ("2.6", "2.6", ">>> Incompatible: SDK not aligned update needed\n")):
             with self.subTest(version):
                 card = self.start_card("--firmware", version)
@@ -236,84 +220,41 @@ class Session(Bench):
         doing = pathlib.Path(f"/proc/{client.process.pid}/syscall")
         while not doing.read_text().startswith("202 "):  # a futex, on x86-64
             self.assertIsNone(client.process.poll())
-        self.assertNotIn(PROMPT, client.out[client.found:])
 
 
 class Upgrade(Bench):
     """From a file into the card's memory, to its firmware, to the version that runs, and into the log."""
 
-    def test_images_of_every_size_arrive(self):
-        self.start_card()
-        client = self.start_client()
-        for size, digest in ((1, "55a54008ad1ba589aa210d2629c1df41"), (3, "5289df737df57326fcdd22597afb1fac"),
-                             (4, "08d6c05a21512a79a1dfeb9d2a8f262f"), (5, "7cfdd07889b3295d6a550914ab35e068"),
-                             (1048576, "2f0c22607ddf32b45bb750612c16976e"),
-                             (33553403, "8b73650e8b75065157236f6e77d9104a")):  # the largest
-            self.assertIn(">>> Download completed \n", client.type(f"upgrade 1 {self.make_image(size, digest)}"))
-
     def test_the_story_of_one(self):
         self.start_card()
         client = self.start_client()
         image = self.make_image(5, "7cfdd07889b3295d6a550914ab35e068")
-        self.assertIn("Running Firmware Version for device (1): (2.7)", client.type("version 1"))
-        self.assertIn(">>> ERROR <<<Sirane firmware not downloaded", client.type(f"activate 1 {image}"))
         self.assertIn(">>> Download completed ", client.type(f"upgrade 1 {image}"))
-        activation = client.type(f"activate 1 {image}")
-        self.assertIn(">>> Activation completed on device 1\n", activation)
-        self.assertIn("Activate failed for device 1 return code:(-2144337919) retry_count = 2\n", activation)
-        self.assertNotIn("retry_count = 3\n", activation)
+        self.assertIn("Activate failed for device 1 return code:(-2144337919) retry_count = 2\n",
+                      client.type(f"activate 1 {image}"))
         self.assertIn("Running Firmware Version for device (1): (2.8)", client.type("version 1"))
-        self.assertIn("Running Firmware Version for device (4): (2.7)", client.type("version 4"))
-        image = self.make_image(5, "08d6c05a21512a79a1dfeb9d2a8f262f")  # of another image
-        self.assertIn(">>> ERROR <<<Download Error return code:(-2144337917)\n", client.type(f"upgrade 1 {image}"))
         self.assertIn(">>> ARM log traces saved to /root/ordune.log\n", client.type("dump_arm_logs"))
-        self.assert_in_order(("firmware started", "download begun, device 1, kind 2, bytes 5", "digest is right",
-                              "image kept, device 1, kind 2, version 2.8", "programming begun, device 1",
-                              "image activated, device 1, version 2.8", "device reset, device 1", "digest is wrong"),
-                             (self.host / "root/ordune.log").read_text())
-
-    def test_coded_rows_of_old_firmware(self):
-        self.start_card("--firmware", "3.5")
-        client = self.start_client()
-        client.type(f"upgrade 1 {self.make_image(4, '08d6c05a21512a79a1dfeb9d2a8f262f')}")
-        self.assertIn("saved", client.type("dump_arm_logs"))
-        self.assertIn("  ordune_download        INFO:line 171 ret code 00000000 valid data 3 ",
-                      (self.host / "root/ordune.log").read_text())
+        self.assertRegex((self.host / "root/ordune.log").read_text(), (
+            "(?s)firmware started.*download begun, device 1, kind 2, bytes 5.*digest is right.*image kept, device 1, "
+            "kind 2, version 2.8.*programming begun, device 1.*image activated, device 1, version 2.8.*device reset"))
+        image = self.make_image(33553403, "8b73650e8b75065157236f6e77d9104a")  # the largest
+        self.assertIn(">>> Download completed \n", client.type(f"upgrade 4 {image}"))
 
 
 class Death(Bench):
-    """Of a card or a client at the worst moment."""
-
     def test_of_the_card_makes_every_exchange_fail_at_once(self):
         card, client = self.start_card(), self.start_client("-a", "x")
-        self.assertEqual(card.kill(), -9)
+        card.kill()
         start = time.monotonic()
         for line, said in (
                 ("read 1 9010", "failed\n>>> ERROR <<<Failed to read register 00009010  \n"
                                 ">>> ERROR <<<Failed to read register \n"),
-                ("write 4 9010 1", "failed\n>>> ERROR <<<Failed to write to register 00009010  \n"
-                                   ">>> ERROR <<<Failed to write register \n"),
-                ("version 1", ">>> DEBUG <<< Word after tokenize: (1)\nfailed\n"),
-                ("sirane_reset 7", ">>> ERROR <<<Failed to reset the sirane 7, rc=0xfaab\n"),
-                ("init_sirane 1", "failed\nDiag command (low power) failed - rc = 64171\n")):
+                ("sirane_reset 7", ">>> ERROR <<<Failed to reset the sirane 7, rc=0xfaab\n")):
             self.assertIn(said, client.type(line))
         client.write("laser_tout 2\n")
         self.assertEqual(client.wait(), 171)  # 64171, as a process status holds it
         self.assertIn("Diag command (laser timeout err) failed\n - rc = 64171\n", client.err)
         self.assertLess(time.monotonic() - start, 20)  # not 300 s each
-
-    def test_of_the_client_leaves_the_card_as_it_was(self):
-        # The default state, which a client asks for as it starts, would take the register's value away. The reset
-        # in whose middle the first client dies would be answered after a minute.
-        self.start_card(verbs="error 16 ORDUNE_OPERATION_NOT_ALLOWED always\ndelay 59 60000 always\n")
-        client = self.start_client()
-        self.assertIn("Value of register written 0x00009010 : 0x00001234  \n", client.type("write 1 9010 1234"))
-        client.write("sirane_reset 4\n")
-        client.wait_for("Calling sirane reset for device 4 (0xff01ffff)\n")
-        client.kill()
-        client = self.start_client()
-        self.assertIn("on device 0xff00ffff is 0x00001234  \n", client.type("read 1 9010"))
-        self.assertIn("on device 0xff01ffff is 0x000051a0  \n", client.type("read 4 9000"))
 
 
 class Killed(Bench):
@@ -408,7 +349,6 @@ class Run(Bench):
         door = self.start("--firmware", "5.21", "--host", self.host, "--log")
         door.write("init 1\nread 1 9010\nquit\n")
         self.assertEqual(door.wait(), 0)
-        self.assertIn(">>> Configured rx wavelength : 1937000 \n", door.out)
         self.assertIn(">>> Running Firmware Version for device (0): (5.15)\n", door.out)
         self.assertTrue(door.out.endswith(
             ">>> Value of register 0x00009010 on device 0xff00ffff is 0x00000001  \n" + PROMPT), door.out)
@@ -435,9 +375,6 @@ class Run(Bench):
         door.wait_for(PROMPT)
         door.kill()
         self.assert_that_the_card_ends()
-        door = self.start("--host", self.host)
-        door.write("quit\n")
-        self.assertEqual(door.wait(), 0)
 
 
 if __name__ == "__main__":
