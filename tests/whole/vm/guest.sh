@@ -12,7 +12,6 @@ mount -t tmpfs shm /dev/shm
 cd /tmp || exit
 
 INTERRUPT_FILE=/sys/devices/platform/uio_memory/raise
-PROMPT='>>> Please enter input :'
 passed=0
 failed=0
 
@@ -31,33 +30,11 @@ check()
     fi
 }
 
-finish()
-{
-    dmesg | grep -E 'BUG|WARNING|Oops|segfault' >complaints
-    check "the kernel has nothing to complain of" test ! -s complaints
-    cat complaints
-    echo "$passed passed, $failed failed"
-    poweroff -f
-}
-
-equal()
-{
-    [ "$1" = "$2" ] || {
-        echo "$1 is not $2"
-        return 1
-    }
-}
-
 # ---- the card
 
 card()
 {
     card_simulator --send --host /tmp/card "$@"
-}
-
-raised_by_card()
-{
-    card show | sed -n 's/.* \([0-9]*\) interrupts raised.*/\1/p'
 }
 
 start_card()
@@ -75,9 +52,12 @@ counted_by_uio()
     cat /sys/class/uio/uio0/event
 }
 
-counted_by_kernel()
+# The last one may be on its way still.
+counted_by_all()
 {
-    awk '$NF == "ZYNQFPGA" { for (i = 2; $i ~ /^[0-9]+$/; i++) sum += $i } END { print sum }' /proc/interrupts
+    raised=$(card show | sed -n 's/.* \([0-9]*\) interrupts raised.*/\1/p')
+    by_kernel=$(awk '$NF == "ZYNQFPGA" { for (i = 2; $i ~ /^[0-9]+$/; i++) sum += $i } END { print sum }' /proc/interrupts)
+    [ "$(counted_by_uio)" = "$raised" ] && [ "$by_kernel" = "$raised" ]
 }
 
 # How often the client's thread that reads the device was given up the processor, which is once a read.
@@ -105,14 +85,9 @@ wait_until()
     done
 }
 
-prompts()
-{
-    grep -cF "$PROMPT" said
-}
-
 prompted()
 {
-    [ "$(prompts)" -ge "$1" ] || ! kill -0 "$client_pid" 2>/dev/null
+    [ "$(grep -cF '>>> Please enter input :' said)" -ge "$prompts" ] || ! kill -0 "$client_pid" 2>/dev/null
 }
 
 start_client()
@@ -123,65 +98,42 @@ start_client()
     mock_client "$@" <input >said 2>&1 &
     client_pid=$!
     exec 3>input
-    wait_until prompted 1
+    prompts=1
+    wait_until prompted
 }
 
-# type LINE: up to the next prompt; what came stands in `answer` then.
+# type_line LINE: up to the next prompt.
 type_line()
 {
-    said_before=$(wc -c <said)
-    wanted=$(($(prompts) + 1))
+    prompts=$((prompts + 1))
     echo "$1" >&3
-    wait_until prompted "$wanted"
-    tail -c +$((said_before + 1)) said >answer
-    echo "        $1"
-    sed 's/^/        | /; $d' answer
-}
-
-says()
-{
-    grep -qF -e "$2" "$1"
+    wait_until prompted
 }
 
 quit_client()
 {
     echo quit >&3
-    wait "$client_pid"
-    status=$?
     exec 3>&-
-    return $status
+    wait "$client_pid"
 }
 
 # ---- what is to be seen
 
 insmod /lib/modules/uio.ko
 insmod /lib/modules/uio_memory.ko
-check "the kernel has the device" equal "$(cat /sys/class/uio/uio0/name)" ZYNQFPGA
-check "with 64 MiB" equal "$(cat /sys/class/uio/uio0/maps/map0/size)" 0x0000000004000000
-check "the node is the kernel's" test -c /dev/uio0
-check "no tree is named" equal "${KELVANE_HOST_ROOT-unset}" unset
+check "the kernel has the device" grep -qx ZYNQFPGA /sys/class/uio/uio0/name
+check "with 64 MiB" grep -qx 0x0000000004000000 /sys/class/uio/uio0/maps/map0/size
 
 start_card
-check "the card is ready" says ready /tmp/card
-check "no interrupt before a client comes" equal "$(counted_by_uio)" 0
-
 start_client
-check "the client comes up" says said '>>> SDK And Firmware are compatible'
-check "no call failed" equal "$(grep -c '^failed' said)" 0
-check "the process maps the device" says "/proc/$client_pid/maps" /dev/uio0
-check "one thread waits for interrupts" equal "$(blocking_reads | wc -l)" 1
+check "the client comes up" grep -qF '>>> SDK And Firmware are compatible' said
+check "the process maps the device" grep -qF /dev/uio0 "/proc/$client_pid/maps"
+check "one thread waits for interrupts" test "$(blocking_reads | wc -l)" = 1
+type_line 'read 1 9000'
+check "a command is answered" grep -qF 'Value of register 0x00009000 on device 0xff00ffff is 0x000051a0' said
 
-type_line 'write 1 9010 1234'
-type_line 'read 1 9010'
-check "write and read" says answer 'Value of register 0x00009010 on device 0xff00ffff is 0x00001234'
-check "an alarm is raised" card alarm raise 5 RX_NTWK_LOF
-type_line 'alarms 4'
-check "alarms" says answer 'RX Network LOF (Loss of Frame)                     : 1'
-
-raised=$(raised_by_card)
-check "the card raised interrupts" test "$raised" -ge 10
-check "UIO counted each" equal "$(counted_by_uio)" "$raised"
-check "so did the kernel" equal "$(counted_by_kernel)" "$raised"
+check "UIO and the kernel count the card's interrupts" wait_until counted_by_all
+check "there were some" test "$raised" -ge 5
 check "quit" quit_client
 
 # complete_requests DEVICE: asynchronous requests, completed while the client waits for them.
@@ -191,7 +143,7 @@ complete_requests()
     counted=$(counted_by_uio)
     reads=$(blocking_reads)
     type_line "init $1"
-    check "asynchronous requests are completed" says answer 'mock_client:laser config done'
+    check "asynchronous requests are completed" grep -qF 'mock_client:laser config done' said
 }
 
 complete_requests 1
@@ -201,11 +153,15 @@ check "quit" quit_client
 
 check "the card keeps its interrupts to itself" card drop-interrupt always
 complete_requests 7
-check "without interrupts" equal "$(counted_by_uio)" "$counted"
-check "and without the client's thread" equal "$(blocking_reads)" "$reads"
+check "without interrupts" test "$(counted_by_uio)" = "$counted"
+check "and without the client's thread" test "$(blocking_reads)" = "$reads"
 check "quit" quit_client
 
 check "the card ends" card quit
 check "with status 0" wait "$card_pid"
 check "and said nothing" test ! -s card_said
-finish
+dmesg | grep -E 'BUG|WARNING|Oops|segfault' >complaints
+check "the kernel has nothing to complain of" test ! -s complaints
+cat complaints
+echo "$passed passed, $failed failed"
+poweroff -f
