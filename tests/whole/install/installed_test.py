@@ -44,6 +44,12 @@ class Installed(Bench):
                 self.run_program(os.environ[compiler], *language, *STRICT, "-fsyntax-only",
                                  f"-I{self.prefix}/include/kelvane", header)
 
+    def test_the_shared_library_gives_the_operations_and_nothing_else(self):
+        library = self.libraries / "libkelvane.so"
+        self.assertIn("Library soname: [libkelvane.so.1]\n", self.run_program("readelf", "--dynamic", library))
+        names = re.findall(r" [^A] (\w+)\b", self.run_program("nm", "--dynamic", "--defined-only", library))
+        self.assertEqual(names, (HERE / "public_operations.txt").read_text().split())
+
     def test_an_application_is_built_and_runs(self):
         said = "1.43 none ORDUNE_MBOX_BUSY 22 -1 ff02ff01\n"
         self.run_program(os.environ["CMAKE"], "-S", HERE / "consumer", "-B", self.folder / "build",

@@ -254,6 +254,22 @@ void operate(uint32_t number)
     }
 }
 
+// Writes a register of each sirane and reads it again: "" when that works, else the codes.
+std::string exchange_with_each_sirane()
+{
+    std::string wrong;
+    for (uint32_t sirane = 0; sirane < SIRANE_COUNT; sirane++) {
+        const kelvane_device_address address = KELVANE_ADDRESS_SIRANE(sirane);
+        uint32_t value = 0;
+        const int32_t written = kelvane_write_register(0, address, 0x123, 0x5000 + sirane);
+        const int32_t read = kelvane_read_register(0, address, 0x123, &value);
+        if (written != 0 || read != 0 || value != 0x5000 + sirane) {
+            wrong += " sirane " + std::to_string(written) + " " + std::to_string(read);
+        }
+    }
+    return wrong;
+}
+
 } // namespace
 
 void application(uint32_t number)

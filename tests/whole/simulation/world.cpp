@@ -10,8 +10,10 @@
 
 #include "background/keep_alive.h"
 #include "background/low_priority_thread.h"
+#include "background/response_thread.h"
 #include "card_simulator/card_record.h"
 #include "core/handle.h"
+#include "core/semaphore.h"
 #include "core/transaction_id.h"
 #include "dap/dap_channel.h"
 #include "platform/wait.h"
@@ -30,6 +32,12 @@ constexpr uint32_t GIVES_WAY_EVERY = 30; // accesses, about: where the system wo
 
 constexpr uint64_t LONG_STEP = 5000;              // accesses: something is polled
 constexpr uint64_t AGED_UNMAPPED_NS = 1 * SECOND; // two requests so far apart may be due in one such time
+
+uint32_t lie(uint32_t value)
+{
+    const uint32_t lies[BUS_FAULTS] = {value, 0xFFFFFFFF, 0, value ^ 1u << choose(32)};
+    return lies[simulation.bus_fault_kind];
+}
 
 bool bus_fault_strikes()
 {
@@ -73,7 +81,7 @@ int32_t read_word(kelvane_handle, uint32_t, uint32_t offset, uint32_t *value, ui
         if (simulation.bus_fault_kind == FAILS) {
             return 5;
         }
-        *value = lie(simulation.bus_fault_kind, *value, static_cast<uint32_t>(choose(32)));
+        *value = lie(*value);
     }
     if (const auto forged = simulation.forged.find(offset); forged != simulation.forged.end()) {
         *value = forged->second;
@@ -91,7 +99,7 @@ int32_t write_word(kelvane_handle, uint32_t, uint32_t offset, uint32_t value, ui
             return 5;
         }
         if (!simulation.bus_spoils) { // a bus that lies for long lies to its readers
-            value = lie(simulation.bus_fault_kind, value, static_cast<uint32_t>(choose(32)));
+            value = lie(value);
         }
     }
     card_host_write(simulation.it, offset, value);
@@ -118,11 +126,15 @@ void serve_interrupts()
     }
 }
 
-void serve_dap()
+// Serves each give of a semaphore.
+void serve(kelvane_semaphore *semaphore, const std::function<void()> &pass)
 {
-    dap_state state = {kelvane_dap_wait_for_call};
-    while (fiber_take(&local_handles_array[0].dap_semaphore, simulation.ends)) {
-        dap_serve_event(0, &the_dap_record, &state);
+    while (!simulation.ends) {
+        fiber_wait([semaphore] { return simulation.ends || semaphore->semState == 1; });
+        if (!simulation.ends) {
+            kelvane_sem_take(semaphore);
+            pass();
+        }
     }
 }
 
@@ -135,6 +147,25 @@ void look_after_everything()
         wait_sleep(2 * SECOND);
     }
     simulation.low_priority_ended = true;
+}
+
+void add_library_threads()
+{
+    fibers_add(serve_interrupts);
+    fibers_add(look_after_everything);
+    kelvane_handle_record &record = local_handles_array[0];
+    fibers_add([&record] {
+        dap_state state = {kelvane_dap_wait_for_call};
+        serve(&record.dap_semaphore, [&state] { dap_serve_event(0, &the_dap_record, &state); });
+    });
+    for (uint32_t sirane = 0; sirane < SIRANE_COUNT; sirane++) {
+        for (uint32_t mbox = 0; mbox < MBOX_THREAD_COUNT; mbox++) {
+            fibers_add([&record, sirane, mbox] {
+                serve(&record.mbox_semaphore[sirane][mbox],
+                      [sirane, mbox] { kelvane_asyc_resp_common(0, sirane, mbox); });
+            });
+        }
+    }
 }
 
 // Aging without a mapping looks for what has timed out in the last sirane's table, whosever it is.
@@ -226,10 +257,7 @@ static void world_start(uint64_t seed)
         simulation_failed("kelvane_device_create failed");
     }
     kelvane_set_low_prio_active(0, 1); // the thread's own start does that
-    fibers_add(serve_interrupts);
-    fibers_add(serve_dap);
-    fibers_add(look_after_everything);
-    fibers_add_response_threads(simulation.ends);
+    add_library_threads();
 }
 
 namespace {

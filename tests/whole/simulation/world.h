@@ -12,7 +12,11 @@
 
 #include "card_simulator/card.h"
 #include "kelvane.h"
-#include "whole/simulation/library_fibers.h"
+#include "kelvane_handle.h"
+#include "whole/simulation/fibers.h"
+
+// A bus that fails or lies.
+enum bus_fault { FAILS, ALL_ONES, ZERO, FLIPS, BUS_FAULTS };
 
 // An asynchronous request; its transaction id is its index.
 struct simulated_request {
