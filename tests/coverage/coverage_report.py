@@ -9,14 +9,14 @@ one of them has another number of branches that were never taken, or does not ex
 """
 
 import json
-import os
+import pathlib
 import re
 import subprocess
 import sys
-from collections import defaultdict
+from collections import Counter, defaultdict
 
-HERE = os.path.dirname(os.path.realpath(__file__))
-LIBRARY = os.path.realpath(os.path.join(HERE, "../../platforms/common/drivers/kelvane/lib/src"))
+HERE = pathlib.Path(__file__).resolve().parent
+LIBRARY = HERE.parents[1] / "platforms/common/drivers/kelvane/lib/src"
 
 # A trace is written or not by its level's bit. That is one branch a line, and not the function's judgement.
 TRACE = re.compile(r"^\s*(return )?(TRACE|TRACE_AS|SEMAPHORE_PROBLEM)\(")
@@ -25,125 +25,96 @@ TRACE = re.compile(r"^\s*(return )?(TRACE|TRACE_AS|SEMAPHORE_PROBLEM)\(")
 ROW = re.compile(r"^(?P<file>[a-z_/]+\.(cpp|h)) +(?P<function>\w+)( +(?P<unreachable>[1-9]) +# \S.*)?$")
 
 
-def notes_of(build):
-    for folder, _, files in sorted(os.walk(build)):
-        if "kelvane_objects.dir" in folder:
-            for name in sorted(files):
-                if name.endswith(".gcno"):
-                    yield os.path.join(folder, name)
-
-
 def read_counts(build):
     """What gcov says of each source file of the library."""
-    notes = list(notes_of(build))
+    notes = sorted(build.glob("**/kelvane_objects.dir/**/*.gcno"))
     if not notes:
         sys.exit(f"coverage_report: nothing in {build} was built with --coverage")
     # In a folder of the build, because paths in the notes are absolute and nothing is written.
-    gcov = subprocess.run(
-        ["gcov", "--json-format", "--stdout", "--branch-counts", "--branch-probabilities", *notes],
-        cwd=build, capture_output=True, check=False)
+    gcov = subprocess.run(["gcov", "--json-format", "--stdout", "--branch-counts", "--branch-probabilities", *notes],
+                          cwd=build, capture_output=True, check=False)
     if gcov.returncode != 0:
         sys.exit(f"coverage_report: gcov failed\n{gcov.stderr.decode()[-2000:]}")
     for line in gcov.stdout.splitlines():
         for source in json.loads(line)["files"]:
-            path = os.path.relpath(os.path.realpath(os.path.join(build, source["file"])), LIBRARY)
-            if not path.startswith(".."):
-                yield path, source
+            path = (build / source["file"]).resolve()
+            if path.is_relative_to(LIBRARY):
+                yield str(path.relative_to(LIBRARY)), source
 
 
 def plain_name(demangled):
     """The function's own name; that of the function around it for a lambda."""
-    name = demangled.replace("(anonymous namespace)::", "")
-    name = re.split(r"[(<\[]", name)[0]
+    name = re.split(r"[(<\[]", demangled.replace("(anonymous namespace)::", ""))[0]
     return name.split("::")[-1].split()[-1]
 
 
-def around(source, number):
-    """The function that a line stands in; a line of several instances of a template is counted for all at once."""
-    inside = [f for f in source["functions"] if f["start_line"] <= number <= f["end_line"]]
+def function_of(source, line):
+    """Where a line stands; one of several instances of a template is counted for all at once, by its place."""
+    functions, name, number = source["functions"], line.get("function_name"), line["line_number"]
+    inside = [f for f in functions if f["name"] == name or not name and f["start_line"] <= number <= f["end_line"]]
     return plain_name(max(inside, key=lambda f: f["start_line"])["demangled_name"])
 
 
 def print_lines(sources):
-    floors = defaultdict(lambda: [0, 0])
+    floors = defaultdict(Counter)
     for path, source in sources:
-        if not path.endswith(".h"):
-            counts = defaultdict(int)
-            for line in source["lines"]:
-                counts[line["line_number"]] += line["count"]
-            for floor in (path.split("/")[0] if "/" in path else "core", "all"):
-                floors[floor][0] += sum(count > 0 for count in counts.values())
-                floors[floor][1] += len(counts)
+        counts = Counter()
+        for line in source["lines"]:
+            counts[line["line_number"]] += line["count"]
+        for floor in (path.split("/")[0] if "/" in path else "core", "all"):
+            floors[floor].update(count > 0 for count in counts.values() if not path.endswith(".h"))
     print("lines of the library that were run")
     for floor in sorted(floors, key=lambda it: (it == "all", it)):
-        run, lines = floors[floor]
+        run, lines = floors[floor][True], floors[floor].total()
         print(f"  {floor:14} {run:5} of {lines:5}  {100 * run / lines:6.2f} %")
 
 
-def read_list():
-    with open(os.path.join(HERE, "judging_functions.txt"), encoding="utf-8") as file:
-        for number, line in enumerate(file, 1):
-            row = ROW.match(line)
-            if row:
-                yield row["file"], row["function"], int(row["unreachable"] or 0)
-            elif line.strip() and not line.startswith("#"):
-                sys.exit(f"judging_functions.txt:{number}: not a row")
-
-
 def branches_by_function(sources):
-    """For each (file, function): the line and the counts of each of its branches."""
+    """For each (file, function): by place its branches' counts and its text."""
     found = defaultdict(dict)
     for path, source in sources:
-        names = {function["name"]: plain_name(function["demangled_name"]) for function in source["functions"]}
-        with open(os.path.join(LIBRARY, path), encoding="utf-8") as file:
-            text = file.read().splitlines()
-        for name in names.values():
-            found[path, name]  # also one without branches
+        text = (LIBRARY / path).read_text(encoding="utf-8").splitlines()
+        for function in source["functions"]:
+            found[path, plain_name(function["demangled_name"])]  # also one without branches
         for line in source["lines"]:
             counts = [branch["count"] for branch in line["branches"] if not branch["throw"]]
             number = line["line_number"]
-            if not counts or TRACE.match(text[number - 1]):
-                continue
-            function = line.get("function_name")
-            lines = found[path, names[function] if function else around(source, number)]
-            # A function in a header is counted in each file that has it.
-            before = lines.get((number, function), ([0] * len(counts), None))[0]
-            lines[number, function] = ([a + b for a, b in zip(before, counts)], text[number - 1].strip())
-    return {key: [(number, *rest) for (number, _), rest in lines.items()] for key, lines in found.items()}
+            if counts and not TRACE.match(text[number - 1]):
+                # A function in a header is counted in each file that has it.
+                lines, place = found[path, function_of(source, line)], (number, line.get("function_name"))
+                before = lines.get(place, ([0] * len(counts), None))[0]
+                lines[place] = [a + b for a, b in zip(before, counts)], text[number - 1].strip()
+    return found
 
 
 def print_judging(sources):
     found = branches_by_function(sources)
-    taken = branches = unreachable = functions = problems = 0
-    for path, name, expected in read_list():
-        functions += 1
-        unreachable += expected
+    problems, sums = 0, Counter()
+    for number, row in enumerate((HERE / "judging_functions.txt").read_text(encoding="utf-8").splitlines(), 1):
+        if not row or row.startswith("#"):
+            continue
+        match = ROW.match(row) or sys.exit(f"judging_functions.txt:{number}: not a row")
+        path, name, expected = match["file"], match["function"], int(match["unreachable"] or 0)
         if (path, name) not in found:
             problems += 1
             print(f"  {path}: there is no function {name}")
             continue
-        lines = found[path, name]
-        missing = sum(counts.count(0) for _, counts, _ in lines)
-        branches += sum(len(counts) for _, counts, _ in lines)
-        taken += sum(len(counts) for _, counts, _ in lines) - missing
-        if missing == expected:
-            continue
-        problems += 1
-        print(f"  {path}: {name}: {missing} branches never taken, and not {expected}")
-        for number, counts, text in lines:
-            if 0 in counts:
-                print(f"    {number}: {counts.count(0)} of {len(counts)}: {text}")
-    print(f"branches of the {functions} judging functions: {taken} taken of {branches}, {unreachable} unreachable")
+        branches = [count for counts, _ in found[path, name].values() for count in counts]
+        missing = branches.count(0)
+        sums.update(functions=1, taken=len(branches) - missing, branches=len(branches), unreachable=expected)
+        if missing != expected:
+            problems += 1
+            print(f"  {path}: {name}: {missing} branches never taken, and not {expected}")
+            for (at, _), (counts, text) in found[path, name].items():
+                if 0 in counts:
+                    print(f"    {at}: {counts.count(0)} of {len(counts)}: {text}")
+    print("branches of the {functions} judging functions: {taken} taken of {branches}, {unreachable} unreachable"
+          .format_map(sums))
     return problems
 
 
-def main():
-    if len(sys.argv) != 2:
-        sys.exit(__doc__)
-    sources = list(read_counts(os.path.abspath(sys.argv[1])))
-    print_lines(sources)
-    if print_judging(sources) != 0:
-        sys.exit(1)
-
-
-main()
+if len(sys.argv) != 2:
+    sys.exit(__doc__)
+SOURCES = list(read_counts(pathlib.Path(sys.argv[1]).resolve()))
+print_lines(SOURCES)
+sys.exit(1 if print_judging(SOURCES) != 0 else 0)
