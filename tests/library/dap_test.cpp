@@ -27,7 +27,6 @@ class dap_test : public firmware_test {
         answering = [] { return 0; };
         the_bar.on_write = [this](uint32_t offset, uint32_t value) {
             shown += offset == 0x01C0C000 ? " " + std::to_string(value) : "";
-            last_word = offset == 0x01C0C000 ? last_word : value;
         };
     }
 
@@ -86,7 +85,6 @@ class dap_test : public firmware_test {
 
     dap_state state = {kelvane_dap_wait_for_call};
     std::string shown;
-    uint32_t last_word = 0; // of a message
 };
 
 TEST_F(dap_test, every_state_with_every_event)
@@ -119,30 +117,24 @@ TEST_F(dap_test, every_state_with_every_event)
 
 TEST_F(dap_test, words_on_the_way_out)
 {
-    for (const auto &[size, word] : cases_of("1024 > 0100FFFE; 1023 > FFFE; 5 > 6; 4 > 05040302")) {
-        run("r" + size + " 0 1024"); // behind a larger one, of which nothing stays
-        EXPECT_EQ(last_word, std::stoul(word, nullptr, 16)) << size;
-    }
     run("r6 0");
     the_bar.word[0x01C0C004] = 1024;
-    EXPECT_EQ(request(7) + request(5), 0); // the newer of two that wait
+    EXPECT_EQ(request(7) + request(5), 0); // the newer of two that wait, and nothing of the longer one
     dap_serve_event(0, &the_dap_record, &state);
     dap_serve_event(0, &the_dap_record, &state);
     EXPECT_EQ(accesses(), "w1c0c000=2 w1c0c000=400 r1c0c004 w1f08000=36 r1f08000 w1f08004=42 r1f08004 "
                           "w1f08008=5 r1f08008 w1f0800c=0 r1f0800c w1f08010=ff00ff00 r1f08010 w1f08014=0 "
                           "r1f08014 w1f08018=5040302 r1f08018 w1f0801c=6 r1f0801c w1c0c000=4");
     EXPECT_EQ(request(1025), 22);
-    EXPECT_EQ(serve(2), "reset 1024 /2");                        // no request waits
-    const std::vector<uint8_t> exact = {1, 0, 0, 0, 2, 0, 0, 0}; // a sanitizer watches its end
-    uint32_t size = 8;
-    EXPECT_EQ(kelvane_dap_command(0, exact.data(), &size, nullptr), 0);
+    EXPECT_EQ(serve(2), "reset 1024 /2"); // no request waits
+    EXPECT_EQ(request(8, nullptr), 0);
     std::thread([] { kelvane_mutex_lock(&the_dap_record.dap_lock); }).join();
     accesses();
     EXPECT_EQ(request(1), 110);
     EXPECT_EQ(time.now(), 1000000000u);
     dap_serve_event(0, &the_dap_record, &state);
     EXPECT_EQ(accesses(), "");
-    size = 1;
+    const uint32_t size = 1;
     EXPECT_EQ(kelvane_dap_command(1, "x", &size, on_answer), 64170);
     the_dap_record.dap_valid = 0;
     EXPECT_EQ(request(1), 64170);

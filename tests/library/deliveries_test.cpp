@@ -1,5 +1,5 @@
-// What the firmware sends later or by itself, from the mailbox to the callback: answers to requests, which
-// age meanwhile, and what it tells unasked.
+// Requests that nobody waits for and subscriptions, and what the firmware sends later or by itself, from the
+// mailbox to the callback: answers, for which requests age meanwhile, and what it tells unasked.
 #include <cstring>
 #include <numeric>
 #include <sstream>
@@ -89,6 +89,17 @@ class deliveries_test : public firmware_test {
     }
 };
 
+TEST_F(deliveries_test, requests_on_their_way)
+{
+    EXPECT_EQ(kelvane_set_traffic_type(0, 0xFF0001FF, 25, on_laser, 2), 0);
+    EXPECT_EQ(kelvane_set_laser(0, 0xFF0000FF, -1, on_laser, 3), 0);
+    EXPECT_EQ(accesses(),
+              "r1c00004 w1c00100=0,1234,4,0*4,ff0001ff,19,2 w1c00000=4 r1c00004 w1c00000=2 "
+              "r1c00004 w1c00100=2,1235,4,0,1,0*2,ff0000ff,ffffffff,3 w1c00000=4 r1c00004 w1c00000=2");
+    EXPECT_EQ(time.sleeps(), 0u);
+    EXPECT_EQ(held_locks(), "");
+}
+
 TEST_F(deliveries_test, requests_in_flight_are_each_answered_once)
 {
     for (const int32_t transaction : {0x40, 0x41, 0x42, 0x43}) {
@@ -131,20 +142,15 @@ TEST_F(deliveries_test, a_request_is_answered_at_298_and_timed_out_at_300)
 TEST_F(deliveries_test, requests_age_without_the_mapping_and_are_not_reported)
 {
     trace_level_mask_set(1);
-    request(0x40);
-    close_gate();
-    background_passes(151); // the pass knows no address yet
-    open_gate();
-    EXPECT_EQ(answer(0x1234), "0 "); // too late, and only the pass reports it
-    background_passes(1);
-    EXPECT_EQ(told(), "laser ff0001ff 40 6e; ");
-    request(0x41);
-    close_gate();
-    background_passes(160); // looks for it in the table of the last sirane
-    EXPECT_EQ(told(), "");
-    open_gate();
-    background_passes(1);
-    EXPECT_EQ(told(), "laser ff0001ff 41 6e; ");
+    for (uint32_t i = 0; i < 2; i++) { // at first a pass knows no address, then that of the last sirane
+        request(0x40);
+        close_gate();
+        background_passes(151);
+        open_gate();
+        EXPECT_EQ(answer(0x1234 + i), "0 "); // too late, and only the pass reports it
+        background_passes(1);
+        EXPECT_EQ(told(), "laser ff0001ff 40 6e; ");
+    }
 }
 
 TEST_F(deliveries_test, a_synchronous_answer_is_left_to_its_caller)
@@ -200,9 +206,7 @@ TEST_F(deliveries_test, a_command_from_a_callback_fails)
 TEST_F(deliveries_test, a_mailbox_that_is_not_there_or_shows_no_state)
 {
     EXPECT_EQ(did(kelvane_asyc_resp_common(0, 0, 0)), "0 r1f04000+16 r1c02004 r1c02004"); // nothing offered
-    EXPECT_EQ(time.now(), 500000u);
-    EXPECT_EQ(kelvane_asyc_resp_common(0, 3, 0), 64170);
-    EXPECT_EQ(kelvane_asyc_resp_common(0, 0, 3), 64170);
+    EXPECT_EQ(kelvane_asyc_resp_common(0, 3, 0) + kelvane_asyc_resp_common(0, 0, 3), 2 * 64170);
     the_bar.next_values[RESPONSE_F] = {0, 2, 0xFFFFFFFF};
     EXPECT_EQ(did(kelvane_asyc_resp_common(0, 0, 0)), "64175 r1f04000+16 r1c02004 w1c02000=2");
     EXPECT_EQ(kelvane_asyc_resp_common(0, 0, 0), 64171); // gone at the second look
@@ -220,26 +224,29 @@ TEST_F(deliveries_test, batches)
     EXPECT_EQ(batch(0x1234, 7, 1), "0 batch ff00ffff 100000007; ");
     EXPECT_EQ(batch(0x1234, 8, 1), "0 batch ff00ffff 100000008; ");
     EXPECT_TRUE(log_contains(" ERROR MISSING PM SEQUENCE  old4294967301 new 4294967303\n"));
-    EXPECT_EQ(log_text().find("MISSING"), log_text().rfind("MISSING"));
+    EXPECT_EQ(kelvane_enable_pm_notify(0, 0xFF0001FF, 1, on_batch), 0); // renewed, by a port of the sirane
+    EXPECT_EQ(batch(0x1234, 9, 1) + batch(0x1235, 1, 0), "0 0 batch ff00ffff 1; "); // the old one's
+    EXPECT_EQ(log_text().find("MISSING"), log_text().rfind("MISSING"));             // a new sequence
     std::vector<uint32_t> older(116, 0x1000);
     older[40] = 0x1024;
     older[94] = 0x77; // the number of older firmware
     older[95] = 1;
-    EXPECT_EQ(outcome(1, {24, 0x1234, 116, 0, 13, 0}, older), "0 batch 1000 100000077; ");
+    EXPECT_EQ(outcome(1, {24, 0x1235, 116, 0, 13, 0}, older), "0 batch 1000 100000077; ");
     EXPECT_EQ(last_batch.sirane_port[1].pdl_max, -1);
     local_handles_array[0].signature = 0x01010101; // the device is deleted meanwhile
-    EXPECT_EQ(batch(0x1234, 5, 0), "0 batch ff00ffff 5; ");
+    EXPECT_EQ(batch(0x1235, 5, 0), "0 batch ff00ffff 5; ");
 }
 
 TEST_F(deliveries_test, alarm_changes_and_modules)
 {
     const std::vector<uint32_t> change = {0, 0xFF00FFFF, 1, 1, 2, 3, 4, 5, 6, 7, 8, 9, 0x55, 1};
-    EXPECT_EQ(kelvane_enable_alarms_notify(0, 0xFF00FFFF, 1, on_alarms), 0);
-    EXPECT_EQ(outcome(0, {37, 0x999, 3, 0, 3, 0}, {0, 0xFF0001FF, 1}),
-              "0 plugin ff0001ff 1; "); // in any slot
-    EXPECT_FALSE(log_contains("mbox_manage_notify_plugin: ERROR"));
+    firmware.refuse = true; // first the record is made, then the command fails
+    EXPECT_EQ(kelvane_enable_alarms_notify(0, 0xFF00FFFF, 1, on_alarms), 64173);
+    EXPECT_EQ(outcome(0, {37, 0x999, 3, 0, 3, 0}, {0, 0xFF0001FF, 1}), "0 plugin ff0001ff 1; ");
     callback_returns = 0x99; // no matter, but for a module, of which the firmware hears
     EXPECT_EQ(outcome(2, {35, 0x1234, 14, 0, 14, 0}, change), "0 alarms ff00ffff 100000055; ");
+    EXPECT_EQ(kelvane_enable_alarms_notify(0, 0xFF00FFFF, 0, nullptr), 64173);
+    EXPECT_EQ(outcome(2, {35, 0x1234, 14, 0, 14, 0}, change), "0 ");
     EXPECT_EQ(memcmp(&last_alarms, &change[3], sizeof last_alarms), 0);
     EXPECT_EQ(outcome(0, {37, 0x999, 3, 0, 15, 0}, {0, 0xFF0001FF, 0}), "153 refused plugin ff0001ff 0; ");
     EXPECT_TRUE(log_contains("mbox_manage_notify_plugin: ERROR after calling callback rc = 0x99"));

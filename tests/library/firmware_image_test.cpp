@@ -8,7 +8,7 @@
 namespace {
 
 constexpr char DIGEST[] = "00112233445566778899aabbccddeeff  image.bin\n";
-constexpr char WRITTEN_DIGEST[] =
+const std::string WRITTEN_DIGEST =
     "w2000000=31313030,33333232,35353434,37373636,39393838,62626161,64646363,66666565 ";
 
 class firmware_image_test : public firmware_test {
@@ -35,20 +35,15 @@ class firmware_image_test : public firmware_test {
 
 TEST_F(firmware_image_test, a_download_delivers_digest_image_and_command)
 {
-    uint32_t kind = 0;
-    for (const auto &[content, written] :
-         {std::pair<std::string, std::string>{"a", "w2000040=61"},
-          {"abc", "w2000040=636261"},
-          {"abcd", "w2000040=64636261"},
-          {"abcd\xFF", "w2000040=64636261,ff"},
-          {std::string("\x00\x80\x00\x01\x02\x03", 6), "w2000040=1008000,302"}}) {
-        write_image(content);
+    const std::string bytes("\x00\x80\x00\x01\x02\xFF\x03\x04", 8);
+    const char *const words[] = {"1008000", "1008000,2", "1008000,ff02", "1008000,3ff02", "1008000,403ff02"};
+    for (uint32_t kind = 0; kind < 5; kind++) {
+        write_image(bytes.substr(0, 4 + kind));
         EXPECT_EQ(download(kind), 0);
         EXPECT_EQ(the_bar.check_alive, std::vector<uint32_t>(the_bar.check_alive.size(), 1));
-        const std::string expected = WRITTEN_DIGEST + written + " r1c00004 w1c00100=e,";
+        const std::string expected = WRITTEN_DIGEST + "w2000040=" + words[kind] + " r1c00004 w1c00100=e,";
         EXPECT_EQ(accesses().substr(0, expected.size()), expected);
-        EXPECT_EQ(firmware.request_data,
-                  (std::vector<uint32_t>{0, kind++, static_cast<uint32_t>(content.size())}));
+        EXPECT_EQ(firmware.request_data, (std::vector<uint32_t>{0, kind, 4 + kind}));
     }
     firmware.rc = 0x80300004;
     EXPECT_EQ(download(), static_cast<int32_t>(0x80300004));
@@ -146,18 +141,16 @@ TEST_F(firmware_image_test, progress)
         const int32_t rc = get(0, what, &value);
         return std::to_string(rc) + " " + std::to_string(value);
     };
-    for (const auto &[kind, expected] : cases_of("0 > 22 7; 1 > 0 1; 2 > 0 2; 3 > 22 7; 4 > 0 3; 5 > 22 7")) {
+    for (const auto &[kind, expected] : cases_of("0 > 22 7; 1 > 0 1; 2 > 0 2; 4 > 0 3")) {
         EXPECT_EQ(progress(kelvane_get_download_progress, std::stoul(kind)), expected);
     }
     the_bar.word[0x01F04500] = 0x8182E304; // the highest bit of each tells programming, of all but port 1
-    for (const auto &[address, expected] : cases_of("f0ffffff > 0 1; feffffff > 0 1; ff00ffff > 0 2; "
-                                                    "ff0000ff > 0 99; ff0001ff > 0 0; f0ff01ff > 0 0; "
-                                                    "ff01ffff > 0 99; ff0100ff > 0 99; ff0101ff > 0 5; "
-                                                    "ffffffff > 0 7; ff0002ff > 22 7; ff03ffff > 22 7")) {
+    for (const auto &[address, expected] :
+         cases_of("f0ffffff > 0 1; ff00ffff > 0 2; ff0000ff > 0 99; ff0001ff > 0 0; ff01ffff > 0 99; "
+                  "ff0100ff > 0 99; ff0101ff > 0 5; ffffffff > 0 7; ff0002ff > 22 7; ff03ffff > 22 7")) {
         EXPECT_EQ(progress(kelvane_get_program_progress, std::stoul(address, nullptr, 16)), expected)
             << address;
     }
-    EXPECT_EQ(progress(kelvane_get_download_progress, 1), "0 0");
 }
 
 } // namespace

@@ -23,6 +23,8 @@ extern "C" const char *__tsan_default_options()
 
 library_test::library_test()
 {
+    setenv("TZ", "UTC", 1);
+    tzset();
     driver_starts_threads = false;
     the_bar = recorded_bar{};
 }
@@ -40,11 +42,6 @@ library_test::~library_test()
 std::string library_test::log_path() const
 {
     return folder.path + "/root/kelvane.log";
-}
-
-void library_test::turn_log_on()
-{
-    std::ofstream{log_path()};
 }
 
 std::string library_test::log_text() const
@@ -71,12 +68,6 @@ std::vector<std::string> library_test::log_lines()
     return lines;
 }
 
-bool library_test::log_has(const std::string &line)
-{
-    const std::vector<std::string> lines = log_lines();
-    return std::ranges::find(lines, line) != lines.end();
-}
-
 bool library_test::log_contains(const std::string &text) const
 {
     return log_text().find(text) != std::string::npos;
@@ -94,13 +85,6 @@ std::string library_test::said(const std::string &function)
     return messages;
 }
 
-void library_test::start_library()
-{
-    ASSERT_EQ(kelvane_init_driver(), 0);
-    ASSERT_EQ(kelvane_device_create(recorded_bar_device()), 0);
-    open_gate();
-}
-
 void library_test::open_gate()
 {
     local_handles_array[0].pci_mapped = 1;
@@ -113,7 +97,7 @@ void library_test::close_gate()
 
 firmware_test::firmware_test(const kelvane_init_device_t &device)
 {
-    turn_log_on();
+    std::ofstream{log_path()};
     EXPECT_EQ(kelvane_init_driver(), 0);
     EXPECT_EQ(kelvane_device_create(device), 0);
     open_gate();

@@ -22,21 +22,16 @@ class library_test : public testing::Test {
     library_test();
     ~library_test() override;
 
-    // The log is off unless this is called before the driver is initialised.
-    void turn_log_on();
-    std::string log_path() const;
+    std::string log_path() const; // of the file that turns the log on when the driver is initialised
     std::string log_text() const;
 
     // "LEVEL function: message" of each line written to the log since the last call.
     std::vector<std::string> log_lines();
-    bool log_has(const std::string &line);            // of the lines that log_lines would give; takes them
     bool log_contains(const std::string &text) const; // anywhere, from the start
 
-    // What `function` wrote to the log since the last call of any of these, a '|' behind each message.
+    // What `function` wrote to the log since the last call of either, a '|' behind each message.
     std::string said(const std::string &function);
 
-    // kelvane_init_driver, and a device on the_bar with the gate open and no link-up made.
-    void start_library();
     void open_gate();
     void close_gate();
 
@@ -47,7 +42,7 @@ class library_test : public testing::Test {
     size_t log_seen_ = 0;
 };
 
-// The library at work: its log on, the gate open, and a firmware that answers on sirane 0.
+// The library at work: its log on, the gate open without a link-up, and a firmware that answers on sirane 0.
 class firmware_test : public library_test {
   protected:
     // `device` has the application's callbacks.
