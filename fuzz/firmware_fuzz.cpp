@@ -50,7 +50,6 @@ struct fuzz_card {
 };
 
 fuzz_card the_card;
-std::string image_folder;
 
 int32_t next_access()
 {
@@ -136,19 +135,6 @@ int32_t offer_message(operation_call &)
     return 0;
 }
 
-// An index or a size in the head of a log, near the others or any number.
-int32_t forge_log(operation_call &)
-{
-    fuzz_input &input = the_card.input;
-    const uint32_t head = input.one_of({0x03F0000Cu, 0x03E00000u, 0x03E40000u, 0x03E80000u, 0x03EC0004u});
-    for (const uint32_t at : {head, head + 4}) {
-        const uint8_t byte = input.byte();
-        the_card.word[at] = byte == 0xFF ? input.word() : byte << 12 | input.byte();
-    }
-    the_card.word[0x03EC0014] = 0x01AC7F26; // the controller's log is there
-    return 0;
-}
-
 // A byte says whether it fails.
 template <typename... arguments> int32_t answer_of_application(arguments...)
 {
@@ -170,12 +156,6 @@ int32_t send_dap(operation_call &call)
     return kelvane_dap_command(call.handle, message, &size, dap_answered);
 }
 
-int32_t download(operation_call &call)
-{
-    const std::string name = the_card.input.one_of({"/good", "/empty", "/short_digest", "/no_digest"});
-    return kelvane_download_software(call.handle, call.in() % 16, (image_folder + name).c_str());
-}
-
 int32_t fail_later(operation_call &call)
 {
     the_card.failing_access = the_card.accesses + 1 + call.in();
@@ -192,7 +172,6 @@ constexpr char LINK_UP[] = "kelvane_pci_mapped";
 // The table of all operations stands behind these. The kept inputs name them by number.
 constexpr fuzz_operation OPERATIONS[] = {
     {"the card offers", offer_message},
-    {"the card forges a log", forge_log},
     {"a later access fails", fail_later},
     {"response thread",
      [](operation_call &it) {
@@ -202,7 +181,6 @@ constexpr fuzz_operation OPERATIONS[] = {
     {"low-priority thread", [](operation_call &) { return low_priority_pass(&the_card.low_priority), 0; }},
     {"DAP thread", [](operation_call &) { return dap_serve_event(0, &the_dap_record, &the_card.dap), 0; }},
     {LINK_UP, [](operation_call &it) { return kelvane_pci_mapped(it.handle, it.in() % 16 != 15, 0, 0); }},
-    {"kelvane_deque_msi", [](operation_call &it) { return kelvane_deque_msi(it.handle); }},
     {"the drain",
      [](operation_call &it) { return kelvane_deque_resp_receive(it.handle, it.address, it.in() % 4); }},
     {"kelvane_keep_alive", [](operation_call &it) { return kelvane_keep_alive(it.handle, it.address); }},
@@ -219,14 +197,6 @@ constexpr fuzz_operation OPERATIONS[] = {
          return kelvane_set_laser(it.handle, it.address, it.in() % 2, answer_of_application, 7);
      }},
     {"kelvane_dap_command", send_dap},
-    {"kelvane_download_software", download},
-    {"kelvane_get_download_progress",
-     [](operation_call &it) { return kelvane_get_download_progress(it.handle, it.in() % 8, it.out); }},
-    {"kelvane_ps_print_sel_trace",
-     [](operation_call &it) {
-         const uint32_t first = it.in();
-         return kelvane_ps_print_sel_trace(it.handle, it.address, first, it.in());
-     }},
     {"kelvane_print_local_handler",
      [](operation_call &it) { return kelvane_print_local_handler(it.handle), 0; }},
 };
@@ -293,14 +263,6 @@ void start(fuzz_input input)
 struct process {
     process()
     {
-        folder.write("good", std::string(402, 'i'));
-        folder.write("good.md5", std::string(32, '7'));
-        folder.write("empty", "");
-        folder.write("empty.md5", std::string(32, '7'));
-        folder.write("short_digest", "image");
-        folder.write("short_digest.md5", "777");
-        folder.write("no_digest", "image");
-        image_folder = folder.path;
         for (const char *log : {"ordune.log", "ord_prom.log", "sirane_0.log", "sirane_1.log"}) {
             std::filesystem::create_symlink("/dev/null", folder.path + "/root/" + log);
         }

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Runs every fuzzer of a build folder for a while, several at a time, from the kept inputs on.
+# Runs every fuzzer of a build folder for a while, side by side, from the kept inputs on.
 # usage: fuzz_all.sh BUILD SECONDS
 set -euo pipefail
 here=$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")
@@ -10,28 +10,20 @@ work=$build/fuzzing
 
 run_one()
 {
-    local target=$1 program=$build/fuzz/${1}_fuzz log=$work/$1.log finding status=0
-    mkdir -p "$work/$target"
+    local program=$build/fuzz/${1}_fuzz log=$work/$1.log
+    mkdir -p "$work/$1"
     # What the target itself prints is of no interest.
     "$program" -max_total_time="$seconds" -timeout=10 -max_len=1024 -close_fd_mask=3 -print_final_stats=1 \
-        -artifact_prefix="$work/$target-" "$work/$target" "$here/corpus/$target" >"$log" 2>&1 || status=$?
-    printf '%-14s %s inputs, %s a second, %s new ones kept\n' "$target" \
-        "$(sed -n 's/^stat::number_of_executed_units: *//p' "$log")" \
-        "$(sed -n 's/^stat::average_exec_per_sec: *//p' "$log")" \
-        "$(sed -n 's/^stat::new_units_added: *//p' "$log")"
-    if ((status == 0)); then
-        return
-    fi
-    finding=$(sed -n 's/.*Test unit written to //p' "$log" | tail -n 1)
-    grep --max-count=5 -E 'FINDING|ERROR|SUMMARY|runtime error' "$log" | sed 's/^/    /' || tail -n 20 "$log"
-    echo "    FAILED with status $status; all of it is in $log"
-    echo "    again: $program ${finding:-(no input was written)}"
-    return 1
+        -artifact_prefix="$work/$1-" "$work/$1" "$here/corpus/$1" >"$log" 2>&1 || {
+        grep --max-count=5 -E 'ERROR|SUMMARY|runtime error' "$log"
+        echo "FAILED; all of it is in $log; again: $program $(sed -n 's/.*Test unit written to //p' "$log")"
+        return 1
+    }
+    printf '%s: %s\n' "$1" "$(sed -n 's/^stat::number_of_executed_units: *\(.*\)/\1 inputs/p' "$log")"
 }
 
-if [[ ${3-} ]]; then
-    run_one "$3"
-    exit
-fi
-printf '%s\n' "$here"/corpus/*/ | xargs -n 1 basename |
-    xargs -n 1 --max-procs="$(nproc)" "${BASH_SOURCE[0]}" "$build" "$seconds"
+run_one firmware &
+status=0
+run_one prompt || status=1
+wait "$!" || status=1
+exit "$status"

@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
-"""Prints how much of the library the suite runs, and which branches of the judging functions it does not.
+"""Prints which branches of the functions that judge input the suite does not take.
 
 usage: coverage_report.py BUILD
 
-BUILD was made with --coverage and has run the suite. The functions that judge input stand by name in
+BUILD was made with --coverage and has run the suite. The functions stand by name in
 judging_functions.txt, with the number of branches that cannot be taken, if there are any. The status is 1 when
 one of them has another number of branches that were never taken, or does not exist.
 """
@@ -55,20 +55,6 @@ def function_of(source, line):
     return plain_name(max(inside, key=lambda f: f["start_line"])["demangled_name"])
 
 
-def print_lines(sources):
-    floors = defaultdict(Counter)
-    for path, source in sources:
-        counts = Counter()
-        for line in source["lines"]:
-            counts[line["line_number"]] += line["count"]
-        for floor in (path.split("/")[0] if "/" in path else "core", "all"):
-            floors[floor].update(count > 0 for count in counts.values() if not path.endswith(".h"))
-    print("lines of the library that were run")
-    for floor in sorted(floors, key=lambda it: (it == "all", it)):
-        run, lines = floors[floor][True], floors[floor].total()
-        print(f"  {floor:14} {run:5} of {lines:5}  {100 * run / lines:6.2f} %")
-
-
 def branches_by_function(sources):
     """For each (file, function): by place its branches' counts and its text."""
     found = defaultdict(dict)
@@ -115,6 +101,4 @@ def print_judging(sources):
 
 if len(sys.argv) != 2:
     sys.exit(__doc__)
-SOURCES = list(read_counts(pathlib.Path(sys.argv[1]).resolve()))
-print_lines(SOURCES)
-sys.exit(1 if print_judging(SOURCES) != 0 else 0)
+sys.exit(1 if print_judging(read_counts(pathlib.Path(sys.argv[1]).resolve())) != 0 else 0)

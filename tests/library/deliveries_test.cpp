@@ -144,9 +144,9 @@ TEST_F(deliveries_test, requests_age_without_the_mapping_and_are_not_reported)
     trace_level_mask_set(1);
     for (uint32_t i = 0; i < 2; i++) { // at first a pass knows no address, then that of the last sirane
         request(0x40);
-        close_gate();
+        set_gate(0);
         background_passes(151);
-        open_gate();
+        set_gate(1);
         EXPECT_EQ(answer(0x1234 + i), "0 "); // too late, and only the pass reports it
         background_passes(1);
         EXPECT_EQ(told(), "laser ff0001ff 40 6e; ");

@@ -229,9 +229,9 @@ TEST_F(exchange_test, a_failure_writes_no_output_and_checks_come_first)
         SCOPED_TRACE(row.name);
         EXPECT_EQ(call(row, 0, row.address()), 64173);
         EXPECT_TRUE(written.empty());
-        close_gate();
+        set_gate(0);
         EXPECT_EQ(call(row, 0, row.address()), 64174);
-        open_gate();
+        set_gate(1);
         for (const uint32_t address : refused_by[row.checks]) {
             EXPECT_EQ(call(row, 0, address), 22) << std::hex << address;
             EXPECT_EQ(accesses(), "");

@@ -1,17 +1,15 @@
 #include "support/handshake.h"
 
+#include <algorithm>
+#include <utility>
+
 #include "core/transaction_id.h"
 
-void offer_message(const std::vector<uint32_t> &header, const std::vector<uint32_t> &data, uint32_t base)
+void offer_message(std::vector<uint32_t> message, const std::vector<uint32_t> &data, uint32_t base)
 {
-    uint32_t offset = base + 0x100;
-    for (const uint32_t word : header) {
-        the_bar.word[offset] = word;
-        offset += 4;
-    }
-    for (const uint32_t word : data) {
-        the_bar.word[offset] = word;
-        offset += 4;
+    message.insert(message.end(), data.begin(), data.end());
+    for (size_t i = 0; i < message.size(); i++) {
+        the_bar.word[static_cast<uint32_t>(base + 0x100 + 4 * i)] = message[i];
     }
     the_bar.word[base + 4] = 4;
 }
@@ -33,7 +31,7 @@ void answering_firmware::install()
 void answering_firmware::offer_answer()
 {
     std::vector<uint32_t> header = request_header;
-    std::vector<uint32_t> words = data.empty() ? request_data : data;
+    const std::vector<uint32_t> &words = data.empty() ? request_data : data;
     header[2] = static_cast<uint32_t>(words.size());
     header[5] = rc;
     if (spoil) {
@@ -44,22 +42,20 @@ void answering_firmware::offer_answer()
 
 void answering_firmware::on_write(uint32_t offset, uint32_t value)
 {
+    const auto read = [](uint32_t at, uint32_t count) {
+        std::vector<uint32_t> words;
+        for (uint32_t i = 0; i < count; i++) {
+            words.push_back(the_bar.word[at + 4 * i]);
+        }
+        return words;
+    };
     if (offset == COMMAND_H && value == 4) {
-        request_header.clear();
-        request_data.clear();
-        for (uint32_t i = 0; i < 6; i++) {
-            request_header.push_back(the_bar.word[COMMAND_AREA + 4 * i]);
-        }
-        for (uint32_t i = 0; i < request_header[2] && i < 2048; i++) {
-            request_data.push_back(the_bar.word[COMMAND_AREA + 24 + 4 * i]);
-        }
+        request_header = read(COMMAND_AREA, 6);
+        request_data = read(COMMAND_AREA + 24, std::min(request_header[2], 2048u));
         the_bar.word[COMMAND_F] = refuse ? 16 : 4;
         taken_ = true;
-    } else if (offset == COMMAND_H && value == 2 && taken_) {
-        taken_ = false;
-        const bool accepted = the_bar.word[COMMAND_F] == 4;
-        the_bar.word[COMMAND_F] = 2;
-        if (accepted && answer) {
+    } else if (offset == COMMAND_H && value == 2 && std::exchange(taken_, false)) {
+        if (std::exchange(the_bar.word[COMMAND_F], 2) == 4 && answer) {
             offer_answer();
         }
     } else if ((offset == RESPONSE_H || offset == ALARM_H || offset == PERFORMANCE_H) &&

@@ -42,7 +42,7 @@ constexpr uint32_t ALARM_H = 0x01C04000;
 constexpr uint32_t PERFORMANCE_H = 0x01C08000;
 
 // Puts a message on offer in the mailbox whose registers start at `base`: the response mailbox of sirane 0.
-void offer_message(const std::vector<uint32_t> &header, const std::vector<uint32_t> &data,
+void offer_message(std::vector<uint32_t> message, const std::vector<uint32_t> &data,
                    uint32_t base = RESPONSE_H);
 
 #endif

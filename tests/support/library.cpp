@@ -85,14 +85,9 @@ std::string library_test::said(const std::string &function)
     return messages;
 }
 
-void library_test::open_gate()
+void library_test::set_gate(uint32_t open)
 {
-    local_handles_array[0].pci_mapped = 1;
-}
-
-void library_test::close_gate()
-{
-    local_handles_array[0].pci_mapped = 0;
+    local_handles_array[0].pci_mapped = open;
 }
 
 firmware_test::firmware_test(const kelvane_init_device_t &device)
@@ -100,7 +95,7 @@ firmware_test::firmware_test(const kelvane_init_device_t &device)
     std::ofstream{log_path()};
     EXPECT_EQ(kelvane_init_driver(), 0);
     EXPECT_EQ(kelvane_device_create(device), 0);
-    open_gate();
+    set_gate(1);
     firmware.install();
     firmware.next_reference(0x1234);
     the_bar.told();

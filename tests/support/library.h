@@ -32,8 +32,7 @@ class library_test : public testing::Test {
     // What `function` wrote to the log since the last call of either, a '|' behind each message.
     std::string said(const std::string &function);
 
-    void open_gate();
-    void close_gate();
+    void set_gate(uint32_t open);
 
     host_folder folder;
     virtual_time time;

@@ -23,8 +23,8 @@ const words INVENTORY = up_to(58, {{43, 0x0000002C}, {44, 0}, {45, 0}, {46, 0x00
 constexpr uint32_t ODD = 0x80001234; // a value that neither sign nor size may change
 constexpr uint32_t BITS = 0x80000801;
 
-#define AT(operation) "kelvane_" #operation, caller<kelvane_##operation>::at_address
-#define OF(operation) "kelvane_" #operation, caller<kelvane_##operation>::of_card
+#define AT(operation) "kelvane_" #operation, caller<kelvane_##operation, true>::call
+#define OF(operation) "kelvane_" #operation, caller<kelvane_##operation, false>::call
 
 const operation_row COMMANDS[] = {
     {AT(set_traffic_type), RC, PORT, {18, 0, 2}, {0, 4, 0}, {18, 2}},
@@ -105,8 +105,11 @@ const operation_row REGISTERS[] = {
     {OF(enable_msi), NO_COMMAND, CARD, {1}},
     {OF(glb_interrupt_enable), NO_COMMAND, CARD, {1}},
     {OF(notify_msi)},
+    {OF(deque_msi)},
+    {OF(get_download_progress), NO_COMMAND, CARD, {2}},
     {OF(ps_print_trace)},
     {OF(ps_print_eprom_trace)},
+    {AT(ps_print_sel_trace), NO_COMMAND, DEVICE, {0, 40}},
 };
 
 } // namespace

@@ -9,6 +9,7 @@
 #include <span>
 #include <tuple>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "kelvane.h"
@@ -58,28 +59,22 @@ template <typename type> type next_argument(operation_call &call)
     }
 }
 
-template <auto operation> struct caller;
-template <typename... arguments, int32_t (*operation)(kelvane_handle, arguments...)>
-struct caller<operation> {
-    static int32_t of_card(operation_call call)
+// An operation of a card, or of the device at the address of the call.
+template <auto operation, bool has_address> struct caller;
+template <typename... arguments, int32_t (*operation)(kelvane_handle, arguments...), bool has_address>
+struct caller<operation, has_address> {
+    static int32_t call(operation_call call)
     {
-        // Braces are evaluated from the left to the right, the arguments of a function in any order.
-        const std::tuple<arguments...> given{next_argument<arguments>(call)...};
-        return std::apply([&](auto... it) { return operation(call.handle, it...); }, given);
-    }
-
-    static int32_t at_address(operation_call call)
-    {
-        bool is_address = true;
-        const auto next = [&]<typename type>() -> type {
+        bool is_address = has_address;
+        [[maybe_unused]] const auto next = [&]<typename type>() -> type {
             if constexpr (std::is_same_v<type, kelvane_device_address>) {
-                if (is_address) {
-                    is_address = false;
+                if (std::exchange(is_address, false)) {
                     return call.address;
                 }
             }
             return next_argument<type>(call);
         };
+        // Braces are evaluated from the left to the right, the arguments of a function in any order.
         const std::tuple<arguments...> given{next.template operator()<arguments>()...};
         return std::apply([&](auto... it) { return operation(call.handle, it...); }, given);
     }

@@ -1,6 +1,8 @@
 // Interrupts that are lost, doubled, late and spurious. One only shortens a delay: every outcome arrives
 // exactly once, at the latest with the drain that the low-priority thread makes every 2 seconds.
+#include <algorithm>
 #include <array>
+#include <ranges>
 #include <string>
 #include <vector>
 
@@ -11,6 +13,8 @@
 
 namespace {
 
+using std::views::iota;
+
 constexpr uint64_t MS = 1000000;
 constexpr uint64_t SEED = 3;   // of a card with firmware 5.22
 constexpr uint32_t ROUNDS = 8; // of all outcomes; a sirane's table holds 12 requests
@@ -19,15 +23,6 @@ constexpr uint32_t SIRANES = KELVANE_SIRANE_COUNT;
 
 // What came of each sirane, in order: transaction ids, and the numbers of records.
 std::array<std::vector<uint64_t>, SIRANES> completions, alarms, batches;
-
-std::vector<uint64_t> counted_from(uint64_t first, uint64_t count)
-{
-    std::vector<uint64_t> numbers;
-    for (uint64_t number = first; number < first + count; number++) {
-        numbers.push_back(number);
-    }
-    return numbers;
-}
 
 uint32_t sirane_of(kelvane_device_address address)
 {
@@ -48,13 +43,6 @@ int32_t record_came(kelvane_handle, kelvane_device_address address, const record
     return 0;
 }
 
-std::string tell(const std::string &verb)
-{
-    std::string answer;
-    EXPECT_EQ(card_verb(simulation.it, verb.c_str(), &answer), 0) << verb << ": " << answer;
-    return answer;
-}
-
 // One outcome of each kind on each sirane.
 void bring_about(uint32_t round)
 {
@@ -64,8 +52,8 @@ void bring_about(uint32_t round)
     for (uint32_t sirane = 0; sirane < SIRANES; sirane++) {
         const kelvane_device_address port = KELVANE_ADDRESS_NETWORK_PORT(sirane, 0);
         EXPECT_EQ(kelvane_set_laser(0, port, even ? 1 : 0, laser_done, static_cast<int32_t>(round)), 0);
-        tell(std::string(even ? "alarm raise " : "alarm clear ") + PLACES[sirane] + " SRN_TEMP");
-        tell(std::string(even ? "unplug " : "plug ") + MODULES[sirane]);
+        simulation_verb(std::string(even ? "alarm raise " : "alarm clear ") + PLACES[sirane] + " SRN_TEMP");
+        simulation_verb(std::string(even ? "unplug " : "plug ") + MODULES[sirane]);
     }
 }
 
@@ -77,7 +65,7 @@ void be_spurious(uint32_t percent)
                                      "spurious-interrupt 7 19", "spurious-interrupt 1 99"};
     for (uint32_t occasion = 0; occasion < 10; occasion++) {
         if (choose(100) < percent) {
-            tell(VERBS[occasion % std::size(VERBS)]);
+            simulation_verb(VERBS[occasion % std::size(VERBS)]);
         }
         wait_sleep(40 * MS);
     }
@@ -93,18 +81,18 @@ void run_rounds(const std::string &fault, uint32_t percent)
         EXPECT_EQ(kelvane_enable_pm_notify(0, address, 1, record_came<batches>), 0);
         EXPECT_EQ(kelvane_enable_alarms_notify(0, address, 1, record_came<alarms>), 0);
     }
-    tell("batch-interval 600");
+    simulation_verb("batch-interval 600");
     const bool is_spurious = fault == "spurious-interrupt";
     if (!is_spurious) {
-        tell(fault + " " + std::to_string(percent) + "%");
+        simulation_verb(fault + " " + std::to_string(percent) + "%");
     }
-    const std::string before = tell("show");
+    const std::string before = simulation_verb("show");
     for (uint32_t round = 0; round < ROUNDS; round++) {
         bring_about(round);
         be_spurious(is_spurious ? percent : 0);
     }
     wait_sleep(DRAINS);
-    const std::string raised = tell("show");
+    const std::string raised = simulation_verb("show");
     const auto interrupts = [](const std::string &text) { return text.substr(text.find(" clients, "), 20); };
     EXPECT_EQ(interrupts(raised) == interrupts(before), fault == "drop-interrupt" && percent == 100);
 }
@@ -112,11 +100,11 @@ void run_rounds(const std::string &fault, uint32_t percent)
 void expect_every_outcome_once()
 {
     for (uint32_t sirane = 0; sirane < SIRANES; sirane++) {
-        EXPECT_EQ(completions[sirane], counted_from(0, ROUNDS));
+        EXPECT_TRUE(std::ranges::equal(completions[sirane], iota(0u, ROUNDS)));
         // Besides those of the rounds the empty port's own, with each unplugging and plugging.
-        EXPECT_EQ(alarms[sirane], counted_from(1, 2 * ROUNDS));
+        EXPECT_TRUE(std::ranges::equal(alarms[sirane], iota(1u, 1 + 2 * ROUNDS)));
         EXPECT_GE(batches[sirane].size(), ROUNDS);
-        EXPECT_EQ(batches[sirane], counted_from(1, batches[sirane].size()));
+        EXPECT_TRUE(std::ranges::equal(batches[sirane], iota(1u, 1 + batches[sirane].size())));
         std::vector<uint64_t> plugs;
         for (const auto &[address, plugged] : simulation.plugs) {
             if (sirane_of(address) == sirane) {

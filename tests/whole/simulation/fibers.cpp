@@ -2,9 +2,8 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
 #include <cstdlib>
-#include <sys/mman.h>
+#include <memory>
 #include <ucontext.h>
 #include <utility>
 #include <vector>
@@ -24,11 +23,10 @@ constexpr uint64_t SECOND = 1000000000;
 constexpr uint64_t EPOCH_SECONDS = 1600000000;
 constexpr uint64_t POLL_NS = SECOND / 1000; // sleeps up to here poll something
 constexpr size_t STACK_BYTES = 256 * 1024;
-constexpr size_t GUARD_BYTES = 4096;
 
 struct fiber {
     ucontext_t context{};
-    char *stack = nullptr;
+    std::unique_ptr<char[]> stack{new char[STACK_BYTES]};
     std::function<void()> body;
     uint64_t wake_ns = 0;
     const std::function<bool()> *condition = nullptr; // beside the time
@@ -38,7 +36,7 @@ struct fiber {
 };
 
 struct fiber_world {
-    std::vector<fiber *> fibers;
+    std::vector<std::unique_ptr<fiber>> fibers;
     fiber *current = nullptr; // null: the scheduler
     ucontext_t scheduler{};
     void *scheduler_sanitizer_stack = nullptr;
@@ -51,22 +49,6 @@ struct fiber_world {
 
 fiber_world world;
 uint64_t choice_state;
-std::vector<char *> free_stacks;
-
-char *take_stack()
-{
-    if (!free_stacks.empty()) {
-        char *stack = free_stacks.back();
-        free_stacks.pop_back();
-        return stack;
-    }
-    void *stack = mmap(nullptr, STACK_BYTES, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-    if (stack == MAP_FAILED || mprotect(stack, GUARD_BYTES, PROT_NONE) != 0) {
-        std::perror("simulation: no stack");
-        std::abort();
-    }
-    return static_cast<char *>(stack);
-}
 
 void leave_stack(void **saved, const void *bottom, size_t size)
 {
@@ -104,22 +86,16 @@ void go_on_with(fiber *it)
 {
     world.current = it;
     mbox_mutex_served_here = it->served;
-    leave_stack(&world.scheduler_sanitizer_stack, it->stack, STACK_BYTES);
+    leave_stack(&world.scheduler_sanitizer_stack, it->stack.get(), STACK_BYTES);
     swapcontext(&world.scheduler, &it->context);
     enter_stack(world.scheduler_sanitizer_stack, nullptr, nullptr);
     mbox_mutex_served_here = nullptr;
     world.current = nullptr;
 }
 
-void free_fiber(fiber *it)
+bool is_ready(const fiber &it)
 {
-    free_stacks.push_back(it->stack);
-    delete it;
-}
-
-bool is_ready(const fiber *it)
-{
-    return it->wake_ns <= world.now || (it->condition != nullptr && (*it->condition)());
+    return it.wake_ns <= world.now || (it.condition != nullptr && (*it.condition)());
 }
 
 void move_clock(uint64_t to)
@@ -130,8 +106,8 @@ void move_clock(uint64_t to)
 
 bool nobody_else_before(uint64_t wake_ns)
 {
-    return std::ranges::none_of(world.fibers, [wake_ns](const fiber *it) {
-        return it != world.current && (it->wake_ns <= wake_ns || is_ready(it));
+    return std::ranges::none_of(world.fibers, [wake_ns](const auto &it) {
+        return it.get() != world.current && (it->wake_ns <= wake_ns || is_ready(*it));
     });
 }
 
@@ -213,24 +189,17 @@ void fibers_begin(std::function<void()> on_clock, std::function<uint64_t()> next
 void fibers_end()
 {
     wait_use_source(nullptr);
-    for (fiber *it : world.fibers) {
-        free_fiber(it);
-    }
     world.fibers.clear();
-    world.on_clock = nullptr;
-    world.next_event = nullptr;
 }
 
 void fibers_add(std::function<void()> body)
 {
-    auto *it = new fiber;
+    auto &it = world.fibers.emplace_back(new fiber);
     it->body = std::move(body);
-    it->stack = take_stack();
     getcontext(&it->context);
-    it->context.uc_stack.ss_sp = it->stack;
+    it->context.uc_stack.ss_sp = it->stack.get();
     it->context.uc_stack.ss_size = STACK_BYTES;
     makecontext(&it->context, run_body, 0);
-    world.fibers.push_back(it);
 }
 
 bool fibers_run(const std::function<bool()> &ended, uint64_t limit_ns)
@@ -239,9 +208,9 @@ bool fibers_run(const std::function<bool()> &ended, uint64_t limit_ns)
     while (!ended() && !world.fibers.empty()) {
         ready.clear();
         uint64_t next = UINT64_MAX;
-        for (fiber *it : world.fibers) {
-            if (is_ready(it)) {
-                ready.push_back(it);
+        for (const auto &it : world.fibers) {
+            if (is_ready(*it)) {
+                ready.push_back(it.get());
             }
             next = std::min(next, it->wake_ns);
         }
@@ -258,8 +227,7 @@ bool fibers_run(const std::function<bool()> &ended, uint64_t limit_ns)
         fiber *chosen = ready[choose(ready.size())];
         go_on_with(chosen);
         if (chosen->done) {
-            std::erase(world.fibers, chosen);
-            free_fiber(chosen);
+            std::erase_if(world.fibers, [chosen](const auto &it) { return it.get() == chosen; });
         }
     }
     return true;

@@ -49,11 +49,11 @@ int32_t request_done(kelvane_handle, kelvane_device_address, uint32_t transactio
     return 0;
 }
 
-template <typename send_type> int32_t request(send_type send)
+int32_t request_laser()
 {
     const size_t id = simulation.requests.size();
     simulation.requests.push_back({});
-    const int32_t rc = send(id);
+    const int32_t rc = kelvane_set_laser(0, any_port(), id % 2, request_done, static_cast<int32_t>(id));
     simulation.requests[id].sent = rc == 0;
     return rc;
 }
@@ -134,16 +134,7 @@ struct own_operation {
 
 // Beside the operations of the table.
 constexpr own_operation OPERATIONS[] = {
-    {"request_laser",
-     [] {
-         return request(
-             [](int32_t id) { return kelvane_set_laser(0, any_port(), id % 2, request_done, id); });
-     }},
-    {"request_traffic_type",
-     [] {
-         return request(
-             [](uint32_t id) { return kelvane_set_traffic_type(0, any_port(), id % 25, request_done, id); });
-     }},
+    {"request_laser", request_laser},
     {"enable_pm_notify",
      [] { return kelvane_enable_pm_notify(0, any_sirane(), one_in(4) ? 0 : 1, record_came); }},
     {"enable_alarms_notify",
@@ -189,41 +180,52 @@ int32_t run_row(const operation_row &row)
 
 // ---- what goes wrong
 
-constexpr char VERBS[] =
-    "drop-interrupt 2, late-interrupt 30 3, double-interrupt 2, spurious-interrupt, "
-    "spurious-interrupt 1 11, spurious-interrupt 4 13, skip-batch 2, refuse 9, refuse 2, refuse 24, "
-    "error 2 ORDUNE_TIMEOUT, error 9 ORDUNE_TIMEOUT, delay 9 40, delay 2 900, corrupt ref_id, "
-    "corrupt-notice size, corrupt-notice sy, corrupt-notice ref_id, alarm raise 1 SRN_TEMP, "
-    "alarm clear 1 SRN_TEMP, unplug 2, plug 2, upset uncorrectable, upset clear, memory-error, "
-    "batch-interval 200, laser-time 10, dap hold 2, dap delay 50, dap ignore-reset 1, dap error 8, "
-    "dap echo, clear, restart warm-fail";
+constexpr const char *VERBS[] = {"drop-interrupt 2",
+                                 "late-interrupt 30 3",
+                                 "double-interrupt 2",
+                                 "spurious-interrupt",
+                                 "spurious-interrupt 1 11",
+                                 "spurious-interrupt 4 13",
+                                 "skip-batch 2",
+                                 "refuse 9",
+                                 "refuse 2",
+                                 "refuse 24",
+                                 "error 2 ORDUNE_TIMEOUT",
+                                 "error 9 ORDUNE_TIMEOUT",
+                                 "delay 9 40",
+                                 "delay 2 900",
+                                 "corrupt ref_id",
+                                 "corrupt-notice size",
+                                 "corrupt-notice sy",
+                                 "corrupt-notice ref_id",
+                                 "alarm raise 1 SRN_TEMP",
+                                 "alarm clear 1 SRN_TEMP",
+                                 "unplug 2",
+                                 "plug 2",
+                                 "upset uncorrectable",
+                                 "upset clear",
+                                 "memory-error",
+                                 "batch-interval 200",
+                                 "laser-time 10",
+                                 "dap hold 2",
+                                 "dap delay 50",
+                                 "dap ignore-reset 1",
+                                 "dap error 8",
+                                 "dap echo",
+                                 "clear",
+                                 "restart warm-fail"};
 
 // These can hold a synchronous caller up for as long as it waits, which takes the simulation long, too.
-constexpr char HEAVY_VERBS[] =
-    "hang, resume, restart, restart warm, restart cold, remove, insert, drop-answer 9, drop-answer 2, "
-    "drop-answer 0, slow-start 2, corrupt size, corrupt sy, corrupt cmd, corrupt version";
-
-std::string one_of(const char *verbs)
-{
-    std::vector<std::string> each(1);
-    for (const char *at = verbs; *at != '\0'; at++) {
-        if (*at == ',') {
-            each.emplace_back();
-            at++;
-        } else {
-            each.back() += *at;
-        }
-    }
-    return each[choose(each.size())];
-}
+constexpr const char *HEAVY_VERBS[] = {"hang",          "resume",        "restart",        "restart warm",
+                                       "restart cold",  "remove",        "insert",         "drop-answer 9",
+                                       "drop-answer 2", "drop-answer 0", "slow-start 2",   "corrupt size",
+                                       "corrupt sy",    "corrupt cmd",   "corrupt version"};
 
 void disturb(const std::string &verb)
 {
     simulation.was_lied_to = simulation.was_lied_to || verb.starts_with("corrupt");
     simulation_tell("card: " + verb);
-    std::string answer;
-    card_verb(simulation.it, verb.c_str(),
-              &answer); // may be refused, a module that is in already for instance
+    simulation_verb(verb); // may be refused, a module that is in already for instance
 }
 
 void spoil_bus()
@@ -283,7 +285,7 @@ void application(uint32_t number)
             spoil_bus();
         } else if (kind < 4 && !is_quiet) {
             const bool heavy = may_be_heavy && one_in(6);
-            disturb(one_of(heavy ? HEAVY_VERBS : VERBS));
+            disturb(heavy ? HEAVY_VERBS[choose(std::size(HEAVY_VERBS))] : VERBS[choose(std::size(VERBS))]);
         } else if (kind < 6) {
             wait_sleep((1 + choose(one_in(8) ? 8000 : 50)) * MS);
         } else {

@@ -20,7 +20,6 @@
 #include "support/promises.h"
 
 simulated_world simulation;
-FILE *simulation_report = stdout;
 
 namespace {
 
@@ -190,12 +189,11 @@ void clock_moved()
 
 void simulation_failed(const std::string &what)
 {
-    std::fprintf(simulation_report,
+    std::fprintf(stderr,
                  "seed %" PRIu64 ": %s\nat %" PRIu64 " us, access %" PRIu64
-                 "; to see it again: %s --seed %" PRIu64 " --tell\n",
+                 "; to see it again: %s --from %" PRIu64 " --seeds 1 --tell\n",
                  simulation.seed, what.c_str(), fibers_clock() / 1000, simulation.accesses,
                  program_invocation_name, simulation.seed);
-    std::fflush(simulation_report);
     std::_Exit(1);
 }
 
@@ -207,8 +205,15 @@ void simulation_note(uint64_t number)
 void simulation_tell(const std::string &step)
 {
     if (simulation.tells) {
-        std::fprintf(simulation_report, "%12" PRIu64 " us  %s\n", fibers_clock() / 1000, step.c_str());
+        std::fprintf(stderr, "%12" PRIu64 " us  %s\n", fibers_clock() / 1000, step.c_str());
     }
+}
+
+std::string simulation_verb(const std::string &verb)
+{
+    std::string answer;
+    card_verb(simulation.it, verb.c_str(), &answer);
+    return answer;
 }
 
 static void world_start(uint64_t seed)
@@ -283,9 +288,8 @@ void run_to_its_end(const std::function<void()> &body, const char *what)
 void heal()
 {
     simulation.bus_spoils = false;
-    std::string ignored;
     for (const char *verb : {"clear", "resume", "insert"}) {
-        card_verb(simulation.it, verb, &ignored);
+        simulation_verb(verb);
     }
 }
 

@@ -3,7 +3,6 @@
 #define TESTS_WHOLE_SIMULATION_WORLD_H
 
 #include <cstdint>
-#include <cstdio>
 #include <functional>
 #include <map>
 #include <string>
@@ -26,7 +25,7 @@ struct simulated_request {
 
 struct simulated_world {
     uint64_t seed = 0;
-    bool tells = false; // every step goes to the report
+    bool tells = false; // every step, on standard error
     bool logs = false;  // all levels are traced
     card *it = nullptr;
 
@@ -64,9 +63,6 @@ struct simulated_world {
 
 extern simulated_world simulation;
 
-// Where runs are told of; the library's own lines on standard output go nowhere.
-extern FILE *simulation_report;
-
 // Ends the process: says the seed, what is wrong and how to see it again.
 [[noreturn]] void simulation_failed(const std::string &what);
 
@@ -74,6 +70,9 @@ extern FILE *simulation_report;
 void simulation_note(uint64_t number);
 
 void simulation_tell(const std::string &step);
+
+// What the card answers to a verb, which it may refuse.
+std::string simulation_verb(const std::string &verb);
 
 // A new card and the library on it, created and not mapped, of an initialised driver; `body` as a fiber
 // beside the library's threads. Whatever it adds to `working` is waited for. Then all is healed, the last

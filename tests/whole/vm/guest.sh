@@ -11,7 +11,6 @@ mkdir -p /dev/shm
 mount -t tmpfs shm /dev/shm
 cd /tmp || exit
 
-INTERRUPT_FILE=/sys/devices/platform/uio_memory/raise
 passed=0
 failed=0
 
@@ -35,14 +34,6 @@ check()
 card()
 {
     card_simulator --send --host /tmp/card "$@"
-}
-
-start_card()
-{
-    card_simulator --uio-device /dev/uio0 --interrupt-file "$INTERRUPT_FILE" --host /tmp/card --quiet \
-        --ready-fd 9 9>ready >card_said 2>&1 </dev/null &
-    card_pid=$!
-    wait_until test -s ready
 }
 
 # ---- the kernel
@@ -124,7 +115,10 @@ insmod /lib/modules/uio_memory.ko
 check "the kernel has the device" grep -qx ZYNQFPGA /sys/class/uio/uio0/name
 check "with 64 MiB" grep -qx 0x0000000004000000 /sys/class/uio/uio0/maps/map0/size
 
-start_card
+card_simulator --uio-device /dev/uio0 --interrupt-file /sys/devices/platform/uio_memory/raise --host /tmp/card \
+    --quiet --ready-fd 9 9>ready >card_said 2>&1 </dev/null &
+card_pid=$!
+wait_until test -s ready
 start_client
 check "the client comes up" grep -qF '>>> SDK And Firmware are compatible' said
 check "the process maps the device" grep -qF /dev/uio0 "/proc/$client_pid/maps"

@@ -1,0 +1,74 @@
+// What inner functions refuse though no door hands them such a thing.
+#include "background/aging.h"
+#include "card/info_tables.h"
+#include "core/handle.h"
+#include "firmware_log/eprom_trace.h"
+#include "firmware_log/log_file.h"
+#include "mbox/model.h"
+#include "mbox/request_table.h"
+#include "support/library.h"
+
+namespace {
+
+struct guards_test : firmware_test {
+    asynch_req_t *const table = local_handles_array[0].asynch_req_array[0];
+    kelvane_mutex *const lock = &local_handles_array[0].asynch_req_lock[0];
+};
+
+TEST_F(guards_test, what_is_not_there_is_refused)
+{
+    const std::string longest(512, 'x');
+    uint64_t number = 0;
+    uint32_t told = 0;
+    asynch_req_t none{}, odd{};
+    none.fn_cb = odd.fn_cb = [] {};
+    odd.asynch_op_type = static_cast<kelvane_asynch_type>(99);
+    int32_t (*const dump)(kelvane_handle, kelvane_device_address, FILE *, const char *, ...) =
+        kelvane_ltrace_file_dump;
+    EXPECT_EQ((std::vector{kelvane_get_local_pm_incremental_id(0, 3, &number),
+                           kelvane_set_local_pm_incremental_id(0, 3, 1),
+                           insert_asynch_req(0, 0xFF00FFFF, nullptr, table, lock, &told, none),
+                           insert_asynch_req(0, 0xFF00FFFF, nullptr, table, lock, &told, odd),
+                           remove_asynch_req(0, 0xFF00FFFF, nullptr, table, lock, 17),
+                           get_asynch_req(0, 0xFF00FFFF, nullptr, table, lock, 17, &none),
+                           increase_aging_asynch_req(0, 0xFF00FFFF, nullptr, table, lock, 17),
+                           is_out_of_date_asynch_req(0, 0xFF00FFFF, nullptr, table, lock, 17, &told),
+                           dump(0, 0xFF00FFFF, stdout, longest.c_str()), dump(0, 0xFFFFFFFF, stdout, "x"),
+                           dump(0, 0xFF00FFFF, nullptr, "x"),
+                           dumpBlockSize(0, 0xFFFFFFFF, 0x03E00000, 0x03E00004, 4, stdout, 1),
+                           dumpBlockSize(0, 0xFF00FFFF, 0x03E00000, 0x03E00004, 3, stdout, 1),
+                           dumpBlockSize(0, 0xFF00FFFF, 0x03E00000, 0x03E00004, 4, stdout, 2),
+                           kelvane_dump_voltage_regulator_alarm(0, 0xFF00FFFF, nullptr)}),
+              std::vector(15, 22));
+    EXPECT_EQ(
+        (std::vector{kelvane_get_sirane_software(0, 0, 2, &told, &told),
+                     kelvane_get_ordune_software(0, 0, 3, &told, &told), check_if_cb_is_available(0, 3, 1)}),
+        std::vector(3, 64170));
+    EXPECT_EQ((std::vector<const void *>{kelvane_get_command_mutex(1, 0), kelvane_get_command_mutex(0, 4),
+                                         mbox_sem_of(1, 0, 0), mbox_sem_of(0, 3, 0), mbox_sem_of(0, 2, 3)}),
+              std::vector<const void *>(5));
+    EXPECT_EQ(kelvane_get_command_mutex(0, 3), &local_handles_array[0].command_mutex[0]);
+    EXPECT_EQ(check_if_cb_is_available(1, 0, 1), 0); // no version there
+    kelvane_store_firmware_version(1);
+}
+
+// A subscription in a request's place does not age; a command without a handler, or none, is not reported.
+TEST_F(guards_test, what_cannot_be_reported_does_not_go)
+{
+    const std::tuple<kelvane_asynch_type, uint32_t, int32_t, uint32_t> ROWS[] = {
+        {KELVANE_ASYNCH_TYPE_OP_PM, 2, 0, 1000},
+        {KELVANE_ASYNCH_TYPE_OP_STANDARD_ASYNCH, 9, 64170, 1002},
+        {KELVANE_ASYNCH_TYPE_OP_STANDARD_ASYNCH, 66, 22, 1002}};
+    for (const auto &[type, command, rc, aged] : ROWS) {
+        table[11] = {};
+        table[11].signature = 0xCCBBDD11;
+        table[11].asynch_op_type = type;
+        table[11].header.cmd = command;
+        table[11].aging_time = 1000;
+        EXPECT_EQ(kelvane_manage_asynch_req_aging(0, 0xFF00FFFF, get_mbox_handler(0, 0), table, lock), rc);
+        EXPECT_EQ(table[11].aging_time, aged);
+    }
+    EXPECT_EQ(kelvane_manage_asynch_req_aging(0, 0xF0FFFFFF, get_mbox_handler(0, 0), table, lock), 22);
+}
+
+} // namespace
