@@ -2,6 +2,7 @@
 #include "background/aging.h"
 #include "card/info_tables.h"
 #include "core/handle.h"
+#include "core/mutex.h"
 #include "firmware_log/eprom_trace.h"
 #include "firmware_log/log_file.h"
 #include "mbox/model.h"
@@ -55,6 +56,9 @@ TEST_F(guards_test, what_is_not_there_is_refused)
 // A subscription in a request's place does not age; a command without a handler, or none, is not reported.
 TEST_F(guards_test, what_cannot_be_reported_does_not_go)
 {
+    const auto age = [this](kelvane_device_address address) {
+        return kelvane_manage_asynch_req_aging(0, address, get_mbox_handler(0, 0), table, lock);
+    };
     const std::tuple<kelvane_asynch_type, uint32_t, int32_t, uint32_t> ROWS[] = {
         {KELVANE_ASYNCH_TYPE_OP_PM, 2, 0, 1000},
         {KELVANE_ASYNCH_TYPE_OP_STANDARD_ASYNCH, 9, 64170, 1002},
@@ -65,10 +69,13 @@ TEST_F(guards_test, what_cannot_be_reported_does_not_go)
         table[11].asynch_op_type = type;
         table[11].header.cmd = command;
         table[11].aging_time = 1000;
-        EXPECT_EQ(kelvane_manage_asynch_req_aging(0, 0xFF00FFFF, get_mbox_handler(0, 0), table, lock), rc);
+        EXPECT_EQ(age(0xFF00FFFF), rc);
         EXPECT_EQ(table[11].aging_time, aged);
     }
-    EXPECT_EQ(kelvane_manage_asynch_req_aging(0, 0xF0FFFFFF, get_mbox_handler(0, 0), table, lock), 22);
+    EXPECT_EQ(age(0xF0FFFFFF), 22);
+    kelvane_mutex_lock(lock + 1); // of another sirane, whose table cannot be locked
+    EXPECT_EQ(age(0xFF01FFFF), 64172);
+    kelvane_mutex_unlock(lock + 1);
 }
 
 } // namespace

@@ -26,11 +26,6 @@ kelvane_device_address any_address()
     return ADDRESSES[choose(std::size(ADDRESSES))];
 }
 
-kelvane_device_address any_sirane()
-{
-    return KELVANE_ADDRESS_SIRANE(choose(3));
-}
-
 kelvane_device_address any_port()
 {
     return KELVANE_ADDRESS_NETWORK_PORT(choose(3), choose(2));
@@ -136,9 +131,15 @@ struct own_operation {
 constexpr own_operation OPERATIONS[] = {
     {"request_laser", request_laser},
     {"enable_pm_notify",
-     [] { return kelvane_enable_pm_notify(0, any_sirane(), one_in(4) ? 0 : 1, record_came); }},
+     [] {
+         return kelvane_enable_pm_notify(0, KELVANE_ADDRESS_SIRANE(choose(3)), one_in(4) ? 0 : 1,
+                                         record_came);
+     }},
     {"enable_alarms_notify",
-     [] { return kelvane_enable_alarms_notify(0, any_sirane(), one_in(4) ? 0 : 1, record_came); }},
+     [] {
+         return kelvane_enable_alarms_notify(0, KELVANE_ADDRESS_SIRANE(choose(3)), one_in(4) ? 0 : 1,
+                                             record_came);
+     }},
     {"enable_keep_alive_notify", watch_firmware},
     {"dap_command", send_dap},
     {"dump of the firmware's log", dump_log},
@@ -170,7 +171,9 @@ int32_t run_row(const operation_row &row)
         next++;
         return as_listed || listed == 0 ? listed : static_cast<uint32_t>(choose(0x10010));
     };
-    const kelvane_device_address address = one_in(3) ? any_address() : one_in(2) ? any_port() : any_sirane();
+    const kelvane_device_address address = one_in(3)   ? any_address()
+                                           : one_in(2) ? any_port()
+                                                       : KELVANE_ADDRESS_SIRANE(choose(3));
     const int32_t rc = row.call({0, address, number, out.word});
     if (!out.is_intact_behind()) {
         simulation_failed(std::string(row.name) + " overran its output");
