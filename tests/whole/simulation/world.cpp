@@ -328,6 +328,9 @@ uint64_t world_run(uint64_t seed, const std::function<void()> &body)
     }
     simulation.low_priority_ends = true;
     settle([] { return simulation.low_priority_ended; }, "the end of the low-priority thread");
+    if (simulation.was_lied_to) { // about a subscription, and batches look like answers that have a caller
+        simulation_verb("remove");
+    }
     simulation.ends = true;
     settle([] { return false; }, "the end of the library's threads");
     if (!simulation.aged_unmapped && !no_outcome_is_doubled()) {
