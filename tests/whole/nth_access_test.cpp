@@ -168,7 +168,8 @@ struct hostile_header_test : nth_access_test {};
 TEST_P(hostile_header_test, leaves_a_card_that_works)
 {
     static constexpr uint32_t LIMITS[] = {65, 0, 1978, 1, 16, 1};
-    const auto &[name, area] = MESSAGES[GetParam()];
+    const char *name = MESSAGES[GetParam()].first;
+    const uint32_t area = MESSAGES[GetParam()].second;
     const std::vector<spoiled_operation> all = operations();
     const auto operation = std::ranges::find(all, name, &spoiled_operation::name);
     uint32_t words[2] = {};

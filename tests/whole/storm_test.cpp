@@ -71,10 +71,10 @@ int32_t laser_done(kelvane_handle, kelvane_device_address address, uint32_t tran
 }
 
 // Alarms come one by one; a batch may be left out.
-template <auto &last, bool each_comes, typename record_type>
+template <auto storm_state::*last, bool each_comes, typename record_type>
 int32_t record_came(kelvane_handle, kelvane_device_address address, const record_type *, uint64_t number)
 {
-    const uint64_t before = last.at(address >> 16 & 0xFF).exchange(number);
+    const uint64_t before = (storm.*last).at(address >> 16 & 0xFF).exchange(number);
     storm.disordered += number <= before || (each_comes && number != before + 1) ? 1 : 0;
     return 0;
 }
@@ -148,8 +148,8 @@ void start_library()
     ASSERT_EQ(kelvane_enable_msi(0, 1), 0);
     for (uint32_t sirane = 0; sirane < SIRANES; sirane++) {
         const kelvane_device_address address = KELVANE_ADDRESS_SIRANE(sirane);
-        ASSERT_EQ(kelvane_enable_pm_notify(0, address, 1, record_came<storm.batches, false>), 0);
-        ASSERT_EQ(kelvane_enable_alarms_notify(0, address, 1, record_came<storm.alarms, true>), 0);
+        ASSERT_EQ(kelvane_enable_pm_notify(0, address, 1, record_came<&storm_state::batches, false>), 0);
+        ASSERT_EQ(kelvane_enable_alarms_notify(0, address, 1, record_came<&storm_state::alarms, true>), 0);
     }
     const auto watched = [](kelvane_handle, int32_t, uint32_t status) {
         storm.alive = status == KELVANE_ALIVE;

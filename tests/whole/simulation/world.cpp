@@ -153,13 +153,13 @@ void add_library_threads()
     fibers_add(serve_interrupts);
     fibers_add(look_after_everything);
     kelvane_handle_record &record = local_handles_array[0];
-    fibers_add([&record] {
+    fibers_add([] {
         dap_state state = {kelvane_dap_wait_for_call};
         serve(&record.dap_semaphore, [&state] { dap_serve_event(0, &the_dap_record, &state); });
     });
     for (uint32_t sirane = 0; sirane < SIRANE_COUNT; sirane++) {
         for (uint32_t mbox = 0; mbox < MBOX_THREAD_COUNT; mbox++) {
-            fibers_add([&record, sirane, mbox] {
+            fibers_add([sirane, mbox] {
                 serve(&record.mbox_semaphore[sirane][mbox],
                       [sirane, mbox] { kelvane_asyc_resp_common(0, sirane, mbox); });
             });
@@ -168,20 +168,16 @@ void add_library_threads()
 }
 
 // Aging without a mapping looks for what has timed out in the last sirane's table, whosever it is.
-void watch_mapping()
+void clock_moved()
 {
+    if (simulation.it == nullptr) {
+        return;
+    }
+    card_step(simulation.it);
     if (kelvane_get_pci_mapped(0) != 0) {
         simulation.unmapped_since = fibers_clock();
     } else if (fibers_clock() - simulation.unmapped_since > AGED_UNMAPPED_NS) {
         simulation.aged_unmapped = true;
-    }
-}
-
-void clock_moved()
-{
-    if (simulation.it != nullptr) {
-        card_step(simulation.it);
-        watch_mapping();
     }
 }
 
@@ -218,13 +214,8 @@ std::string simulation_verb(const std::string &verb)
 
 static void world_start(uint64_t seed)
 {
-    const bool tells = simulation.tells;
-    const bool logs = simulation.logs;
-    simulation = {};
-    simulation.seed = seed;
-    simulation.tells = tells;
-    simulation.logs = logs;
-    trace_level_mask_set(seed % 16 == 0 || logs ? 0x7F : 0x05);
+    simulation = {.seed = seed, .tells = simulation.tells, .logs = simulation.logs};
+    trace_level_mask_set(seed % 16 == 0 || simulation.logs ? 0x7F : 0x05);
     choices_start(seed);
     constexpr struct {
         uint32_t major, minor;

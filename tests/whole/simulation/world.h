@@ -29,9 +29,9 @@ struct simulated_world {
     bool logs = false;  // all levels are traced
     card *it = nullptr;
 
-    std::vector<simulated_request> requests;
+    std::vector<simulated_request> requests = {};
     uint64_t outcomes = 0; // of all of them
-    std::vector<std::pair<kelvane_device_address, uint32_t>> plugs;
+    std::vector<std::pair<kelvane_device_address, uint32_t>> plugs = {};
 
     // What goes on.
     uint32_t working = 0;               // applications that are not done
@@ -47,7 +47,7 @@ struct simulated_world {
     uint32_t bus_fault_in = 0;
     bus_fault bus_fault_kind = FAILS;
     uint32_t bus_fault_count = 0;
-    std::map<uint32_t, uint32_t> forged; // words by offset that are never read as they are
+    std::map<uint32_t, uint32_t> forged = {}; // words by offset that are never read as they are
 
     // What excuses a run.
     bool was_struck = false;     // an access failed or lied: the answer that it belonged to may be lost
