@@ -3,7 +3,6 @@
 #include <thread>
 
 #include "background/keep_alive.h"
-#include "core/handle.h"
 #include "core/mutex.h"
 #include "mbox/receive.h"
 #include "support/library.h"

@@ -6,7 +6,6 @@
 #include <thread>
 
 #include "background/response_thread.h"
-#include "core/handle.h"
 #include "core/mutex.h"
 #include "support/library.h"
 
@@ -97,6 +96,10 @@ TEST_F(deliveries_test, requests_on_their_way)
               "r1c00004 w1c00100=0,1234,4,0*4,ff0001ff,19,2 w1c00000=4 r1c00004 w1c00000=2 "
               "r1c00004 w1c00100=2,1235,4,0,1,0*2,ff0000ff,ffffffff,3 w1c00000=4 r1c00004 w1c00000=2");
     EXPECT_EQ(time.sleeps(), 0u);
+    for (int32_t id = 2; id < 12; id++) {
+        request(id);
+    }
+    EXPECT_EQ(kelvane_set_laser(0, 0xFF0001FF, 1, on_laser, 12), 16); // no room
     EXPECT_EQ(held_locks(), "");
 }
 
@@ -144,9 +147,9 @@ TEST_F(deliveries_test, requests_age_without_the_mapping_and_are_not_reported)
     trace_level_mask_set(1);
     for (uint32_t i = 0; i < 2; i++) { // at first a pass knows no address, then that of the last sirane
         request(0x40);
-        set_gate(0);
+        local_handles_array[0].pci_mapped = 0;
         background_passes(151);
-        set_gate(1);
+        local_handles_array[0].pci_mapped = 1;
         EXPECT_EQ(answer(0x1234 + i), "0 "); // too late, and only the pass reports it
         background_passes(1);
         EXPECT_EQ(told(), "laser ff0001ff 40 6e; ");

@@ -1,7 +1,6 @@
 // What inner functions refuse though no door hands them such a thing.
 #include "background/aging.h"
 #include "card/info_tables.h"
-#include "core/handle.h"
 #include "core/mutex.h"
 #include "firmware_log/eprom_trace.h"
 #include "firmware_log/log_file.h"

@@ -147,7 +147,7 @@ TEST_F(info_tables_test, no_card_and_no_handle)
 {
     uint32_t out[1024];
     accesses();
-    set_gate(0);
+    local_handles_array[0].pci_mapped = 0;
     for (const operation_row &row : register_rows) {
         const bool of_interrupts =
             strstr(row.name, "msi") != nullptr || strstr(row.name, "interrupt") != nullptr;

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <thread>
 
-#include "core/handle.h"
 #include "core/mutex.h"
 #include "core/pci.h"
 #include "kelvane_trace_defs.h"
@@ -97,13 +96,13 @@ TEST_F(lifecycle_test, who_may_access_the_card_and_how)
         set_watch(watched, status);
         EXPECT_EQ(access(check_alive), told);
     }
-    set_gate(0);
+    local_handles_array[0].pci_mapped = 0;
     testing::internal::CaptureStdout();
     EXPECT_EQ(access(0), REFUSED);
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "fpga is not PCI mapped \n"); // of the word write
     EXPECT_EQ(access(0, 1), REFUSED);
     EXPECT_EQ(check_keep_alive(1), 0); // nobody watches there
-    set_gate(1);
+    local_handles_array[0].pci_mapped = 1;
     uint32_t words[] = {7, 8, 0xFFFFFFFF};
     EXPECT_EQ(did(kelvane_internal_pci_write_block(0, 0, 0x40, 3, words, 0)), "0 w40=7,8,ffffffff");
     the_bar.fail_from = the_bar.access_number + 2;

@@ -47,7 +47,11 @@ TEST_F(log_file_test, a_file_that_is_there_is_appended_to)
     EXPECT_FALSE(std::filesystem::exists(log_path()));
     is_driver_initialized = false;
     std::filesystem::create_directory(log_path()); // can be opened for reading only
+    testing::internal::CaptureStdout();
     EXPECT_EQ(kelvane_init_driver(), 64170);
+    const std::string place = "\tfile platforms/common/drivers/kelvane/lib/src/kelvane_trace_defs line ";
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              place + "100 initTrace fopen file exists " + place + "107 initTrace fopen FAIL ");
     std::filesystem::remove(log_path());
     std::ofstream(log_path()) << "kept\n";
     EXPECT_EQ(kelvane_init_driver(), 0);

@@ -85,7 +85,7 @@ TEST_F(records_test, the_names_of_alarm_bits)
     kelvane_init_device_t ethernet = recorded_bar_device();
     ethernet.client_type = 1;
     ASSERT_EQ(kelvane_device_create(ethernet), 0);
-    set_gate(1);
+    local_handles_array[0].pci_mapped = 1;
     EXPECT_EQ(named(kelvane_get_host_otn_alarms, "kelvane_trace_host_alarms"),
               "........................########IS_PRESENT__HOST_PCS_ALARMS__TX_HOST_BLK_LCK_FLT|");
     fetch(kelvane_get_host_port_pm, 0xFF00FF01, {0xFFFFFFFF, 0, 5, 1, 7, 0, 8, 0});

@@ -7,7 +7,6 @@
 #include <sstream>
 
 #include "background/response_thread.h"
-#include "core/handle.h"
 #include "kelvane_trace_defs.h"
 #include "lifecycle/driver.h"
 #include "mbox/model.h"
@@ -85,17 +84,12 @@ std::string library_test::said(const std::string &function)
     return messages;
 }
 
-void library_test::set_gate(uint32_t open)
-{
-    local_handles_array[0].pci_mapped = open;
-}
-
 firmware_test::firmware_test(const kelvane_init_device_t &device)
 {
     std::ofstream{log_path()};
     EXPECT_EQ(kelvane_init_driver(), 0);
     EXPECT_EQ(kelvane_device_create(device), 0);
-    set_gate(1);
+    local_handles_array[0].pci_mapped = 1;
     firmware.install();
     firmware.next_reference(0x1234);
     the_bar.told();

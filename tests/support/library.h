@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "background/low_priority_thread.h"
+#include "core/handle.h"
 #include "kelvane.h"
 #include "support/handshake.h"
 #include "support/promises.h"
@@ -31,8 +32,6 @@ class library_test : public testing::Test {
 
     // What `function` wrote to the log since the last call of either, a '|' behind each message.
     std::string said(const std::string &function);
-
-    void set_gate(uint32_t open);
 
     host_folder folder;
     virtual_time time;

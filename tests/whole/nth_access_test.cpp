@@ -16,7 +16,7 @@ namespace {
 
 constexpr uint64_t MS = 1000000;
 constexpr uint64_t ACCESSES_MOST = 2000;
-constexpr uint64_t SEED = 3; // of a card with firmware 5.22
+constexpr uint64_t SEED = 5; // of a card with firmware 5.23
 constexpr char LINK_UP[] = "kelvane_pci_mapped";
 
 std::string image_path; // of an image of 64 words, with its digest
