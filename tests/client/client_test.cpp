@@ -125,8 +125,8 @@ TEST_F(mock_client, goes_on_when_a_lesser_step_of_its_start_fails)
 TEST_F(mock_client, takes_its_options_and_waits_for_the_callbacks)
 {
     const child_result run =
-        run_client("init 7\ninit 1\nquit\n", {"mock_client", "-a", "x", "-b", "5", "-t", "5", "-w", "9"},
-                   [] { close(STDERR_FILENO); });
+        run_client("init 7\ninit 1\ndeinit\nquit\n",
+                   {"mock_client", "-a", "x", "-b", "5", "-t", "5", "-w", "9"}, [] { close(STDERR_FILENO); });
     EXPECT_EQ(run.status, 0);
     for (const string part :
          {"[kelvane_set_traffic_type(0, 0xff0201ff, 18, callback, 2)]"
