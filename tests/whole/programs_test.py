@@ -349,6 +349,7 @@ class Run(Bench):
         door = self.start("--firmware", "5.21", "--host", self.host, "--log")
         door.write("init 1\nread 1 9010\nquit\n")
         self.assertEqual(door.wait(), 0)
+        self.assertIn(">>> Configured rx wavelength : 1937000 \n", door.out)
         self.assertIn(">>> Running Firmware Version for device (0): (5.15)\n", door.out)
         self.assertTrue(door.out.endswith(
             ">>> Value of register 0x00009010 on device 0xff00ffff is 0x00000001  \n" + PROMPT), door.out)
