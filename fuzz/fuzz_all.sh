@@ -22,8 +22,13 @@ run_one()
     printf '%s: %s\n' "$1" "$(sed -n 's/^stat::number_of_executed_units: *\(.*\)/\1 inputs/p' "$log")"
 }
 
-run_one firmware &
+pids=()
+for corpus in "$here"/corpus/*/; do
+    run_one "$(basename "$corpus")" &
+    pids+=($!)
+done
 status=0
-run_one prompt || status=1
-wait "$!" || status=1
+for pid in "${pids[@]}"; do
+    wait "$pid" || status=1
+done
 exit "$status"

@@ -87,7 +87,7 @@ void run_rounds(const std::string &fault, uint32_t percent)
     simulation_verb("batch-interval 600");
     const bool is_spurious = fault == "spurious-interrupt";
     if (!is_spurious) {
-        simulation_verb(fault + " " + std::to_string(percent) + "%");
+        EXPECT_EQ(simulation_verb(fault + " " + std::to_string(percent) + "%"), "");
     }
     const std::string before = simulation_verb("show");
     for (uint32_t round = 0; round < ROUNDS; round++) {
