@@ -167,7 +167,6 @@ uint64_t strike_until(uint64_t end)
     constexpr const char *FAULTS[] = {"drop-interrupt",
                                       "late-interrupt 30",
                                       "double-interrupt",
-                                      "skip-batch",
                                       "delay 9 40",
                                       "delay 2 90",
                                       "refuse 10",
@@ -179,6 +178,7 @@ uint64_t strike_until(uint64_t end)
     for (uint32_t turn = 0; wait_monotonic() < end; turn++) {
         tell(FAULTS[turn % std::size(FAULTS)]);
         if (turn % 25 == 0) { // seldom enough for the card's queue while an alarm waits for the drain
+            tell("skip-batch"); // and for every sirane to keep some of its batches
             const std::string change = changes++ % 2 == 0 ? "alarm raise " : "alarm clear ";
             for (const char *place : {"1", "4", "7"}) {
                 tell(change + place + " SRN_TEMP");
