@@ -4,9 +4,9 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "card_simulator/card_record.h"
-#include "card_simulator/console.h"
-#include "card_simulator/measurements.h"
+#include "card_simulator/console/console.h"
+#include "card_simulator/firmware/card_record.h"
+#include "card_simulator/state/measurements.h"
 
 card *card_create_on(const card_options &options, int memory_fd, const card_outlets &outlets)
 {

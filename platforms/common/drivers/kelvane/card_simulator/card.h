@@ -8,15 +8,7 @@
 #include <cstdint>
 #include <string>
 
-// What the host ports carry: the counters and alarms that they have.
-enum class host_client { ethernet, otn };
-
-struct card_options {
-    uint32_t firmware_major = 5;
-    uint32_t firmware_minor = 22;
-    uint64_t seed = 1; // of what the card measures
-    host_client client = host_client::ethernet;
-};
+#include "card_simulator/state/card_options.h"
 
 struct card;
 

@@ -1,0 +1,13 @@
+// The operator's part in the DAP channel: how the firmware behaves in the exchanges to come.
+#ifndef CARD_SIMULATOR_CONSOLE_DAP_VERBS_H
+#define CARD_SIMULATOR_CONSOLE_DAP_VERBS_H
+
+#include <string>
+
+#include "card_simulator/console/arguments.h"
+
+struct card;
+
+bool verb_dap(card &card, arguments &it, std::string *answer);
+
+#endif

@@ -1,0 +1,15 @@
+// The verbs that write into the card's logs and spoil what they show.
+#ifndef CARD_SIMULATOR_CONSOLE_LOG_VERBS_H
+#define CARD_SIMULATOR_CONSOLE_LOG_VERBS_H
+
+#include <string>
+
+#include "card_simulator/console/arguments.h"
+
+struct card;
+
+bool verb_log(card &card, arguments &it, std::string *answer);
+bool verb_eprom(card &card, arguments &it, std::string *answer);
+bool verb_regulator(card &card, arguments &it, std::string *answer);
+
+#endif

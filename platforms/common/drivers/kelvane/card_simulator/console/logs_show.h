@@ -1,0 +1,11 @@
+// What the card tells of its logs.
+#ifndef CARD_SIMULATOR_CONSOLE_LOGS_SHOW_H
+#define CARD_SIMULATOR_CONSOLE_LOGS_SHOW_H
+
+#include <string>
+
+#include "card_simulator/firmware/card_logs.h"
+
+void append_logs(std::string &text, const card_logs &logs, const bar &bar);
+
+#endif

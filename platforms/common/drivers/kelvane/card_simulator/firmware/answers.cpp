@@ -1,0 +1,123 @@
+#include "card_simulator/firmware/answers.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "card_simulator/commands/command_handlers.h"
+#include "card_simulator/firmware/card_record.h"
+#include "card_simulator/firmware/delivery.h"
+#include "card_simulator/state/measurements.h"
+#include "platform/wait.h"
+
+namespace {
+
+constexpr uint64_t NS_PER_MS = 1000000;
+
+// The command's data become those of its answer.
+uint32_t run_command(card &card, uint32_t sirane_id, const command_row &row, mailbox_message &message,
+                     uint64_t *work_ms)
+{
+    const bool right_size = message.header.size == row.words;
+    message.data.resize(row.words);
+    message.header.version = row.version;
+    uint32_t error_word = 0;
+    if (faults_strike(card.faults, fault_kind::error, row.command, &error_word)) {
+        return error_word;
+    }
+    if (!right_size) {
+        return static_cast<uint32_t>(ORDUNE_INVALID_LENGTH);
+    }
+    command_exchange exchange{card.state, card.bar, sirane_id, message.header, row.version, message.data};
+    const int32_t result = row.run(exchange);
+    message.header.version = exchange.version;
+    *work_ms = exchange.work_ms;
+    measurements_follow(card.state);
+    if (card.state.tables_changed) {
+        publish_tables(card.state, card.bar);
+    }
+    return static_cast<uint32_t>(result);
+}
+
+// Logs what came of a command, unless work that it began will tell.
+void log_command(card &card, const command_row &row, const mailbox_message &message, uint32_t sirane_id,
+                 uint64_t work_ms)
+{
+    if (row.uses_download_memory) {
+        logs_restore(card);
+    }
+    if (message.header.rc != 0 && work_ms == 0) {
+        note_event(card.state, event_kind::command_failed, sirane_device(sirane_id), {row.command},
+                   static_cast<int32_t>(message.header.rc));
+    }
+    logs_follow(card);
+}
+
+} // namespace
+
+void answers_run_command(card &card, uint32_t sirane_id)
+{
+    mailbox_message message = std::move(card.firmware.siranes[sirane_id].commands.message);
+    const command_row &row = *command_row_of(message.header.cmd); // else it had not been accepted
+    uint64_t work_ms = 0;
+    message.header.rc = run_command(card, sirane_id, row, message, &work_ms);
+    message.header.size = row.words;
+    log_command(card, row, message, sirane_id, work_ms);
+    if (row.answer == command_answer::none) {
+        card.state.unanswered_errors += message.header.rc != 0 ? 1 : 0;
+        return;
+    }
+    if (faults_strike(card.faults, fault_kind::drop_answer, row.command)) {
+        return;
+    }
+    uint32_t delay_ms = 0;
+    faults_strike(card.faults, fault_kind::delay, row.command, &delay_ms);
+    const bool awaited = message.header.sy == MBOX_SYNC_WORD;
+    const bool is_image_work = work_ms != 0;
+    if (row.answer == command_answer::when_done && !awaited) {
+        work_ms = card.firmware.laser_time_ms;
+    }
+    faults_corrupt(card.faults, fault_kind::corrupt, message.header);
+    if (delay_ms + work_ms != 0) {
+        card.firmware.late.push_back({wait_monotonic() + (delay_ms + work_ms) * NS_PER_MS, sirane_id,
+                                      std::move(message), is_image_work});
+        return;
+    }
+    delivery_post(card, sirane_id, MBOX_RESPONSE, std::move(message));
+}
+
+bool answers_have_room(const card &card, uint32_t sirane_id)
+{
+    const size_t waiting = card.firmware.siranes[sirane_id].out[MBOX_RESPONSE].queue.size();
+    return waiting + card.firmware.late.size() < MESSAGES_AT_MOST;
+}
+
+void answers_drop_late(card &card, uint32_t sirane_id)
+{
+    std::erase_if(card.firmware.late,
+                  [sirane_id](const late_answer &it) { return it.sirane_id == sirane_id; });
+}
+
+void answers_tell_verdict(card &card)
+{
+    for (late_answer &answer : card.firmware.late) {
+        if (std::exchange(answer.awaits_image_work, false)) {
+            answer.message.header.rc = static_cast<uint32_t>(card.state.images.work.verdict);
+        }
+    }
+}
+
+void answers_send_due(card &card, uint64_t now)
+{
+    for (late_answer &answer : take_due(card.firmware.late, now)) {
+        delivery_post(card, answer.sirane_id, MBOX_RESPONSE, std::move(answer.message));
+    }
+}
+
+uint64_t answers_next_due(const card &card)
+{
+    uint64_t due = FIRMWARE_NOTHING_DUE;
+    for (const late_answer &answer : card.firmware.late) {
+        due = std::min(due, answer.due_ns);
+    }
+    return due;
+}

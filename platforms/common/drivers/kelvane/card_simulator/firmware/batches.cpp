@@ -1,0 +1,73 @@
+#include "card_simulator/firmware/batches.h"
+
+#include <algorithm>
+#include <span>
+#include <vector>
+
+#include "card_simulator/firmware/card_record.h"
+#include "card_simulator/firmware/delivery.h"
+#include "card_simulator/state/measurements.h"
+#include "card_simulator/state/performance_layout.h"
+
+namespace {
+
+constexpr uint32_t COMMAND = 24;
+constexpr size_t RECORD_WORD = 4; // behind handle, device address, enable and a free word
+constexpr uint64_t NS_PER_S = 1000000000;
+constexpr uint64_t NS_PER_MS = 1000000;
+
+uint64_t interval_ns(const card &card, uint32_t sirane_id)
+{
+    return card.firmware.batch_interval_ms != 0 ? card.firmware.batch_interval_ms * NS_PER_MS
+                                                : pm_interval_s(card.state, sirane_id) * NS_PER_S;
+}
+
+uint64_t due_ns(const card &card, uint32_t sirane_id)
+{
+    const subscription &to = card.state.pm_batches[sirane_id];
+    return to.enable != 0 ? to.since_ns + interval_ns(card, sirane_id) : FIRMWARE_NOTHING_DUE;
+}
+
+mailbox_message batch_of(const card_state &state, uint32_t sirane_id)
+{
+    const subscription &to = state.pm_batches[sirane_id];
+    mailbox_message message;
+    std::vector<uint32_t> &data = message.data;
+    data = {to.handle, to.device_address, to.enable, 0};
+    data.resize(RECORD_WORD + GLOBAL_PM_WORDS);
+    data.resize(RECORD_WORD + put_global_pm(state, sirane_id, std::span(data).subspan(RECORD_WORD)));
+    data.push_back(static_cast<uint32_t>(to.number));
+    data.push_back(static_cast<uint32_t>(to.number >> 32));
+    message.header = {
+        COMMAND,      to.ref_id, static_cast<uint32_t>(data.size()), performance_layout_version(state),
+        to.sync_word, 0};
+    return message;
+}
+
+} // namespace
+
+void batches_send_due(card &card, uint64_t now)
+{
+    for (uint32_t sirane_id = 0; sirane_id < SIRANE_COUNT; sirane_id++) {
+        const uint64_t due = due_ns(card, sirane_id);
+        if (due > now) {
+            continue;
+        }
+        // What a firmware that was busy or hung for whole intervals did not measure is not made up for.
+        subscription &to = card.state.pm_batches[sirane_id];
+        to.since_ns = now - due < interval_ns(card, sirane_id) ? due : now;
+        to.number++;
+        if (!faults_strike(card.faults, fault_kind::skip_batch, 0)) {
+            delivery_post_notice(card, sirane_id, MBOX_PM, batch_of(card.state, sirane_id));
+        }
+    }
+}
+
+uint64_t batches_next_due(const card &card)
+{
+    uint64_t due = FIRMWARE_NOTHING_DUE;
+    for (uint32_t sirane_id = 0; sirane_id < SIRANE_COUNT; sirane_id++) {
+        due = std::min(due, due_ns(card, sirane_id));
+    }
+    return due;
+}

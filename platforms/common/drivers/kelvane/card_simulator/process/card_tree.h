@@ -1,0 +1,40 @@
+// The folder that stands in for the host's file tree: the files by which a host finds the card, its
+// node, the control socket, and root/ for what the host would keep in /root.
+//
+// A tree belongs to one running card. The lock on its file card.lock says so; the kernel takes it away
+// when the process ends in whatever way, and the next card then takes the tree over.
+#ifndef CARD_SIMULATOR_PROCESS_CARD_TREE_H
+#define CARD_SIMULATOR_PROCESS_CARD_TREE_H
+
+#include <cstdint>
+#include <string>
+
+struct card_tree {
+    std::string root; // absolute, symbolic links resolved
+    int lock_fd = -1;
+    std::string node;    // path of the socket that stands in for /dev/uio0
+    std::string control; // path of the control socket
+    std::string link;    // symbolic link that leads to the root, or empty
+};
+
+// Makes the folders below `folder` (empty: a new one in $TMPDIR or /tmp), locks the tree, removes what dead
+// cards left there and in the trees with made-up names beside it. Returns false with the reason in `problem`,
+// among others when a card runs on it.
+bool card_tree_open(card_tree &tree, const std::string &folder, std::string *problem);
+
+// Writes the files that describe the device; from then on a host finds it. After the node is there.
+bool card_tree_publish(const card_tree &tree, const std::string &device_name, uint32_t bar_bytes,
+                       std::string *problem);
+
+bool card_tree_write_event_count(const card_tree &tree, uint32_t count, std::string *problem);
+
+// Puts a symbolic link to the tree in place of what is at `path`, if that is a link.
+bool card_tree_link(card_tree &tree, const std::string &path, std::string *problem);
+
+// Removes all that the card made and gives the lock back. Files of the host stay, and their folders.
+void card_tree_close(card_tree &tree);
+
+// The control socket of the tree at `folder`.
+std::string card_tree_control_path(const std::string &folder);
+
+#endif
