@@ -125,7 +125,8 @@ void bench_command(uint32_t sirane_id)
 void fill_rings()
 {
     for (uint32_t line = 0; line < 65536; line++) {
-        for (const uint32_t level : {ERROR, INFO, ALARM, PM, DEBUG, REG, LOWPR}) {
+        for (const uint32_t level :
+             {LEVEL_ERROR, LEVEL_INFO, LEVEL_ALARM, LEVEL_PM, LEVEL_DEBUG, LEVEL_REG, LEVEL_LOWPR}) {
             TRACE(level, NO_HANDLE, NO_ADDRESS, "line %u ", line);
         }
     }

@@ -56,7 +56,7 @@ FILE *open_bare()
 
 void bare_row(uint32_t offset, FILE *file)
 {
-    TRACE_AS("dumpRowString", LOWPR, 0, KELVANE_ADDRESS_BOARD, "i = %d address %08x ",
+    TRACE_AS("dumpRowString", LEVEL_LOWPR, 0, KELVANE_ADDRESS_BOARD, "i = %d address %08x ",
              static_cast<int>(offset), TRACE_ROWS + offset);
     uint32_t row[TRACE_TEXT_ROW_BYTES / 4];
     bench_read_block(0, 0, TRACE_ROWS + offset, TRACE_TEXT_ROW_BYTES / 4, row, 1);
@@ -85,7 +85,7 @@ void bare_eprom_log(unsigned)
     bare_read(SLICE + SIRANE_EPROM_FIRST_INDEX);
     bare_read(SLICE + SIRANE_EPROM_LAST_INDEX);
     for (uint32_t at = SLICE_LOG; at < SLICE_END; at += 4) {
-        TRACE_AS("dumpBlockSize", LOWPR, 0, KELVANE_ADDRESS_SIRANE(0),
+        TRACE_AS("dumpBlockSize", LEVEL_LOWPR, 0, KELVANE_ADDRESS_SIRANE(0),
                  " start reg_start 0x%08x reg_end 0x%08x, size %d type %d ", at, at + 4, 4, 0);
         const uint32_t word = bare_read(at);
         std::fprintf(file, "%c%c%c%c", word & 0xFF, word >> 8 & 0xFF, word >> 16 & 0xFF, word >> 24);

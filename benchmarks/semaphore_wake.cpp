@@ -35,7 +35,7 @@ void reference_loop(unsigned turns)
 void start()
 {
     stay_on(pthread_self(), 0);
-    trace_level_mask_clear(LOWPR);
+    trace_level_mask_clear(LEVEL_LOWPR);
     for (kelvane_semaphore *semaphore : {&there, &back}) {
         if (kelvane_sem_init(semaphore) != 0 || kelvane_sem_take(semaphore) != 0) {
             figure_fail("kelvane_sem_init");

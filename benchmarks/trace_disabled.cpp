@@ -26,7 +26,7 @@ inline void forget_memory()
 [[gnu::noinline]] void trace_loop(unsigned turns)
 {
     for (unsigned turn = 0; turn < turns; turn++) {
-        TRACE(DEBUG, 0, KELVANE_ADDRESS_BOARD, "turn %u ", turn);
+        TRACE(LEVEL_DEBUG, 0, KELVANE_ADDRESS_BOARD, "turn %u ", turn);
         forget_memory();
     }
 }
@@ -34,7 +34,7 @@ inline void forget_memory()
 [[gnu::noinline]] void reference_loop(unsigned turns)
 {
     for (unsigned turn = 0; turn < turns; turn++) {
-        if ((reference_word.load(std::memory_order_relaxed) & DEBUG) != 0) {
+        if ((reference_word.load(std::memory_order_relaxed) & LEVEL_DEBUG) != 0) {
             reference_is_on(turn);
         }
         forget_memory();
@@ -45,6 +45,6 @@ inline void forget_memory()
 
 round_values trace_disabled()
 {
-    trace_level_mask_clear(DEBUG);
+    trace_level_mask_clear(LEVEL_DEBUG);
     return {nanoseconds_each(TURNS, trace_loop), nanoseconds_each(TURNS, reference_loop)};
 }

@@ -9,7 +9,7 @@ void start_trace();
 
 inline void trace_line(unsigned turn)
 {
-    TRACE(REG, NO_HANDLE, NO_ADDRESS, "offset 0x%08x value 0x%08x ", 0x01C00000 + 4 * turn, turn);
+    TRACE(LEVEL_REG, NO_HANDLE, NO_ADDRESS, "offset 0x%08x value 0x%08x ", 0x01C00000 + 4 * turn, turn);
 }
 
 inline void trace_lines(unsigned turns)

@@ -16,10 +16,10 @@ TEST_F(log_test, whole_lines_of_the_levels_in_the_mask)
 {
     logFileFp_rowcounter = 123456;
     time.advance(2 * 1000000000ull + 123000 - time.now()); // behind 12:26:40 UTC
-    TRACE(INFO, 0, 0xFF0102FE, " start reg_address = %08x ", 0x9010u);
+    TRACE(LEVEL_INFO, 0, 0xFF0102FE, " start reg_address = %08x ", 0x9010u);
     const std::string message(5000, 'm');
     ASSERT_EQ(kelvane_mutex_lock(&log_file_mutex), 0); // this thread's own: its second lock fails
-    TRACE(ERROR, NO_HANDLE, NO_ADDRESS, "%s.", message.c_str());
+    TRACE(LEVEL_ERROR, NO_HANDLE, NO_ADDRESS, "%s.", message.c_str());
     kelvane_mutex_unlock(&log_file_mutex);
     const std::string head = " [12:26:42.000123] t127 tid=" + std::to_string(kelvane_gettid()) + " [d:";
     EXPECT_TRUE(
@@ -43,7 +43,7 @@ TEST_F(log_test, whole_lines_of_the_levels_in_the_mask)
 TEST_F(log_file_test, a_file_that_is_there_is_appended_to)
 {
     EXPECT_EQ(kelvane_init_driver(), 0); // no file, and none is made
-    TRACE(ERROR, 0, NO_ADDRESS, "x");
+    TRACE(LEVEL_ERROR, 0, NO_ADDRESS, "x");
     EXPECT_FALSE(std::filesystem::exists(log_path()));
     is_driver_initialized = false;
     std::filesystem::create_directory(log_path()); // can be opened for reading only
@@ -64,7 +64,7 @@ TEST_F(log_test, the_file_is_cleared_at_a_million_rows)
 {
     logFileFp_rowcounter = 999999;
     for (const char *const text : {"last", "first without a number", "numbered again"}) {
-        TRACE(ERROR, 0, NO_ADDRESS, "%s", text);
+        TRACE(LEVEL_ERROR, 0, NO_ADDRESS, "%s", text);
     }
     const std::string cleared = " ********************* FILE CLEARED **********************\n";
     EXPECT_EQ(log_text().find(cleared + cleared + cleared + cleared + "[12:26:"), 0u);
@@ -72,8 +72,8 @@ TEST_F(log_test, the_file_is_cleared_at_a_million_rows)
     std::filesystem::remove_all(folder.path + "/root");
     logFileFp_rowcounter = 1000000;
     testing::internal::CaptureStderr();
-    TRACE(ERROR, 0, NO_ADDRESS, "x");
-    TRACE(ERROR, 0, NO_ADDRESS, "y");
+    TRACE(LEVEL_ERROR, 0, NO_ADDRESS, "x");
+    TRACE(LEVEL_ERROR, 0, NO_ADDRESS, "y");
     EXPECT_EQ(testing::internal::GetCapturedStderr(),
               "kelvane: /root/kelvane.log cannot be opened again after clearing, file logging is off\n");
 }

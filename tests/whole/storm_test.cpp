@@ -177,7 +177,7 @@ uint64_t strike_until(uint64_t end)
     uint64_t changes = 0;
     for (uint32_t turn = 0; wait_monotonic() < end; turn++) {
         tell(FAULTS[turn % std::size(FAULTS)]);
-        if (turn % 25 == 0) { // seldom enough for the card's queue while an alarm waits for the drain
+        if (turn % 25 == 0) {   // seldom enough for the card's queue while an alarm waits for the drain
             tell("skip-batch"); // and for every sirane to keep some of its batches
             const std::string change = changes++ % 2 == 0 ? "alarm raise " : "alarm clear ";
             for (const char *place : {"1", "4", "7"}) {

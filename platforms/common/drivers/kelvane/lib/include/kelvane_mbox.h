@@ -6,10 +6,11 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "kelvane_commands.h"
+
 constexpr uint32_t SIRANE_COUNT = 3;
 constexpr uint32_t MBOX_COUNT = 6;
 constexpr uint32_t MBOX_THREAD_COUNT = 3; // mailboxes 0 to 2 have a response mutex, a semaphore, a thread
-constexpr uint32_t COMMAND_COUNT = 66;
 
 enum mbox_id : uint32_t {
     MBOX_RESPONSE = 0,

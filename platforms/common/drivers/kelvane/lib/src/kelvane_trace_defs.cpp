@@ -66,10 +66,13 @@ struct level_row {
 };
 
 const level_row levels[] = {
-    {ERROR, "ERROR", "ERR  ", &kelvane_err_ltrace},   {INFO, "INFO ", "INFO ", &kelvane_info_ltrace},
-    {ALARM, "ALARM", "ALARM", &kelvane_alarm_ltrace}, {PM, "PM   ", "PM   ", &kelvane_pm_ltrace},
-    {DEBUG, "DEBUG", "DEBUG", &kelvane_debug_ltrace}, {REG, "REG  ", "UNKNW", &kelvane_reg_ltrace},
-    {LOWPR, "LOWPR", "UNKNW", &kelvane_lowpr_ltrace},
+    {LEVEL_ERROR, "ERROR", "ERR  ", &kelvane_err_ltrace},
+    {LEVEL_INFO, "INFO ", "INFO ", &kelvane_info_ltrace},
+    {LEVEL_ALARM, "ALARM", "ALARM", &kelvane_alarm_ltrace},
+    {LEVEL_PM, "PM   ", "PM   ", &kelvane_pm_ltrace},
+    {LEVEL_DEBUG, "DEBUG", "DEBUG", &kelvane_debug_ltrace},
+    {LEVEL_REG, "REG  ", "UNKNW", &kelvane_reg_ltrace},
+    {LEVEL_LOWPR, "LOWPR", "UNKNW", &kelvane_lowpr_ltrace},
 };
 
 const level_row *find_level(uint32_t level)
@@ -316,7 +319,8 @@ int32_t initTrace(void)
         }
     }
     trace_level_mask_set(ALL_LEVELS);
-    for (const uint32_t level : {ERROR, INFO, DEBUG, ALARM, PM, REG, LOWPR}) {
+    for (const uint32_t level :
+         {LEVEL_ERROR, LEVEL_INFO, LEVEL_DEBUG, LEVEL_ALARM, LEVEL_PM, LEVEL_REG, LEVEL_LOWPR}) {
         TRACE(level, NO_HANDLE, NO_ADDRESS, "*********************************************************");
     }
     return KELVANE_EOK;

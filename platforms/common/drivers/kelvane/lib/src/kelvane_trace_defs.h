@@ -9,13 +9,13 @@
 #include "kelvane.h"
 #include "kelvane_sync.h"
 
-constexpr uint32_t ERROR = KELVANE_TRACE_ERROR;
-constexpr uint32_t INFO = KELVANE_TRACE_INFO;
-constexpr uint32_t ALARM = KELVANE_TRACE_ALARM;
-constexpr uint32_t PM = KELVANE_TRACE_PM;
-constexpr uint32_t DEBUG = KELVANE_TRACE_DEBUG;
-constexpr uint32_t REG = KELVANE_TRACE_REG;
-constexpr uint32_t LOWPR = KELVANE_TRACE_LOWPR;
+constexpr uint32_t LEVEL_ERROR = KELVANE_TRACE_ERROR;
+constexpr uint32_t LEVEL_INFO = KELVANE_TRACE_INFO;
+constexpr uint32_t LEVEL_ALARM = KELVANE_TRACE_ALARM;
+constexpr uint32_t LEVEL_PM = KELVANE_TRACE_PM;
+constexpr uint32_t LEVEL_DEBUG = KELVANE_TRACE_DEBUG;
+constexpr uint32_t LEVEL_REG = KELVANE_TRACE_REG;
+constexpr uint32_t LEVEL_LOWPR = KELVANE_TRACE_LOWPR;
 
 constexpr kelvane_handle NO_HANDLE = 0xFFFFFFFF;          // prints as slot -1
 constexpr kelvane_device_address NO_ADDRESS = 0xFFFFFFFF; // prints as 255 three times

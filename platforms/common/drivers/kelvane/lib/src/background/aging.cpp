@@ -53,12 +53,14 @@ int32_t kelvane_manage_asynch_req_aging(kelvane_handle handle, kelvane_device_ad
             rc = is_out_of_date_asynch_req(handle, device_address, mb, array, lock, id, &out_of_date);
         }
         if (rc == KELVANE_EOK && out_of_date == 1) {
-            TRACE(ERROR, handle, device_address, "ERROR is_out_of_date req id %d ", static_cast<int>(id));
+            TRACE(LEVEL_ERROR, handle, device_address, "ERROR is_out_of_date req id %d ",
+                  static_cast<int>(id));
             rc = report(handle, device_address, mb, id);
         }
         if (rc != KELVANE_EOK) {
-            TRACE(ERROR, handle, device_address, "ERROR problem with req id %d  ", static_cast<int>(id));
-            print_asynch_req_array_copy(handle, device_address, mb, array, lock, ERROR);
+            TRACE(LEVEL_ERROR, handle, device_address, "ERROR problem with req id %d  ",
+                  static_cast<int>(id));
+            print_asynch_req_array_copy(handle, device_address, mb, array, lock, LEVEL_ERROR);
         }
     }
     return rc;

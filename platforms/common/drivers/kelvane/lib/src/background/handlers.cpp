@@ -19,7 +19,7 @@ int32_t complete_request(kelvane_handle handle, const mailbox_handler *mb, const
                          const asynch_req_t &record, const char *function)
 {
     const kelvane_device_address sirane = KELVANE_ADDRESS_SIRANE(mbox_fields(mb).sirane_id);
-    TRACE_AS(function, INFO, handle, sirane, "ref id = %x ", header.ref_id);
+    TRACE_AS(function, LEVEL_INFO, handle, sirane, "ref id = %x ", header.ref_id);
     if (record.fn_cb == nullptr) {
         return KELVANE_RET_CODE_EINVAL;
     }
@@ -34,13 +34,13 @@ int32_t complete_request(kelvane_handle handle, const mailbox_handler *mb, const
     }
     const kelvane_device_address device_address = data.word[WORD_DEVICE_ADDRESS];
     const uint32_t transaction_id = data.word[WORD_TRANSACTION_ID];
-    TRACE_AS(function, INFO, handle, device_address,
+    TRACE_AS(function, LEVEL_INFO, handle, device_address,
              "calling callback function handler=%d dev_addr=0x%08x tr_id=%d rc=0x%x",
              static_cast<int>(handle), device_address, static_cast<int>(transaction_id), header.rc);
     const auto callback = reinterpret_cast<kelvane_set_laser_cb>(record.fn_cb);
     const int32_t rc = callback(handle, device_address, transaction_id, static_cast<int32_t>(header.rc));
     if (rc != KELVANE_EOK) {
-        TRACE_AS(function, ERROR, handle, device_address, "ERROR after calling callback rc = %x",
+        TRACE_AS(function, LEVEL_ERROR, handle, device_address, "ERROR after calling callback rc = %x",
                  static_cast<unsigned>(rc));
     }
     return KELVANE_EOK;
@@ -133,7 +133,7 @@ int32_t kelvane_get_cb_fn_data_table(uint32_t command, mbox_answer_handler *call
 {
     *callback_out = nullptr;
     if (command >= COMMAND_COUNT) {
-        TRACE(ERROR, NO_HANDLE, NO_ADDRESS, "invalid command= %d ", static_cast<int>(command));
+        TRACE(LEVEL_ERROR, NO_HANDLE, NO_ADDRESS, "invalid command= %d ", static_cast<int>(command));
         return KELVANE_RET_CODE_EINVAL;
     }
     *callback_out = cb_fn_data_table[command].handler;

@@ -34,8 +34,8 @@ void drain_mailboxes(kelvane_handle handle)
         for (uint32_t mbox = 0; mbox < MBOX_THREAD_COUNT; mbox++) {
             const int32_t rc = kelvane_deque_resp_receive(handle, address, mbox);
             if (rc != KELVANE_EOK) {
-                TRACE_AS("kelvane_keep_alive", ERROR, handle, address, "ERROR on deque_resp_receive rc %x",
-                         static_cast<unsigned>(rc));
+                TRACE_AS("kelvane_keep_alive", LEVEL_ERROR, handle, address,
+                         "ERROR on deque_resp_receive rc %x", static_cast<unsigned>(rc));
             }
         }
     }
@@ -63,7 +63,7 @@ int32_t kelvane_keep_alive(kelvane_handle handle, kelvane_device_address device_
     if (new_status == old_status) {
         return rc;
     }
-    TRACE(INFO, handle, device_address, "changing keep alive status new %s old %s ",
+    TRACE(LEVEL_INFO, handle, device_address, "changing keep alive status new %s old %s ",
           keep_alive_status_name(new_status), keep_alive_status_name(old_status));
     record->keep_alive_status.store(new_status, std::memory_order_relaxed);
     if (new_status == KELVANE_ALIVE) {
@@ -71,14 +71,14 @@ int32_t kelvane_keep_alive(kelvane_handle handle, kelvane_device_address device_
     }
     rc = kelvane_deque_msi(handle);
     if (rc != KELVANE_EOK) {
-        TRACE(ERROR, handle, device_address, "ERROR on kelvane_deque_msi  rc = %x",
+        TRACE(LEVEL_ERROR, handle, device_address, "ERROR on kelvane_deque_msi  rc = %x",
               static_cast<unsigned>(rc));
     }
     const kelvane_keep_alive_cb callback = record->keep_alive_cb.load(std::memory_order_relaxed);
     if (callback != nullptr) {
         rc = callback(handle, rc, new_status);
         if (rc != KELVANE_EOK) {
-            TRACE(ERROR, handle, device_address, "ERROR after calling callback rc = %x",
+            TRACE(LEVEL_ERROR, handle, device_address, "ERROR after calling callback rc = %x",
                   static_cast<unsigned>(rc));
         }
     }
@@ -101,17 +101,17 @@ int32_t kelvane_manage_seu_pl_uncorrectable(kelvane_handle handle)
         return rc;
     }
     constexpr uint32_t value = KELVANE_GENERIC_CB_VAL_SEU_PL_UNCORRECTABLE;
-    TRACE(INFO, handle, KELVANE_ADDRESS_BOARD,
+    TRACE(LEVEL_INFO, handle, KELVANE_ADDRESS_BOARD,
           "calling callback function handler=%d dev_addr=0x%08x kelvane_generic_cb_val %s ",
           static_cast<int>(handle), KELVANE_ADDRESS_BOARD, generic_value_name(value));
     const kelvane_generic_cb callback = handle_record(handle)->generic_cb.load(std::memory_order_relaxed);
     if (callback == nullptr) {
-        TRACE(ERROR, handle, KELVANE_ADDRESS_BOARD, " invalid cb function");
+        TRACE(LEVEL_ERROR, handle, KELVANE_ADDRESS_BOARD, " invalid cb function");
         return KELVANE_RET_CODE_EINVAL;
     }
     rc = callback(handle, KELVANE_ADDRESS_BOARD, value);
     if (rc != KELVANE_EOK) {
-        TRACE(ERROR, handle, KELVANE_ADDRESS_BOARD, "ERROR after calling callback rc = %x",
+        TRACE(LEVEL_ERROR, handle, KELVANE_ADDRESS_BOARD, "ERROR after calling callback rc = %x",
               static_cast<unsigned>(rc));
     }
     return KELVANE_EOK;

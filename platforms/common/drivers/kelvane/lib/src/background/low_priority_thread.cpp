@@ -57,7 +57,7 @@ void *kelvane_low_prio_th(void *argument)
     if (record == nullptr) {
         return nullptr;
     }
-    TRACE(INFO, start.handle, NO_ADDRESS, "starting thread sirane_id = %d mbox = %d  tid=%d ",
+    TRACE(LEVEL_INFO, start.handle, NO_ADDRESS, "starting thread sirane_id = %d mbox = %d  tid=%d ",
           static_cast<int>(start.sirane_id), static_cast<int>(start.mbox), kelvane_gettid());
     record->low_prio_tid.store(kelvane_gettid(), std::memory_order_relaxed);
     kelvane_delay(START_DELAY_SEC, 0);

@@ -48,7 +48,7 @@ void trace_callback_failure(kelvane_handle handle, kelvane_device_address device
                             const char *function)
 {
     if (rc != KELVANE_EOK) {
-        TRACE_AS(function, ERROR, handle, device_address, "ERROR after calling callback rc = %x",
+        TRACE_AS(function, LEVEL_ERROR, handle, device_address, "ERROR after calling callback rc = %x",
                  static_cast<unsigned>(rc));
     }
 }
@@ -58,7 +58,7 @@ int32_t callback_result(kelvane_handle handle, kelvane_device_address device_add
                         const char *function)
 {
     if (rc != KELVANE_EOK) {
-        TRACE_AS(function, ERROR, handle, device_address, "ERROR after calling callback rc = 0x%x",
+        TRACE_AS(function, LEVEL_ERROR, handle, device_address, "ERROR after calling callback rc = 0x%x",
                  static_cast<unsigned>(rc));
     }
     return rc;
@@ -90,17 +90,17 @@ void follow_sequence(kelvane_handle handle, uint32_t sirane_id, uint64_t new_id)
     uint64_t old_id = 0;
     int32_t rc = kelvane_get_local_pm_incremental_id(handle, sirane_id, &old_id);
     if (rc != KELVANE_EOK) {
-        TRACE_AS(name, ERROR, handle, address, " ERROR getting local_pm_incremental_id srn %d rc = %d ",
+        TRACE_AS(name, LEVEL_ERROR, handle, address, " ERROR getting local_pm_incremental_id srn %d rc = %d ",
                  static_cast<int>(sirane_id), rc);
         old_id = 0;
     }
     if (old_id != 0 && old_id != new_id - 1) {
-        TRACE_AS(name, ERROR, handle, address, " ERROR MISSING PM SEQUENCE  old%lu new %lu",
+        TRACE_AS(name, LEVEL_ERROR, handle, address, " ERROR MISSING PM SEQUENCE  old%lu new %lu",
                  static_cast<unsigned long>(old_id), static_cast<unsigned long>(new_id));
     }
     rc = kelvane_set_local_pm_incremental_id(handle, sirane_id, new_id);
     if (rc != KELVANE_EOK) {
-        TRACE_AS(name, ERROR, handle, address, " ERROR setting local_pm_incremental_id srn %d rc = %d ",
+        TRACE_AS(name, LEVEL_ERROR, handle, address, " ERROR setting local_pm_incremental_id srn %d rc = %d ",
                  static_cast<int>(sirane_id), rc);
     }
 }
@@ -133,7 +133,7 @@ int32_t kelvane_post_proc_enable_pm_notify(kelvane_handle handle, mbox_data *dat
     if (header.version != 0) {
         return KELVANE_EOK;
     }
-    TRACE(DEBUG, handle, NO_ADDRESS, "box_data_header_var_out->version = %d  need to manage post proc ",
+    TRACE(LEVEL_DEBUG, handle, NO_ADDRESS, "box_data_header_var_out->version = %d  need to manage post proc ",
           static_cast<int>(header.version));
     auto *bytes = reinterpret_cast<char *>(data->word);
     memcpy(bytes + PM_INCREMENTAL_ID, bytes + OLD_PM_INCREMENTAL_ID, sizeof(uint64_t));
@@ -201,9 +201,9 @@ int32_t mbox_manage_notify_plugin(kelvane_handle handle, const mailbox_handler *
     }
     const kelvane_device_address device_address = data.word[WORD_DEVICE_ADDRESS];
     const uint32_t plugged = data.word[WORD_PLUGGED];
-    TRACE(INFO, handle, device_address, "plugged = %d ref id = %08x ", static_cast<int>(plugged),
+    TRACE(LEVEL_INFO, handle, device_address, "plugged = %d ref id = %08x ", static_cast<int>(plugged),
           header.ref_id);
-    TRACE(INFO, handle, device_address,
+    TRACE(LEVEL_INFO, handle, device_address,
           "calling callback function handler=%d dev_addr=0x%08x plugin=%d rc=0x%x", static_cast<int>(handle),
           device_address, static_cast<int>(plugged), header.rc);
     const auto callback = reinterpret_cast<kelvane_notify_plugin_cb>(record.fn_cb);
@@ -219,7 +219,7 @@ int32_t mbox_manage_app_zynq_restart_notify(kelvane_handle handle, const mailbox
         return rc;
     }
     const uint32_t zynq_restart = data.word[WORD_ZYNQ_RESTART];
-    TRACE(INFO, handle, KELVANE_ADDRESS_BOARD, "zynq_restart %s ref id = %08x ",
+    TRACE(LEVEL_INFO, handle, KELVANE_ADDRESS_BOARD, "zynq_restart %s ref id = %08x ",
           zynq_restart_name(zynq_restart), header.ref_id);
     kelvane_store_firmware_version(handle);
     if (zynq_restart == KELVANE_APP_ZYNQ_RESTART_WARM_DONE) {
@@ -228,7 +228,7 @@ int32_t mbox_manage_app_zynq_restart_notify(kelvane_handle handle, const mailbox
             return rc;
         }
     }
-    TRACE(INFO, handle, KELVANE_ADDRESS_BOARD,
+    TRACE(LEVEL_INFO, handle, KELVANE_ADDRESS_BOARD,
           "calling callback function handler=%d  zynq_restart %s rc=0x%x", static_cast<int>(handle),
           zynq_restart_name(zynq_restart), header.rc);
     const auto callback = reinterpret_cast<kelvane_app_zynq_restart_notify_cb>(record.fn_cb);

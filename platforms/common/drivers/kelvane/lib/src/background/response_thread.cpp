@@ -60,7 +60,7 @@ int32_t deliver(const service &s, const mbox_data_header &header, uint32_t *deli
         rc = is_asynch_req_id_valid(s.handle, s.device_address, s.mb, s.requests, s.requests_lock, &valid,
                                     header);
         if (rc == KELVANE_EOK && valid == 1) {
-            TRACE_AS(PASS, ERROR, s.handle, s.device_address, "ERROR no handler for command %d ",
+            TRACE_AS(PASS, LEVEL_ERROR, s.handle, s.device_address, "ERROR no handler for command %d ",
                      static_cast<int>(header.cmd));
             rc = KELVANE_RET_CODE_GEN_ERR;
         }
@@ -106,7 +106,8 @@ int32_t serve_message(const service &s, uint32_t *state, bool *synchronous)
         return refuse(s, state, rc);
     }
     if (delivered == 0) {
-        TRACE_AS(PASS, ERROR, s.handle, s.device_address, "ERROR data header KO -> aborting asynch notify");
+        TRACE_AS(PASS, LEVEL_ERROR, s.handle, s.device_address,
+                 "ERROR data header KO -> aborting asynch notify");
     }
     return kelvane_close_resp_mbox_handshake(s.handle, s.device_address, s.mb, good, state);
 }
@@ -129,7 +130,7 @@ int32_t look(const service &s, uint32_t polling_counter, uint32_t *state, bool *
     }
     rc = read_mbox_state(s.handle, s.mb, state, CHECK_ALIVE);
     if (*state == PCI_ALL_ONES) {
-        TRACE_AS(PASS, ERROR, s.handle, s.device_address,
+        TRACE_AS(PASS, LEVEL_ERROR, s.handle, s.device_address,
                  "ERROR state read = %08x DEFAULT PCI ERROR VALUE, EXECUTION NOT STOPPED", *state);
     }
     if (rc == KELVANE_EOK && *state == MBOX_STATE_READY) {
@@ -206,11 +207,11 @@ void *kelvane_asyc_resp_th(void *argument)
     kelvane_semaphore *semaphore = mbox_sem_of(start.handle, start.sirane_id, start.mbox);
     kelvane_handle_record *record = handle_record(start.handle);
     if (mb == nullptr || semaphore == nullptr || record == nullptr) {
-        TRACE(ERROR, start.handle, address, "problem with mbox handler sirane_id %d mbox %d",
+        TRACE(LEVEL_ERROR, start.handle, address, "problem with mbox handler sirane_id %d mbox %d",
               static_cast<int>(start.sirane_id), static_cast<int>(start.mbox));
         return nullptr;
     }
-    TRACE(INFO, start.handle, address, "starting thread sirane_id = %d mbox = %d tid=%d",
+    TRACE(LEVEL_INFO, start.handle, address, "starting thread sirane_id = %d mbox = %d tid=%d",
           static_cast<int>(start.sirane_id), static_cast<int>(start.mbox), kelvane_gettid());
     record->mbox_tid[start.sirane_id][start.mbox].store(kelvane_gettid(), std::memory_order_relaxed);
     kelvane_sem_take(semaphore); // the token that it was made with; later ones are real

@@ -47,7 +47,7 @@ const verdict_row &judge(uint32_t major, uint32_t minor)
 
 int32_t kelvane_software_version_comp_check(kelvane_handle handle, uint32_t *comp_sw)
 {
-    TRACE(INFO, handle, KELVANE_ADDRESS_BOARD, " start ");
+    TRACE(LEVEL_INFO, handle, KELVANE_ADDRESS_BOARD, " start ");
     *comp_sw = KELVANE_COMP_UNDEF;
     uint32_t major = 0;
     uint32_t minor = 0;
@@ -55,17 +55,17 @@ int32_t kelvane_software_version_comp_check(kelvane_handle handle, uint32_t *com
     if (rc != KELVANE_EOK) {
         return rc;
     }
-    TRACE(DEBUG, handle, KELVANE_ADDRESS_BOARD, " arm version running   %d 0x%04x %d 0x%04x ",
+    TRACE(LEVEL_DEBUG, handle, KELVANE_ADDRESS_BOARD, " arm version running   %d 0x%04x %d 0x%04x ",
           static_cast<int>(major), major, static_cast<int>(minor), minor);
-    TRACE(DEBUG, handle, KELVANE_ADDRESS_BOARD, " arm version supported %d 0x%04x %d 0x%04x ",
+    TRACE(LEVEL_DEBUG, handle, KELVANE_ADDRESS_BOARD, " arm version supported %d 0x%04x %d 0x%04x ",
           static_cast<int>(SUPPORTED_MAJOR), SUPPORTED_MAJOR, static_cast<int>(SUPPORTED_MINOR),
           SUPPORTED_MINOR);
 
     const verdict_row &verdict = judge(major, minor);
     *comp_sw = verdict.verdict;
     if (verdict.text != nullptr) {
-        TRACE(INFO, handle, KELVANE_ADDRESS_BOARD, "%s", verdict.text);
-        TRACE(INFO, handle, KELVANE_ADDRESS_BOARD, "end comp_sw = %d", static_cast<int>(*comp_sw));
+        TRACE(LEVEL_INFO, handle, KELVANE_ADDRESS_BOARD, "%s", verdict.text);
+        TRACE(LEVEL_INFO, handle, KELVANE_ADDRESS_BOARD, "end comp_sw = %d", static_cast<int>(*comp_sw));
     }
     return KELVANE_EOK;
 }

@@ -54,29 +54,29 @@ int32_t kelvane_trace_zynq_info_table(kelvane_handle handle)
     const packed_version fsbl = unpack(word[ZYNQ_FSBL_VERSION]);
     const packed_version application = unpack(word[ZYNQ_APPLICATION_VERSION]);
 
-    TRACE(INFO, handle, board, "Zynq Info Table ");
-    TRACE(INFO, handle, board, "imageBundleRunning: %s ",
+    TRACE(LEVEL_INFO, handle, board, "Zynq Info Table ");
+    TRACE(LEVEL_INFO, handle, board, "imageBundleRunning: %s ",
           word[ZYNQ_IMAGE_BUNDLE_RUNNING] == ZYNQ_WORKING_IMAGE_RUNS ? "working" : "golden");
-    TRACE(INFO, handle, board, "workingBundleImageVersion %d.%d 0x%04x.0x%04x", working.major, working.minor,
-          working.major, working.minor);
-    TRACE(INFO, handle, board, "GoldenBundleImageVersion  %d.%d 0x%04x.0x%04x", golden.major, golden.minor,
-          golden.major, golden.minor);
-    TRACE(INFO, handle, board, "runningBundleImageVersion %d.%d 0x%04x.0x%04x", running.major, running.minor,
-          running.major, running.minor);
-    TRACE(INFO, handle, board, "fsbl_RunningVersion %d.%d - %02d/%02d/%02d ", fsbl.major, fsbl.minor,
+    TRACE(LEVEL_INFO, handle, board, "workingBundleImageVersion %d.%d 0x%04x.0x%04x", working.major,
+          working.minor, working.major, working.minor);
+    TRACE(LEVEL_INFO, handle, board, "GoldenBundleImageVersion  %d.%d 0x%04x.0x%04x", golden.major,
+          golden.minor, golden.major, golden.minor);
+    TRACE(LEVEL_INFO, handle, board, "runningBundleImageVersion %d.%d 0x%04x.0x%04x", running.major,
+          running.minor, running.major, running.minor);
+    TRACE(LEVEL_INFO, handle, board, "fsbl_RunningVersion %d.%d - %02d/%02d/%02d ", fsbl.major, fsbl.minor,
           fsbl.date[0], fsbl.date[1], fsbl.date[2]);
-    TRACE(INFO, handle, board, "application_RunningVersion %d.%d - %02d/%02d/%02d ", application.major,
+    TRACE(LEVEL_INFO, handle, board, "application_RunningVersion %d.%d - %02d/%02d/%02d ", application.major,
           application.minor, application.date[0], application.date[1], application.date[2]);
-    TRACE(INFO, handle, board, "appIsBareMetal: %s ",
+    TRACE(LEVEL_INFO, handle, board, "appIsBareMetal: %s ",
           word[ZYNQ_APP_IS_BARE_METAL] == ZYNQ_IS_BARE_METAL ? "yes" : "no");
-    TRACE(INFO, handle, board, "plbit_RunningVersion 0x%08x ", word[ZYNQ_PLBIT_VERSION]);
-    TRACE(INFO, handle, board, "secureBootFlag: %s ",
+    TRACE(LEVEL_INFO, handle, board, "plbit_RunningVersion 0x%08x ", word[ZYNQ_PLBIT_VERSION]);
+    TRACE(LEVEL_INFO, handle, board, "secureBootFlag: %s ",
           word[ZYNQ_SECURE_BOOT_FLAG] == ZYNQ_SECURE_BOOT ? "SB_mode" : "NO SB_Mode");
-    TRACE(INFO, handle, board, "DDRdimFlag: 0x%x ", word[ZYNQ_DDR_DIM_FLAG]);
-    TRACE(INFO, handle, board, "cardID: 0x%08x", word[ZYNQ_CARD_ID]);
-    TRACE(INFO, handle, board, "cardVer: 0x%08x", word[ZYNQ_CARD_VERSION]);
-    TRACE(INFO, handle, board, "siraneBoardId: 0x%08x", word[ZYNQ_SIRANE_BOARD_ID]);
-    TRACE(INFO, handle, board, "siraneBoardRev: 0x%08x", word[ZYNQ_SIRANE_BOARD_REVISION]);
+    TRACE(LEVEL_INFO, handle, board, "DDRdimFlag: 0x%x ", word[ZYNQ_DDR_DIM_FLAG]);
+    TRACE(LEVEL_INFO, handle, board, "cardID: 0x%08x", word[ZYNQ_CARD_ID]);
+    TRACE(LEVEL_INFO, handle, board, "cardVer: 0x%08x", word[ZYNQ_CARD_VERSION]);
+    TRACE(LEVEL_INFO, handle, board, "siraneBoardId: 0x%08x", word[ZYNQ_SIRANE_BOARD_ID]);
+    TRACE(LEVEL_INFO, handle, board, "siraneBoardRev: 0x%08x", word[ZYNQ_SIRANE_BOARD_REVISION]);
     return KELVANE_EOK;
 }
 
@@ -117,10 +117,10 @@ int32_t kelvane_get_secure_type(kelvane_handle handle, uint32_t *secure_type)
     }
     if (table.word[ZYNQ_SECURE_BOOT_FLAG] == ZYNQ_SECURE_BOOT) {
         *secure_type = KELVANE_SECURED;
-        TRACE(INFO, handle, KELVANE_ADDRESS_BOARD, " secure_type = SB_mode - KELVANE_SECURED ");
+        TRACE(LEVEL_INFO, handle, KELVANE_ADDRESS_BOARD, " secure_type = SB_mode - KELVANE_SECURED ");
     } else {
         *secure_type = KELVANE_UNSECURED;
-        TRACE(INFO, handle, KELVANE_ADDRESS_BOARD, " secure_type =  NO SB_mode - KELVANE_UNSECURED ");
+        TRACE(LEVEL_INFO, handle, KELVANE_ADDRESS_BOARD, " secure_type =  NO SB_mode - KELVANE_UNSECURED ");
     }
     return KELVANE_EOK;
 }

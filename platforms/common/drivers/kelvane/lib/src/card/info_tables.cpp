@@ -56,7 +56,7 @@ int32_t get_software(kelvane_handle handle, kelvane_device_address device_addres
     if (a.type != ADDRESS_TYPE_SIRANE) {
         rc = kelvane_get_ordune_software(handle, a.type, which, major, minor);
     } else if (a.sirane == ADDRESS_FIELD_NONE) {
-        TRACE_AS(function, ERROR, handle, device_address, "invalid kelvane_device_address %08x ",
+        TRACE_AS(function, LEVEL_ERROR, handle, device_address, "invalid kelvane_device_address %08x ",
                  device_address);
         rc = KELVANE_RET_CODE_EINVAL;
     } else if (a.network_port != ADDRESS_FIELD_NONE) {
@@ -75,7 +75,7 @@ int32_t get_software(kelvane_handle handle, kelvane_device_address device_addres
 
 int32_t kelvane_get_zynq_info_table(kelvane_handle handle, zynq_info_table *table)
 {
-    TRACE(DEBUG, handle, KELVANE_ADDRESS_BOARD, " start sizebytes %d  size_32t %d ",
+    TRACE(LEVEL_DEBUG, handle, KELVANE_ADDRESS_BOARD, " start sizebytes %d  size_32t %d ",
           static_cast<int>(sizeof table->word), static_cast<int>(ZYNQ_INFO_WORDS));
     return kelvane_internal_pci_read_block(handle, 0, ZYNQ_INFO_TABLE, ZYNQ_INFO_WORDS, table->word,
                                            SKIP_ALIVE);
@@ -89,7 +89,7 @@ int32_t kelvane_get_sirane_subsys_info_table(kelvane_handle handle, uint32_t sir
     }
     for (const table_run &run : sirane_table_runs) {
         const uint32_t read_addr = sirane_info_table(sirane_id) + 4 * run.first_word;
-        TRACE(DEBUG, handle, KELVANE_ADDRESS_SIRANE(sirane_id), " read_addr 0x%08x size %d ", read_addr,
+        TRACE(LEVEL_DEBUG, handle, KELVANE_ADDRESS_SIRANE(sirane_id), " read_addr 0x%08x size %d ", read_addr,
               static_cast<int>(run.words));
         const int32_t rc = kelvane_internal_pci_read_block(handle, 0, read_addr, run.words,
                                                            &table->word[run.first_word], CHECK_ALIVE);
@@ -112,7 +112,7 @@ int32_t kelvane_get_sirane_software(kelvane_handle handle, uint32_t sirane_id, i
     const uint32_t bank =
         table.word[which == SOFTWARE_RUNNING ? SIRANE_RUNNING_BANK : SIRANE_DOWNLOADED_BANK];
     if (!choice_known || bank > 1 || table.word[SIRANE_BANK_VALID + bank] != 1) {
-        TRACE(ERROR, handle, KELVANE_ADDRESS_SIRANE(sirane_id), "incongruent sirane_id %d info table ",
+        TRACE(LEVEL_ERROR, handle, KELVANE_ADDRESS_SIRANE(sirane_id), "incongruent sirane_id %d info table ",
               static_cast<int>(sirane_id));
         return KELVANE_RET_CODE_GEN_ERR;
     }
@@ -142,12 +142,12 @@ int32_t kelvane_get_ordune_software(kelvane_handle handle, uint32_t device_id, i
         version = table.word[ZYNQ_GOLDEN_BUNDLE_VERSION];
         break;
     default:
-        TRACE(ERROR, handle, KELVANE_ADDRESS_BOARD, "incongruent ordune/hespera %d info table ",
+        TRACE(LEVEL_ERROR, handle, KELVANE_ADDRESS_BOARD, "incongruent ordune/hespera %d info table ",
               static_cast<int>(device_id));
         return KELVANE_RET_CODE_GEN_ERR;
     }
     if (which != SOFTWARE_RUNNING && version == ZYNQ_IMAGE_UNCHECKED) {
-        TRACE(ERROR, handle, KELVANE_ADDRESS_BOARD, " ordune not ready for check RSA ");
+        TRACE(LEVEL_ERROR, handle, KELVANE_ADDRESS_BOARD, " ordune not ready for check RSA ");
         *major = 0;
         *minor = 0;
         return KELVANE_RET_CODE_DEVICE_NOT_READY;
@@ -160,7 +160,7 @@ int32_t kelvane_get_ordune_software(kelvane_handle handle, uint32_t device_id, i
         kelvane_get_stored_version(handle, &stored_major, &stored_minor);
     }
     if (stored_major != *major || stored_minor != *minor) { // told, and no error
-        TRACE(DEBUG, handle, KELVANE_ADDRESS_BOARD, "ERROR problem stored_ver  %d %d real_ver %d %d ",
+        TRACE(LEVEL_DEBUG, handle, KELVANE_ADDRESS_BOARD, "ERROR problem stored_ver  %d %d real_ver %d %d ",
               static_cast<int>(stored_major), static_cast<int>(stored_minor), static_cast<int>(*major),
               static_cast<int>(*minor));
     }
@@ -170,7 +170,7 @@ int32_t kelvane_get_ordune_software(kelvane_handle handle, uint32_t device_id, i
 int32_t kelvane_get_software_downloaded(kelvane_handle handle, kelvane_device_address device_address,
                                         uint32_t *major, uint32_t *minor)
 {
-    return get_software(handle, device_address, SOFTWARE_DOWNLOADED, major, minor, INFO, __func__);
+    return get_software(handle, device_address, SOFTWARE_DOWNLOADED, major, minor, LEVEL_INFO, __func__);
 }
 
 int32_t kelvane_get_internal_software_running(kelvane_handle handle, kelvane_device_address device_address,
@@ -182,7 +182,7 @@ int32_t kelvane_get_internal_software_running(kelvane_handle handle, kelvane_dev
 int32_t kelvane_get_software_running(kelvane_handle handle, kelvane_device_address device_address,
                                      uint32_t *major, uint32_t *minor)
 {
-    return kelvane_get_internal_software_running(handle, device_address, major, minor, INFO);
+    return kelvane_get_internal_software_running(handle, device_address, major, minor, LEVEL_INFO);
 }
 
 int32_t kelvane_get_software_downloaded_golden_zynq(kelvane_handle handle, uint32_t *major, uint32_t *minor)
@@ -196,7 +196,7 @@ int32_t is_current_ver_later_or_equal(kelvane_handle handle, uint32_t major, uin
     uint32_t running_major = 0;
     uint32_t running_minor = 0;
     const int32_t rc = kelvane_get_internal_software_running(handle, KELVANE_ADDRESS_BOARD, &running_major,
-                                                             &running_minor, DEBUG);
+                                                             &running_minor, LEVEL_DEBUG);
     if (rc != KELVANE_EOK) {
         return rc;
     }
@@ -214,7 +214,7 @@ void kelvane_store_firmware_version(kelvane_handle handle)
     }
     uint32_t major = 0;
     uint32_t minor = 0;
-    if (kelvane_get_internal_software_running(handle, KELVANE_ADDRESS_BOARD, &major, &minor, DEBUG) !=
+    if (kelvane_get_internal_software_running(handle, KELVANE_ADDRESS_BOARD, &major, &minor, LEVEL_DEBUG) !=
         KELVANE_EOK) {
         major = 0;
         minor = 0;

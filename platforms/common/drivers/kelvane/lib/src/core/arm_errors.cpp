@@ -225,7 +225,7 @@ const char *kelvane_arm_error_to_string(int32_t code)
 
 int32_t kelvane_dump_arm_error(kelvane_handle handle, uint32_t code)
 {
-    TRACE(ERROR, handle, NO_ADDRESS, "ARM ERR 0x%x %s %u ", code,
+    TRACE(LEVEL_ERROR, handle, NO_ADDRESS, "ARM ERR 0x%x %s %u ", code,
           kelvane_arm_error_to_string(static_cast<int32_t>(code)), code);
     return KELVANE_EOK;
 }

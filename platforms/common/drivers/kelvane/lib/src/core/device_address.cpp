@@ -29,7 +29,7 @@ bool is_accepted(const address_fields &a)
 int32_t narrow_check(bool accepted, kelvane_device_address address, const char *function)
 {
     if (!accepted) {
-        TRACE_AS(function, ERROR, NO_HANDLE, address, "invalid kelvane_device_address ");
+        TRACE_AS(function, LEVEL_ERROR, NO_HANDLE, address, "invalid kelvane_device_address ");
         return KELVANE_RET_CODE_EINVAL;
     }
     return KELVANE_EOK;
@@ -40,7 +40,7 @@ int32_t narrow_check(bool accepted, kelvane_device_address address, const char *
 int32_t check_device_address_input(kelvane_device_address address)
 {
     if (!is_accepted(fields_of(address))) {
-        TRACE(ERROR, NO_HANDLE, address, "invalid kelvane_device_address %08x", address);
+        TRACE(LEVEL_ERROR, NO_HANDLE, address, "invalid kelvane_device_address %08x", address);
         return KELVANE_RET_CODE_EINVAL;
     }
     return KELVANE_EOK;

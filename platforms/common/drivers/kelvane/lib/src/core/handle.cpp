@@ -30,7 +30,7 @@ static bool is_in_use(kelvane_handle handle)
 int32_t check_kelvane_handler_input(kelvane_handle handle)
 {
     if (!is_in_use(handle)) {
-        TRACE(ERROR, handle, NO_ADDRESS, "invalid handler %d", static_cast<int>(handle));
+        TRACE(LEVEL_ERROR, handle, NO_ADDRESS, "invalid handler %d", static_cast<int>(handle));
         return KELVANE_RET_CODE_EINVAL;
     }
     return KELVANE_EOK;

@@ -11,7 +11,7 @@ namespace {
 int32_t pass_gate(kelvane_handle handle, uint32_t check_alive, const char *function)
 {
     if (kelvane_get_pci_mapped(handle) == 0) {
-        TRACE_AS(function, ERROR, handle, NO_ADDRESS, "fpga is not PCI mapped \n");
+        TRACE_AS(function, LEVEL_ERROR, handle, NO_ADDRESS, "fpga is not PCI mapped \n");
         return KELVANE_RET_CODE_DEVICE_UNAVAILABLE;
     }
     return check_alive == CHECK_ALIVE ? check_keep_alive(handle) : KELVANE_EOK;
@@ -20,7 +20,7 @@ int32_t pass_gate(kelvane_handle handle, uint32_t check_alive, const char *funct
 int32_t judge_callback(kelvane_handle handle, int32_t callback_rc, const char *function)
 {
     if (callback_rc != 0) {
-        TRACE_AS(function, ERROR, handle, NO_ADDRESS, "callback rc = %d \n", callback_rc);
+        TRACE_AS(function, LEVEL_ERROR, handle, NO_ADDRESS, "callback rc = %d \n", callback_rc);
         return KELVANE_RET_CODE_DEVICE_UNAVAILABLE;
     }
     return KELVANE_EOK;
@@ -33,7 +33,7 @@ int32_t check_keep_alive(kelvane_handle handle)
     const kelvane_handle_record *record = handle_record(handle);
     if (record != nullptr && record->keep_alive_enabled.load(std::memory_order_relaxed) == 1 &&
         record->keep_alive_status.load(std::memory_order_relaxed) != KELVANE_ALIVE) {
-        TRACE(ERROR, handle, NO_ADDRESS, "keep alive NOT_ALIVE \n");
+        TRACE(LEVEL_ERROR, handle, NO_ADDRESS, "keep alive NOT_ALIVE \n");
         return KELVANE_RET_CODE_DEVICE_UNAVAILABLE;
     }
     return KELVANE_EOK;
@@ -50,7 +50,7 @@ int32_t kelvane_internal_pci_read(kelvane_handle handle, uint32_t bus, uint32_t 
         handle, handle_record(handle)->init_device.pci_read_cb(handle, bus, offset, value, check_alive),
         __func__);
     if (rc == KELVANE_EOK) {
-        TRACE(REG, handle, NO_ADDRESS, "offset 0x%08x value 0x%08x ", offset, *value);
+        TRACE(LEVEL_REG, handle, NO_ADDRESS, "offset 0x%08x value 0x%08x ", offset, *value);
     }
     return rc;
 }
@@ -69,7 +69,7 @@ int32_t kelvane_internal_pci_write(kelvane_handle handle, uint32_t bus, uint32_t
         handle, handle_record(handle)->init_device.pci_write_cb(handle, bus, offset, value, check_alive),
         __func__);
     if (rc == KELVANE_EOK) {
-        TRACE(REG, handle, NO_ADDRESS, "offset 0x%08x value 0x%08x ", offset, value);
+        TRACE(LEVEL_REG, handle, NO_ADDRESS, "offset 0x%08x value 0x%08x ", offset, value);
     }
     return rc;
 }

@@ -42,8 +42,8 @@ dap_state trace_end(kelvane_handle handle, dap_state next, const char *function)
 
 void trace_unexpected(kelvane_handle handle, const dap_record *record, const char *function)
 {
-    TRACE_AS(function, INFO, handle, DAP_ADDRESS, "invalid command %d received - state does not change ",
-             static_cast<int>(record->dap_cmd));
+    TRACE_AS(function, LEVEL_INFO, handle, DAP_ADDRESS,
+             "invalid command %d received - state does not change ", static_cast<int>(record->dap_cmd));
 }
 
 } // namespace
@@ -178,7 +178,7 @@ void *kelvane_dap_th(void *argument)
     if (handle_fields == nullptr) {
         return nullptr;
     }
-    TRACE(INFO, start.handle, DAP_ADDRESS, "starting thread sirane_id = %d mbox = %d tid=%d",
+    TRACE(LEVEL_INFO, start.handle, DAP_ADDRESS, "starting thread sirane_id = %d mbox = %d tid=%d",
           static_cast<int>(start.sirane_id), static_cast<int>(start.mbox), kelvane_gettid());
     handle_fields->dap_tid.store(kelvane_gettid(), std::memory_order_relaxed);
     dap_state state = {kelvane_dap_wait_for_call};
@@ -206,19 +206,19 @@ int32_t initialize_dap(kelvane_handle handle, bool start_thread)
     }
     int32_t rc = kelvane_sem_init(&record->dap_semaphore);
     if (rc != KELVANE_EOK) {
-        TRACE(ERROR, handle, DAP_ADDRESS, "problem with kelvane_sem_init sem dap ");
+        TRACE(LEVEL_ERROR, handle, DAP_ADDRESS, "problem with kelvane_sem_init sem dap ");
         return rc;
     }
     rc = dap_record_init(&the_dap_record);
     if (rc == KELVANE_EOK && start_thread) {
-        TRACE(DEBUG, handle, DAP_ADDRESS, "start dap th  mbox = %d // dummy val ",
+        TRACE(LEVEL_DEBUG, handle, DAP_ADDRESS, "start dap th  mbox = %d // dummy val ",
               static_cast<int>(MBOX_DAP));
         thread_argument *argument = make_thread_argument(handle, 0xFFFFFFFF, MBOX_DAP);
         rc = argument == nullptr ? static_cast<int32_t>(KELVANE_RET_CODE_GEN_PLATFORM_PROBLEM)
                                  : kelvane_thread_create(&record->dap_thread, kelvane_dap_th, argument);
         if (rc != KELVANE_EOK) {
             free(argument);
-            TRACE(ERROR, handle, DAP_ADDRESS, "problem with kelvane_thread_create dap th ");
+            TRACE(LEVEL_ERROR, handle, DAP_ADDRESS, "problem with kelvane_thread_create dap th ");
         }
     }
     if (rc == KELVANE_EOK) {

@@ -20,18 +20,18 @@ uint32_t words_of(uint32_t bytes)
 
 void trace_data(const void *data, uint32_t size)
 {
-    if (!trace_is_on(LOWPR)) {
+    if (!trace_is_on(LEVEL_LOWPR)) {
         return;
     }
     constexpr const char *name = "kelvane_dap_mbox_handler_set_data";
-    TRACE_AS(name, LOWPR, NO_HANDLE, DAP_ADDRESS, "size=%d spare=%d 32bit_word=%d", static_cast<int>(size),
-             static_cast<int>(size % 4), static_cast<int>(size / 4));
+    TRACE_AS(name, LEVEL_LOWPR, NO_HANDLE, DAP_ADDRESS, "size=%d spare=%d 32bit_word=%d",
+             static_cast<int>(size), static_cast<int>(size % 4), static_cast<int>(size / 4));
     for (uint32_t i = 0; i <= size / 4; i++) { // one line more than there are whole words
         uint32_t word = 0;
         if (size > 4 * i) {
             memcpy(&word, static_cast<const char *>(data) + 4 * i, std::min<uint32_t>(4, size - 4 * i));
         }
-        TRACE_AS(name, LOWPR, NO_HANDLE, DAP_ADDRESS, " 0x%08x ", word);
+        TRACE_AS(name, LEVEL_LOWPR, NO_HANDLE, DAP_ADDRESS, " 0x%08x ", word);
     }
 }
 
@@ -45,7 +45,7 @@ int32_t write_and_read_back(kelvane_handle handle, uint32_t offset, uint32_t wri
     }
     *same = rc == KELVANE_EOK && read == written;
     if (rc == KELVANE_EOK && !*same) {
-        TRACE_AS("kelvane_dap_mbox_handler_move_data_to_regs", ERROR, handle, DAP_ADDRESS,
+        TRACE_AS("kelvane_dap_mbox_handler_move_data_to_regs", LEVEL_ERROR, handle, DAP_ADDRESS,
                  "VALUE NOT WRITTEN written %08x read %08x  ", written, read);
     }
     return rc;
@@ -57,7 +57,7 @@ int32_t take_answer(kelvane_handle handle, dap_record *record, const mailbox_han
 {
     constexpr const char *name = "kelvane_dap_mbox_handler_manage_done_state";
     if (header->ref_id != record->dap_ref_id || header->size >= DAP_BUFFER_BYTES) {
-        TRACE_AS(name, ERROR, handle, DAP_ADDRESS, " ERROR on size or refid   ");
+        TRACE_AS(name, LEVEL_ERROR, handle, DAP_ADDRESS, " ERROR on size or refid   ");
         return KELVANE_RET_CODE_VERSION_MISMATCH;
     }
     mbox_data data{};
@@ -71,13 +71,13 @@ int32_t take_answer(kelvane_handle handle, dap_record *record, const mailbox_han
                  record->dap_buffer[i]);
     }
     if (record->dap_callback == nullptr) {
-        TRACE_AS(name, ERROR, handle, DAP_ADDRESS, " callback not evaluated ");
+        TRACE_AS(name, LEVEL_ERROR, handle, DAP_ADDRESS, " callback not evaluated ");
         return KELVANE_EOK;
     }
     TRACE_AS(name, mb->flow_level, handle, DAP_ADDRESS, " size = %d", static_cast<int>(header->size));
     const int32_t callback_rc = record->dap_callback(handle, record->dap_buffer, &header->size);
     if (callback_rc != KELVANE_EOK) {
-        TRACE_AS(name, ERROR, handle, DAP_ADDRESS, " ERROR FROM callback rc = %d  ", callback_rc);
+        TRACE_AS(name, LEVEL_ERROR, handle, DAP_ADDRESS, " ERROR FROM callback rc = %d  ", callback_rc);
     }
     return KELVANE_EOK;
 }
@@ -90,7 +90,7 @@ int32_t kelvane_dap_mbox_handler_set_data(dap_record *record, const void *data, 
     if (size > DAP_BUFFER_BYTES) {
         uint32_t first_word = 0; // what the line shows in the place of the size
         memcpy(&first_word, data, sizeof first_word);
-        TRACE(ERROR, NO_HANDLE, DAP_ADDRESS, "size = %d  too big !!! ", static_cast<int>(first_word));
+        TRACE(LEVEL_ERROR, NO_HANDLE, DAP_ADDRESS, "size = %d  too big !!! ", static_cast<int>(first_word));
         return KELVANE_RET_CODE_EINVAL;
     }
     trace_data(data, size);

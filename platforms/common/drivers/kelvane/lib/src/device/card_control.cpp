@@ -24,7 +24,7 @@ kelvane_device_address sirane_of(kelvane_device_address device_address)
 int32_t kelvane_diag_command(kelvane_handle handle, kelvane_device_address device_address,
                              uint32_t diag_command)
 {
-    TRACE(INFO, handle, device_address, " start diag_command=%d ", static_cast<int>(diag_command));
+    TRACE(LEVEL_INFO, handle, device_address, " start diag_command=%d ", static_cast<int>(diag_command));
     command c;
     const int32_t rc = command_run(
         &c, {13, OWN_PATH, CHECK_DEVICE, __func__, handle, device_address, device_address, DIAG_DELAY_NSEC},
@@ -34,7 +34,7 @@ int32_t kelvane_diag_command(kelvane_handle handle, kelvane_device_address devic
 
 int32_t kelvane_recover_device(kelvane_handle handle, kelvane_device_address device_address)
 {
-    TRACE(INFO, handle, device_address, "start ");
+    TRACE(LEVEL_INFO, handle, device_address, "start ");
     command c;
     const int32_t rc = command_run(
         &c, {59, SHARED_PATH, CHECK_DEVICE, __func__, handle, device_address, sirane_of(device_address)},
@@ -45,7 +45,7 @@ int32_t kelvane_recover_device(kelvane_handle handle, kelvane_device_address dev
 int32_t kelvane_get_xpm2_status(kelvane_handle handle, kelvane_device_address device_address,
                                 uint32_t *status)
 {
-    TRACE(INFO, handle, device_address, "start ");
+    TRACE(LEVEL_INFO, handle, device_address, "start ");
     command c;
     const int32_t rc = command_run(
         &c,
@@ -55,13 +55,13 @@ int32_t kelvane_get_xpm2_status(kelvane_handle handle, kelvane_device_address de
         return rc;
     }
     *status = c.response.word[2];
-    TRACE(INFO, handle, device_address, " end status %d ", static_cast<int>(*status));
+    TRACE(LEVEL_INFO, handle, device_address, " end status %d ", static_cast<int>(*status));
     return command_result(c);
 }
 
 int32_t kelvane_set_arm_trace_level(kelvane_handle handle, uint32_t arm_trace_level)
 {
-    TRACE(INFO, handle, KELVANE_ADDRESS_SIRANE(0), "start arm_trace_level 0x%08x ", arm_trace_level);
+    TRACE(LEVEL_INFO, handle, KELVANE_ADDRESS_SIRANE(0), "start arm_trace_level 0x%08x ", arm_trace_level);
     command c;
     const int32_t rc =
         command_run(&c, {56, SHARED_PATH, CHECK_HANDLE, __func__, handle, KELVANE_ADDRESS_SIRANE(0)},
@@ -71,7 +71,7 @@ int32_t kelvane_set_arm_trace_level(kelvane_handle handle, uint32_t arm_trace_le
 
 int32_t kelvane_default_initialize(kelvane_handle handle)
 {
-    TRACE(INFO, handle, KELVANE_ADDRESS_BOARD, "start ");
+    TRACE(LEVEL_INFO, handle, KELVANE_ADDRESS_BOARD, "start ");
     command c;
     const int32_t rc =
         command_run(&c, {16, SHARED_PATH, CHECK_NOTHING, __func__, handle, KELVANE_ADDRESS_BOARD}, {handle});
@@ -84,7 +84,7 @@ int32_t kelvane_default_initialize(kelvane_handle handle)
         kelvane_get_software_downloaded(handle, KELVANE_ADDRESS_SIRANE(sirane_id), &major, &minor);
         kelvane_get_software_running(handle, KELVANE_ADDRESS_SIRANE(sirane_id), &major, &minor);
     }
-    TRACE(INFO, handle, KELVANE_ADDRESS_BOARD, "end ");
+    TRACE(LEVEL_INFO, handle, KELVANE_ADDRESS_BOARD, "end ");
     return command_result(c);
 }
 
@@ -95,7 +95,7 @@ int32_t kelvane_read_scratchpad_register(kelvane_handle handle, uint32_t *value)
         rc = kelvane_internal_pci_read(handle, 0, SCRATCHPAD_REG, value, CHECK_ALIVE);
     }
     if (rc == KELVANE_EOK) {
-        TRACE(INFO, handle, KELVANE_ADDRESS_BOARD, " value=%08x ", *value);
+        TRACE(LEVEL_INFO, handle, KELVANE_ADDRESS_BOARD, " value=%08x ", *value);
     }
     return rc;
 }
@@ -105,20 +105,21 @@ int32_t kelvane_write_scratchpad_register(kelvane_handle handle, const uint32_t 
     int32_t rc = check_kelvane_handler_input(handle);
     if (rc == KELVANE_EOK) {
         rc = kelvane_internal_pci_write(handle, 0, SCRATCHPAD_REG, *value, CHECK_ALIVE);
-        TRACE(INFO, handle, KELVANE_ADDRESS_BOARD, " value=%08x ", *value);
+        TRACE(LEVEL_INFO, handle, KELVANE_ADDRESS_BOARD, " value=%08x ", *value);
     }
     return rc;
 }
 
 int32_t kelvane_set_endianess(kelvane_handle handle)
 {
-    TRACE(INFO, handle, KELVANE_ADDRESS_BOARD, "start ");
+    TRACE(LEVEL_INFO, handle, KELVANE_ADDRESS_BOARD, "start ");
     return KELVANE_EOK;
 }
 
 int32_t kelvane_set_trigger_reset(kelvane_handle handle, uint32_t trigger_reset)
 {
-    TRACE(INFO, handle, KELVANE_ADDRESS_BOARD, "start trigger_reset = %d ", static_cast<int>(trigger_reset));
+    TRACE(LEVEL_INFO, handle, KELVANE_ADDRESS_BOARD, "start trigger_reset = %d ",
+          static_cast<int>(trigger_reset));
     int32_t rc = check_kelvane_handler_input(handle);
     if (rc == KELVANE_EOK && trigger_reset > 1) {
         rc = KELVANE_RET_CODE_EINVAL;
@@ -132,6 +133,6 @@ int32_t kelvane_set_trigger_reset(kelvane_handle handle, uint32_t trigger_reset)
                                         trigger_reset == 1 ? TRIGGER_RESET_SET : TRIGGER_RESET_UNSET,
                                         CHECK_ALIVE);
     }
-    TRACE(INFO, handle, KELVANE_ADDRESS_BOARD, "end rc = %d ", rc);
+    TRACE(LEVEL_INFO, handle, KELVANE_ADDRESS_BOARD, "end rc = %d ", rc);
     return rc;
 }

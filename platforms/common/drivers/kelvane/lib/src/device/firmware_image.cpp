@@ -38,11 +38,11 @@ int32_t open_to_end(kelvane_handle handle, word_file &file, const char *name, ui
                     const char *function)
 {
     if (word_file_open(file, name) != 0) {
-        TRACE_AS(function, ERROR, handle, KELVANE_ADDRESS_BOARD, "could not open %s", name);
+        TRACE_AS(function, LEVEL_ERROR, handle, KELVANE_ADDRESS_BOARD, "could not open %s", name);
         return KELVANE_RET_CODE_GEN_ERR;
     }
     if (word_file_size(file, bytes) != 0) {
-        TRACE_AS(function, ERROR, handle, KELVANE_ADDRESS_BOARD, "failed seeking");
+        TRACE_AS(function, LEVEL_ERROR, handle, KELVANE_ADDRESS_BOARD, "failed seeking");
         word_file_close(file);
         return KELVANE_RET_CODE_GEN_ERR;
     }
@@ -55,7 +55,7 @@ int32_t write_digest(kelvane_handle handle, word_file &file, uint32_t base)
         uint32_t word = 0;
         const size_t taken = word_file_read(file, sizeof word, &word);
         if (taken != sizeof word) {
-            TRACE_AS("kelvane_write_md5_in_ram", ERROR, handle, KELVANE_ADDRESS_BOARD,
+            TRACE_AS("kelvane_write_md5_in_ram", LEVEL_ERROR, handle, KELVANE_ADDRESS_BOARD,
                      "fread failed taken_char %d rem %d  ", static_cast<int>(taken),
                      static_cast<int>(sizeof word - taken));
             printf("Reading error");
@@ -72,7 +72,7 @@ int32_t write_digest(kelvane_handle handle, word_file &file, uint32_t base)
 // The levels that would trace every word go off behind the first few.
 uint32_t quiet_trace()
 {
-    const uint32_t cleared = trace_level_mask_get() & (DEBUG | REG);
+    const uint32_t cleared = trace_level_mask_get() & (LEVEL_DEBUG | LEVEL_REG);
     trace_level_mask_clear(cleared);
     return cleared;
 }
@@ -80,7 +80,8 @@ uint32_t quiet_trace()
 // Crossed: who had one of the two levels on has the other one on afterwards.
 void restore_trace(uint32_t cleared)
 {
-    trace_level_mask_add(((cleared & REG) != 0 ? DEBUG : 0) | ((cleared & DEBUG) != 0 ? REG : 0));
+    trace_level_mask_add(((cleared & LEVEL_REG) != 0 ? LEVEL_DEBUG : 0) |
+                         ((cleared & LEVEL_DEBUG) != 0 ? LEVEL_REG : 0));
 }
 
 struct image_copy {
@@ -95,7 +96,7 @@ int32_t copy_bytes(image_copy &copy, size_t bytes, size_t needed)
     uint32_t word = 0;
     const size_t taken = word_file_read(copy.file, bytes, &word);
     if (taken < needed) {
-        TRACE_AS("kelvane_write_image_file_in_ram", ERROR, copy.handle, KELVANE_ADDRESS_BOARD,
+        TRACE_AS("kelvane_write_image_file_in_ram", LEVEL_ERROR, copy.handle, KELVANE_ADDRESS_BOARD,
                  "fread failed taken_char %d ", static_cast<int>(taken));
         return KELVANE_RET_CODE_GEN_ERR;
     }
@@ -117,7 +118,7 @@ int32_t copy_whole_words(image_copy &copy, uint64_t words)
         if (copy.words == TRACED_WORDS) {
             cleared = quiet_trace();
         } else if (copy.words > LAST_IMAGE_WORD) {
-            TRACE_AS("kelvane_write_image_file_in_ram", ERROR, copy.handle, KELVANE_ADDRESS_BOARD,
+            TRACE_AS("kelvane_write_image_file_in_ram", LEVEL_ERROR, copy.handle, KELVANE_ADDRESS_BOARD,
                      "file too large to be written");
             return KELVANE_RET_CODE_GEN_ERR;
         }
@@ -133,7 +134,7 @@ int32_t copy_image(image_copy &copy, uint64_t bytes)
         return rc;
     }
     const size_t remaining = bytes % 4;
-    TRACE_AS("kelvane_write_image_file_in_ram", DEBUG, copy.handle, KELVANE_ADDRESS_BOARD,
+    TRACE_AS("kelvane_write_image_file_in_ram", LEVEL_DEBUG, copy.handle, KELVANE_ADDRESS_BOARD,
              " remainig_char %d", static_cast<int>(remaining));
     if (remaining != 0) {
         rc = copy_bytes(copy, remaining, 1); // a file that has just become shorter still gives what it has
@@ -145,14 +146,14 @@ int32_t copy_image(image_copy &copy, uint64_t bytes)
 int32_t judge_size(kelvane_handle handle, uint64_t bytes, const char *function)
 {
     if (static_cast<uint32_t>(bytes) == 0xFFFFFFFF) { // what the end of a folder reads as
-        TRACE_AS(function, ERROR, handle, KELVANE_ADDRESS_BOARD, "Invalid file size ");
+        TRACE_AS(function, LEVEL_ERROR, handle, KELVANE_ADDRESS_BOARD, "Invalid file size ");
         return KELVANE_RET_CODE_GEN_ERR;
     }
     if (bytes == 0) {
-        TRACE_AS(function, ERROR, handle, KELVANE_ADDRESS_BOARD, "file has NULL size");
+        TRACE_AS(function, LEVEL_ERROR, handle, KELVANE_ADDRESS_BOARD, "file has NULL size");
         return KELVANE_RET_CODE_GEN_ERR;
     }
-    TRACE_AS(function, INFO, handle, KELVANE_ADDRESS_BOARD, "file size %d", static_cast<int>(bytes));
+    TRACE_AS(function, LEVEL_INFO, handle, KELVANE_ADDRESS_BOARD, "file size %d", static_cast<int>(bytes));
     return KELVANE_EOK;
 }
 
@@ -169,7 +170,7 @@ int32_t kelvane_get_donwl_reg_info(kelvane_handle handle, uint32_t download_devi
             return KELVANE_EOK;
         }
     }
-    TRACE(ERROR, handle, KELVANE_ADDRESS_BOARD, "invalid download_device = %d ",
+    TRACE(LEVEL_ERROR, handle, KELVANE_ADDRESS_BOARD, "invalid download_device = %d ",
           static_cast<int>(download_device));
     return KELVANE_RET_CODE_EINVAL;
 }
@@ -177,10 +178,10 @@ int32_t kelvane_get_donwl_reg_info(kelvane_handle handle, uint32_t download_devi
 int32_t kelvane_get_md5_file_name(const char *file_name, char *md5_file_name)
 {
     const size_t length = strlen(file_name);
-    TRACE(DEBUG, NO_HANDLE, NO_ADDRESS, "namefile len = %d MAX_FILE_NAME %d   ", static_cast<int>(length),
-          static_cast<int>(MAX_FILE_NAME));
+    TRACE(LEVEL_DEBUG, NO_HANDLE, NO_ADDRESS, "namefile len = %d MAX_FILE_NAME %d   ",
+          static_cast<int>(length), static_cast<int>(MAX_FILE_NAME));
     if (length > MAX_FILE_NAME) {
-        TRACE(INFO, NO_HANDLE, NO_ADDRESS, "Invalid file name len = %d ", static_cast<int>(length));
+        TRACE(LEVEL_INFO, NO_HANDLE, NO_ADDRESS, "Invalid file name len = %d ", static_cast<int>(length));
         return KELVANE_RET_CODE_EINVAL;
     }
     snprintf(md5_file_name, MAX_FILE_NAME + sizeof DIGEST_SUFFIX, "%s%s", file_name, DIGEST_SUFFIX);
@@ -212,8 +213,8 @@ int32_t kelvane_write_md5_in_ram(kelvane_handle handle, uint32_t download_device
 int32_t kelvane_write_image_file_in_ram(kelvane_handle handle, uint32_t download_device,
                                         const char *file_name, uint32_t *size)
 {
-    TRACE(INFO, handle, KELVANE_ADDRESS_BOARD, "start dev=%d file %s", static_cast<int>(download_device),
-          file_name);
+    TRACE(LEVEL_INFO, handle, KELVANE_ADDRESS_BOARD, "start dev=%d file %s",
+          static_cast<int>(download_device), file_name);
     uint32_t base = 0;
     uint32_t unused_limit = 0;
     int32_t rc = kelvane_get_donwl_reg_info(handle, download_device, &base, &unused_limit);
@@ -232,7 +233,7 @@ int32_t kelvane_write_image_file_in_ram(kelvane_handle handle, uint32_t download
         rc = copy_image(copy, bytes);
     }
     if (rc == KELVANE_EOK) {
-        TRACE(INFO, handle, KELVANE_ADDRESS_BOARD, "end   dev=%d file %s final i %d ",
+        TRACE(LEVEL_INFO, handle, KELVANE_ADDRESS_BOARD, "end   dev=%d file %s final i %d ",
               static_cast<int>(download_device), file_name, static_cast<int>(copy.words));
     }
     word_file_close(file);
@@ -241,7 +242,7 @@ int32_t kelvane_write_image_file_in_ram(kelvane_handle handle, uint32_t download
 
 int32_t kelvane_download_software(kelvane_handle handle, uint32_t download_device, const char *file_name)
 {
-    TRACE(INFO, handle, KELVANE_ADDRESS_SIRANE(0), "start ");
+    TRACE(LEVEL_INFO, handle, KELVANE_ADDRESS_SIRANE(0), "start ");
     uint32_t size = 0;
     int32_t rc = check_kelvane_handler_input(handle);
     if (rc == KELVANE_EOK) {
@@ -259,7 +260,7 @@ int32_t kelvane_download_software(kelvane_handle handle, uint32_t download_devic
     if (rc != KELVANE_EOK) {
         return rc;
     }
-    TRACE(INFO, handle, KELVANE_ADDRESS_SIRANE(0), " end, rc 0x%x", c.response_header.rc);
+    TRACE(LEVEL_INFO, handle, KELVANE_ADDRESS_SIRANE(0), " end, rc 0x%x", c.response_header.rc);
     return command_result(c);
 }
 
@@ -267,10 +268,10 @@ int32_t kelvane_program_activate_software(kelvane_handle handle, kelvane_device_
                                           const char *file_name, kelvane_program_activate_cb fn_cb,
                                           uint32_t transaction_id)
 {
-    TRACE(INFO, handle, device_address, "start file %s cb=%s transaction_id=%d ", file_name,
+    TRACE(LEVEL_INFO, handle, device_address, "start file %s cb=%s transaction_id=%d ", file_name,
           fn_cb != nullptr ? "NOT_NULL" : "NULL", static_cast<int>(transaction_id));
     if (fn_cb != nullptr) { // before every check: nobody is to believe that it will be called
-        TRACE(ERROR, handle, device_address, " aynch mode temporary not supported ");
+        TRACE(LEVEL_ERROR, handle, device_address, " aynch mode temporary not supported ");
         return KELVANE_RET_CODE_GEN_ERR;
     }
     command c;
@@ -280,6 +281,6 @@ int32_t kelvane_program_activate_software(kelvane_handle handle, kelvane_device_
     if (rc != KELVANE_EOK) {
         return rc;
     }
-    TRACE(INFO, handle, device_address, " end, rc 0x%x", c.response_header.rc);
+    TRACE(LEVEL_INFO, handle, device_address, " end, rc 0x%x", c.response_header.rc);
     return command_result(c);
 }

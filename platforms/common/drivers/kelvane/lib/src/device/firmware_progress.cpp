@@ -33,7 +33,7 @@ uint32_t progress_field(kelvane_handle handle, kelvane_device_address device_add
         return 8;
     }
     if (a.network_port != ADDRESS_FIELD_NONE) {
-        TRACE_AS("kelvane_get_progress", ERROR, handle, device_address, "invalid xpm2_id %d ",
+        TRACE_AS("kelvane_get_progress", LEVEL_ERROR, handle, device_address, "invalid xpm2_id %d ",
                  static_cast<int>(a.network_port));
         *rc = KELVANE_RET_CODE_EINVAL;
         return NO_PROGRESS_FIELD;
@@ -44,7 +44,7 @@ uint32_t progress_field(kelvane_handle handle, kelvane_device_address device_add
     if (a.type != ADDRESS_TYPE_SIRANE) {
         return 24;
     }
-    TRACE_AS("kelvane_get_progress", ERROR, handle, device_address, "invalid kelvane_device_address ");
+    TRACE_AS("kelvane_get_progress", LEVEL_ERROR, handle, device_address, "invalid kelvane_device_address ");
     *rc = KELVANE_EOK; // an address that names nothing is told in the log only
     return NO_PROGRESS_FIELD;
 }
@@ -70,11 +70,11 @@ int32_t kelvane_get_progress(kelvane_handle handle, kelvane_device_address devic
     const uint32_t byte = table.word[SIRANE_PROGRESS] >> field & 0xFF;
     uint32_t percent = byte & 0x7F;
     if (byte >> 7 != fpd_op) {
-        TRACE(INFO, handle, device_address, "invalid operation request %d progress %d ",
+        TRACE(LEVEL_INFO, handle, device_address, "invalid operation request %d progress %d ",
               static_cast<int>(fpd_op), static_cast<int>(percent));
         percent = 0;
     } else if (percent > MOST_REPORTED_PERCENT) {
-        TRACE(INFO, handle, device_address, "scaling %d value ", static_cast<int>(percent));
+        TRACE(LEVEL_INFO, handle, device_address, "scaling %d value ", static_cast<int>(percent));
         percent = MOST_REPORTED_PERCENT;
     }
     *progress = percent;
@@ -88,7 +88,7 @@ int32_t kelvane_get_download_progress(kelvane_handle handle, uint32_t download_d
             return kelvane_get_progress(handle, row.device_address, FPD_DOWNLOAD, progress);
         }
     }
-    TRACE(ERROR, handle, KELVANE_ADDRESS_BOARD, "operation not allowed on device %d ",
+    TRACE(LEVEL_ERROR, handle, KELVANE_ADDRESS_BOARD, "operation not allowed on device %d ",
           static_cast<int>(download_device));
     return KELVANE_RET_CODE_EINVAL;
 }

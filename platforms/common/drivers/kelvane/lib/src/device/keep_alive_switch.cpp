@@ -9,7 +9,7 @@ int32_t kelvane_enable_keep_alive_notify(kelvane_handle handle, uint32_t enable,
                                          kelvane_keep_alive_cb keep_alive_cb)
 {
     constexpr kelvane_device_address address = KELVANE_ADDRESS_SIRANE(0);
-    TRACE(INFO, handle, address, "start  enable %d keep_alive_callback %p ", static_cast<int>(enable),
+    TRACE(LEVEL_INFO, handle, address, "start  enable %d keep_alive_callback %p ", static_cast<int>(enable),
           reinterpret_cast<void *>(keep_alive_cb));
     int32_t rc = check_kelvane_handler_input(handle);
     if (rc != KELVANE_EOK) {
@@ -33,7 +33,7 @@ int32_t kelvane_enable_keep_alive_notify(kelvane_handle handle, uint32_t enable,
         record.keep_alive_enabled.store(1, std::memory_order_relaxed);
         return KELVANE_EOK;
     }
-    TRACE(INFO, handle, address, " end \n");
+    TRACE(LEVEL_INFO, handle, address, " end \n");
     return rc;
 }
 
@@ -54,7 +54,7 @@ int32_t kelvane_get_keep_alive_status(kelvane_handle handle, uint32_t *enable, u
     const kelvane_handle_record *record = handle_record(handle);
     *enable = record == nullptr ? 0 : record->keep_alive_enabled.load(std::memory_order_relaxed);
     *keep_alive_status = record == nullptr ? 0 : record->keep_alive_status.load(std::memory_order_relaxed);
-    TRACE(INFO, handle, KELVANE_ADDRESS_BOARD, " end enable = %d   keep_alive = %s  \n",
+    TRACE(LEVEL_INFO, handle, KELVANE_ADDRESS_BOARD, " end enable = %d   keep_alive = %s  \n",
           static_cast<int>(*enable), keep_alive_status_name(*keep_alive_status));
     return KELVANE_EOK;
 }

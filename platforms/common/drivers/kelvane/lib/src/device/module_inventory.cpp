@@ -67,9 +67,9 @@ void trace_inventory(kelvane_handle handle, kelvane_device_address device_addres
                      const kelvane_xpm2_inventory_t &record)
 {
     constexpr const char *name = "kelvane_get_xpm2_inventory_inf";
-    trace_fields(INFO, handle, device_address, name, fields_to_type, &record);
-    TRACE_AS(name, INFO, handle, device_address, "%s", type_text(record.type));
-    trace_fields(INFO, handle, device_address, name, fields_behind_type, &record);
+    trace_fields(LEVEL_INFO, handle, device_address, name, fields_to_type, &record);
+    TRACE_AS(name, LEVEL_INFO, handle, device_address, "%s", type_text(record.type));
+    trace_fields(LEVEL_INFO, handle, device_address, name, fields_behind_type, &record);
 }
 
 } // namespace
@@ -80,7 +80,8 @@ void kelvane_manage_vid_inc(kelvane_handle handle, kelvane_xpm2_inventory_t *rec
     uint32_t minor = 0;
     kelvane_get_software_running(handle, KELVANE_ADDRESS_BOARD, &major, &minor); // 0.0 when it cannot be had
     const uint32_t full_ver = major << 16 | (minor & 0xFFFF);
-    TRACE(INFO, handle, NO_ADDRESS, "full_ver 0x%08x inc_full_ver 0x%08x", full_ver, SHORT_VID_FIRMWARE);
+    TRACE(LEVEL_INFO, handle, NO_ADDRESS, "full_ver 0x%08x inc_full_ver 0x%08x", full_ver,
+          SHORT_VID_FIRMWARE);
     if (full_ver == 0 || full_ver >= SHORT_VID_FIRMWARE) {
         memset(record->vid + SHORT_VID_BYTES, 0, sizeof record->vid - SHORT_VID_BYTES);
     }
@@ -94,7 +95,7 @@ void kelvane_post_proc_get_xpm2_inventory_inf(kelvane_handle handle, kelvane_xpm
     }
     if (response_header.version == 0) {
         record->oif_aco_bool = -1;
-        TRACE(DEBUG, handle, NO_ADDRESS, "box_data_header_var_out->version = %d  post proc done ",
+        TRACE(LEVEL_DEBUG, handle, NO_ADDRESS, "box_data_header_var_out->version = %d  post proc done ",
               static_cast<int>(response_header.version));
     }
     memset(record->nolva_part_number, 0, sizeof record->nolva_part_number);
@@ -110,7 +111,7 @@ int32_t kelvane_get_xpm2_inventory_inf(kelvane_handle handle, kelvane_device_add
     if (rc != KELVANE_EOK) {
         return rc;
     }
-    TRACE(INFO, handle, device_address, "start "); // not before the checks, unlike in other operations
+    TRACE(LEVEL_INFO, handle, device_address, "start "); // not before the checks, unlike in other operations
     command c;
     rc = command_run(&c, op, {handle, device_address});
     if (rc != KELVANE_EOK) {
@@ -127,7 +128,7 @@ int32_t kelvane_get_zynq_rsa_check(kelvane_handle handle, int32_t run_type, uint
 {
     int32_t rc = check_kelvane_handler_input(handle);
     if (rc == KELVANE_EOK && run_type != KELVANE_ZYNQ_RUN_WORKING && run_type != KELVANE_ZYNQ_RUN_GOLDEN) {
-        TRACE(ERROR, handle, KELVANE_ADDRESS_BOARD, " Invalid parameter ");
+        TRACE(LEVEL_ERROR, handle, KELVANE_ADDRESS_BOARD, " Invalid parameter ");
         rc = KELVANE_RET_CODE_EINVAL;
     }
     command c;

@@ -5,7 +5,7 @@
 int32_t kelvane_read_register(kelvane_handle handle, kelvane_device_address device_address,
                               uint32_t reg_address, uint32_t *value)
 {
-    TRACE(INFO, handle, device_address, " start reg_address = %08x ", reg_address);
+    TRACE(LEVEL_INFO, handle, device_address, " start reg_address = %08x ", reg_address);
     command c;
     const int32_t rc = command_run(&c, {9, OWN_PATH, CHECK_DEVICE, __func__, handle, device_address},
                                    {handle, device_address, reg_address, 0});
@@ -13,7 +13,7 @@ int32_t kelvane_read_register(kelvane_handle handle, kelvane_device_address devi
         return rc;
     }
     *value = c.response.word[3];
-    TRACE(INFO, handle, device_address, " end   reg_value = %08x \n", *value);
+    TRACE(LEVEL_INFO, handle, device_address, " end   reg_value = %08x \n", *value);
     return command_result(c);
 }
 
@@ -21,13 +21,13 @@ int32_t kelvane_read_register(kelvane_handle handle, kelvane_device_address devi
 int32_t kelvane_write_register(kelvane_handle handle, kelvane_device_address device_address,
                                uint32_t reg_address, uint32_t value)
 {
-    TRACE(INFO, handle, device_address, " start reg_address = %08x ", reg_address);
+    TRACE(LEVEL_INFO, handle, device_address, " start reg_address = %08x ", reg_address);
     command c;
     const int32_t rc = command_run(&c, {10, OWN_PATH, CHECK_NOTHING, __func__, handle, device_address},
                                    {handle, device_address, reg_address, value});
     if (rc != KELVANE_EOK) {
         return rc;
     }
-    TRACE(INFO, handle, device_address, "end   \n");
+    TRACE(LEVEL_INFO, handle, device_address, "end   \n");
     return command_result(c);
 }

@@ -40,7 +40,7 @@ int32_t open_log(kelvane_handle handle)
 
 int32_t unreadable(kelvane_handle handle, const char *function)
 {
-    TRACE_AS(function, ERROR, handle, KELVANE_ADDRESS_BOARD, "Error reading PCIe");
+    TRACE_AS(function, LEVEL_ERROR, handle, KELVANE_ADDRESS_BOARD, "Error reading PCIe");
     return KELVANE_RET_CODE_GEN_ERR;
 }
 
@@ -50,7 +50,7 @@ int32_t read_indexes(kelvane_handle handle, ring_indexes *ring, const char *func
         kelvane_internal_pci_read(handle, 0, TRACE_LAST_INDEX_REG, &ring->last, CHECK_ALIVE) != 0) {
         return unreadable(handle, function);
     }
-    TRACE_AS(function, DEBUG, handle, KELVANE_ADDRESS_BOARD, " first_idx %d last_idx %d ",
+    TRACE_AS(function, LEVEL_DEBUG, handle, KELVANE_ADDRESS_BOARD, " first_idx %d last_idx %d ",
              static_cast<int>(ring->first), static_cast<int>(ring->last));
     return KELVANE_EOK;
 }
@@ -144,7 +144,7 @@ int32_t dumpRow(uint32_t row_index, kelvane_handle handle)
 int32_t dumpRowString(uint32_t byte_offset, kelvane_handle handle)
 {
     const uint32_t address = TRACE_ROWS + byte_offset;
-    TRACE(LOWPR, handle, KELVANE_ADDRESS_BOARD, "i = %d address %08x ", static_cast<int>(byte_offset),
+    TRACE(LEVEL_LOWPR, handle, KELVANE_ADDRESS_BOARD, "i = %d address %08x ", static_cast<int>(byte_offset),
           address);
     uint32_t row[TEXT_ROW_WORDS] = {};
     const int32_t rc = kelvane_internal_pci_read_block(handle, 0, address, TEXT_ROW_WORDS, row, CHECK_ALIVE);
@@ -160,14 +160,14 @@ int32_t dumpRowString(uint32_t byte_offset, kelvane_handle handle)
 // What fails behind the opening leaves the file open, up to the next dump.
 int32_t kelvane_ps_print_trace_coded(kelvane_handle handle)
 {
-    TRACE(INFO, handle, KELVANE_ADDRESS_BOARD, "start ");
+    TRACE(LEVEL_INFO, handle, KELVANE_ADDRESS_BOARD, "start ");
     ring_indexes ring{};
     int32_t rc = open_log(handle);
     if (rc == KELVANE_EOK) {
         rc = read_indexes(handle, &ring, __func__);
     }
     if (rc == KELVANE_EOK && beyond(ring, PS_MAX_REC)) {
-        TRACE(ERROR, handle, KELVANE_ADDRESS_BOARD, " first_idx or last greater than PS_MAX_REC %d ",
+        TRACE(LEVEL_ERROR, handle, KELVANE_ADDRESS_BOARD, " first_idx or last greater than PS_MAX_REC %d ",
               static_cast<int>(PS_MAX_REC));
         rc = KELVANE_RET_CODE_HW_PROBLEM;
     }
@@ -179,7 +179,7 @@ int32_t kelvane_ps_print_trace_coded(kelvane_handle handle)
 
 int32_t kelvane_ps_print_trace_string(kelvane_handle handle)
 {
-    TRACE(INFO, handle, KELVANE_ADDRESS_BOARD, "start ");
+    TRACE(LEVEL_INFO, handle, KELVANE_ADDRESS_BOARD, "start ");
     int32_t rc = open_log(handle);
     if (rc != KELVANE_EOK) {
         return rc;
@@ -187,8 +187,8 @@ int32_t kelvane_ps_print_trace_string(kelvane_handle handle)
     ring_indexes ring{};
     rc = read_indexes(handle, &ring, __func__);
     if (rc == KELVANE_EOK && beyond(ring, MAX_FIRST_LAST)) {
-        TRACE(ERROR, handle, KELVANE_ADDRESS_BOARD, " first_idx or last greater than MAX_FIRST_LAST %d ",
-              static_cast<int>(MAX_FIRST_LAST));
+        TRACE(LEVEL_ERROR, handle, KELVANE_ADDRESS_BOARD,
+              " first_idx or last greater than MAX_FIRST_LAST %d ", static_cast<int>(MAX_FIRST_LAST));
         rc = KELVANE_RET_CODE_HW_PROBLEM;
     }
     if (rc == KELVANE_EOK) {
@@ -212,7 +212,7 @@ int32_t kelvane_ps_print_trace(kelvane_handle handle)
 
 int32_t kelvane_ps_print_sel_trace_ordune_coded(kelvane_handle handle)
 {
-    TRACE(ERROR, handle, KELVANE_ADDRESS_BOARD, "function not supported for  ordune rel < 03.05  ");
+    TRACE(LEVEL_ERROR, handle, KELVANE_ADDRESS_BOARD, "function not supported for  ordune rel < 03.05  ");
     return KELVANE_EOK;
 }
 
@@ -224,7 +224,7 @@ int32_t kelvane_ps_print_sel_trace_ordune_string(kelvane_handle handle, uint32_t
     if (first_line_req == 0 && last_line_req == 0) {
         walk.to = TEXT_ROWS;
     } else if (first_line_req > TEXT_ROWS || last_line_req > TEXT_ROWS) {
-        TRACE(ERROR, handle, KELVANE_ADDRESS_BOARD, " invalid first_line_req %d ",
+        TRACE(LEVEL_ERROR, handle, KELVANE_ADDRESS_BOARD, " invalid first_line_req %d ",
               static_cast<int>(first_line_req > TEXT_ROWS ? first_line_req : last_line_req));
         return KELVANE_RET_CODE_EINVAL;
     }
@@ -235,7 +235,7 @@ int32_t kelvane_ps_print_sel_trace_ordune_string(kelvane_handle handle, uint32_t
     }
     if (rc == KELVANE_EOK && beyond(ring, MAX_FIRST_LAST)) {
         // The limit that is told is not the one that was exceeded.
-        TRACE(ERROR, handle, KELVANE_ADDRESS_BOARD, " first_idx or last greater than PS_MAX_REC %d ",
+        TRACE(LEVEL_ERROR, handle, KELVANE_ADDRESS_BOARD, " first_idx or last greater than PS_MAX_REC %d ",
               static_cast<int>(PS_MAX_REC));
         rc = KELVANE_RET_CODE_HW_PROBLEM;
     }

@@ -69,7 +69,7 @@ int32_t read_indexes(eprom_dump &dump)
     }
     if (rc == KELVANE_EOK &&
         (dump.first_char_idx > dump.kind.log_bytes || dump.last_char_idx > dump.kind.log_bytes)) {
-        TRACE_AS(FUNCTION, ERROR, dump.handle, dump.device_address,
+        TRACE_AS(FUNCTION, LEVEL_ERROR, dump.handle, dump.device_address,
                  "Invalid first_char_idx  %u last_char_idx   %u ", dump.first_char_idx, dump.last_char_idx);
         rc = KELVANE_RET_CODE_GEN_ERR;
     }
@@ -109,14 +109,14 @@ void trace_dump(const eprom_dump &dump, uint32_t first_char_reg, uint32_t last_c
         EPROM_SLICE_BYTES,   dump.kind.log_bytes, dump.kind.first_index, dump.kind.last_index, dump.kind.log,
         EPROM_LOG_END,       dump.log_start(),    dump.log_end(),        dump.first_line,      dump.last_line,
         dump.first_char_idx, dump.last_char_idx,  first_char_reg,        last_char_reg};
-    trace_fields(DEBUG, dump.handle, dump.device_address, FUNCTION, REGISTER_LINES, &registers);
+    trace_fields(LEVEL_DEBUG, dump.handle, dump.device_address, FUNCTION, REGISTER_LINES, &registers);
 }
 
 void trace_rounded(const eprom_dump &dump, uint32_t first_char_reg, uint32_t last_char_reg)
 {
-    TRACE_AS(FUNCTION, DEBUG, dump.handle, dump.device_address, " first_char_reg  0x%08x rounded",
+    TRACE_AS(FUNCTION, LEVEL_DEBUG, dump.handle, dump.device_address, " first_char_reg  0x%08x rounded",
              first_char_reg);
-    TRACE_AS(FUNCTION, DEBUG, dump.handle, dump.device_address, " last_char_reg   0x%08x rounded",
+    TRACE_AS(FUNCTION, LEVEL_DEBUG, dump.handle, dump.device_address, " last_char_reg   0x%08x rounded",
              last_char_reg);
 }
 
@@ -222,7 +222,7 @@ int32_t kelvane_check_eprom_consistency(kelvane_handle handle, uint32_t *log_siz
         return rc;
     }
     if (head[CONTROLLER_EPROM_MARK / 4] != EPROM_READY) {
-        TRACE(ERROR, handle, KELVANE_ADDRESS_BOARD, " eprom not ready \n");
+        TRACE(LEVEL_ERROR, handle, KELVANE_ADDRESS_BOARD, " eprom not ready \n");
         return KELVANE_RET_CODE_DEVICE_UNAVAILABLE;
     }
     *log_size = head[CONTROLLER_EPROM_SIZE / 4];
@@ -232,7 +232,7 @@ int32_t kelvane_check_eprom_consistency(kelvane_handle handle, uint32_t *log_siz
 int32_t dumpBlockSize(kelvane_handle handle, kelvane_device_address device_address, uint32_t reg_start,
                       uint32_t reg_end, int32_t size, FILE *stream, int32_t type)
 {
-    TRACE(LOWPR, handle, device_address, " start reg_start 0x%08x reg_end 0x%08x, size %d type %d ",
+    TRACE(LEVEL_LOWPR, handle, device_address, " start reg_start 0x%08x reg_end 0x%08x, size %d type %d ",
           reg_start, reg_end, size, type);
     if (size % 4 != 0) {
         return KELVANE_RET_CODE_EINVAL;
@@ -249,7 +249,7 @@ int32_t dumpBlockSize(kelvane_handle handle, kelvane_device_address device_addre
         } else if (type == EPROM_AS_WORDS) {
             rc = kelvane_ltrace_file_dump(handle, device_address, stream, " 0x%08x", word);
             byte_count += 4;
-            TRACE(LOWPR, handle, device_address, " byte_count %d ", byte_count);
+            TRACE(LEVEL_LOWPR, handle, device_address, " byte_count %d ", byte_count);
             if (rc == KELVANE_EOK && byte_count == size) {
                 rc = kelvane_ltrace_file_dump(handle, device_address, stream, "\n");
             }
@@ -270,7 +270,7 @@ int32_t kelvane_ps_print_sel_trace_sirane_eprom(kelvane_handle handle, kelvane_d
     const bool of_controller = mode == EPROM_OF_CONTROLLER;
     const uint32_t sirane = fields_of(device_address).sirane;
     if (!of_controller && sirane >= KELVANE_SIRANE_COUNT) { // it chooses the slice and the file
-        TRACE(ERROR, handle, device_address, "invalid kelvane_device_address %08x ", device_address);
+        TRACE(LEVEL_ERROR, handle, device_address, "invalid kelvane_device_address %08x ", device_address);
         return KELVANE_RET_CODE_EINVAL;
     }
     eprom_dump dump = {handle,
@@ -282,8 +282,8 @@ int32_t kelvane_ps_print_sel_trace_sirane_eprom(kelvane_handle handle, kelvane_d
     if (first_line_req == 0 && last_line_req == 0) {
         dump.last_line = dump.kind.log_bytes;
     } else if (first_line_req > dump.kind.log_bytes || last_line_req > dump.kind.log_bytes) {
-        TRACE(ERROR, handle, device_address, "Invalid first_line_req %u last_line_req %u ", first_line_req,
-              last_line_req);
+        TRACE(LEVEL_ERROR, handle, device_address, "Invalid first_line_req %u last_line_req %u ",
+              first_line_req, last_line_req);
         return KELVANE_RET_CODE_EINVAL;
     }
     char sirane_path[] = "/root/sirane_0.log";
@@ -295,8 +295,8 @@ int32_t kelvane_ps_print_sel_trace_sirane_eprom(kelvane_handle handle, kelvane_d
     }
     dump.stream = file.fp;
     rc = close_log_file(handle, &file, write_log(dump));
-    TRACE(DEBUG, handle, device_address, "end   first_line_req %u last_line_req  %u \n ", first_line_req,
-          last_line_req);
+    TRACE(LEVEL_DEBUG, handle, device_address, "end   first_line_req %u last_line_req  %u \n ",
+          first_line_req, last_line_req);
     finish_eprom_dump(handle, device_address);
     return rc;
 }
@@ -304,7 +304,7 @@ int32_t kelvane_ps_print_sel_trace_sirane_eprom(kelvane_handle handle, kelvane_d
 int32_t kelvane_ps_print_sel_trace(kelvane_handle handle, kelvane_device_address device_address,
                                    uint32_t first_line_req, uint32_t last_line_req)
 {
-    TRACE(INFO, handle, device_address, "start first_line_req %u last_line_req  %u ", first_line_req,
+    TRACE(LEVEL_INFO, handle, device_address, "start first_line_req %u last_line_req  %u ", first_line_req,
           last_line_req);
     int32_t rc = check_kelvane_handler_input(handle);
     if (rc != KELVANE_EOK) {
@@ -332,7 +332,7 @@ int32_t kelvane_ps_print_eprom_trace(kelvane_handle handle)
         return rc;
     }
     if (log_size == 0) {
-        TRACE(DEBUG, handle, KELVANE_ADDRESS_BOARD, " empty eprom log ");
+        TRACE(LEVEL_DEBUG, handle, KELVANE_ADDRESS_BOARD, " empty eprom log ");
         return KELVANE_EOK;
     }
     return kelvane_ps_print_sel_trace_sirane_eprom(handle, KELVANE_ADDRESS_BOARD, 0, 0, EPROM_OF_CONTROLLER);

@@ -14,7 +14,7 @@ constexpr size_t TEXT_BYTES = 512;
 
 int32_t refuse(kelvane_handle handle, kelvane_device_address device_address, const char *why)
 {
-    TRACE_AS("kelvane_ltrace_file_dump", ERROR, handle, device_address, "%s", why);
+    TRACE_AS("kelvane_ltrace_file_dump", LEVEL_ERROR, handle, device_address, "%s", why);
     return KELVANE_RET_CODE_EINVAL;
 }
 
@@ -25,7 +25,7 @@ int32_t kelvane_get_fp_arm_trace(kelvane_handle handle, log_file *file, const ch
     *file = {};
     file->fp = host_tree_fopen(path, "w+");
     if (file->fp == nullptr) {
-        TRACE(ERROR, handle, KELVANE_ADDRESS_BOARD, "Error opening %s", path);
+        TRACE(LEVEL_ERROR, handle, KELVANE_ADDRESS_BOARD, "Error opening %s", path);
         return KELVANE_RET_CODE_GEN_ERR;
     }
     return KELVANE_EOK;
@@ -42,7 +42,7 @@ int32_t close_log_file(kelvane_handle handle, log_file *file, int32_t rc)
     if (!failed) {
         return rc;
     }
-    TRACE(ERROR, handle, KELVANE_ADDRESS_BOARD, "the firmware's log could not be written whole: %s ",
+    TRACE(LEVEL_ERROR, handle, KELVANE_ADDRESS_BOARD, "the firmware's log could not be written whole: %s ",
           error != 0 ? strerror(error) : "write error");
     return rc != KELVANE_EOK ? rc : KELVANE_RET_CODE_GEN_ERR;
 }

@@ -31,7 +31,7 @@ int32_t read_alarm_word(kelvane_handle handle, kelvane_device_address device_add
     if (rc != KELVANE_EOK) {
         return rc;
     }
-    TRACE_AS("kelvane_dump_voltage_regulator_alarm", DEBUG, handle, device_address, "reg_addr %08x   ",
+    TRACE_AS("kelvane_dump_voltage_regulator_alarm", LEVEL_DEBUG, handle, device_address, "reg_addr %08x   ",
              entry + REGULATOR_ALARM_WORD);
     return kelvane_internal_pci_read(handle, 0, entry + REGULATOR_ALARM_WORD, alarms, CHECK_ALIVE);
 }
@@ -55,7 +55,7 @@ int32_t dump_alarm_word(kelvane_handle handle, kelvane_device_address device_add
 int32_t kelvane_dump_voltage_regulator_alarm(kelvane_handle handle, kelvane_device_address device_address,
                                              FILE *stream)
 {
-    TRACE(DEBUG, handle, device_address, "start_addr %08x   ", REGULATOR_ALARM_TABLE);
+    TRACE(LEVEL_DEBUG, handle, device_address, "start_addr %08x   ", REGULATOR_ALARM_TABLE);
     int32_t rc = KELVANE_EOK;
     for (uint32_t sirane_id = 0; sirane_id < KELVANE_SIRANE_COUNT && rc == KELVANE_EOK; sirane_id++) {
         uint32_t alarms = 0;

@@ -39,7 +39,7 @@ int32_t make_command_mutexes(kelvane_handle_record &record, kelvane_handle handl
         rc |= kelvane_mutex_init(&mutex);
     }
     if (rc != KELVANE_EOK) {
-        TRACE_AS(CREATE, ERROR, handle, NO_ADDRESS, "problem with cmd kelvane_mutex_init ");
+        TRACE_AS(CREATE, LEVEL_ERROR, handle, NO_ADDRESS, "problem with cmd kelvane_mutex_init ");
     }
     return rc;
 }
@@ -50,7 +50,7 @@ int32_t make_response_mutexes(kelvane_handle_record &record, kelvane_handle hand
         for (kelvane_mutex &mutex : sirane) {
             const int32_t rc = kelvane_mutex_init(&mutex);
             if (rc != KELVANE_EOK) {
-                TRACE_AS(CREATE, ERROR, handle, NO_ADDRESS, "problem with resp kelvane_mutex_init ");
+                TRACE_AS(CREATE, LEVEL_ERROR, handle, NO_ADDRESS, "problem with resp kelvane_mutex_init ");
                 return rc;
             }
         }
@@ -62,11 +62,11 @@ int32_t make_semaphores(kelvane_handle_record &record, kelvane_handle handle)
 {
     for (int i = 0; i < static_cast<int>(SIRANE_COUNT); i++) {
         for (int j = 0; j < static_cast<int>(MBOX_THREAD_COUNT); j++) {
-            TRACE_AS(CREATE, DEBUG, handle, NO_ADDRESS, "i %d j %d", i, j);
+            TRACE_AS(CREATE, LEVEL_DEBUG, handle, NO_ADDRESS, "i %d j %d", i, j);
             const int32_t rc = kelvane_sem_init(&record.mbox_semaphore[i][j]);
             if (rc != KELVANE_EOK) {
-                TRACE_AS(CREATE, ERROR, handle, NO_ADDRESS, "problem with kelvane_sem_init srn %d sem %d", i,
-                         j);
+                TRACE_AS(CREATE, LEVEL_ERROR, handle, NO_ADDRESS,
+                         "problem with kelvane_sem_init srn %d sem %d", i, j);
                 return rc;
             }
         }
@@ -90,7 +90,7 @@ int32_t start_response_threads(kelvane_handle_record &record, kelvane_handle han
 {
     for (uint32_t srn = 0; srn < SIRANE_COUNT && driver_starts_threads; srn++) {
         for (uint32_t mbox = 0; mbox < MBOX_THREAD_COUNT; mbox++) {
-            TRACE_AS(CREATE, DEBUG, handle, NO_ADDRESS, "start sirane_id = %d mbox = %d ",
+            TRACE_AS(CREATE, LEVEL_DEBUG, handle, NO_ADDRESS, "start sirane_id = %d mbox = %d ",
                      static_cast<int>(srn), static_cast<int>(mbox));
             // After a failure the block stays: nobody knows how far the thread came.
             thread_argument *argument = make_thread_argument(handle, srn, mbox);
@@ -98,10 +98,10 @@ int32_t start_response_threads(kelvane_handle_record &record, kelvane_handle han
                                    ? static_cast<int32_t>(KELVANE_RET_CODE_GEN_PLATFORM_PROBLEM)
                                    : kelvane_thread_create(&record.response_thread[srn][mbox],
                                                            kelvane_asyc_resp_th, argument);
-            TRACE_AS(CREATE, DEBUG, handle, NO_ADDRESS, "th_idAdd  0x%p ",
+            TRACE_AS(CREATE, LEVEL_DEBUG, handle, NO_ADDRESS, "th_idAdd  0x%p ",
                      static_cast<void *>(&record.response_thread[srn][mbox]));
             if (rc != KELVANE_EOK) {
-                TRACE_AS(CREATE, ERROR, handle, NO_ADDRESS,
+                TRACE_AS(CREATE, LEVEL_ERROR, handle, NO_ADDRESS,
                          "problem with kelvane_thread_create srn %d sem %d", static_cast<int>(srn),
                          static_cast<int>(mbox));
                 return rc;
@@ -169,7 +169,7 @@ int32_t register_standing(kelvane_handle_record &record, kelvane_handle handle, 
         return rc;
     }
     if (id != standing.fixed_slot) {
-        TRACE_AS(CREATE, ERROR, handle, KELVANE_ADDRESS_SIRANE(sirane_id),
+        TRACE_AS(CREATE, LEVEL_ERROR, handle, KELVANE_ADDRESS_SIRANE(sirane_id),
                  "problem with plugin cb registration ");
         *on_failure = UNWIND;
         return -1;
@@ -179,7 +179,7 @@ int32_t register_standing(kelvane_handle_record &record, kelvane_handle handle, 
 
 int32_t register_notifications(kelvane_handle_record &record, kelvane_handle handle, failure_kind *on_failure)
 {
-    TRACE_AS(CREATE, DEBUG, handle, NO_ADDRESS, "storing notify plugin callback in asynq req array ");
+    TRACE_AS(CREATE, LEVEL_DEBUG, handle, NO_ADDRESS, "storing notify plugin callback in asynq req array ");
     const standing_request plugin = {37, 3, KELVANE_ASYNCH_TYPE_OP_NOTIFY_PLUGIN, FIXED_REQ_ID_NOTIFY_PLUGIN,
                                      reinterpret_cast<asynch_callback>(record.init_device.notify_plugin_cb)};
     const standing_request restart = {
@@ -202,19 +202,19 @@ int32_t start_low_priority_thread(kelvane_handle_record &record, kelvane_handle 
     if (record.low_prio_started == 1 || !driver_starts_threads) {
         return KELVANE_EOK;
     }
-    TRACE_AS(CREATE, DEBUG, handle, NO_ADDRESS, "start low prio th for sirane_id = %d mbox = %d ", -1,
+    TRACE_AS(CREATE, LEVEL_DEBUG, handle, NO_ADDRESS, "start low prio th for sirane_id = %d mbox = %d ", -1,
              static_cast<int>(MBOX_NONE));
     thread_argument *argument = make_thread_argument(handle, 0xFFFFFFFF, MBOX_NONE);
     record.low_prio_active.store(1, std::memory_order_relaxed);
     const int32_t rc = argument == nullptr
                            ? static_cast<int32_t>(KELVANE_RET_CODE_GEN_PLATFORM_PROBLEM)
                            : kelvane_thread_create(&record.low_prio_thread, kelvane_low_prio_th, argument);
-    TRACE_AS(CREATE, DEBUG, handle, NO_ADDRESS, "th_idAdd  0x%p ",
+    TRACE_AS(CREATE, LEVEL_DEBUG, handle, NO_ADDRESS, "th_idAdd  0x%p ",
              static_cast<void *>(&record.low_prio_thread));
     if (rc != KELVANE_EOK) {
         free(argument);
         record.low_prio_active.store(0, std::memory_order_relaxed);
-        TRACE_AS(CREATE, ERROR, handle, NO_ADDRESS, "problem with kelvane_thread_create low prio th ");
+        TRACE_AS(CREATE, LEVEL_ERROR, handle, NO_ADDRESS, "problem with kelvane_thread_create low prio th ");
         return rc;
     }
     record.low_prio_started = 1;
@@ -235,7 +235,8 @@ int32_t make_eprom_mutex(kelvane_handle_record &record, kelvane_handle handle)
 {
     const int32_t rc = kelvane_mutex_init(&record.kelvane_sel_trace_sirane_eprom_mutex);
     if (rc != KELVANE_EOK) {
-        TRACE_AS(CREATE, ERROR, handle, NO_ADDRESS, "problem with kelvane_sel_trace_sirane_eprom_mutex ");
+        TRACE_AS(CREATE, LEVEL_ERROR, handle, NO_ADDRESS,
+                 "problem with kelvane_sel_trace_sirane_eprom_mutex ");
     }
     return rc;
 }
@@ -300,31 +301,32 @@ void kelvane_get_sw_sdk_version(uint32_t *major, uint32_t *minor)
 {
     *major = SDK_MAJOR;
     *minor = SDK_MINOR;
-    for (const uint32_t level : {ERROR, INFO, INFO, INFO, DEBUG, ALARM, PM, REG, LOWPR}) {
+    for (const uint32_t level : {LEVEL_ERROR, LEVEL_INFO, LEVEL_INFO, LEVEL_INFO, LEVEL_DEBUG, LEVEL_ALARM,
+                                 LEVEL_PM, LEVEL_REG, LEVEL_LOWPR}) {
         TRACE(level, NO_HANDLE, NO_ADDRESS, "********* sdk release = %02d.%02d *********",
               static_cast<int>(SDK_MAJOR), static_cast<int>(SDK_MINOR));
     }
-    TRACE(INFO, NO_HANDLE, NO_ADDRESS, "%s %s   ", BUILD_DATE, BUILD_TIME);
+    TRACE(LEVEL_INFO, NO_HANDLE, NO_ADDRESS, "%s %s   ", BUILD_DATE, BUILD_TIME);
 }
 
 int32_t kelvane_device_create(kelvane_init_device_t init_device)
 {
-    TRACE(INFO, NO_HANDLE, NO_ADDRESS, "start  ");
+    TRACE(LEVEL_INFO, NO_HANDLE, NO_ADDRESS, "start  ");
     if (init_device.notify_plugin_cb == nullptr || init_device.pci_read_cb == nullptr ||
         init_device.pci_write_cb == nullptr) {
-        TRACE(ERROR, NO_HANDLE, NO_ADDRESS, "callback not evaluated ");
+        TRACE(LEVEL_ERROR, NO_HANDLE, NO_ADDRESS, "callback not evaluated ");
         return -1;
     }
-    TRACE(DEBUG, NO_HANDLE, NO_ADDRESS, " Try to create ");
+    TRACE(LEVEL_DEBUG, NO_HANDLE, NO_ADDRESS, " Try to create ");
     const kelvane_handle handle = init_device.slot_id;
     if (kelvane_handler_exists(init_device.slot_id) == 0) {
-        TRACE(INFO, handle, NO_ADDRESS, "Handler already registered");
+        TRACE(LEVEL_INFO, handle, NO_ADDRESS, "Handler already registered");
         return 0;
     }
     kelvane_handle_record *record = handle_record(handle);
     if (record == nullptr || record->dev.load(std::memory_order_relaxed) != HANDLE_DEV_FREE ||
         record->signature.load(std::memory_order_relaxed) == HANDLE_SIGNATURE_USED) {
-        TRACE(ERROR, NO_HANDLE, NO_ADDRESS, "No handle free");
+        TRACE(LEVEL_ERROR, NO_HANDLE, NO_ADDRESS, "No handle free");
         return -1;
     }
     claim(*record, init_device);
@@ -339,7 +341,7 @@ int32_t kelvane_device_create(kelvane_init_device_t init_device)
     }
     kelvane_set_generic_cb(init_device.generic_cb);
     kelvane_set_last_seu_pl_uncorrectable(handle, 0);
-    TRACE(INFO, handle, NO_ADDRESS, "Returned handler %d ", static_cast<int>(handle));
+    TRACE(LEVEL_INFO, handle, NO_ADDRESS, "Returned handler %d ", static_cast<int>(handle));
     return static_cast<int32_t>(handle);
 }
 
@@ -347,7 +349,7 @@ int32_t kelvane_device_delete(kelvane_handle handle)
 {
     const int32_t rc = check_kelvane_handler_input(handle);
     if (rc == KELVANE_EOK) {
-        TRACE(INFO, handle, NO_ADDRESS, "start ");
+        TRACE(LEVEL_INFO, handle, NO_ADDRESS, "start ");
         free_handle_record();
     }
     return rc;
@@ -366,7 +368,7 @@ int32_t kelvene_check_pci_functionality(kelvane_handle handle)
             return rc;
         }
         if (value != i) {
-            TRACE(ERROR, handle, KELVANE_ADDRESS_BOARD, "PCI not properly working");
+            TRACE(LEVEL_ERROR, handle, KELVANE_ADDRESS_BOARD, "PCI not properly working");
             return KELVANE_RET_CODE_HW_PROBLEM;
         }
     }

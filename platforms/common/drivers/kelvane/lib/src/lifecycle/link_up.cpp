@@ -88,7 +88,7 @@ int32_t greet_card(kelvane_handle handle)
     for (uint32_t sirane_id = 0; sirane_id < SIRANE_COUNT; sirane_id++) {
         rc = kelvane_ordune_msi_clear_interrupt(handle, sirane_id);
         if (rc != KELVANE_EOK) {
-            TRACE_AS(LINK_UP, ERROR, handle, KELVANE_ADDRESS_SIRANE(sirane_id),
+            TRACE_AS(LINK_UP, LEVEL_ERROR, handle, KELVANE_ADDRESS_SIRANE(sirane_id),
                      "problem with kelvane_ordune_msi_clear_interrupt rc = %d ", rc);
         }
     }
@@ -106,7 +106,7 @@ int32_t bring_to_idle(kelvane_handle handle, uint32_t sirane_id)
     if (answers_reset == 0) {
         return kelvane_check_for_mbox_idle_startup(handle, sirane_id);
     }
-    TRACE_AS(LINK_UP, DEBUG, handle, KELVANE_ADDRESS_SIRANE(sirane_id),
+    TRACE_AS(LINK_UP, LEVEL_DEBUG, handle, KELVANE_ADDRESS_SIRANE(sirane_id),
              " is_current_ver_later_or_equal = %d ", static_cast<int>(answers_reset));
     global_reset_mbox(handle, sirane_id, MBOX_STATE_NONE);
     const mailbox_handler *mb = get_mbox_handler(sirane_id, MBOX_COMMAND);
@@ -132,9 +132,9 @@ int32_t bring_up(kelvane_handle handle, sirane_locks *locks)
     uint32_t from_6_01 = 0; // told, and of no effect
     is_current_ver_later_or_equal(handle, 5, 22, &from_5_22);
     is_current_ver_later_or_equal(handle, 6, 1, &from_6_01);
-    TRACE_AS(LINK_UP, DEBUG, handle, KELVANE_ADDRESS_BOARD, " is_current_ver_later_or_equal_5_22 = %d ",
+    TRACE_AS(LINK_UP, LEVEL_DEBUG, handle, KELVANE_ADDRESS_BOARD, " is_current_ver_later_or_equal_5_22 = %d ",
              static_cast<int>(from_5_22));
-    TRACE_AS(LINK_UP, DEBUG, handle, KELVANE_ADDRESS_BOARD, " is_current_ver_later_or_equal_6_01 = %d ",
+    TRACE_AS(LINK_UP, LEVEL_DEBUG, handle, KELVANE_ADDRESS_BOARD, " is_current_ver_later_or_equal_6_01 = %d ",
              static_cast<int>(from_6_01));
     for (uint32_t sirane_id = 0; sirane_id < SIRANE_COUNT && rc == KELVANE_EOK; sirane_id++) {
         if (from_5_22 == 1) {
@@ -157,7 +157,7 @@ int32_t kelvane_pci_mapped(kelvane_handle handle, int32_t pci_mapped, uint64_t, 
     int32_t rc = check_kelvane_handler_input(handle);
     kelvane_handle_record *record = handle_record(handle);
     if (rc == KELVANE_EOK) {
-        TRACE(INFO, handle, KELVANE_ADDRESS_BOARD, "pci_mapped = %d ", pci_mapped);
+        TRACE(LEVEL_INFO, handle, KELVANE_ADDRESS_BOARD, "pci_mapped = %d ", pci_mapped);
         record->pci_mapped.store(pci_mapped, std::memory_order_release);
         sirane_locks locks{};
         if (pci_mapped == 1) {
@@ -170,6 +170,6 @@ int32_t kelvane_pci_mapped(kelvane_handle handle, int32_t pci_mapped, uint64_t, 
     } else if (record != nullptr) {
         record->pci_mapped.store(0, std::memory_order_release);
     }
-    TRACE(INFO, handle, KELVANE_ADDRESS_BOARD, "end rc = %d ", rc);
+    TRACE(LEVEL_INFO, handle, KELVANE_ADDRESS_BOARD, "end rc = %d ", rc);
     return rc;
 }

@@ -77,7 +77,8 @@ namespace {
 int32_t get_column(uint32_t command, uint32_t mbox_data_row::*column, uint32_t *out, const char *function)
 {
     if (command >= COMMAND_COUNT) {
-        TRACE_AS(function, ERROR, NO_HANDLE, NO_ADDRESS, "command %d not valid ", static_cast<int>(command));
+        TRACE_AS(function, LEVEL_ERROR, NO_HANDLE, NO_ADDRESS, "command %d not valid ",
+                 static_cast<int>(command));
         return KELVANE_RET_CODE_GEN_ERR;
     }
     *out = mbox_data_table[command].*column;

@@ -73,10 +73,11 @@ int32_t run_own_path(const exchange &e, const char *function)
     exchange_step reached;
     const int32_t rc = run(e, &reached);
     if (rc != KELVANE_EOK && reached == STEP_SEND) {
-        TRACE_AS(function, ERROR, e.handle, e.device_address, "returned rc = %d on manage_cmd_send \n", rc);
-    } else if (rc != KELVANE_EOK && reached == STEP_RECEIVE) {
-        TRACE_AS(function, ERROR, e.handle, e.device_address, "returned rc = %d on manage_resp_receive \n",
+        TRACE_AS(function, LEVEL_ERROR, e.handle, e.device_address, "returned rc = %d on manage_cmd_send \n",
                  rc);
+    } else if (rc != KELVANE_EOK && reached == STEP_RECEIVE) {
+        TRACE_AS(function, LEVEL_ERROR, e.handle, e.device_address,
+                 "returned rc = %d on manage_resp_receive \n", rc);
     }
     return rc;
 }
@@ -194,7 +195,7 @@ int32_t command_send(command *c, kelvane_handle handle, kelvane_device_address d
     exchange_step reached;
     const int32_t rc = run(e, &reached);
     if (rc != KELVANE_EOK && reached == STEP_SEND) {
-        TRACE_AS(function, ERROR, handle, device_address, "returned rc = %d on manage_cmd_send ", rc);
+        TRACE_AS(function, LEVEL_ERROR, handle, device_address, "returned rc = %d on manage_cmd_send ", rc);
     }
     return rc;
 }
@@ -208,7 +209,7 @@ int32_t kelvane_manage_sync_call(kelvane_handle handle, kelvane_device_address d
                                  const mbox_data_header &header, const uint32_t *data,
                                  mbox_data_header *response_header, mbox_data *response_data)
 {
-    TRACE(DEBUG, handle, device_address, "start ");
+    TRACE(LEVEL_DEBUG, handle, device_address, "start ");
     int32_t rc = check_address_and_handle(device_address, handle);
     if (rc != KELVANE_EOK) {
         return rc;
@@ -219,12 +220,12 @@ int32_t kelvane_manage_sync_call(kelvane_handle handle, kelvane_device_address d
         return rc;
     }
     if (rc != KELVANE_EOK && reached == STEP_SEND) {
-        TRACE(ERROR, handle, device_address, "returned rc = %d on manage_cmd_send ", rc);
-        trace_mbox_header(handle, device_address, MBOX_COMMAND, header, ERROR);
+        TRACE(LEVEL_ERROR, handle, device_address, "returned rc = %d on manage_cmd_send ", rc);
+        trace_mbox_header(handle, device_address, MBOX_COMMAND, header, LEVEL_ERROR);
     } else if (rc != KELVANE_EOK) {
-        TRACE(ERROR, handle, device_address, "returned rc = %d on manage_resp_receive ", rc);
-        trace_mbox_header(handle, device_address, MBOX_COMMAND, *response_header, ERROR);
+        TRACE(LEVEL_ERROR, handle, device_address, "returned rc = %d on manage_resp_receive ", rc);
+        trace_mbox_header(handle, device_address, MBOX_COMMAND, *response_header, LEVEL_ERROR);
     }
-    TRACE(DEBUG, handle, device_address, " end ");
+    TRACE(LEVEL_DEBUG, handle, device_address, " end ");
     return rc;
 }

@@ -34,7 +34,7 @@ int32_t peek(const drain &d, uint32_t *offered, mbox_data_header *header)
             return rc;
         }
         *offered = 1;
-        TRACE_AS("kelvane_deque_resp_receive", INFO, d.handle, d.device_address,
+        TRACE_AS("kelvane_deque_resp_receive", LEVEL_INFO, d.handle, d.device_address,
                  " found %08x state to manage on mbox %d ", state, static_cast<int>(d.mb->mbox));
         return read_mbox_header(d.handle, d.mb, header, 1);
     });
@@ -67,7 +67,7 @@ int32_t drop_orphan(const drain &d, const mbox_data_header &header, uint32_t *lo
         return rc;
     }
     if (!still_offered(d, header, &rc)) {
-        TRACE_AS("kelvane_deque_resp_receive", ERROR, d.handle, d.device_address,
+        TRACE_AS("kelvane_deque_resp_receive", LEVEL_ERROR, d.handle, d.device_address,
                  " BUG of arm mbox reg val changed during the read of the header ");
         *look_again = 0;
         return rc | kelvane_mutex_unlock(command_mutex);
@@ -84,8 +84,9 @@ int32_t wake_response_thread(const drain &d)
     constexpr const char *name = "kelvane_deque_resp_receive";
     kelvane_semaphore *semaphore = mbox_sem_of(d.handle, d.sirane_id, d.mb->mbox);
     if (semaphore == nullptr) {
-        TRACE_AS(name, ERROR, d.handle, d.device_address, "problem with retrieve sem: sirane_id %d mbox %d",
-                 static_cast<int>(d.sirane_id), static_cast<int>(d.mb->mbox));
+        TRACE_AS(name, LEVEL_ERROR, d.handle, d.device_address,
+                 "problem with retrieve sem: sirane_id %d mbox %d", static_cast<int>(d.sirane_id),
+                 static_cast<int>(d.mb->mbox));
         return KELVANE_RET_CODE_GEN_ERR;
     }
     int32_t rc = kelvane_sem_give(semaphore);
@@ -99,7 +100,7 @@ int32_t wake_response_thread(const drain &d)
     if (rc != KELVANE_EOK) {
         return rc;
     }
-    TRACE_AS(name, LOWPR, d.handle, d.device_address, "mutex taken and leaved ");
+    TRACE_AS(name, LEVEL_LOWPR, d.handle, d.device_address, "mutex taken and leaved ");
     return kelvane_mutex_unlock(d.response_mutex);
 }
 

@@ -89,9 +89,9 @@ int32_t read_mbox_header(kelvane_handle handle, const mailbox_handler *mb, mbox_
     memcpy(header_out, words, sizeof words);
     if (header_out->rc != 0) {
         kelvane_dump_arm_error(handle, header_out->rc);
-        TRACE(ERROR, handle, address, "ARM ERROR mbx_addr[0x%x], size[%d]", m.mailbox_addr,
+        TRACE(LEVEL_ERROR, handle, address, "ARM ERROR mbx_addr[0x%x], size[%d]", m.mailbox_addr,
               static_cast<int>(MBOX_HEADER_WORDS));
-        trace_mbox_header(handle, address, m.mbox, *header_out, ERROR);
+        trace_mbox_header(handle, address, m.mbox, *header_out, LEVEL_ERROR);
     }
     if (trace == 1) {
         trace_mbox_header(handle, address, m.mbox, *header_out, m.header_level);

@@ -22,8 +22,9 @@ struct mbox_levels {
 
 // By mailbox id; a busy stream stays out of the ordinary traces.
 constexpr mbox_levels levels_of[MBOX_COUNT] = {
-    {INFO, DEBUG, ERROR}, {LOWPR, LOWPR, PM},    {ALARM, LOWPR, ALARM},
-    {INFO, DEBUG, ERROR}, {LOWPR, LOWPR, LOWPR}, {LOWPR, LOWPR, LOWPR},
+    {LEVEL_INFO, LEVEL_DEBUG, LEVEL_ERROR},  {LEVEL_LOWPR, LEVEL_LOWPR, LEVEL_PM},
+    {LEVEL_ALARM, LEVEL_LOWPR, LEVEL_ALARM}, {LEVEL_INFO, LEVEL_DEBUG, LEVEL_ERROR},
+    {LEVEL_LOWPR, LEVEL_LOWPR, LEVEL_LOWPR}, {LEVEL_LOWPR, LEVEL_LOWPR, LEVEL_LOWPR},
 };
 
 // No field of these leads anywhere, and none divides by zero.
@@ -69,7 +70,7 @@ void init_mbox_handlers(void)
 const mailbox_handler *get_mbox_handler(uint32_t sirane_id, uint32_t mbox)
 {
     if (sirane_id >= SIRANE_COUNT || mbox >= MBOX_COUNT) {
-        TRACE(ERROR, NO_HANDLE, NO_ADDRESS, "invalid parameter sirane_id %d mbox %d ",
+        TRACE(LEVEL_ERROR, NO_HANDLE, NO_ADDRESS, "invalid parameter sirane_id %d mbox %d ",
               static_cast<int>(sirane_id), static_cast<int>(mbox));
         return nullptr;
     }
@@ -80,7 +81,7 @@ uint32_t is_mbox_h_valid(const mailbox_handler *mb)
 {
     const auto limit = reinterpret_cast<intptr_t>(&mbox_handlers[0][0] + SIRANE_COUNT * MBOX_COUNT);
     if (reinterpret_cast<intptr_t>(mb) >= limit) {
-        TRACE(ERROR, NO_HANDLE, NO_ADDRESS, "invalid mbox_handler %p ", static_cast<const void *>(mb));
+        TRACE(LEVEL_ERROR, NO_HANDLE, NO_ADDRESS, "invalid mbox_handler %p ", static_cast<const void *>(mb));
         return 0;
     }
     return 1;

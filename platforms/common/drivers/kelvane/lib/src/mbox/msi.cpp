@@ -43,12 +43,13 @@ void wake_for_interrupt(kelvane_handle handle, uint32_t sirane_id)
     kelvane_semaphore *semaphore = mbox_sem_of(handle, sirane_id, mbox);
     const mailbox_handler *mb = get_mbox_handler(sirane_id, mbox);
     if (semaphore == nullptr) {
-        TRACE_AS(name, ERROR, handle, address, "problem with retrieve sem: sirane_id %d mbox_with_ir %d",
-                 static_cast<int>(sirane_id), static_cast<int>(mbox));
+        TRACE_AS(name, LEVEL_ERROR, handle, address,
+                 "problem with retrieve sem: sirane_id %d mbox_with_ir %d", static_cast<int>(sirane_id),
+                 static_cast<int>(mbox));
         return;
     }
     kelvane_sem_give(semaphore);
-    TRACE_AS(name, mb != nullptr ? mb->flow_level : LOWPR, handle, address, "unloking sem mbox = %d ",
+    TRACE_AS(name, mb != nullptr ? mb->flow_level : LEVEL_LOWPR, handle, address, "unloking sem mbox = %d ",
              static_cast<int>(mbox));
 }
 
@@ -56,7 +57,7 @@ void wake_for_interrupt(kelvane_handle handle, uint32_t sirane_id)
 
 int32_t kelvane_glb_interrupt_enable(kelvane_handle handle, uint32_t enable)
 {
-    TRACE(INFO, handle, KELVANE_ADDRESS_BOARD, "start enable = %d", static_cast<int>(enable));
+    TRACE(LEVEL_INFO, handle, KELVANE_ADDRESS_BOARD, "start enable = %d", static_cast<int>(enable));
     uint32_t board_id = 0;
     int32_t rc = kelvane_internal_pci_read(handle, 0, BOARD_ID_REG, &board_id, SKIP_ALIVE);
     if (rc != KELVANE_EOK) {
@@ -65,7 +66,7 @@ int32_t kelvane_glb_interrupt_enable(kelvane_handle handle, uint32_t enable)
     if (board_id >> 24 > LAST_REAL_BOARD_ID) { // a board without global enable
         return KELVANE_EOK;
     }
-    TRACE(DEBUG, handle, KELVANE_ADDRESS_BOARD, "NOT ordune simulator  ");
+    TRACE(LEVEL_DEBUG, handle, KELVANE_ADDRESS_BOARD, "NOT ordune simulator  ");
     uint32_t word = 0;
     rc = kelvane_internal_pci_read(handle, 0, GLOBAL_IRQ_ENABLE_REG, &word, SKIP_ALIVE);
     if (rc != KELVANE_EOK) {
@@ -77,7 +78,7 @@ int32_t kelvane_glb_interrupt_enable(kelvane_handle handle, uint32_t enable)
 
 int32_t kelvane_enable_msi(kelvane_handle handle, uint32_t enable)
 {
-    TRACE(INFO, handle, KELVANE_ADDRESS_BOARD, "start enable = %d\n", static_cast<int>(enable));
+    TRACE(LEVEL_INFO, handle, KELVANE_ADDRESS_BOARD, "start enable = %d\n", static_cast<int>(enable));
     int32_t rc = kelvane_glb_interrupt_enable(handle, enable);
     if (rc != KELVANE_EOK) {
         return rc;
@@ -85,15 +86,15 @@ int32_t kelvane_enable_msi(kelvane_handle handle, uint32_t enable)
     uint32_t word = 0;
     rc = kelvane_internal_pci_read(handle, 0, MSI_ENABLE_REG, &word, SKIP_ALIVE);
     if (rc != KELVANE_EOK) { // goes on as if nothing were enabled
-        TRACE(ERROR, handle, KELVANE_ADDRESS_BOARD, "problem with access rc = %d \n", rc);
+        TRACE(LEVEL_ERROR, handle, KELVANE_ADDRESS_BOARD, "problem with access rc = %d \n", rc);
         word = 0;
     }
     word = enable == 1 ? word | MSI_SIRANE_MASK : word & ~MSI_SIRANE_MASK;
     rc = kelvane_internal_pci_write(handle, 0, MSI_ENABLE_REG, word, SKIP_ALIVE);
     if (rc != KELVANE_EOK) {
-        TRACE(ERROR, handle, KELVANE_ADDRESS_BOARD, "problem with access rc = %d \n", rc);
+        TRACE(LEVEL_ERROR, handle, KELVANE_ADDRESS_BOARD, "problem with access rc = %d \n", rc);
     }
-    TRACE(INFO, handle, KELVANE_ADDRESS_BOARD, "end \n");
+    TRACE(LEVEL_INFO, handle, KELVANE_ADDRESS_BOARD, "end \n");
     return rc;
 }
 
@@ -107,37 +108,37 @@ int32_t kelvane_read_ir_mbox(kelvane_handle handle, uint32_t sirane_id, uint32_t
     }
     *mbox_out = mbox_of_source(word & 0xFF);
     if (*mbox_out == MBOX_COMMAND) {
-        TRACE(ERROR, handle, address, "mbox should not have msi found ");
+        TRACE(LEVEL_ERROR, handle, address, "mbox should not have msi found ");
         rc = KELVANE_RET_CODE_GEN_ERR;
     } else if (*mbox_out == MBOX_NONE) {
-        TRACE(ERROR, handle, address, "reg[0x%x]: mbox not found srn[%u] ", word, sirane_id);
+        TRACE(LEVEL_ERROR, handle, address, "reg[0x%x]: mbox not found srn[%u] ", word, sirane_id);
         rc = KELVANE_RET_CODE_GEN_ERR;
     }
-    TRACE(LOWPR, handle, address, "mbox_with_ir = %d ", static_cast<int>(*mbox_out));
+    TRACE(LEVEL_LOWPR, handle, address, "mbox_with_ir = %d ", static_cast<int>(*mbox_out));
     return rc;
 }
 
 int32_t kelvane_ordune_msi_clear_interrupt(kelvane_handle handle, uint32_t sirane_id)
 {
     const kelvane_device_address address = KELVANE_ADDRESS_SIRANE(sirane_id);
-    TRACE(LOWPR, handle, address, "start function ");
+    TRACE(LEVEL_LOWPR, handle, address, "start function ");
     uint32_t word = 0;
     int32_t rc = kelvane_internal_pci_read(handle, 0, MSI_STATUS_REG, &word, SKIP_ALIVE);
     if (rc != KELVANE_EOK) {
-        TRACE(ERROR, handle, address, "problem with pci access rc = %d \n", rc);
+        TRACE(LEVEL_ERROR, handle, address, "problem with pci access rc = %d \n", rc);
         word = 0;
     }
     rc = kelvane_internal_pci_write(handle, 0, MSI_STATUS_REG, word | 1u << (sirane_id & 31), SKIP_ALIVE);
     if (rc != KELVANE_EOK) {
-        TRACE(ERROR, handle, address, "problem with pci access rc = %d \n", rc);
+        TRACE(LEVEL_ERROR, handle, address, "problem with pci access rc = %d \n", rc);
     }
-    TRACE(LOWPR, handle, address, "end function \n");
+    TRACE(LEVEL_LOWPR, handle, address, "end function \n");
     return rc;
 }
 
 int32_t kelvane_notify_msi(kelvane_handle handle)
 {
-    TRACE(LOWPR, handle, NO_ADDRESS, "start ");
+    TRACE(LEVEL_LOWPR, handle, NO_ADDRESS, "start ");
     uint32_t pending = 0;
     int32_t rc = kelvane_internal_pci_read(handle, 0, MSI_STATUS_REG, &pending, CHECK_ALIVE);
     if (rc != KELVANE_EOK) {
@@ -145,7 +146,7 @@ int32_t kelvane_notify_msi(kelvane_handle handle)
     }
     for (uint32_t sirane_id = 0; sirane_id < SIRANE_COUNT; sirane_id++) {
         const bool is_pending = (pending >> sirane_id & 1) != 0;
-        TRACE(LOWPR, handle, KELVANE_ADDRESS_SIRANE(sirane_id), " is_ir_present %s on sirane_id %d ",
+        TRACE(LEVEL_LOWPR, handle, KELVANE_ADDRESS_SIRANE(sirane_id), " is_ir_present %s on sirane_id %d ",
               is_pending ? "true" : "false", static_cast<int>(sirane_id));
         if (is_pending) {
             wake_for_interrupt(handle, sirane_id);
@@ -157,14 +158,14 @@ int32_t kelvane_notify_msi(kelvane_handle handle)
 
 int32_t kelvane_deque_msi(kelvane_handle handle)
 {
-    TRACE(LOWPR, handle, NO_ADDRESS, "start ");
+    TRACE(LEVEL_LOWPR, handle, NO_ADDRESS, "start ");
     for (;;) {
         uint32_t pending = 0;
         int32_t rc = kelvane_internal_pci_read(handle, 0, MSI_STATUS_REG, &pending, CHECK_ALIVE);
         if (rc != KELVANE_EOK || pending == 0) {
             return rc;
         }
-        TRACE(INFO, handle, NO_ADDRESS, "calling internal kelvane_notify_msi");
+        TRACE(LEVEL_INFO, handle, NO_ADDRESS, "calling internal kelvane_notify_msi");
         rc = kelvane_notify_msi(handle);
         if (rc != KELVANE_EOK) {
             return rc;

@@ -14,23 +14,23 @@ uint32_t kelvane_validate_header(kelvane_handle handle, kelvane_device_address d
                                  uint32_t ref_id, mbox_data_header header)
 {
     if (header.cmd >= COMMAND_COUNT) {
-        TRACE(ERROR, handle, device_address, " problem with command number ");
+        TRACE(LEVEL_ERROR, handle, device_address, " problem with command number ");
         return 0;
     }
     const mbox_data_row &row = mbox_data_table[header.cmd];
     if (row.command != header.cmd || header.version > row.version) {
-        TRACE(ERROR, handle, device_address, " problem with version expected=0x%08x received=0x%08x",
+        TRACE(LEVEL_ERROR, handle, device_address, " problem with version expected=0x%08x received=0x%08x",
               row.version, header.version);
         return 0;
     }
     if (header.size >= row.max_data_size) {
-        TRACE(ERROR, handle, device_address, " problem with size expected=0x%08x received=0x%08x",
+        TRACE(LEVEL_ERROR, handle, device_address, " problem with size expected=0x%08x received=0x%08x",
               row.max_data_size, header.size);
         return 0;
     }
     if (header.ref_id != ref_id) {
-        TRACE(ERROR, handle, device_address, " problem with ref_id expected=0x%08x received=0x%08x ", ref_id,
-              header.ref_id);
+        TRACE(LEVEL_ERROR, handle, device_address, " problem with ref_id expected=0x%08x received=0x%08x ",
+              ref_id, header.ref_id);
         return 0;
     }
     return 1;
@@ -49,8 +49,9 @@ int32_t manage_resp_mbox_new_state(kelvane_handle handle, kelvane_device_address
         return write_mbox_state(handle, mb, validate_header != 0 ? MBOX_STATE_READY : MBOX_STATE_REFUSED,
                                 CHECK_ALIVE);
     default:
-        TRACE(INFO, handle, device_address, "invalid state to manage new_state=%08x resp_reg_to_write=%08x  ",
-              new_state, m.resp_reg_to_write);
+        TRACE(LEVEL_INFO, handle, device_address,
+              "invalid state to manage new_state=%08x resp_reg_to_write=%08x  ", new_state,
+              m.resp_reg_to_write);
         return KELVANE_RET_CODE_GEN_ERR;
     }
 }
@@ -66,7 +67,7 @@ int32_t kelvane_close_resp_mbox_handshake(kelvane_handle handle, kelvane_device_
     }
     rc = mbox_wait_for_state(handle, device_address, mb, MBOX_STATE_IDLE, MATCH_ANY_BIT, CHECK_ALIVE, state);
     if (rc == KELVANE_RET_CODE_ETIMEDOUT) {
-        TRACE(ERROR, handle, device_address,
+        TRACE(LEVEL_ERROR, handle, device_address,
               "state on MBOX not available reg_address = %08x  read_state = %08x ",
               mbox_fields(mb).waiting_reg, validate_header);
     }
@@ -177,10 +178,10 @@ int32_t manage_resp_receive(kelvane_handle handle, kelvane_device_address device
         kelvane_delay(0, mb->polling_nsec);
         left--;
         if (left == 0) { // tested before the delivery
-            TRACE(ERROR, handle, device_address, "TIMEOUT EXPIRED on reg %08x = polling_number=0 ",
+            TRACE(LEVEL_ERROR, handle, device_address, "TIMEOUT EXPIRED on reg %08x = polling_number=0 ",
                   mb->waiting_reg);
             if (is_low_prio_thread(handle)) {
-                TRACE(ERROR, handle, device_address, "TIMEOUT EXPIRED_ON_LOW_PRIO ");
+                TRACE(LEVEL_ERROR, handle, device_address, "TIMEOUT EXPIRED_ON_LOW_PRIO ");
             }
             TRACE(mb->flow_level, handle, device_address, "end mbox = %d ", static_cast<int>(mbox));
             return KELVANE_RET_CODE_ETIMEDOUT;

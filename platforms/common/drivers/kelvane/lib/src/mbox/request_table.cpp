@@ -303,7 +303,7 @@ int32_t is_out_of_date_asynch_req(kelvane_handle handle, kelvane_device_address 
 int32_t check_if_cb_is_available(kelvane_handle handle, uint32_t sirane_id, uint32_t mbox)
 {
     const kelvane_device_address address = KELVANE_ADDRESS_SIRANE(sirane_id);
-    TRACE(LOWPR, handle, address, "start handler=%d sirane_id=%d mbox=%d   ", static_cast<int>(handle),
+    TRACE(LEVEL_LOWPR, handle, address, "start handler=%d sirane_id=%d mbox=%d   ", static_cast<int>(handle),
           static_cast<int>(sirane_id), static_cast<int>(mbox));
     uint32_t from_5_22 = 0;
     is_current_ver_later_or_equal(handle, 5, 22, &from_5_22);
@@ -311,7 +311,7 @@ int32_t check_if_cb_is_available(kelvane_handle handle, uint32_t sirane_id, uint
         return KELVANE_EOK;
     }
     if (mbox != MBOX_PM) {
-        TRACE(LOWPR, handle, address,
+        TRACE(LEVEL_LOWPR, handle, address,
               "this api is valid only for mbox_pm mbox_alm mbox                 handler=%d sirane_id=%d "
               "mbox=%d ",
               static_cast<int>(handle), static_cast<int>(sirane_id), static_cast<int>(mbox));
@@ -325,7 +325,7 @@ int32_t check_if_cb_is_available(kelvane_handle handle, uint32_t sirane_id, uint
     const int32_t rc = copy_record(record->asynch_req_array[sirane_id], &record->asynch_req_lock[sirane_id],
                                    FIXED_REQ_ID_PM, &subscription);
     if (rc == KELVANE_EOK && subscription.signature == ASYNCH_REQ_SIGNATURE_FREE) {
-        TRACE(DEBUG, handle, address, "ERROR  Invalid fixed_req_id %d  signature KO = 0x%08x ",
+        TRACE(LEVEL_DEBUG, handle, address, "ERROR  Invalid fixed_req_id %d  signature KO = 0x%08x ",
               static_cast<int>(FIXED_REQ_ID_PM), subscription.signature);
         kelvane_delay(1, 0);
         return KELVANE_RET_CODE_DEVICE_NOT_READY;

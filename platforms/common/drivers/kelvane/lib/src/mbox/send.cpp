@@ -20,7 +20,7 @@ int32_t wait_for(kelvane_handle handle, kelvane_device_address device_address, c
     const int32_t rc =
         mbox_wait_for_state(handle, device_address, mb, mask, MATCH_ANY_BIT, CHECK_ALIVE, state);
     if (rc == KELVANE_RET_CODE_ETIMEDOUT) {
-        TRACE_AS("manage_cmd_send", ERROR, handle, device_address,
+        TRACE_AS("manage_cmd_send", LEVEL_ERROR, handle, device_address,
                  "state on MBOX not available reg_address = %08x  read_state = %08x ",
                  mbox_fields(mb).waiting_reg, *state);
     }
@@ -50,7 +50,7 @@ int32_t offer_message(kelvane_handle handle, kelvane_device_address device_addre
     }
     if (rc == KELVANE_EOK && (state & MBOX_STATE_READY) == 0) {
         rc = KELVANE_RET_CODE_VERSION_MISMATCH;
-        TRACE_AS("manage_cmd_send", ERROR, handle, device_address,
+        TRACE_AS("manage_cmd_send", LEVEL_ERROR, handle, device_address,
                  "received 0x%08x on mbox %d  returning 0x%08x ", state,
                  static_cast<int>(mbox_fields(mb).mbox), static_cast<unsigned>(rc));
     }
@@ -80,7 +80,7 @@ int32_t manage_cmd_send(kelvane_handle handle, kelvane_device_address device_add
 
 int32_t global_reset_mbox(kelvane_handle handle, uint32_t sirane_id, uint32_t value)
 {
-    TRACE(INFO, handle, KELVANE_ADDRESS_SIRANE(sirane_id), "start");
+    TRACE(LEVEL_INFO, handle, KELVANE_ADDRESS_SIRANE(sirane_id), "start");
     const auto reset = [&](uint32_t mbox, uint32_t state) -> int32_t {
         const mailbox_handler *mb = get_mbox_handler(sirane_id, mbox);
         return mb == nullptr ? static_cast<int32_t>(KELVANE_RET_CODE_GEN_ERR)
@@ -98,7 +98,7 @@ int32_t global_reset_mbox(kelvane_handle handle, uint32_t sirane_id, uint32_t va
 int32_t kelvane_wait_for_mbox_idle_startup(kelvane_handle handle, uint32_t sirane_id)
 {
     const kelvane_device_address address = KELVANE_ADDRESS_SIRANE(sirane_id);
-    TRACE(INFO, handle, address, "start");
+    TRACE(LEVEL_INFO, handle, address, "start");
     for (const uint32_t mbox : startup_order) {
         const mailbox_handler *mb = get_mbox_handler(sirane_id, mbox);
         if (mb == nullptr) {
@@ -111,14 +111,14 @@ int32_t kelvane_wait_for_mbox_idle_startup(kelvane_handle handle, uint32_t siran
             return rc;
         }
     }
-    TRACE(INFO, handle, address, "end rc = %d ", KELVANE_EOK);
+    TRACE(LEVEL_INFO, handle, address, "end rc = %d ", KELVANE_EOK);
     return KELVANE_EOK;
 }
 
 int32_t kelvane_check_for_mbox_idle_startup(kelvane_handle handle, uint32_t sirane_id)
 {
     const kelvane_device_address address = KELVANE_ADDRESS_SIRANE(sirane_id);
-    TRACE(INFO, handle, address, "start");
+    TRACE(LEVEL_INFO, handle, address, "start");
     int32_t rc = KELVANE_RET_CODE_DEVICE_NOT_READY;
     for (uint32_t attempt = 1; attempt <= STARTUP_ATTEMPTS; attempt++) {
         kelvane_delay(0, STARTUP_PAUSE_NSEC);
@@ -144,6 +144,6 @@ int32_t kelvane_check_for_mbox_idle_startup(kelvane_handle handle, uint32_t sira
             break;
         }
     }
-    TRACE(INFO, handle, address, "end rc = %d ", rc);
+    TRACE(LEVEL_INFO, handle, address, "end rc = %d ", rc);
     return rc;
 }

@@ -11,10 +11,11 @@ namespace {
 // mask: that changes only how much is traced.
 class hidden_detail {
   public:
-    explicit hidden_detail(bool hide) : saved_(trace_level_mask_get()), hide_(hide && (saved_ & DEBUG) != 0)
+    explicit hidden_detail(bool hide)
+        : saved_(trace_level_mask_get()), hide_(hide && (saved_ & LEVEL_DEBUG) != 0)
     {
         if (hide_) {
-            trace_level_mask_set(saved_ & ~(DEBUG | REG));
+            trace_level_mask_set(saved_ & ~(LEVEL_DEBUG | LEVEL_REG));
         }
     }
     ~hidden_detail()
@@ -52,10 +53,10 @@ int32_t is_mbox_reg_valid(kelvane_handle handle, const mailbox_handler *mb, uint
     case MBOX_STATE_DONE:
         return KELVANE_EOK;
     case MBOX_STATE_NONE:
-        TRACE(ERROR, handle, address, "ERROR mailbox register %08x = %08x", reg, *state);
+        TRACE(LEVEL_ERROR, handle, address, "ERROR mailbox register %08x = %08x", reg, *state);
         return KELVANE_RET_CODE_DEVICE_NOT_READY;
     default:
-        TRACE(ERROR, handle, address, "ERROR invalid mailbox register %08x = %08x", reg, *state);
+        TRACE(LEVEL_ERROR, handle, address, "ERROR invalid mailbox register %08x = %08x", reg, *state);
         return KELVANE_RET_CODE_HW_PROBLEM;
     }
 }
@@ -129,7 +130,7 @@ int32_t mbox_wait_for_state(kelvane_handle handle, kelvane_device_address device
             rc = read_mbox_state(handle, mb, state_out, check_alive);
         }
         if (rc != KELVANE_EOK) {
-            TRACE(ERROR, handle, device_address, "fail: unable to read reg %08x ", m.waiting_reg);
+            TRACE(LEVEL_ERROR, handle, device_address, "fail: unable to read reg %08x ", m.waiting_reg);
             return rc;
         }
         if (*state_out == PCI_ALL_ONES) {
@@ -147,8 +148,8 @@ int32_t mbox_wait_for_state(kelvane_handle handle, kelvane_device_address device
             TRACE(m.flow_level, handle, device_address, "state read not valid ");
         }
         if (left <= 1) {
-            TRACE(ERROR, handle, device_address, "TIMEOUT EXPIRED on reg %08x polling number=0 waited 0x%08x",
-                  m.waiting_reg, *state_out);
+            TRACE(LEVEL_ERROR, handle, device_address,
+                  "TIMEOUT EXPIRED on reg %08x polling number=0 waited 0x%08x", m.waiting_reg, *state_out);
             write_mbox_state(handle, mb, MBOX_STATE_IDLE, check_alive);
             return KELVANE_RET_CODE_ETIMEDOUT;
         }

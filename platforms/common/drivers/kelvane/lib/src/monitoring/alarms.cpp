@@ -18,14 +18,14 @@ namespace {
 void trace_word(kelvane_handle handle, kelvane_device_address device_address, const char *function,
                 std::span<const alarm_name> names, uint32_t word)
 {
-    if (!trace_is_on(ALARM)) {
+    if (!trace_is_on(LEVEL_ALARM)) {
         return;
     }
-    TRACE_AS(function, ALARM, handle, device_address, "%s", "");
-    TRACE_AS(function, ALARM, handle, device_address, "0x%08x", word);
+    TRACE_AS(function, LEVEL_ALARM, handle, device_address, "%s", "");
+    TRACE_AS(function, LEVEL_ALARM, handle, device_address, "0x%08x", word);
     for (const alarm_name &alarm : names) {
         if ((word >> alarm.bit & 1) != 0) {
-            TRACE_AS(function, ALARM, handle, device_address, "%s", alarm.name);
+            TRACE_AS(function, LEVEL_ALARM, handle, device_address, "%s", alarm.name);
         }
     }
 }
@@ -36,7 +36,7 @@ using word_trace = void (*)(kelvane_handle handle, kelvane_device_address device
 int32_t fetch_word(uint32_t id, kelvane_handle handle, kelvane_device_address device_address,
                    uint32_t *alarms, word_trace trace, const char *function)
 {
-    TRACE_AS(function, INFO, handle, device_address, "start ");
+    TRACE_AS(function, LEVEL_INFO, handle, device_address, "start ");
     command c;
     const int32_t rc = command_run(&c, {id, SHARED_PATH, CHECK_DEVICE, function, handle, device_address},
                                    {handle, device_address});
@@ -47,7 +47,7 @@ int32_t fetch_word(uint32_t id, kelvane_handle handle, kelvane_device_address de
     if (trace != nullptr) {
         trace(handle, device_address, *alarms);
     }
-    TRACE_AS(function, INFO, handle, device_address, "end ");
+    TRACE_AS(function, LEVEL_INFO, handle, device_address, "end ");
     return command_result(c);
 }
 
@@ -128,7 +128,7 @@ int32_t kelvane_get_xpm2_alarms(kelvane_handle handle, kelvane_device_address de
 int32_t kelvane_get_global_alarms(kelvane_handle handle, kelvane_device_address device_address,
                                   global_alarms *record)
 {
-    TRACE(INFO, handle, device_address, "start ");
+    TRACE(LEVEL_INFO, handle, device_address, "start ");
     command c;
     const int32_t rc = command_run(&c, {34, SHARED_PATH, CHECK_DEVICE, __func__, handle, device_address},
                                    {handle, device_address});
@@ -137,14 +137,14 @@ int32_t kelvane_get_global_alarms(kelvane_handle handle, kelvane_device_address 
     }
     command_copy_record(c, record, sizeof *record);
     trace_kelvane_global_alarms(handle, device_address, *record);
-    TRACE(INFO, handle, device_address, "end ");
+    TRACE(LEVEL_INFO, handle, device_address, "end ");
     return command_result(c);
 }
 
 int32_t kelvane_force_global_alarms_notify(kelvane_handle handle, kelvane_device_address device_address,
                                            const global_alarms *record)
 {
-    TRACE(INFO, handle, device_address, "start ");
+    TRACE(LEVEL_INFO, handle, device_address, "start ");
     int32_t rc = check_address_and_handle(device_address, handle);
     command c;
     if (rc == KELVANE_EOK) {

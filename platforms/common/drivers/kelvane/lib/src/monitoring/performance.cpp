@@ -14,7 +14,7 @@ template <typename record_type>
 int32_t fetch(command *c, uint32_t id, kelvane_handle handle, kelvane_device_address device_address,
               record_type *record, const char *function, command_checks checks = CHECK_DEVICE)
 {
-    TRACE_AS(function, INFO, handle, device_address, "start ");
+    TRACE_AS(function, LEVEL_INFO, handle, device_address, "start ");
     const int32_t rc =
         command_run(c, {id, SHARED_PATH, checks, function, handle, device_address}, {handle, device_address});
     if (rc == KELVANE_EOK) {
@@ -26,7 +26,7 @@ int32_t fetch(command *c, uint32_t id, kelvane_handle handle, kelvane_device_add
 int32_t finish(const command &c, kelvane_handle handle, kelvane_device_address device_address,
                const char *function)
 {
-    TRACE_AS(function, INFO, handle, device_address, "end ");
+    TRACE_AS(function, LEVEL_INFO, handle, device_address, "end ");
     return command_result(c);
 }
 
@@ -35,11 +35,11 @@ int32_t finish(const command &c, kelvane_handle handle, kelvane_device_address d
 int32_t kelvane_set_pm_parameters(kelvane_handle handle, kelvane_device_address device_address,
                                   uint32_t pm_interval)
 {
-    TRACE(INFO, handle, device_address, "start pm_interval=%d ", static_cast<int>(pm_interval));
+    TRACE(LEVEL_INFO, handle, device_address, "start pm_interval=%d ", static_cast<int>(pm_interval));
     const operation op = {18, SHARED_PATH, CHECK_DEVICE, __func__, handle, device_address};
     int32_t rc = command_check(op);
     if (rc == KELVANE_EOK && pm_interval > LAST_PM_INTERVAL) {
-        TRACE(ERROR, handle, device_address, "invalid pm_interval=%d", static_cast<int>(pm_interval));
+        TRACE(LEVEL_ERROR, handle, device_address, "invalid pm_interval=%d", static_cast<int>(pm_interval));
         rc = KELVANE_RET_CODE_EINVAL;
     }
     command c;

@@ -34,7 +34,7 @@ int32_t low_half(int32_t word)
 
 void trace_repair(kelvane_handle handle, uint32_t version, const char *function)
 {
-    TRACE_AS(function, DEBUG, handle, NO_ADDRESS,
+    TRACE_AS(function, LEVEL_DEBUG, handle, NO_ADDRESS,
              "box_data_header_var_out->version = %d  need to manage post proc ", static_cast<int>(version));
 }
 

@@ -197,34 +197,34 @@ constexpr traced_field pcs_counter_fields[] = {
 void trace_host_pm(kelvane_handle handle, kelvane_device_address device_address, host_pm record)
 {
     if (kelvane_get_client_type(handle) == CLIENT_TYPE_OTN) {
-        trace_fields(PM, handle, device_address, __func__, host_otn_fields, &record);
+        trace_fields(LEVEL_PM, handle, device_address, __func__, host_otn_fields, &record);
     } else {
-        trace_fields(PM, handle, device_address, __func__, host_frames_fields, &record);
+        trace_fields(LEVEL_PM, handle, device_address, __func__, host_frames_fields, &record);
     }
 }
 
 void trace_kelvane_xpm2_port_pm(kelvane_handle handle, kelvane_device_address device_address,
                                 kelvane_xpm2_port_pm record)
 {
-    trace_fields(PM, handle, device_address, __func__, xpm2_port_fields, &record);
+    trace_fields(LEVEL_PM, handle, device_address, __func__, xpm2_port_fields, &record);
 }
 
 void trace_kelvane_sirane_port_pm(kelvane_handle handle, kelvane_device_address device_address,
                                   kelvane_sirane_port_pm record)
 {
-    trace_fields(PM, handle, device_address, __func__, sirane_port_fields, &record);
+    trace_fields(LEVEL_PM, handle, device_address, __func__, sirane_port_fields, &record);
 }
 
 void trace_kelvane_generic_pm(kelvane_handle handle, kelvane_device_address device_address,
                               kelvane_generic_pm record)
 {
-    trace_fields(PM, handle, device_address, __func__, generic_fields, &record);
+    trace_fields(LEVEL_PM, handle, device_address, __func__, generic_fields, &record);
 }
 
 void trace_kelvane_hostport_pcs_counters(kelvane_handle handle, kelvane_device_address device_address,
                                          const kelvane_hostport_pcs_counters *record)
 {
-    trace_fields(PM, handle, device_address, __func__, pcs_counter_fields, record);
+    trace_fields(LEVEL_PM, handle, device_address, __func__, pcs_counter_fields, record);
 }
 
 void trace_kelvane_global_pm(kelvane_handle handle, kelvane_device_address device_address,

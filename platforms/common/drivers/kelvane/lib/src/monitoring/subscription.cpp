@@ -23,10 +23,10 @@ constexpr subscription alarm_changes = {35, MBOX_ALARM, KELVANE_ASYNCH_TYPE_OP_A
 int32_t subscribe(const subscription &s, kelvane_handle handle, kelvane_device_address device_address,
                   uint32_t enable, asynch_callback callback, const char *function)
 {
-    TRACE_AS(function, INFO, handle, device_address, "start enable =%d ", static_cast<int>(enable));
+    TRACE_AS(function, LEVEL_INFO, handle, device_address, "start enable =%d ", static_cast<int>(enable));
     int32_t rc = check_address_and_handle(device_address, handle);
     if (rc == KELVANE_EOK && enable == 1 && callback == nullptr) {
-        TRACE_AS(function, ERROR, handle, device_address, "invalid calling callback must no be null ");
+        TRACE_AS(function, LEVEL_ERROR, handle, device_address, "invalid calling callback must no be null ");
         rc = KELVANE_RET_CODE_EINVAL;
     }
     if (rc == KELVANE_EOK && enable == 1 && s.counts_batches) {
@@ -44,7 +44,7 @@ int32_t subscribe(const subscription &s, kelvane_handle handle, kelvane_device_a
         return rc;
     }
     rc = command_send(&c, handle, device_address, function);
-    TRACE_AS(function, INFO, handle, device_address, "end ");
+    TRACE_AS(function, LEVEL_INFO, handle, device_address, "end ");
     return rc;
 }
 

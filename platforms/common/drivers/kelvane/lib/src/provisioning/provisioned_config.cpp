@@ -54,7 +54,7 @@ int32_t kelvane_post_proc_global_provisioned_config(kelvane_handle handle,
     }
     const uint64_t running = static_cast<uint64_t>(major) << 32 | minor;
     if (running < FLEX_GRID_FIRMWARE && running != 0 && response_header->version == 1) {
-        TRACE(DEBUG, handle, NO_ADDRESS,
+        TRACE(LEVEL_DEBUG, handle, NO_ADDRESS,
               "box_data_header_var_out->version = %d  need to manage post proc for flex grid ",
               static_cast<int>(response_header->version));
         response_header->version = 0;
@@ -62,7 +62,7 @@ int32_t kelvane_post_proc_global_provisioned_config(kelvane_handle handle,
     if (response_header->version != 0) {
         return KELVANE_EOK;
     }
-    TRACE(DEBUG, handle, NO_ADDRESS,
+    TRACE(LEVEL_DEBUG, handle, NO_ADDRESS,
           "mbox_data_header_var_out->version = %d  need to manage post proc for flex grid ",
           static_cast<int>(response_header->version));
     for (int port = 0; port < 2; port++) {
@@ -75,19 +75,19 @@ int32_t kelvane_post_proc_global_provisioned_config(kelvane_handle handle,
 int32_t kelvane_tr_glbl_prv_cfg_config(kelvane_handle handle, kelvane_device_address device_address,
                                        kelvane_provisioned_config_t record)
 {
-    TRACE(INFO, handle, device_address, "traffic_type            %s  %s ",
+    TRACE(LEVEL_INFO, handle, device_address, "traffic_type            %s  %s ",
           traffic_type_name(record.traffic_type[0]), traffic_type_name(record.traffic_type[1]));
-    trace_fields(INFO, handle, device_address, __func__, fields_before_led, &record);
-    TRACE(INFO, handle, device_address, "xpm2_led                %s  %s ", led_name(record.xpm2_led[0]),
+    trace_fields(LEVEL_INFO, handle, device_address, __func__, fields_before_led, &record);
+    TRACE(LEVEL_INFO, handle, device_address, "xpm2_led                %s  %s ", led_name(record.xpm2_led[0]),
           led_name(record.xpm2_led[1]));
-    trace_fields(INFO, handle, device_address, __func__, fields_behind_led, &record);
+    trace_fields(LEVEL_INFO, handle, device_address, __func__, fields_behind_led, &record);
     return KELVANE_EOK;
 }
 
 int32_t kelvane_global_provisioned_config(kelvane_handle handle, kelvane_device_address device_address,
                                           kelvane_provisioned_config_t *record)
 {
-    TRACE(INFO, handle, device_address, "start ");
+    TRACE(LEVEL_INFO, handle, device_address, "start ");
     command c;
     const int32_t rc = command_run(&c, {40, SHARED_PATH, CHECK_SIRANE, __func__, handle, device_address},
                                    {handle, device_address});
@@ -98,6 +98,6 @@ int32_t kelvane_global_provisioned_config(kelvane_handle handle, kelvane_device_
     // Without a version the record stays as it came.
     kelvane_post_proc_global_provisioned_config(handle, record, &c.response_header);
     kelvane_tr_glbl_prv_cfg_config(handle, device_address, *record);
-    TRACE(INFO, handle, device_address, "end ");
+    TRACE(LEVEL_INFO, handle, device_address, "end ");
     return command_result(c);
 }

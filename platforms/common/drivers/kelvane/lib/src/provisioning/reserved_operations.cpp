@@ -6,7 +6,7 @@ namespace {
 
 int32_t stubbed(const char *function)
 {
-    TRACE_AS(function, INFO, NO_HANDLE, NO_ADDRESS, "stubbed ");
+    TRACE_AS(function, LEVEL_INFO, NO_HANDLE, NO_ADDRESS, "stubbed ");
     return KELVANE_EOK;
 }
 

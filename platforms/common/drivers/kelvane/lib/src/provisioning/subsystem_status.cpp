@@ -67,14 +67,14 @@ constexpr traced_field status_fields[] = {
 static int32_t kelvane_subsystem_status_info(kelvane_handle handle, kelvane_device_address device_address,
                                              kelvane_subsystem_status_t record)
 {
-    trace_fields(INFO, handle, device_address, __func__, status_fields, &record);
+    trace_fields(LEVEL_INFO, handle, device_address, __func__, status_fields, &record);
     return KELVANE_EOK;
 }
 
 int32_t kelvane_get_subsystem_status_info(kelvane_handle handle, kelvane_device_address device_address,
                                           kelvane_subsystem_status_t *record)
 {
-    TRACE(INFO, handle, device_address, "start ");
+    TRACE(LEVEL_INFO, handle, device_address, "start ");
     command c;
     const int32_t rc = command_run(&c, {53, SHARED_PATH, CHECK_SIRANE, __func__, handle, device_address},
                                    {handle, device_address});
@@ -83,6 +83,6 @@ int32_t kelvane_get_subsystem_status_info(kelvane_handle handle, kelvane_device_
     }
     command_copy_record(c, record, sizeof *record);
     kelvane_subsystem_status_info(handle, device_address, *record);
-    TRACE(INFO, handle, device_address, "end ");
+    TRACE(LEVEL_INFO, handle, device_address, "end ");
     return command_result(c);
 }

@@ -17,7 +17,7 @@ uint32_t word(int32_t value)
 // The two words behind handle and address; a command of three words has no second.
 int32_t run(command *c, const operation &op, uint32_t value, uint32_t second)
 {
-    TRACE_AS(op.function, INFO, op.handle, op.device_address, "start ");
+    TRACE_AS(op.function, LEVEL_INFO, op.handle, op.device_address, "start ");
     return command_run(c, op, {op.handle, op.device_address, value, second});
 }
 
@@ -28,7 +28,7 @@ int32_t set(const operation &op, uint32_t value, uint32_t second = 0)
     if (rc != KELVANE_EOK) {
         return rc;
     }
-    TRACE_AS(op.function, INFO, op.handle, op.device_address, "end ");
+    TRACE_AS(op.function, LEVEL_INFO, op.handle, op.device_address, "end ");
     return command_result(c);
 }
 
@@ -41,7 +41,7 @@ int32_t get(const operation &op, uint32_t *out, uint32_t value = 0, uint32_t sec
         return rc;
     }
     *out = c.response.word[2];
-    TRACE_AS(op.function, INFO, op.handle, op.device_address, "end value = %08x ", *out);
+    TRACE_AS(op.function, LEVEL_INFO, op.handle, op.device_address, "end value = %08x ", *out);
     return command_result(c);
 }
 
@@ -68,7 +68,7 @@ int32_t set_or_request(const operation &op, uint32_t value, uint32_t transaction
     if (rc != KELVANE_EOK) {
         return rc;
     }
-    TRACE_AS(op.function, INFO, op.handle, op.device_address, "end ");
+    TRACE_AS(op.function, LEVEL_INFO, op.handle, op.device_address, "end ");
     return command_result(c); // 0 for a request that was handed over
 }
 
@@ -78,17 +78,17 @@ int32_t kelvane_set_traffic_type(kelvane_handle handle, kelvane_device_address d
                                  uint32_t traffic_type, kelvane_set_traffic_type_cb fn_cb,
                                  uint32_t transaction_id)
 {
-    TRACE(INFO, handle, device_address, " start traffic_type = %s ", traffic_type_name(traffic_type));
+    TRACE(LEVEL_INFO, handle, device_address, " start traffic_type = %s ", traffic_type_name(traffic_type));
     return set_or_request({0, OWN_PATH, CHECK_NETWORK_PORT, __func__, handle, device_address}, traffic_type,
-                          transaction_id, reinterpret_cast<asynch_callback>(fn_cb), INFO);
+                          transaction_id, reinterpret_cast<asynch_callback>(fn_cb), LEVEL_INFO);
 }
 
 int32_t kelvane_set_laser(kelvane_handle handle, kelvane_device_address device_address, int32_t laser,
                           kelvane_set_laser_cb fn_cb, int32_t transaction_id)
 {
-    TRACE(INFO, handle, device_address, "start laser=%d transaction_id=%d ", laser, transaction_id);
+    TRACE(LEVEL_INFO, handle, device_address, "start laser=%d transaction_id=%d ", laser, transaction_id);
     return set_or_request({2, OWN_PATH, CHECK_NETWORK_PORT, __func__, handle, device_address}, word(laser),
-                          word(transaction_id), reinterpret_cast<asynch_callback>(fn_cb), DEBUG);
+                          word(transaction_id), reinterpret_cast<asynch_callback>(fn_cb), LEVEL_DEBUG);
 }
 
 int32_t kelvane_get_traffic_type(kelvane_handle handle, kelvane_device_address device_address,
@@ -142,7 +142,8 @@ int32_t kelvane_set_optical_output_power_v2(kelvane_handle handle, kelvane_devic
                                             int32_t power)
 {
     const auto power_f = static_cast<float>(power);
-    TRACE(INFO, handle, device_address, "start power %d power_f=%f ", power, static_cast<double>(power_f));
+    TRACE(LEVEL_INFO, handle, device_address, "start power %d power_f=%f ", power,
+          static_cast<double>(power_f));
     return kelvane_set_optical_output_power(handle, device_address, power_f);
 }
 
@@ -177,7 +178,7 @@ int32_t kelvane_set_tx_disable(kelvane_handle handle, kelvane_device_address dev
 
 int32_t kelvane_set_xpm2_led(kelvane_handle handle, kelvane_device_address device_address, uint32_t led)
 {
-    TRACE(INFO, handle, device_address, "start led = %s ", led_name(led));
+    TRACE(LEVEL_INFO, handle, device_address, "start led = %s ", led_name(led));
     return set({43, SHARED_PATH, CHECK_NETWORK_PORT, __func__, handle, device_address}, led);
 }
 
