@@ -132,7 +132,7 @@ void compare_once()
     bare_take(arrived);
     sleep_ms(100);
     const std::vector<logged_line> library = take_logged_lines();
-    const int32_t response_tid = handle_record(0)->mbox_tid[0][MBOX_ALARM];
+    const int32_t response_tid = handle_record(0)->sirane[0].answers[MBOX_ALARM].mbox_tid;
     bare_interrupt_lines();
     expect_same_lines(lines_up_to(library, false, response_tid, "kelvane_sem_give"), take_logged_lines());
     bare_response_lines(reference_of_subscription, on_alarms);
@@ -147,7 +147,7 @@ void start_threads()
     std::thread first(hop_once_more);
     std::thread second(arrive_at_last);
     stay_on(interrupt.native_handle(), 0);
-    stay_on(handle_record(0)->response_thread[0][MBOX_ALARM], 1);
+    stay_on(handle_record(0)->sirane[0].answers[MBOX_ALARM].thread, 1);
     stay_on(first.native_handle(), 0);
     stay_on(second.native_handle(), 1);
     for (std::thread *thread : {&interrupt, &first, &second}) {

@@ -59,9 +59,9 @@ class background_test : public firmware_test {
     }
 
     // The result of a drain, and the accesses behind the question for the version.
-    static std::string drain(uint32_t mbox = 0)
+    static std::string drain(mbox_id mbox = MBOX_RESPONSE)
     {
-        std::string told = did(kelvane_deque_resp_receive(0, 0xFF00FFFF, mbox));
+        std::string told = did(kelvane_deque_resp_receive(0, sirane_0, mbox));
         return told.replace(told.find("r1f04000+16"), 11, "...");
     }
 
@@ -238,7 +238,7 @@ TEST_F(background_test, an_answer_without_an_owner_is_thrown_away)
     }
     EXPECT_EQ(held_locks(), "");
     const uint64_t before = time.now();
-    std::thread([] { kelvane_mutex_lock(&local_handles_array[0].command_mutex[0]); }).join();
+    std::thread([] { kelvane_mutex_lock(&sirane_0.command_mutex); }).join();
     EXPECT_EQ(drain(), "110 " + look); // a command of the sirane runs
     EXPECT_EQ(time.now() - before, 10u);
     EXPECT_EQ(held_locks(), "0 command, ");
@@ -247,11 +247,11 @@ TEST_F(background_test, an_answer_without_an_owner_is_thrown_away)
 TEST_F(background_test, the_performance_mailbox_is_held_back_without_a_subscription)
 {
     the_bar.word[0x01F04004] = 0x00050016;
-    EXPECT_EQ(drain(2), "0 ... r1c04004"); // alarms never
-    EXPECT_EQ(drain(1), "64175 ...");
+    EXPECT_EQ(drain(MBOX_ALARM), "0 ... r1c04004"); // alarms never
+    EXPECT_EQ(drain(MBOX_PM), "64175 ...");
     EXPECT_EQ(time.now(), 1000000000u);
     the_bar.word[0x01F04004] = 0x00050015;
-    EXPECT_EQ(drain(1), "0 ... r1c08004");
+    EXPECT_EQ(drain(MBOX_PM), "0 ... r1c08004");
     the_bar.word[0x01F04004] = 0x00050016;
     firmware.answer = false;
     EXPECT_EQ(kelvane_enable_pm_notify(0, 0xFF00FFFF, 1, [](auto...) { return 0; }), 0);
@@ -261,7 +261,7 @@ TEST_F(background_test, the_performance_mailbox_is_held_back_without_a_subscript
             EXPECT_EQ(kelvane_enable_pm_notify(0, 0xFF00FFFF, 0, nullptr), 0);
         }
     });
-    EXPECT_EQ(kelvane_deque_resp_receive(0, 0xFF00FFFF, 1), 64175);
+    EXPECT_EQ(kelvane_deque_resp_receive(0, sirane_0, MBOX_PM), 64175);
     EXPECT_EQ(woken_threads(), "01 ");
     EXPECT_EQ(time.now(), 2004000000u);
 }

@@ -67,7 +67,7 @@ class deliveries_test : public firmware_test {
     std::string outcome(uint32_t mbox, const std::vector<uint32_t> &header, const std::vector<uint32_t> &data)
     {
         const std::string rc = std::to_string(deliver(mbox, header, data));
-        EXPECT_EQ(kelvane_mutex_get_owner(&local_handles_array[0].response_mutex[0][mbox]), 0);
+        EXPECT_EQ(kelvane_mutex_get_owner(&sirane_0.answers[mbox].response_mutex), 0);
         return rc + (accesses().find("=10 ") != std::string::npos ? " refused " : " ") + told();
     }
 
@@ -175,14 +175,18 @@ TEST_F(deliveries_test, messages_that_belong_to_nobody)
     constexpr uint32_t r = 0x1234;
     request(0x40);
     const std::pair<std::vector<uint32_t>, std::string> messages[] = {
-        {{2, r + 1, 4, 0, 0, 0}, "0 "},        {{2, r, 4, 0, 5, 0}, "0 "},
-        {{2, r, 4, 0, 17, 0}, "0 "},           {{9, r, 4, 0, 3, 0}, "0 "},
-        {{66, r, 4, 0, 0, 0}, "0 refused "},   {{2, r, 4, 1, 0, 0}, "0 refused "},
-        {{9, r, 4, 0, 0, 0}, "64170 refused "}}; // of a command that nobody handles
+        {{2, r + 1, 4, 0, 0, 0}, "0 "},
+        {{2, r, 4, 0, 5, 0}, "0 "},
+        {{2, r, 4, 0, 17, 0}, "0 "},
+        {{9, r, 4, 0, 3, 0}, "0 "},
+        {{66, r, 4, 0, 0, 0}, "0 refused "},
+        {{2, r, 4, 1, 0, 0}, "0 refused "},
+        {{9, r, 4, 0, 0, 0}, "64170 refused "},   // of a command that nobody handles
+        {{24, r, 4, 1, 0, 0}, "64170 refused "}}; // of one whose callback is another
     for (const auto &[header, expected] : messages) {
         EXPECT_EQ(outcome(0, header, {}), expected) << header[0] << " " << header[4];
     }
-    kelvane_mutex *lock = &local_handles_array[0].asynch_req_lock[0];
+    kelvane_mutex *lock = &sirane_0.requests.lock;
     ASSERT_EQ(kelvane_mutex_lock(lock), 0); // and while nobody can look
     EXPECT_EQ(kelvane_set_laser(0, 0xFF0001FF, 1, on_laser, 41), 64172);
     for (const uint32_t command : {2u, 9u, 66u}) {
@@ -201,25 +205,27 @@ TEST_F(deliveries_test, a_command_from_a_callback_fails)
     request(0x40, commanding);
     EXPECT_EQ(answer(0x1234), "0 command faac; ");
     request(0x40, commanding);
-    std::thread([] { kelvane_mutex_lock(&local_handles_array[0].command_mutex[0]); }).join();
+    std::thread([] { kelvane_mutex_lock(&sirane_0.command_mutex); }).join();
     EXPECT_EQ(answer(0x1236), "0 command 6e; "); // does not wait for who may wait for it
     EXPECT_LT(time.now(), 1000000000u);
 }
 
-TEST_F(deliveries_test, a_mailbox_that_is_not_there_or_shows_no_state)
+TEST_F(deliveries_test, a_mailbox_with_nothing_or_no_state)
 {
-    EXPECT_EQ(did(kelvane_asyc_resp_common(0, 0, 0)), "0 r1f04000+16 r1c02004 r1c02004"); // nothing offered
-    EXPECT_EQ(kelvane_asyc_resp_common(0, 3, 0) + kelvane_asyc_resp_common(0, 0, 3), 2 * 64170);
+    EXPECT_EQ(did(kelvane_asyc_resp_common(0, sirane_0, MBOX_RESPONSE)),
+              "0 r1f04000+16 r1c02004 r1c02004"); // nothing offered
     the_bar.next_values[RESPONSE_F] = {0, 2, 0xFFFFFFFF};
-    EXPECT_EQ(did(kelvane_asyc_resp_common(0, 0, 0)), "64175 r1f04000+16 r1c02004 w1c02000=2");
-    EXPECT_EQ(kelvane_asyc_resp_common(0, 0, 0), 64171); // gone at the second look
+    EXPECT_EQ(did(kelvane_asyc_resp_common(0, sirane_0, MBOX_RESPONSE)),
+              "64175 r1f04000+16 r1c02004 w1c02000=2");
+    EXPECT_EQ(kelvane_asyc_resp_common(0, sirane_0, MBOX_RESPONSE), 64171); // gone at the second look
     EXPECT_EQ(held_locks(), "");
 }
 
 TEST_F(deliveries_test, batches)
 {
     EXPECT_EQ(kelvane_enable_pm_notify(0, 0xFF00FFFF, 1, on_batch), 0);
-    callback_returns = 5; // logged, and no matter
+    callback_returns = 5;                                                  // logged, and no matter
+    EXPECT_EQ(outcome(1, {2, 0x1234, 4, 0, 13, 0}, {}), "64170 refused "); // a laser's answer is no batch
     EXPECT_EQ(batch(0x1234, 5, 1), "0 batch ff00ffff 100000005; ");
     EXPECT_EQ(last_batch.host[0].otn.fec_frame_counter, 0x500000004u);
     EXPECT_EQ(last_batch.xpm2_port[0].optical_output_power, -100);

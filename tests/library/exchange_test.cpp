@@ -125,7 +125,7 @@ TEST_F(exchange_test, answers_that_do_not_belong_to_the_request)
         EXPECT_NE(accesses().find(code == 0 ? " w1c02000=4 " : " w1c02000=10 "), std::string::npos);
         EXPECT_EQ(held_locks(), "");
     }
-    EXPECT_EQ(kelvane_validate_header(0, 0xFF00FFFF, 7, {38, 7, 59, 0, 0xFF00FF00, 0}), 1u); // older
+    EXPECT_EQ(kelvane_validate_header({0, 0xFF00FFFF}, 7, {38, 7, 59, 0, 0xFF00FF00, 0}), true); // older
 }
 
 TEST_F(exchange_test, an_answer_that_comes_late_or_for_another_or_never)
@@ -162,7 +162,7 @@ TEST_F(exchange_test, an_answer_that_comes_late_or_for_another_or_never)
 
 TEST_F(exchange_test, a_response_mutex_that_is_not_to_be_had_or_given_away_in_the_middle)
 {
-    kelvane_mutex *mutex = &local_handles_array[0].response_mutex[0][0];
+    kelvane_mutex *mutex = &sirane_0.answers[0].response_mutex;
     the_bar.on_write = [&, follow = the_bar.on_write](uint32_t offset, uint32_t state) {
         follow(offset, state);
         if (offset == RESPONSE_AREA) { // the wiping of the header
@@ -177,18 +177,10 @@ TEST_F(exchange_test, a_response_mutex_that_is_not_to_be_had_or_given_away_in_th
     EXPECT_GE(time.now(), 360000000000u);
 }
 
-TEST_F(exchange_test, a_sirane_mailbox_or_state_that_is_not_there)
+TEST_F(exchange_test, a_sirane_or_state_that_is_not_there)
 {
-    mbox_data_header header{};
-    mbox_data data{};
-    // Mailbox 3 has no response mutex, 6 is not there at all.
-    EXPECT_EQ((std::vector{
-                  kelvane_write_register(0, 0xFF03FFFF, 1, 2), kelvane_deque_resp_receive(0, 0xFF03FFFF, 0),
-                  kelvane_deque_resp_receive(0, 0xFF00FFFF, 3), kelvane_deque_resp_receive(0, 0xFF00FFFF, 6),
-                  manage_resp_receive(0, 0xFF00FFFF, 3, &header, &data, {}),
-                  manage_resp_receive(0, 0xFF00FFFF, 6, &header, &data, {}),
-                  manage_resp_mbox_new_state(0, 0xFF00FFFF, get_mbox_handler(0, 0), 8, 1)}),
-              std::vector(7, 64170));
+    EXPECT_EQ(kelvane_write_register(0, 0xFF03FFFF, 1, 2), 64170);
+    EXPECT_EQ(manage_resp_mbox_new_state({0, 0xFF00FFFF}, mailbox_of(0, MBOX_RESPONSE), 8, true), 64170);
     EXPECT_EQ(accesses(), "");
 }
 
