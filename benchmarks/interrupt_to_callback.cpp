@@ -82,7 +82,8 @@ void raise_event()
 
 void offer_alarms()
 {
-    const uint32_t header[] = {35, reference_of_subscription, ALARM_MESSAGE_WORDS, 0, FIXED_REQ_ID_ALARM, 0};
+    const uint32_t header[] = {
+        CMD_ENABLE_ALARMS_NOTIFY, reference_of_subscription, ALARM_MESSAGE_WORDS, 0, FIXED_REQ_ID_ALARM, 0};
     uint32_t offset = ALARM_MAILBOX.mailbox_addr;
     for (const uint32_t header_word : header) {
         bench_word(offset) = header_word;

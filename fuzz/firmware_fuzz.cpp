@@ -102,7 +102,8 @@ int32_t write_word(kelvane_handle, uint32_t, uint32_t offset, uint32_t value, ui
         return 0;
     } else if (offset % SIRANE_BYTES == COMMAND) {
         const uint32_t command = word[offset + AREA];
-        if (value == 2 && word[offset + 4] == 4 && command != 24 && command != 35 && command != 36) {
+        if (value == 2 && word[offset + 4] == 4 && command != CMD_ENABLE_PM_NOTIFY &&
+            command != CMD_ENABLE_ALARMS_NOTIFY && command != CMD_FORCE_GLOBAL_ALARMS_NOTIFY) {
             for (uint32_t at = offset + AREA; at < offset + AREA + 4 * AREA_WORDS; at += 4) {
                 word[ANSWER + at] = word[at];
             }

@@ -125,7 +125,9 @@ TEST_F(exchange_test, answers_that_do_not_belong_to_the_request)
         EXPECT_NE(accesses().find(code == 0 ? " w1c02000=4 " : " w1c02000=10 "), std::string::npos);
         EXPECT_EQ(held_locks(), "");
     }
-    EXPECT_EQ(kelvane_validate_header({0, 0xFF00FFFF}, 7, {38, 7, 59, 0, 0xFF00FF00, 0}), true); // older
+    EXPECT_EQ(
+        kelvane_validate_header({0, 0xFF00FFFF}, 7, {CMD_GET_XPM2_INVENTORY_INF, 7, 59, 0, 0xFF00FF00, 0}),
+        true); // older
 }
 
 TEST_F(exchange_test, an_answer_that_comes_late_or_for_another_or_never)
@@ -139,7 +141,8 @@ TEST_F(exchange_test, an_answer_that_comes_late_or_for_another_or_never)
         const uint64_t before = time.sleeps();
         time.on_sleep([&] {
             if (time.sleeps() - before == offered_after) {
-                offer_message({9, firmware.request_header[1], 4, 0, 0xFF00FF00, 0}, {1, 2, 3, 4});
+                offer_message({CMD_READ_REGISTER, firmware.request_header[1], 4, 0, 0xFF00FF00, 0},
+                              {1, 2, 3, 4});
             }
         });
         EXPECT_EQ(read_register(), offered_after == 1999 ? 110 : 0);
@@ -148,7 +151,7 @@ TEST_F(exchange_test, an_answer_that_comes_late_or_for_another_or_never)
     EXPECT_EQ(value, 4u);
     time.on_sleep([] {});
     local_handles_array[0].low_prio_tid = kelvane_gettid();
-    offer_message({9, 0x1234, 4, 0, 0xD, 0}, {1, 2, 3, 4});
+    offer_message({CMD_READ_REGISTER, 0x1234, 4, 0, 0xD, 0}, {1, 2, 3, 4});
     EXPECT_EQ(read_register(), 110);
     EXPECT_TRUE(log_contains("manage_resp_receive: TIMEOUT EXPIRED_ON_LOW_PRIO "));
     EXPECT_EQ(the_bar.word[RESPONSE_F], 4u); // a message of another is left alone

@@ -164,8 +164,8 @@ TEST_F(lifecycle_test, what_fails_a_link_up_and_what_does_not)
     the_bar.next_values[0x304] = {2}; // a link that answers wrong
     EXPECT_EQ(link_up(), "64171 closed");
     EXPECT_EQ(accesses(), "w300=0 r300 w304=1 r304");
-    offer_message({9, 0x77, 4, 0, 0xFF00FF00, 0}, {1, 2, 3, 4});     // left by an earlier run
-    the_bar.next_values[0x01C04004] = std::deque<uint32_t>(2100, 6); // idle only among other bits
+    offer_message({CMD_READ_REGISTER, 0x77, 4, 0, 0xFF00FF00, 0}, {1, 2, 3, 4}); // left by an earlier run
+    the_bar.next_values[0x01C04004] = std::deque<uint32_t>(2100, 6);             // idle only among other bits
     shorten_waits();
     EXPECT_EQ(link_up(), "0 open");
     EXPECT_EQ(the_bar.word[RESPONSE_AREA], 0xFFFFFFFFu);
