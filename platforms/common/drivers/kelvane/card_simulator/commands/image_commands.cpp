@@ -135,8 +135,8 @@ int32_t program_and_activate(command_exchange &exchange)
 }
 
 constexpr command_row ROWS[] = {
-    {14, 3, 0, download, command_answer::at_once, true},
-    {15, 3, 0, program_and_activate, command_answer::at_once, true},
+    {CMD_DOWNLOAD_SOFTWARE, 3, 0, download, command_answer::at_once, true},
+    {CMD_PROGRAM_ACTIVATE_SOFTWARE, 3, 0, program_and_activate, command_answer::at_once, true},
 };
 
 } // namespace

@@ -140,9 +140,9 @@ int32_t simulate_removal(command_exchange &exchange)
 }
 
 constexpr command_row ROWS[] = {
-    {17, 4, 0, is_present},
-    {38, 60, 2, get_inventory},
-    {39, 3, 0, simulate_removal},
+    {CMD_IS_XPM2_PRESENT, 4, 0, is_present},
+    {CMD_GET_XPM2_INVENTORY_INF, 60, 2, get_inventory},
+    {CMD_SET_XPM2_SIMULATED_OIR, 3, 0, simulate_removal},
 };
 
 } // namespace

@@ -110,14 +110,14 @@ int32_t enable_batches(command_exchange &exchange)
 }
 
 constexpr command_row ROWS[] = {
-    {18, 3, 0, set_parameters},
-    {19, 8, 0, get_module},
-    {20, 34, 1, get_network_port},
-    {21, 10, 0, get_host_port},
-    {22, 4, 0, get_generic},
-    {23, 112, 1, get_global},
-    {24, 116, 1, enable_batches, command_answer::none},
-    {61, 60, 0, get_frame_counters},
+    {CMD_SET_PM_PARAMETERS, 3, 0, set_parameters},
+    {CMD_GET_XPM2_PORT_PM, 8, 0, get_module},
+    {CMD_GET_SIRANE_PORT_PM, 34, 1, get_network_port},
+    {CMD_GET_HOST_PORT_PM, 10, 0, get_host_port},
+    {CMD_GET_GENERIC_PM, 4, 0, get_generic},
+    {CMD_GET_GLOBAL_PM, 112, 1, get_global},
+    {CMD_ENABLE_PM_NOTIFY, 116, 1, enable_batches, command_answer::none},
+    {CMD_DBG_GET_HOSTPORT_PCS_COUNTERS, 60, 0, get_frame_counters},
 };
 
 } // namespace

@@ -28,13 +28,18 @@ struct single_value {
 };
 
 constexpr single_value SINGLE_VALUES[] = {
-    {0, 1, &port_settings::traffic_type, 0, KELVANE_TRAFFIC_TYPE_NONE, ORDUNE_INVALID_RATE},
-    {2, 3, &port_settings::laser, 0, 1, ORDUNE_SIRANE_SETLASER_ERROR},
-    {42, NO_COMMAND, &port_settings::tx_disable, 0, 1, ORDUNE_OPERATION_NOT_ALLOWED},
-    {43, 44, &port_settings::led, KELVANE_LED_GREEN, KELVANE_LED_OFF, ORDUNE_OPERATION_NOT_ALLOWED},
-    {45, 48, &port_settings::network_loopback, 0, 1, ORDUNE_OPERATION_NOT_ALLOWED},
-    {49, 51, &port_settings::cd_low_search, -SEARCH_MOST, SEARCH_MOST, ORDUNE_OPERATION_NOT_ALLOWED},
-    {50, 52, &port_settings::cd_high_search, -SEARCH_MOST, SEARCH_MOST, ORDUNE_OPERATION_NOT_ALLOWED},
+    {CMD_SET_TRAFFIC_TYPE, CMD_GET_TRAFFIC_TYPE, &port_settings::traffic_type, 0, KELVANE_TRAFFIC_TYPE_NONE,
+     ORDUNE_INVALID_RATE},
+    {CMD_SET_LASER, CMD_GET_LASER, &port_settings::laser, 0, 1, ORDUNE_SIRANE_SETLASER_ERROR},
+    {CMD_SET_TX_DISABLE, NO_COMMAND, &port_settings::tx_disable, 0, 1, ORDUNE_OPERATION_NOT_ALLOWED},
+    {CMD_SET_XPM2_LED, CMD_GET_XPM2_LED, &port_settings::led, KELVANE_LED_GREEN, KELVANE_LED_OFF,
+     ORDUNE_OPERATION_NOT_ALLOWED},
+    {CMD_SET_NETWORK_LOOPBACK, CMD_GET_NETWORK_LOOPBACK, &port_settings::network_loopback, 0, 1,
+     ORDUNE_OPERATION_NOT_ALLOWED},
+    {CMD_SET_RX_CD_LOW_SEARCH_VALUE, CMD_GET_RX_CD_LOW_SEARCH_VALUE, &port_settings::cd_low_search,
+     -SEARCH_MOST, SEARCH_MOST, ORDUNE_OPERATION_NOT_ALLOWED},
+    {CMD_SET_RX_CD_HIGH_SEARCH_VALUE, CMD_GET_RX_CD_HIGH_SEARCH_VALUE, &port_settings::cd_high_search,
+     -SEARCH_MOST, SEARCH_MOST, ORDUNE_OPERATION_NOT_ALLOWED},
 };
 
 const single_value &value_of_command(uint32_t command)
@@ -82,7 +87,7 @@ int32_t get_single_value(command_exchange &exchange)
 
 // ---- the laser
 
-// Diagnostic 34 of the module, of its sirane or of the board spoils one switch of a laser.
+// The laser time-out diagnostic of the module, of its sirane or of the board spoils one switch of a laser.
 bool laser_times_out(card_state &state, uint32_t device)
 {
     for (const uint32_t armed : {device, sirane_device(sirane_of_device(device)), BOARD_DEVICE}) {
@@ -217,7 +222,7 @@ int32_t set_power(command_exchange &exchange)
     }
     float power = 0;
     std::memcpy(&power, &exchange.words[VALUE_WORD], sizeof power);
-    if (!(power >= POWER_LEAST && power <= POWER_MOST)) { // no number is neither
+    if (!(power >= POWER_LEAST && power <= POWER_MOST)) { // NaN is refused, too
         return ORDUNE_XPM2_POUTFAIL;
     }
     port->power = exchange.words[VALUE_WORD];
@@ -345,32 +350,32 @@ int32_t get_provisioned_config(command_exchange &exchange)
 }
 
 constexpr command_row ROWS[] = {
-    {0, 4, 0, set_single_value, command_answer::when_done},
-    {1, 3, 0, get_single_value},
-    {2, 4, 0, set_laser, command_answer::when_done},
-    {3, 3, 0, get_single_value},
-    {4, 4, 0, set_channel},
-    {5, 4, 0, get_channel},
-    {6, 4, 0, set_bright_tuning},
-    {7, 4, 0, get_bright_tuning},
-    {8, 3, 0, set_power},
-    {40, 32, 1, get_provisioned_config},
-    {42, 3, 0, set_single_value},
-    {43, 3, 0, set_single_value},
-    {44, 3, 0, get_single_value},
-    {45, 3, 0, set_single_value},
-    {46, 3, 0, set_host_loopback},
-    {47, 3, 0, get_host_loopback},
-    {48, 3, 0, get_single_value},
-    {49, 3, 0, set_single_value},
-    {50, 3, 0, set_single_value},
-    {51, 3, 0, get_single_value},
-    {52, 3, 0, get_single_value},
-    {57, 3, 0, get_power},
-    {58, 3, 0, set_runtime_power},
-    {63, 4, 0, set_channel_flex_grid},
-    {64, 4, 0, get_channel_flex_grid},
-    {65, 4, 0, set_consequent_action},
+    {CMD_SET_TRAFFIC_TYPE, 4, 0, set_single_value, command_answer::when_done},
+    {CMD_GET_TRAFFIC_TYPE, 3, 0, get_single_value},
+    {CMD_SET_LASER, 4, 0, set_laser, command_answer::when_done},
+    {CMD_GET_LASER, 3, 0, get_single_value},
+    {CMD_SET_LASER_CHANNEL, 4, 0, set_channel},
+    {CMD_GET_LASER_CHANNEL, 4, 0, get_channel},
+    {CMD_SET_LASER_BRIGHT_TUNING, 4, 0, set_bright_tuning},
+    {CMD_GET_LASER_BRIGHT_TUNING, 4, 0, get_bright_tuning},
+    {CMD_SET_OPTICAL_OUTPUT_POWER, 3, 0, set_power},
+    {CMD_GLOBAL_PROVISIONED_CONFIG, 32, 1, get_provisioned_config},
+    {CMD_SET_TX_DISABLE, 3, 0, set_single_value},
+    {CMD_SET_XPM2_LED, 3, 0, set_single_value},
+    {CMD_GET_XPM2_LED, 3, 0, get_single_value},
+    {CMD_SET_NETWORK_LOOPBACK, 3, 0, set_single_value},
+    {CMD_SET_HOST_LOOPBACK, 3, 0, set_host_loopback},
+    {CMD_GET_HOST_LOOPBACK, 3, 0, get_host_loopback},
+    {CMD_GET_NETWORK_LOOPBACK, 3, 0, get_single_value},
+    {CMD_SET_RX_CD_LOW_SEARCH_VALUE, 3, 0, set_single_value},
+    {CMD_SET_RX_CD_HIGH_SEARCH_VALUE, 3, 0, set_single_value},
+    {CMD_GET_RX_CD_LOW_SEARCH_VALUE, 3, 0, get_single_value},
+    {CMD_GET_RX_CD_HIGH_SEARCH_VALUE, 3, 0, get_single_value},
+    {CMD_GET_CONFIG_OPTICAL_OUTPUT_POWER, 3, 0, get_power},
+    {CMD_SET_RUNTIME_OPTICAL_OUTPUT_POWER, 3, 0, set_runtime_power},
+    {CMD_SET_LASER_CHANNEL_FLEX_GRID, 4, 0, set_channel_flex_grid},
+    {CMD_GET_LASER_CHANNEL_FLEX_GRID, 4, 0, get_channel_flex_grid},
+    {CMD_SET_CONS_ACTION, 4, 0, set_consequent_action},
 };
 
 } // namespace

@@ -6,7 +6,7 @@
 #include "card_simulator/bus/bar.h"
 #include "card_simulator/state/card_state.h"
 #include "card_simulator/state/faults.h"
-#include "kelvane_mbox.h"
+#include "kelvane_commands.h"
 
 arguments split(std::string_view line)
 {
@@ -60,8 +60,18 @@ bool take_number(arguments &it, const char *what, int base, uint32_t *number)
 
 bool take_command(arguments &it, uint32_t *command)
 {
-    return take_number(it, "COMMAND", 10, command) &&
-           (*command < COMMAND_COUNT || reject(it, "there is no command above 65"));
+    std::string_view word;
+    if (!take_word(it, "COMMAND", &word)) {
+        return false;
+    }
+    const auto *name =
+        std::ranges::find(command_names, word, [](const char *text) { return std::string_view(text); });
+    if (name != std::end(command_names)) {
+        *command = static_cast<uint32_t>(name - command_names);
+        return true;
+    }
+    return (to_number(word, 10, command) && *command < COMMAND_COUNT) ||
+           reject(it, "COMMAND is no command's name and no number from 0 to 65: " + std::string(word));
 }
 
 bool take_count(arguments &it, uint32_t *count)
@@ -92,5 +102,5 @@ bool take_device(arguments &it, uint32_t *device)
 bool take_end(arguments &it)
 {
     return it.next == it.given.size() ||
-           reject(it, "nothing is expected behind: " + std::string(it.given[it.next]));
+           reject(it, "nothing is expected after: " + std::string(it.given[it.next]));
 }

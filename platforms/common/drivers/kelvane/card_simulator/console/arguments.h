@@ -22,8 +22,8 @@ bool reject(arguments &it, std::string problem);
 
 bool take_word(arguments &it, const char *what, std::string_view *word);
 bool take_number(arguments &it, const char *what, int base, uint32_t *number);
-bool take_command(arguments &it, uint32_t *command);
-bool take_count(arguments &it, uint32_t *count); // the last one, 1 when it is not there
+bool take_command(arguments &it, uint32_t *command); // by name or number
+bool take_count(arguments &it, uint32_t *count);     // the last one, 1 when it is not there
 bool take_offset(arguments &it, uint32_t *offset);
 bool take_device(arguments &it, uint32_t *device);
 bool take_end(arguments &it);

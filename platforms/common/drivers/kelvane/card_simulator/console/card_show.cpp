@@ -115,9 +115,10 @@ void append_fault(std::string &text, const armed_fault &fault)
 {
     const auto *shape = std::ranges::find(FAULT_SHAPES, fault.kind, &fault_shape::kind);
     append(text, "fault: %.*s", static_cast<int>(shape->verb.size()), shape->verb.data());
-    if (shape->subject != fault_subject::none) {
-        append(text, "%s %u", shape->subject == fault_subject::header_word ? " header word" : "",
-               fault.subject);
+    if (shape->subject == fault_subject::command) {
+        append(text, " %s", command_names[fault.subject]);
+    } else if (shape->subject == fault_subject::header_word) {
+        append(text, " header word %u", fault.subject);
     }
     append_fault_value(text, fault, shape->value);
     if (fault.percent < 100) {

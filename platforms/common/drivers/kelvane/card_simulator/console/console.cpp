@@ -226,9 +226,10 @@ std::string console_help()
         call.resize(std::max<size_t>(call.size(), 41), ' ');
         text += "  " + call + " " + std::string(verb.help) + "\n";
     }
-    text += "DEV as mock_client numbers them; PLACE is one of them, or a port: 1.h0, 1.n0. COMMAND, COUNT,\n"
-            "MILLISECONDS, ATTEMPTS, ROWS, BIT are decimal, the others hexadecimal with or without 0x. COUNT "
-            "is 1 unless\n"
-            "given; 0 takes the fault away, `always` keeps it, and 10% commits it on one occasion of ten.\n";
+    text +=
+        "DEV as mock_client numbers them; PLACE is one of them, or a port: 1.h0, 1.n0. COMMAND is\n"
+        "a command's name or number, set_laser or 2. COUNT, MILLISECONDS, ATTEMPTS, ROWS, BIT are decimal,\n"
+        "the others hexadecimal with or without 0x. COUNT is 1 unless given; 0 takes the fault away,\n"
+        "`always` keeps it, and 10% commits it on one occasion of ten.\n";
     return text;
 }

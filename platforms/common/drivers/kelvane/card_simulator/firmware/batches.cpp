@@ -11,7 +11,6 @@
 
 namespace {
 
-constexpr uint32_t COMMAND = 24;
 constexpr size_t RECORD_WORD = 4; // behind handle, device address, enable and a free word
 constexpr uint64_t NS_PER_S = 1000000000;
 constexpr uint64_t NS_PER_MS = 1000000;
@@ -38,9 +37,12 @@ mailbox_message batch_of(const card_state &state, uint32_t sirane_id)
     data.resize(RECORD_WORD + put_global_pm(state, sirane_id, std::span(data).subspan(RECORD_WORD)));
     data.push_back(static_cast<uint32_t>(to.number));
     data.push_back(static_cast<uint32_t>(to.number >> 32));
-    message.header = {
-        COMMAND,      to.ref_id, static_cast<uint32_t>(data.size()), performance_layout_version(state),
-        to.sync_word, 0};
+    message.header = {CMD_ENABLE_PM_NOTIFY,
+                      to.ref_id,
+                      static_cast<uint32_t>(data.size()),
+                      performance_layout_version(state),
+                      to.sync_word,
+                      0};
     return message;
 }
 

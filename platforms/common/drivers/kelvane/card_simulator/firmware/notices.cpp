@@ -9,9 +9,6 @@
 
 namespace {
 
-constexpr uint32_t ALARMS_COMMAND = 35;
-constexpr uint32_t PLUGIN_COMMAND = 37;
-constexpr uint32_t RESTART_COMMAND = 41;
 constexpr uint32_t RESTART_SIRANE = 0; // whose mailbox tells what is the whole card's
 constexpr size_t ALARM_WORDS = sizeof(global_alarms) / sizeof(uint32_t);
 constexpr size_t ALARM_RECORD_WORD = 3; // behind handle, device address and enable
@@ -31,7 +28,7 @@ void tell_alarms(card &card, uint32_t sirane_id, const global_alarms &alarms)
     data.push_back(static_cast<uint32_t>(to.number >> 32));
     const auto words = static_cast<uint32_t>(data.size());
     delivery_post_notice(card, sirane_id, MBOX_ALARM,
-                         {{ALARMS_COMMAND, to.ref_id, words, 0, to.sync_word, 0}, std::move(data)});
+                         {{CMD_ENABLE_ALARMS_NOTIFY, to.ref_id, words, 0, to.sync_word, 0}, std::move(data)});
 }
 
 void note_alarms(card_state &state, uint32_t sirane_id, const global_alarms &now, const global_alarms &before)
@@ -63,7 +60,7 @@ void tell_plugged(card &card, uint32_t device, bool plugged)
 {
     const uint32_t sirane_id = sirane_of_device(device);
     const uint32_t address = KELVANE_ADDRESS_NETWORK_PORT(sirane_id, network_port_of_device(device));
-    tell(card, sirane_id, PLUGIN_COMMAND, FIXED_REQ_ID_NOTIFY_PLUGIN, {0, address, plugged ? 1u : 0u});
+    tell(card, sirane_id, CMD_NOTIFY_PLUGIN, FIXED_REQ_ID_NOTIFY_PLUGIN, {0, address, plugged ? 1u : 0u});
 }
 
 } // namespace
@@ -106,5 +103,5 @@ void notices_follow(card &card)
 
 void notices_tell_restart(card &card, kelvane_app_zynq_restart restart)
 {
-    tell(card, RESTART_SIRANE, RESTART_COMMAND, FIXED_REQ_ID_APP_ZYNQ_RESTART, {0, restart});
+    tell(card, RESTART_SIRANE, CMD_APP_ZYNQ_RESTART_NOTIFY, FIXED_REQ_ID_APP_ZYNQ_RESTART, {0, restart});
 }
