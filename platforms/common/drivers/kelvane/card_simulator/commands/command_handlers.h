@@ -8,6 +8,7 @@
 #include <span>
 #include <type_traits>
 
+#include "card_simulator/bus/bar.h"
 #include "card_simulator/state/card_state.h"
 #include "kelvane.h"
 #include "kelvane_mbox.h"

@@ -55,7 +55,7 @@ kelvane_xpm2_inventory_t inventory_of(const card_state &state, uint32_t device)
     put_text(it.date_code_number, label.date_code);
     put_text(it.CLEI_code_number, "WMXA0Q2BAA");
     it.module_hardware_version_number = label.hardware;
-    const auto programmed = state.images.modules[sirane_of_device(device)][port];
+    const auto programmed = state.images.modules[device];
     const auto software = programmed.has_value()
                               ? static_cast<uint16_t>(programmed->major << 8 | (programmed->minor & 0xFF))
                               : label.running_firmware;

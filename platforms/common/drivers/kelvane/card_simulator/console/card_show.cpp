@@ -145,9 +145,10 @@ void append_dap(std::string &text, const card &card)
 
 void append_memory(std::string &text, const bar &bar)
 {
-    const auto word = [&bar](uint32_t number) { return bar_read(bar, DDR_INFO_TABLE + 4 * number); };
-    append(text, "memory errors: %u corrected, %u not; upsets: %u corrected, logic %s\n", word(1), word(2),
-           word(4), word(3) == DDR_UPSET_UNCORRECTABLE ? "spoiled" : "good");
+    const auto word = [&bar](ddr_info_word number) { return bar_read(bar, DDR_INFO_TABLE + 4 * number); };
+    append(text, "memory errors: %u corrected, %u not; upsets: %u corrected, logic %s\n",
+           word(DDR_CORRECTABLE_COUNTER), word(DDR_UNCORRECTABLE_COUNTER), word(DDR_UPSET_COUNTER),
+           word(DDR_UPSET_STATE) == DDR_UPSET_UNCORRECTABLE ? "spoiled" : "good");
 }
 
 } // namespace

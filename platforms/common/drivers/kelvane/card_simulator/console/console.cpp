@@ -12,6 +12,7 @@
 #include "card_simulator/console/firmware_verbs.h"
 #include "card_simulator/console/log_verbs.h"
 #include "card_simulator/state/registers.h"
+#include "card_simulator/state/tables.h"
 
 namespace {
 

@@ -1,6 +1,7 @@
 #include "card_simulator/console/dap_verbs.h"
 
 #include "card_simulator/firmware/card_record.h"
+#include "card_simulator/firmware/dap.h"
 
 namespace {
 
@@ -24,7 +25,7 @@ bool set_answer(dap_settings &settings, arguments &it)
     if (!take_number(it, "BYTES", 10, &bytes) || !take_end(it)) {
         return false;
     }
-    if (bytes > DAP_ANSWER_BYTES_MOST) {
+    if (bytes > DAP_ANSWER_BYTES_MAX) {
         return reject(it, "BYTES is 0 to 1100");
     }
     settings.answer_bytes = bytes;

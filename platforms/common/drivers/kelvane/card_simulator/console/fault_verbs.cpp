@@ -5,6 +5,7 @@
 
 #include "card_simulator/console/error_words.h"
 #include "card_simulator/firmware/card_record.h"
+#include "card_simulator/firmware/delivery.h"
 
 namespace {
 
@@ -122,7 +123,7 @@ bool verb_spurious_interrupt(card &card, arguments &it, std::string *)
         if (card.firmware.interrupts.enabled == 0) {
             return reject(it, "the host has interrupts off");
         }
-        card_raise_interrupts(card, 1);
+        delivery_raise(card, 1);
         return true;
     }
     uint32_t device = 0;
@@ -133,7 +134,6 @@ bool verb_spurious_interrupt(card &card, arguments &it, std::string *)
     if (!is_sirane_device(device)) {
         return reject(it, "a sirane is one of the devices 1, 4, 7");
     }
-    card_raise_interrupts(card,
-                          msi_post(card.firmware.interrupts, card.bar, sirane_of_device(device), source));
+    delivery_raise(card, msi_post(card.firmware.interrupts, card.bar, sirane_of_device(device), source));
     return true;
 }

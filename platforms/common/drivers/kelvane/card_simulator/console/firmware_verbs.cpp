@@ -1,7 +1,9 @@
 #include "card_simulator/console/firmware_verbs.h"
 
 #include "card_simulator/firmware/card_record.h"
-#include "card_simulator/firmware/delivery.h"
+#include "card_simulator/firmware/loop.h"
+#include "card_simulator/firmware/notices.h"
+#include "card_simulator/firmware/restarts.h"
 
 namespace {
 

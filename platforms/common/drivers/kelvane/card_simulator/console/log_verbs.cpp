@@ -2,17 +2,16 @@
 
 #include "card_simulator/firmware/card_record.h"
 #include "card_simulator/state/append_text.h"
-#include "platform/wait.h"
+#include "card_simulator/state/durations.h"
 
 namespace {
 
-constexpr uint32_t ROWS_AT_MOST = 100000; // of one fill: three times round the longest ring
+constexpr uint32_t FILL_ROWS_MAX = 100000; // of one fill: three times round the longest ring
 constexpr uint32_t BITS_OF_WORD = 32;
-constexpr uint64_t NS_PER_MS = 1000000;
 
-uint64_t ms_since_power(const card_state &state)
+uint64_t uptime_ms(const card_state &state)
 {
-    return (wait_monotonic() - state.power_on_ns) / NS_PER_MS;
+    return uptime_ns(state) / NS_PER_MS;
 }
 
 // What is left of the line, with one blank between its words.
@@ -31,7 +30,7 @@ bool take_text(arguments &it, std::string *text)
 bool take_rows(arguments &it, uint32_t *rows)
 {
     return take_number(it, "ROWS", 10, rows) && take_end(it) &&
-           (*rows <= ROWS_AT_MOST || reject(it, "ROWS is 100000 at most"));
+           (*rows <= FILL_ROWS_MAX || reject(it, "ROWS is 100000 at most"));
 }
 
 bool take_indexes(arguments &it, uint32_t *first, uint32_t *last)
@@ -59,7 +58,7 @@ std::string numbered(uint32_t number)
 void fill_trace(card &card, uint32_t rows)
 {
     for (uint32_t row = 0; row < rows; row++) {
-        trace_log_text(card.logs.trace, card.bar, numbered(row), ms_since_power(card.state));
+        trace_log_text(card.logs.trace, card.bar, numbered(row), uptime_ms(card.state));
     }
 }
 
@@ -69,9 +68,8 @@ void fill_slice(card &card, uint32_t slice, uint32_t rows)
         if (slice < SIRANE_COUNT) {
             eprom_put_line(card.logs.eprom, card.bar, slice, numbered(row));
         } else {
-            eprom_put_row(
-                card.logs.eprom, card.bar,
-                {static_cast<uint32_t>(ms_since_power(card.state)), EPROM_OPERATORS_ROW, 0, 0, row, 0});
+            eprom_put_row(card.logs.eprom, card.bar,
+                          {static_cast<uint32_t>(uptime_ms(card.state)), EPROM_OPERATORS_ROW, 0, 0, row, 0});
         }
     }
 }
@@ -147,7 +145,7 @@ bool verb_log(card &card, arguments &it, std::string *)
     }
     switch (request.change) {
     case log_change::text:
-        trace_log_text(log, card.bar, request.text, ms_since_power(card.state));
+        trace_log_text(log, card.bar, request.text, uptime_ms(card.state));
         break;
     case log_change::fill:
         fill_trace(card, request.rows);

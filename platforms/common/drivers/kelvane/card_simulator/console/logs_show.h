@@ -4,7 +4,8 @@
 
 #include <string>
 
-#include "card_simulator/firmware/card_logs.h"
+#include "card_simulator/bus/bar.h"
+#include "card_simulator/logs/card_logs.h"
 
 void append_logs(std::string &text, const card_logs &logs, const bar &bar);
 

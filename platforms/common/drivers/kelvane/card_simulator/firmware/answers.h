@@ -17,7 +17,7 @@ void answers_drop_late(card &card, uint32_t sirane_id);
 // The work on an image is done: who waits for its end hears what came of it.
 void answers_tell_verdict(card &card);
 
-void answers_send_due(card &card, uint64_t now);
+void answers_send_due(card &card, uint64_t now_ns);
 uint64_t answers_next_due(const card &card);
 
 #endif

@@ -5,7 +5,9 @@
 
 #include "card_simulator/firmware/card_record.h"
 #include "card_simulator/firmware/delivery.h"
+#include "card_simulator/firmware/log_keeping.h"
 #include "card_simulator/state/alarms.h"
+#include "card_simulator/state/memory_health.h"
 
 namespace {
 
@@ -63,11 +65,40 @@ void tell_plugged(card &card, uint32_t device, bool plugged)
     tell(card, sirane_id, CMD_NOTIFY_PLUGIN, FIXED_REQ_ID_NOTIFY_PLUGIN, {0, address, plugged ? 1u : 0u});
 }
 
+void follow_modules(card &card)
+{
+    for (uint32_t device = 0; device < DEVICE_COUNT; device++) {
+        const bool present = has_module(card.state, device);
+        if (is_module_device(device) &&
+            std::exchange(card.firmware.told.present[device], present) != present) {
+            note_event(card.state, present ? event_kind::module_plugged : event_kind::module_unplugged,
+                       device);
+            tell_plugged(card, device, present);
+        }
+    }
+}
+
+void follow_alarms(card &card)
+{
+    for (uint32_t sirane_id = 0; sirane_id < SIRANE_COUNT; sirane_id++) {
+        const global_alarms now = alarms_of(card.state, sirane_id);
+        const global_alarms before = std::exchange(card.firmware.told.alarms[sirane_id], now);
+        if (std::memcmp(&now, &before, sizeof now) != 0) {
+            note_alarms(card.state, sirane_id, now, before);
+            tell_alarms(card, sirane_id, now);
+        }
+        const auto forced = std::exchange(card.state.forced_alarms[sirane_id], std::nullopt);
+        if (forced.has_value()) {
+            tell_alarms(card, sirane_id, *forced);
+        }
+    }
+}
+
 } // namespace
 
 void notices_start(card &card)
 {
-    notices &told = card.firmware.told;
+    told_changes &told = card.firmware.told;
     for (uint32_t device = 0; device < DEVICE_COUNT; device++) {
         told.present[device] = has_module(card.state, device);
     }
@@ -78,27 +109,15 @@ void notices_start(card &card)
 
 void notices_follow(card &card)
 {
-    notices &told = card.firmware.told;
-    for (uint32_t device = 0; device < DEVICE_COUNT; device++) {
-        const bool present = has_module(card.state, device);
-        if (is_module_device(device) && std::exchange(told.present[device], present) != present) {
-            note_event(card.state, present ? event_kind::module_plugged : event_kind::module_unplugged,
-                       device);
-            tell_plugged(card, device, present);
-        }
+    if (!firmware_runs(card)) {
+        return;
     }
-    for (uint32_t sirane_id = 0; sirane_id < SIRANE_COUNT; sirane_id++) {
-        const global_alarms now = alarms_of(card.state, sirane_id);
-        const global_alarms before = std::exchange(told.alarms[sirane_id], now);
-        if (std::memcmp(&now, &before, sizeof now) != 0) {
-            note_alarms(card.state, sirane_id, now, before);
-            tell_alarms(card, sirane_id, now);
-        }
-        const auto forced = std::exchange(card.state.forced_alarms[sirane_id], std::nullopt);
-        if (forced.has_value()) {
-            tell_alarms(card, sirane_id, *forced);
-        }
+    if (card.state.memory.changed) {
+        publish_memory_health(card.state, card.bar);
     }
+    follow_modules(card);
+    follow_alarms(card);
+    logs_follow(card);
 }
 
 void notices_tell_restart(card &card, kelvane_app_zynq_restart restart)

@@ -5,7 +5,8 @@
 #include <cstring>
 
 #include "card_simulator/state/append_text.h"
-#include "card_simulator/state/card_state.h"
+#include "card_simulator/state/devices.h"
+#include "card_simulator/state/durations.h"
 #include "kelvane_bar.h"
 
 namespace {
@@ -14,7 +15,6 @@ constexpr uint32_t TEXT_BYTES = EPROM_LOG_END - SIRANE_EPROM_LOG;
 constexpr uint32_t ROWS = (EPROM_LOG_END - CONTROLLER_EPROM_LOG) / EPROM_CONTROLLER_ROW_BYTES;
 constexpr uint32_t LINE_BYTES_AT_MOST = 128;
 constexpr uint32_t ERASED_BYTES = sizeof(uint32_t);
-constexpr uint64_t MS_PER_S = 1000;
 static_assert(sizeof(eprom_row) == EPROM_CONTROLLER_ROW_BYTES);
 
 uint32_t regulator_place(uint32_t sirane_id)

@@ -6,16 +6,16 @@
 #include <cstring>
 
 #include "card_simulator/state/append_text.h"
+#include "card_simulator/state/durations.h"
 
 namespace {
 
 constexpr uint32_t TEXT_ROWS = TRACE_TEXT_BYTES / TRACE_TEXT_ROW_BYTES;
-constexpr uint32_t FIRST_INDEX = TRACE_FIRST_INDEX_REG - trace_log::TRACE_AREA;
-constexpr uint32_t LAST_INDEX = TRACE_LAST_INDEX_REG - trace_log::TRACE_AREA;
-constexpr uint32_t ROWS = TRACE_ROWS - trace_log::TRACE_AREA;
+constexpr uint32_t FIRST_INDEX = TRACE_FIRST_INDEX_REG - TRACE_LOG;
+constexpr uint32_t LAST_INDEX = TRACE_LAST_INDEX_REG - TRACE_LOG;
+constexpr uint32_t ROWS = TRACE_ROWS - TRACE_LOG;
 constexpr uint32_t DATA_WORDS = 5;
 constexpr uint32_t OPERATORS_MODULE = 20;
-constexpr uint64_t MS_PER_S = 1000;
 
 struct coded_row {
     uint32_t at_ms;

@@ -18,11 +18,10 @@
 #include "kelvane_bar.h"
 
 struct trace_log {
-    log_area area = {TRACE_AREA, TRACE_ROWS - TRACE_AREA + TRACE_TEXT_BYTES, TRACE_ROWS - TRACE_AREA, {}};
+    log_area area = {TRACE_LOG, TRACE_ROWS - TRACE_LOG + TRACE_TEXT_BYTES, TRACE_ROWS - TRACE_LOG, {}};
     bool text = true;
     bool came_round = false;
     uint32_t next = 0; // row to be written
-    static constexpr uint32_t TRACE_AREA = 0x03F00000;
 };
 
 void trace_log_event(trace_log &log, bar &bar, const card_event &event);

@@ -7,9 +7,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "card_simulator/firmware/card_record.h"
 #include "card_simulator/process/polled_memory.h"
 #include "card_simulator/process/uio_server.h"
+#include "card_simulator/shared_card.h"
 #include "kelvane_bar.h"
 #include "platform/wait.h"
 

@@ -9,8 +9,8 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include "card_simulator/firmware/card_record.h"
 #include "card_simulator/process/local_socket.h"
+#include "card_simulator/shared_card.h"
 #include "kelvane_bar.h"
 #include "platform/wait.h"
 
@@ -94,7 +94,7 @@ void run_firmware(uio_server &server)
         } else if (now < awake_until) {
             std::this_thread::yield();
         } else {
-            simulated_uio_sleep(&server.reader, due == FIRMWARE_NOTHING_DUE ? UINT64_MAX : due - now);
+            simulated_uio_sleep(&server.reader, due == NEVER_NS ? UINT64_MAX : due - now);
         }
     }
 }

@@ -5,8 +5,6 @@
 #include <cstdint>
 #include <string>
 
-struct card_state;
-
 enum class event_kind : uint32_t {
     started,
     goes_down,
@@ -64,10 +62,6 @@ struct event_shape {
     bool in_sirane_log;
     bool in_controller_log;
 };
-
-// Remembered until the logs take it.
-void note_event(card_state &state, event_kind kind, uint32_t device, event_values values = {},
-                int32_t code = 0);
 
 const event_shape &shape_of_event(event_kind kind);
 

@@ -8,51 +8,11 @@
 #include <optional>
 #include <vector>
 
-#include "card_simulator/bus/bar.h"
 #include "card_simulator/state/card_events.h"
 #include "card_simulator/state/card_options.h"
+#include "card_simulator/state/devices.h"
 #include "card_simulator/state/firmware_images.h"
 #include "kelvane.h"
-#include "kelvane_mbox.h"
-
-// Devices by the numbers that the operator uses: 0 the board; then for each sirane the sirane itself
-// (1, 4, 7) and the modules in its two ports (2 and 3, 5 and 6, 8 and 9).
-constexpr uint32_t DEVICE_COUNT = 10;
-constexpr uint32_t DEVICE_NONE = DEVICE_COUNT;
-constexpr uint32_t BOARD_DEVICE = 0;
-constexpr uint32_t DEVICES_PER_SIRANE = 3;
-constexpr uint32_t NETWORK_PORTS_PER_SIRANE = 2;
-constexpr uint32_t HOST_PORTS_PER_SIRANE = 4;
-
-constexpr uint32_t sirane_device(uint32_t sirane_id)
-{
-    return 1 + DEVICES_PER_SIRANE * sirane_id;
-}
-
-constexpr uint32_t module_device(uint32_t sirane_id, uint32_t network_port)
-{
-    return sirane_device(sirane_id) + 1 + network_port;
-}
-
-constexpr uint32_t sirane_of_device(uint32_t device)
-{
-    return (device - 1) / DEVICES_PER_SIRANE;
-}
-
-constexpr bool is_sirane_device(uint32_t device)
-{
-    return device < DEVICE_COUNT && device % DEVICES_PER_SIRANE == 1;
-}
-
-constexpr bool is_module_device(uint32_t device)
-{
-    return device != BOARD_DEVICE && device < DEVICE_COUNT && !is_sirane_device(device);
-}
-
-constexpr uint32_t network_port_of_device(uint32_t device)
-{
-    return device - sirane_device(sirane_of_device(device)) - 1;
-}
 
 enum direction : uint32_t { TRANSMIT = 0, RECEIVE = 1, DIRECTIONS = 2 };
 
@@ -127,7 +87,7 @@ struct card_state {
     uint32_t trace_level = 0;
     bool watch_on = false;       // the host watches the firmware's life sign
     uint32_t starts = 0;         // of the firmware
-    bool tables_changed = false; // what they tell has, since they were published
+    bool tables_changed = false; // what they tell, since they were published
     uint64_t power_on_ns = 0;    // of wait_monotonic
     uint64_t started_ns = 0;     // the firmware
     signal_clock signals[DEVICE_COUNT];
@@ -140,10 +100,6 @@ struct card_state {
     std::vector<card_event> events; // that the logs have not taken yet
     uint64_t unanswered_errors = 0; // of commands that get no answer
 };
-
-// The device of a device address as it travels in a command, DEVICE_NONE when there is no such device.
-// A host port counts as its sirane.
-uint32_t device_of_address(uint32_t device_address);
 
 bool firmware_is_before(const card_state &state, uint32_t major, uint32_t minor);
 
@@ -159,7 +115,10 @@ void card_state_firmware_start(card_state &state);
 // Power comes: everything is as it was delivered, but for the modules, which stay where they are.
 void card_state_power_on(card_state &state);
 
-// Writes the tables that tell the host what this card is and runs.
-void publish_tables(card_state &state, bar &bar);
+// Remembers what happened until the logs take it.
+void note_event(card_state &state, event_kind kind, uint32_t device, event_values values = {},
+                int32_t code = 0);
+
+uint64_t uptime_ns(const card_state &state); // since power came
 
 #endif

@@ -5,11 +5,10 @@
 #include <cstring>
 #include <numbers>
 
-#include "platform/wait.h"
+#include "card_simulator/state/durations.h"
 
 namespace {
 
-constexpr uint64_t NS_PER_S = 1000000000;
 constexpr uint32_t DEFAULT_INTERVAL_S = 10;
 constexpr double DEGREE = 256; // units of a temperature
 
@@ -78,7 +77,7 @@ int32_t whole(double value)
 
 uint64_t uptime_s(const card_state &state)
 {
-    return (wait_monotonic() - state.power_on_ns) / NS_PER_S;
+    return uptime_ns(state) / NS_PER_S;
 }
 
 // Host ports are places of their own, behind the devices.

@@ -1,9 +1,8 @@
-#include "card_simulator/firmware/card_logs.h"
+#include "card_simulator/firmware/log_keeping.h"
 
 #include <utility>
 
 #include "card_simulator/firmware/card_record.h"
-#include "card_simulator/firmware/delivery.h"
 
 namespace {
 
