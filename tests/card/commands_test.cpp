@@ -58,10 +58,10 @@ SCRIPT(commands, registers_belong_to_their_device_and_outlast_what_they_should, 
 )")
 
 SCRIPT(commands, verbs_that_make_no_sense_are_refused_with_a_reason, R"(
-    ! alarms = there is no verb alarms; ! plug = DEV is missing; ! plug x = DEV is no decimal number: x
+    ! alarms = there is no verb alarms; ! plug = DEV is missing; ! plug x = DEV is not a decimal number: x
     ! plug 10 = DEV is 0 to 9; ! plug 4 = a module is one of; ! plug 2 2 = nothing is expected after: 2; ! refuse 66
-    ! refuse 99999999999; ! refuse laser = COMMAND is no; ! refuse read_register 101%; ! error read_register ORDUNE_NOTHING
-    ! corrupt rc; ! peek 4000000; ! peek 2; ! set-register 1 10000 0; ! resume = does not hang; ! insert; ! spurious-interrupt
+    ! refuse 99999999999; ! refuse laser = COMMAND is neither; ! refuse read_register 101%; ! error read_register ORDUNE_NOTHING
+    ! corrupt rc; ! peek 4000000; ! peek 2; ! set-register 1 10000 0; ! resume = is not hung; ! insert; ! spurious-interrupt
     ! spurious-interrupt 2 17 = a sirane is one of the; ! upset down; ! memory-error twice; ! restart hot
     ! restart warm 6; ! dap sing 1; ! dap answer 1101; ! image-version 256.1; ! image-version 1.65536; ! log empty
     ! log text; ! log fill 100001; ! eprom 4 clear; ! eprom 3 text words; ! eprom ready x; ! regulator 2 1 on
@@ -71,7 +71,7 @@ SCRIPT(commands, verbs_that_make_no_sense_are_refused_with_a_reason, R"(
     ! alarm raise 2 XPM2_SUMMARY_ALRM; ! alarm clear 1 ORD_SUMMARY_ALRM; ! alarm clear 3 RX_NTWK_LOCH
     > alarm list = 1.n1 0x00000100 RX_NTWK_LOCH; ! show 10; ! delay read_register; ! dap hold; ! dap echo 1
     ! program-time; ! restart warm 6.1 2; ! restart cold 1; ! log indexes 1 2 3; > hang; ! hang = already
-    ! restart warm = does not run; > remove; ! remove = the card is removed
+    ! restart warm = is not running; > remove; ! remove = the card is removed
 )")
 
 SCRIPT(commands, show_tells_what_differs_from_the_start, R"(

@@ -15,7 +15,7 @@ int32_t find_register(const command_exchange &exchange, uint32_t *device)
     if (result != 0) {
         return result;
     }
-    return exchange.words[VALUE_WORD] <= LAST_REGISTER ? 0 : static_cast<int32_t>(ORDUNE_INVALID_PAGE);
+    return exchange.words[VALUE_WORD] <= REGISTER_MAX ? 0 : static_cast<int32_t>(ORDUNE_INVALID_PAGE);
 }
 
 int32_t read_register(command_exchange &exchange)

@@ -50,7 +50,7 @@ bool digest_is_told(const bar &bar, const char *digest)
     return true;
 }
 
-// Who shows the progress while the image is for no device in particular.
+// The device that shows the progress while the image is for none in particular.
 uint32_t device_of_kind(uint32_t kind)
 {
     switch (kind) {

@@ -1,4 +1,4 @@
-// The pluggable modules: whether they are there, what they are, and the host's pretence that one is out.
+// The pluggable modules: whether they are there, what they are, and the host's simulated removal of one.
 #include <algorithm>
 #include <string_view>
 

@@ -7,7 +7,7 @@
 
 namespace {
 
-constexpr uint32_t INTERVAL_MOST = 64;
+constexpr uint32_t PM_INTERVAL_S_MAX = 64;
 
 int32_t set_parameters(command_exchange &exchange)
 {
@@ -15,12 +15,13 @@ int32_t set_parameters(command_exchange &exchange)
     if (device == DEVICE_NONE) {
         return ORDUNE_NOT_EXISTING_DEVICE;
     }
-    if (exchange.words[VALUE_WORD] > INTERVAL_MOST) {
+    if (exchange.words[VALUE_WORD] > PM_INTERVAL_S_MAX) {
         return ORDUNE_OPERATION_NOT_ALLOWED;
     }
     for (uint32_t sirane_id = 0; sirane_id < SIRANE_COUNT; sirane_id++) {
         if (device == BOARD_DEVICE || sirane_of_device(device) == sirane_id) {
-            exchange.state.devices[sirane_device(sirane_id)].sirane.pm_interval = exchange.words[VALUE_WORD];
+            exchange.state.devices[sirane_device(sirane_id)].sirane.pm_interval_s =
+                exchange.words[VALUE_WORD];
         }
     }
     return 0;

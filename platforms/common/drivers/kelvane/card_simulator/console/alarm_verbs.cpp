@@ -12,7 +12,7 @@ namespace {
 
 using alarm_names = std::span<const alarm_name>;
 
-// A word of alarms as the operator reaches it: whose it is and what its bits are called.
+// A word of alarms as the operator sees it: whose it is and what its bits are called.
 struct alarm_word {
     uint32_t sirane_id;
     uint32_t *raised;
@@ -49,7 +49,7 @@ void add_network_port(card_state &state, alarm_place &place, uint32_t sirane_id,
     }
 }
 
-// The part of a sirane that a letter and a number behind a point name.
+// The part of a sirane that is named by a letter and a number after a point.
 bool add_part(card_state &state, alarm_place &place, uint32_t sirane_id, std::string_view part)
 {
     uint32_t port = 0;

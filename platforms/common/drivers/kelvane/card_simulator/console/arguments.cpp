@@ -54,7 +54,7 @@ bool take_number(arguments &it, const char *what, int base, uint32_t *number)
         return false;
     }
     return to_number(word, base, number) ||
-           reject(it, std::string(what) + " is no " + (base == 16 ? "hexadecimal" : "decimal") +
+           reject(it, std::string(what) + " is not a " + (base == 16 ? "hexadecimal" : "decimal") +
                           " number: " + std::string(word));
 }
 
@@ -71,7 +71,7 @@ bool take_command(arguments &it, uint32_t *command)
         return true;
     }
     return (to_number(word, 10, command) && *command < COMMAND_COUNT) ||
-           reject(it, "COMMAND is no command's name and no number from 0 to 65: " + std::string(word));
+           reject(it, "COMMAND is neither a command's name nor a number from 0 to 65: " + std::string(word));
 }
 
 bool take_count(arguments &it, uint32_t *count)
@@ -91,7 +91,7 @@ bool take_count(arguments &it, uint32_t *count)
 bool take_offset(arguments &it, uint32_t *offset)
 {
     return take_number(it, "OFFSET", 16, offset) &&
-           (bar_holds(*offset) || reject(it, "OFFSET is beyond 0x03fffffc or no multiple of 4"));
+           (bar_holds(*offset) || reject(it, "OFFSET is beyond 0x03fffffc or not a multiple of 4"));
 }
 
 bool take_device(arguments &it, uint32_t *device)

@@ -1,4 +1,4 @@
-// The words of a console line, taken one after the other; the first that is missing or wrong is told.
+// The words of a console line, taken one after the other; the first problem is kept.
 #ifndef CARD_SIMULATOR_CONSOLE_ARGUMENTS_H
 #define CARD_SIMULATOR_CONSOLE_ARGUMENTS_H
 
@@ -17,7 +17,8 @@ struct arguments {
 
 arguments split(std::string_view line);
 
-// Notes why the line is refused, if nothing was noted before. Returns false, as all below do then.
+// Notes why the line is refused, unless a reason is noted already. Returns false, as the operations below do
+// after a rejection.
 bool reject(arguments &it, std::string problem);
 
 bool take_word(arguments &it, const char *what, std::string_view *word);

@@ -100,7 +100,7 @@ bool verb_set_register(card &card, arguments &it, std::string *)
         !take_number(it, "VALUE", 16, &value) || !take_end(it)) {
         return false;
     }
-    if (number > LAST_REGISTER) {
+    if (number > REGISTER_MAX) {
         return reject(it, "REG is 0 to ffff");
     }
     card.state.devices[device].registers[number] = value;
@@ -140,11 +140,11 @@ constexpr verb VERBS[] = {
     {"insert", "", "put it back; its power was off meanwhile", verb_insert},
     {"laser-time", "MILLISECONDS", "how long a laser or traffic-type request takes (300)", verb_laser_time},
     {"batch-interval", "MILLISECONDS", "of performance batches, 0 as the host set it", verb_batch_interval},
-    {"image-version", "VERSION", "of the next image, instead of the running one and one more",
+    {"image-version", "VERSION", "of the next image, instead of the running one's successor",
      verb_image_version},
     {"program-time", "MILLISECONDS", "how long the programming of an image takes (800)", verb_program_time},
     {"log", "text TEXT", "write a row into the firmware's log", verb_log},
-    {"log", "fill ROWS", "write so many numbered rows", verb_log},
+    {"log", "fill ROWS", "write that many numbered rows", verb_log},
     {"log", "indexes FIRST LAST", "show these until the next row is written", verb_log},
     {"log", "clear", "empty it", verb_log},
     {"eprom", "SLICE text TEXT", "write a line into the EPROM log of a sirane (0 to 2)", verb_eprom},
@@ -152,11 +152,10 @@ constexpr verb VERBS[] = {
     {"eprom", "SLICE indexes FIRST LAST", "show these until something is written", verb_eprom},
     {"eprom", "SLICE clear", "empty it", verb_eprom},
     {"eprom", "ready on|off", "whether the controller's log is marked as usable", verb_eprom},
-    {"regulator", "DEV BIT on|off", "a regulator of a sirane (1, 4, 7) fails, or is well again",
-     verb_regulator},
+    {"regulator", "DEV BIT on|off", "a regulator of a sirane (1, 4, 7) fails, or recovers", verb_regulator},
     {"upset", "correctable|uncorrectable|clear", "in the programmable logic", verb_upset},
     {"memory-error", "[uncorrectable]", "in the card's memory", verb_memory_error},
-    {"dap", "hold HOLDS", "show so many hold states before a DAP answer", verb_dap},
+    {"dap", "hold HOLDS", "show that many hold states before a DAP answer", verb_dap},
     {"dap", "delay MILLISECONDS", "answer later", verb_dap},
     {"dap", "answer BYTES", "answer in this length, 0 to 1100", verb_dap},
     {"dap", "ignore-reset RESETS", "do not follow the next ones", verb_dap},
@@ -167,15 +166,16 @@ constexpr verb VERBS[] = {
     {"delay", "COMMAND MILLISECONDS [COUNT]", "answer late", verb_fault},
     {"drop-answer", "COMMAND [COUNT]", "run the command and do not answer", verb_fault},
     {"corrupt", "FIELD [VALUE [COUNT]]", "spoil cmd, ref_id, size, version or sy of an answer", verb_fault},
-    {"corrupt-notice", "FIELD [VALUE [COUNT]]", "the same, of what the firmware says by itself", verb_fault},
+    {"corrupt-notice", "FIELD [VALUE [COUNT]]", "the same, of what the firmware says of its own accord",
+     verb_fault},
     {"skip-batch", "[COUNT]", "leave a performance batch out of the sequence", verb_fault},
     {"drop-interrupt", "[COUNT]", "offer a message without an interrupt", verb_fault},
     {"late-interrupt", "MILLISECONDS [COUNT]", "or with a late one", verb_fault},
     {"double-interrupt", "[COUNT]", "or with two", verb_fault},
     {"spurious-interrupt", "[DEV SOURCE]", "interrupt for nothing, or with a sirane's bit and source",
      verb_spurious_interrupt},
-    {"clear", "", "take all armed faults away", verb_clear},
-    {"slow-start", "ATTEMPTS", "so many resets by the host find the firmware not up", verb_slow_start},
+    {"clear", "", "remove all armed faults", verb_clear},
+    {"slow-start", "ATTEMPTS", "the firmware stays down for that many resets by the host", verb_slow_start},
     {"peek", "OFFSET", "show a word of the BAR", verb_peek},
     {"poke", "OFFSET VALUE", "set one, as the firmware would", verb_poke},
     {"set-register", "DEV REG VALUE", "set a register of a device (0 to 9)", verb_set_register},
@@ -230,7 +230,7 @@ std::string console_help()
     text +=
         "DEV as mock_client numbers them; PLACE is one of them, or a port: 1.h0, 1.n0. COMMAND is\n"
         "a command's name or number, set_laser or 2. COUNT, MILLISECONDS, ATTEMPTS, ROWS, BIT are decimal,\n"
-        "the others hexadecimal with or without 0x. COUNT is 1 unless given; 0 takes the fault away,\n"
-        "`always` keeps it, and 10% commits it on one occasion of ten.\n";
+        "the others hexadecimal with or without 0x. COUNT is 1 unless given; 0 removes the fault,\n"
+        "`always` keeps it, and 10% commits it one time in ten.\n";
     return text;
 }

@@ -55,7 +55,7 @@ bool take_error_word(arguments &it, uint32_t *value)
         return false;
     }
     return error_word_of_name(word, value) || to_number(word, 16, value) ||
-           reject(it, "WORD is no error word's name and no hexadecimal number: " + std::string(word));
+           reject(it, "WORD is neither an error word's name nor a hexadecimal number: " + std::string(word));
 }
 
 bool percent_comes_next(const arguments &it)
@@ -116,7 +116,7 @@ bool verb_clear(card &card, arguments &it, std::string *)
     return true;
 }
 
-// An event for nothing; or with a sirane's bit pending, whatever its source then names.
+// An event for nothing; or with a sirane's bit pending, and any source.
 bool verb_spurious_interrupt(card &card, arguments &it, std::string *)
 {
     if (it.next == it.given.size()) {

@@ -15,7 +15,7 @@ bool is_inserted(const card &card, arguments &it)
 
 bool is_running(const card &card, arguments &it)
 {
-    return is_inserted(card, it) && (firmware_runs(card) || reject(it, "the firmware does not run"));
+    return is_inserted(card, it) && (firmware_runs(card) || reject(it, "the firmware is not running"));
 }
 
 // "5.23"
@@ -86,7 +86,7 @@ bool verb_hang(card &card, arguments &it, std::string *)
         return false;
     }
     if (card.firmware.hung) {
-        return reject(it, "the firmware hangs already");
+        return reject(it, "the firmware is hung already");
     }
     firmware_hang(card);
     return true;
@@ -98,7 +98,7 @@ bool verb_resume(card &card, arguments &it, std::string *)
         return false;
     }
     if (!card.firmware.hung) {
-        return reject(it, "the firmware does not hang");
+        return reject(it, "the firmware is not hung");
     }
     firmware_resume(card);
     return true;
@@ -145,7 +145,7 @@ bool verb_laser_time(card &card, arguments &it, std::string *)
     return true;
 }
 
-// A table's word has eight bits for the major version of a sirane's image.
+// The word of a sirane's image has eight bits for the major version.
 bool verb_image_version(card &card, arguments &it, std::string *)
 {
     std::string_view word;

@@ -1,4 +1,4 @@
-// The verbs that stop, start and trouble the firmware and the card as a whole.
+// The verbs that stop, start and disturb the firmware and the card as a whole.
 #ifndef CARD_SIMULATOR_CONSOLE_FIRMWARE_VERBS_H
 #define CARD_SIMULATOR_CONSOLE_FIRMWARE_VERBS_H
 

@@ -6,7 +6,7 @@
 
 namespace {
 
-constexpr uint32_t FILL_ROWS_MAX = 100000; // of one fill: three times round the longest ring
+constexpr uint32_t FILL_ROWS_MAX = 100000; // of one fill: three times the longest ring
 constexpr uint32_t BITS_OF_WORD = 32;
 
 uint64_t uptime_ms(const card_state &state)
@@ -14,7 +14,7 @@ uint64_t uptime_ms(const card_state &state)
     return uptime_ns(state) / NS_PER_MS;
 }
 
-// What is left of the line, with one blank between its words.
+// The rest of the line, with one blank between its words.
 bool take_text(arguments &it, std::string *text)
 {
     if (it.next == it.given.size()) {
@@ -76,7 +76,7 @@ void fill_slice(card &card, uint32_t slice, uint32_t rows)
 
 enum class log_change { text, fill, indexes, clear };
 
-// What is to be done to a log, whichever it is.
+// What is to be done to a log.
 struct log_request {
     log_change change = log_change::clear;
     std::string text;

@@ -1,4 +1,4 @@
-// The verbs that write into the card's logs and spoil what they show.
+// The verbs that write into the card's logs and tamper with their indexes.
 #ifndef CARD_SIMULATOR_CONSOLE_LOG_VERBS_H
 #define CARD_SIMULATOR_CONSOLE_LOG_VERBS_H
 

@@ -1,4 +1,4 @@
-// What the card tells of its logs.
+// What the operator is shown of the card's logs.
 #ifndef CARD_SIMULATOR_CONSOLE_LOGS_SHOW_H
 #define CARD_SIMULATOR_CONSOLE_LOGS_SHOW_H
 

@@ -13,7 +13,7 @@
 
 namespace {
 
-// The command's data become those of its answer.
+// The request's data words become the answer's.
 uint32_t run_command(card &card, uint32_t sirane_id, const command_row &row, mailbox_message &message,
                      uint64_t *work_ms)
 {
@@ -36,7 +36,7 @@ uint32_t run_command(card &card, uint32_t sirane_id, const command_row &row, mai
     return static_cast<uint32_t>(result);
 }
 
-// Logs what came of a command, unless work that it began will tell.
+// Logs a command that failed, unless it began work that logs its own outcome.
 void log_command(card &card, const command_row &row, const mailbox_message &message, uint32_t sirane_id,
                  uint64_t work_ms)
 {

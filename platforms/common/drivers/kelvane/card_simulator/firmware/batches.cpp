@@ -11,7 +11,7 @@
 
 namespace {
 
-constexpr size_t RECORD_WORD = 4; // behind handle, device address, enable and a free word
+constexpr size_t RECORD_WORD = 4; // after handle, device address, enable and an unused word
 
 uint64_t interval_ns(const card &card, uint32_t sirane_id)
 {
@@ -53,7 +53,7 @@ void batches_send_due(card &card, uint64_t now_ns)
         if (due > now_ns) {
             continue;
         }
-        // What a firmware that was busy or hung for whole intervals did not measure is not made up for.
+        // Intervals that a busy or hung firmware missed are not made up for.
         subscription &to = card.state.pm_batches[sirane_id];
         to.since_ns = now_ns - due < interval_ns(card, sirane_id) ? due : now_ns;
         to.number++;

@@ -1,5 +1,5 @@
-// The card as one record. Its parts are guarded by its mutex, which the operations of card.h take; the
-// words of the BAR are not, for the host reads them at any time.
+// The card as one record. Its mutex, which the operations of card.h take, guards all of it but the words of
+// the BAR, which the host reads at any time.
 #ifndef CARD_SIMULATOR_FIRMWARE_CARD_RECORD_H
 #define CARD_SIMULATOR_FIRMWARE_CARD_RECORD_H
 
@@ -29,7 +29,7 @@ struct card {
     card_logs logs;
     card_outlets outlets;
     uint64_t interrupts = 0;              // events raised since the start
-    std::atomic<uint32_t> untaken = 0;    // those of them that card_take_interrupt has not told of
+    std::atomic<uint32_t> untaken = 0;    // those that card_take_interrupt has not returned
     std::atomic<uint32_t> clients = 0;    // of the simulator's process
     std::atomic<bool> quit_asked = false; // by the operator
 };

@@ -12,7 +12,7 @@ namespace {
 
 constexpr mbox_registers REGISTERS = mbox_registers_of(0, MBOX_DAP);
 constexpr uint32_t DATA = REGISTERS.mailbox_addr + MBOX_HEADER_BYTES;
-constexpr uint32_t INTERRUPT_SIRANE = 0; // whose interrupt the card-wide mailbox uses
+constexpr uint32_t INTERRUPT_SIRANE = 0; // the card-wide mailbox uses its interrupt
 
 uint32_t words_of(uint32_t bytes)
 {
@@ -24,17 +24,17 @@ void show(card &card, uint32_t state)
     bar_write(card.bar, REGISTERS.waiting_reg, state);
 }
 
-// Shows a state that the host has to follow up. It is reminded for a while until it does.
+// Shows a state that the host has to react to, and reminds it for a while until it does.
 void call_host(card &card, dap_phase phase, uint32_t state)
 {
     card.firmware.dap.phase = phase;
-    card.firmware.dap.due_ns = wait_monotonic() + DAP_REMINDER_NS;
+    card.firmware.dap.due_ns = wait_monotonic() + DAP_REMINDER_PERIOD_NS;
     card.firmware.dap.reminders_left = DAP_REMINDERS_MAX;
     show(card, state);
     delivery_interrupt(card, INTERRUPT_SIRANE, MSI_SOURCE_DAP);
 }
 
-// Byte i of the answer is byte i of the request, which begins anew where it ends.
+// The answer repeats the request's bytes until it is full.
 std::vector<uint32_t> answer_of(const dap_exchange &dap, uint32_t request_bytes, uint32_t bytes)
 {
     std::vector<uint32_t> words(words_of(bytes), 0);
@@ -128,7 +128,7 @@ void dap_step(card &card, uint64_t now_ns)
         work(card);
     } else {
         dap.reminders_left--;
-        dap.due_ns = dap.reminders_left > 0 ? now_ns + DAP_REMINDER_NS : NEVER_NS;
+        dap.due_ns = dap.reminders_left > 0 ? now_ns + DAP_REMINDER_PERIOD_NS : NEVER_NS;
         delivery_interrupt(card, INTERRUPT_SIRANE, MSI_SOURCE_DAP);
     }
 }

@@ -65,7 +65,7 @@ struct late_interrupt {
     uint32_t source;
 };
 
-// A restart that the host was told of, and that has not begun.
+// A restart that was announced to the host and has not begun.
 struct announced_restart {
     uint64_t due_ns = NEVER_NS;
     std::optional<firmware_version> version; // to come up with
@@ -82,7 +82,7 @@ struct sirane_mailboxes {
 struct firmware {
     bool up = false;
     bool hung = false;
-    bool cold_start = false; // the start under way is one with power lost
+    bool cold_start = false; // the power was lost before the start under way
     bool reset_armed = false;
     uint64_t up_at_ns = 0;
     sirane_mailboxes siranes[SIRANE_COUNT];
@@ -94,8 +94,8 @@ struct firmware {
     told_changes told;
     dap_exchange dap;
     uint64_t scrub_due_ns = 0;
-    uint64_t lost_messages = 0;           // for which a queue had no room
-    std::map<uint32_t, uint32_t> unheard; // last write of each register while hung
+    uint64_t lost_messages = 0;                 // a queue had no room for them
+    std::map<uint32_t, uint32_t> missed_writes; // last write of each register while hung
 
     // By the operator.
     uint32_t laser_time_ms = 300;   // that a laser or traffic-type request takes

@@ -41,7 +41,7 @@ void command_state_written(card &card, uint32_t sirane_id, uint32_t state)
     }
 }
 
-// A reset of the command mailbox, 0 and then 2, is what a firmware that starts slowly counts.
+// A firmware that starts slowly counts the resets of the command mailbox: 0, and then 2.
 void count_failing_reset(card &card, uint32_t sirane_id, uint32_t state)
 {
     sirane_mailboxes &it = card.firmware.siranes[sirane_id];
@@ -75,7 +75,7 @@ void sirane_state_written(card &card, uint32_t sirane_id, uint32_t mbox, uint32_
     delivery_offer_next(card, sirane_id, mbox);
 }
 
-// A host that missed an echo writes the idle state here, which is no token.
+// A host that missed an echo writes the idle state here, which is not a token.
 void token_written(card &card, uint32_t token)
 {
     if (token != MBOX_STATE_IDLE) {
@@ -100,8 +100,8 @@ void card_register_written(card &card, uint32_t offset, uint32_t value)
     }
 }
 
-// Interrupts and the reset trigger are the work of the logic around the processor: they go on while the
-// firmware hangs or is down.
+// The logic around the processor handles interrupts and the reset trigger: they work while the firmware
+// hangs or is down.
 bool logic_register_written(card &card, uint32_t offset, uint32_t value)
 {
     if (offset == TRIGGER_RESET_REG) {
@@ -127,7 +127,7 @@ void firmware_host_wrote(card &card, uint32_t offset, uint32_t value)
         return;
     }
     if (card.firmware.hung) {
-        card.firmware.unheard[offset] = value;
+        card.firmware.missed_writes[offset] = value;
         return;
     }
     if (!card.firmware.up) {

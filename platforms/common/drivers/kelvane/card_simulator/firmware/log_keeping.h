@@ -10,7 +10,7 @@ void logs_start(card &card);
 // The firmware goes down, possibly with its power; what is left of the logs is seen again.
 void logs_go_down(card &card, bool cold);
 
-// It comes up, and writes rows as its version does. Rows of another shape are given up.
+// It comes up, and writes rows as its version does. Rows of another shape are dropped.
 void logs_come_up(card &card);
 
 // Writes what was noted since the last call.

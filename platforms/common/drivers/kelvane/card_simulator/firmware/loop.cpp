@@ -21,11 +21,11 @@ void firmware_hang(card &card)
     card.firmware.hung = true;
 }
 
-// What was written meanwhile is found as a loop that polls its registers would find it: the last value.
+// A loop that polls its registers finds the last value that was written meanwhile.
 void firmware_resume(card &card)
 {
     card.firmware.hung = false;
-    for (const auto &[offset, value] : std::exchange(card.firmware.unheard, {})) {
+    for (const auto &[offset, value] : std::exchange(card.firmware.missed_writes, {})) {
         firmware_host_wrote(card, offset, value);
     }
     notices_follow(card);

@@ -11,11 +11,11 @@
 
 namespace {
 
-constexpr uint32_t RESTART_SIRANE = 0; // whose mailbox tells what is the whole card's
+constexpr uint32_t RESTART_SIRANE = 0; // its mailbox carries what concerns the whole card
 constexpr size_t ALARM_WORDS = sizeof(global_alarms) / sizeof(uint32_t);
-constexpr size_t ALARM_RECORD_WORD = 3; // behind handle, device address and enable
+constexpr size_t ALARM_RECORD_WORD = 3; // after handle, device address and enable
 
-// Without a subscription nobody hears of it.
+// Without a subscription nobody is told.
 void tell_alarms(card &card, uint32_t sirane_id, const global_alarms &alarms)
 {
     subscription &to = card.state.alarm_changes[sirane_id];

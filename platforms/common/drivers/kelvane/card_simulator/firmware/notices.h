@@ -1,5 +1,5 @@
-// What the firmware says when something changed: alarms to who subscribed to them, modules plugged and
-// unplugged, restarts.
+// What the firmware says of its own accord: changed alarms to a subscriber, modules plugged and unplugged,
+// restarts.
 #ifndef CARD_SIMULATOR_FIRMWARE_NOTICES_H
 #define CARD_SIMULATOR_FIRMWARE_NOTICES_H
 
@@ -7,7 +7,7 @@
 
 struct card;
 
-// The firmware comes up: things are as they are.
+// The firmware comes up: what stands already is no change.
 void notices_start(card &card);
 
 // Something may have changed: publishes and logs it, and tells the host, also the alarms that it wants to be

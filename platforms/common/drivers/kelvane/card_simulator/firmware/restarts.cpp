@@ -34,7 +34,7 @@ void go_down(card &card)
     card.firmware.late_interrupts.clear();
     card.firmware.announced = {};
     card.firmware.restart_to_tell = KELVANE_APP_ZYNQ_RESTART_UNDEF;
-    card.firmware.unheard.clear();
+    card.firmware.missed_writes.clear();
     for (uint32_t sirane_id = 0; sirane_id < SIRANE_COUNT; sirane_id++) {
         take_sirane_down(card, sirane_id);
     }

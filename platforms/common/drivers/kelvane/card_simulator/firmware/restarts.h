@@ -13,7 +13,7 @@ constexpr uint64_t FIRMWARE_START_NS = 1000000000; // from a restart until it is
 constexpr uint64_t RESTART_NOTICE_NS = 3000000000; // from its announcement to the restart: a host may look
                                                    // for messages no more often than every 2 s
 
-// From nothing to up, at once.
+// At once, with the power coming.
 void firmware_start(card &card);
 
 // Goes down and comes up again after FIRMWARE_START_NS; `cold` as after a loss of power.
@@ -26,7 +26,7 @@ void firmware_announce_restart(card &card, const std::optional<firmware_version>
 void firmware_restart_as_announced(card &card);
 void firmware_restart_cold(card &card);
 
-// The next link-up finds the firmware not up for so many attempts.
+// The firmware stays down for that many resets by the host.
 void firmware_start_slowly(card &card, uint32_t attempts);
 
 // A sirane's main mailboxes become idle.

@@ -7,7 +7,7 @@
 namespace {
 
 constexpr uint32_t VERSION_NUMBER_MAX = 0xFFFF;
-constexpr size_t NAME_MAX_BYTES = 63;
+constexpr size_t NAME_BYTES_MAX = 63;
 
 enum option_id {
     OPTION_CLIENT_TYPE = 256,
@@ -67,7 +67,7 @@ bool to_client(std::string_view text, host_client *client)
 
 bool is_device_name(std::string_view name)
 {
-    return !name.empty() && name.size() <= NAME_MAX_BYTES && name.find('\n') == std::string_view::npos;
+    return !name.empty() && name.size() <= NAME_BYTES_MAX && name.find('\n') == std::string_view::npos;
 }
 
 // Takes one option; false when its argument makes no sense.

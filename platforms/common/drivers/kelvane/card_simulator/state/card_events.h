@@ -1,4 +1,4 @@
-// What happens on the card that its logs tell of.
+// What happens on the card and goes into its logs.
 #ifndef CARD_SIMULATOR_STATE_CARD_EVENTS_H
 #define CARD_SIMULATOR_STATE_CARD_EVENTS_H
 
@@ -55,7 +55,7 @@ struct event_label {
 struct event_shape {
     event_kind kind;
     row_kind row;
-    uint32_t source_module; // by its number in the firmware
+    uint32_t source_module; // its number in the firmware
     uint32_t source_line;
     const char *text;
     event_label labels[EVENT_VALUES];

@@ -1,4 +1,4 @@
-// What the card knows of itself: its firmware's version, its devices with their registers, what the
+// What the card knows about itself: its firmware's version, its devices with their registers, what the
 // host has set. The firmware's commands work on this and on nothing else.
 #ifndef CARD_SIMULATOR_STATE_CARD_STATE_H
 #define CARD_SIMULATOR_STATE_CARD_STATE_H
@@ -31,12 +31,14 @@ struct port_settings {
     uint32_t cd_high_search = 60000;
 };
 
+constexpr uint32_t PM_INTERVAL_DEFAULT_S = 10;
+
 // And on a sirane.
 struct sirane_settings {
     uint32_t host_loopback[HOST_PORTS_PER_SIRANE] = {};
     uint32_t consequent_action = 0;
     uint32_t consequent_status = 0;
-    uint32_t pm_interval = 10; // seconds
+    uint32_t pm_interval_s = PM_INTERVAL_DEFAULT_S; // 0: the default
 };
 
 struct device_state {
@@ -44,21 +46,21 @@ struct device_state {
     uint32_t resets = 0;
     uint32_t last_diagnostic = 0;
     bool plugged = true;        // modules
-    bool simulated_out = false; // modules: the host has it treated as pulled out
+    bool simulated_out = false; // modules: treated as pulled out, because the host says so
     bool low_power = false;     // siranes
     bool laser_times_out = false;
     port_settings port;     // modules
     sirane_settings sirane; // siranes
 };
 
-// The seconds for which a port's receiver has had its signal.
+// How long a port's receiver has had its signal.
 struct signal_clock {
     bool runs = false;
     uint64_t since_s = 0;  // when it started, if it runs
     uint64_t before_s = 0; // what it had counted by then
 };
 
-// Who wants to hear of something without asking for it: the latest enable of a sirane.
+// A subscription to batches or alarms: the latest enable of a sirane.
 struct subscription {
     uint32_t enable = 0; // as sent; 0 is off
     uint32_t ref_id = 0;
@@ -69,7 +71,7 @@ struct subscription {
     uint64_t number = 0;   // of the latest message
 };
 
-// Memory errors and upsets of the programmable logic that the operator brought about.
+// Memory errors, and upsets of the programmable logic, by the operator.
 struct memory_errors {
     uint32_t corrected = 0;
     uint32_t uncorrected = 0;
@@ -94,10 +96,10 @@ struct card_state {
     global_alarms raised[SIRANE_COUNT] = {}; // by the operator
     subscription pm_batches[SIRANE_COUNT];
     subscription alarm_changes[SIRANE_COUNT];
-    std::optional<global_alarms> forced_alarms[SIRANE_COUNT]; // that the host wants sent as if changed
+    std::optional<global_alarms> forced_alarms[SIRANE_COUNT]; // to be sent as if changed; by the host
     memory_errors memory;
     firmware_images images;
-    std::vector<card_event> events; // that the logs have not taken yet
+    std::vector<card_event> events; // not in the logs yet
     uint64_t unanswered_errors = 0; // of commands that get no answer
 };
 
@@ -112,7 +114,7 @@ void reset_device(card_state &state, uint32_t device);
 // The firmware starts: what it keeps only in its memory is gone. The devices' registers stay.
 void card_state_firmware_start(card_state &state);
 
-// Power comes: everything is as it was delivered, but for the modules, which stay where they are.
+// Power comes: everything is as delivered, but the modules stay where they are.
 void card_state_power_on(card_state &state);
 
 // Remembers what happened until the logs take it.

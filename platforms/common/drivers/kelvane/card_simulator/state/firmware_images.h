@@ -15,13 +15,13 @@ struct firmware_version {
     uint32_t minor;
 };
 
-// As tables and logs have it, but for a sirane's.
+// As it appears in tables and logs, except for a sirane's banks.
 constexpr uint32_t bundle_version(firmware_version version)
 {
     return version.major << 16 | (version.minor & 0xFFFF);
 }
 
-// As a download names them.
+// The kinds as a download names them.
 enum image_kind : uint32_t {
     IMAGE_OF_GOLDEN_HESPERA = 0,
     IMAGE_OF_HESPERA = 1,
@@ -46,11 +46,11 @@ struct sirane_banks {
 // Bit 7 of a progress byte.
 enum image_operation : uint32_t { IMAGE_DOWNLOAD = 0, IMAGE_PROGRAM = 1 };
 
-// What the firmware does with an image, one at a time.
+// Work on an image.
 struct image_work {
     bool under_way = false;
     image_operation operation = IMAGE_DOWNLOAD;
-    uint32_t device = 0; // whose progress it is; for a program operation, which it programs
+    uint32_t device = 0; // shows the progress; a program operation programs it
     firmware_image image = {};
     int32_t verdict = 0; // 0 or an enum kelvane_arm_error
     uint64_t begun_ns = 0;
@@ -61,7 +61,7 @@ struct firmware_images {
     firmware_version working = {};
     firmware_version golden = {2, 4};
     sirane_banks siranes[SIRANE_COUNT];
-    std::optional<firmware_version> modules[DEVICE_COUNT]; // what was programmed since delivery
+    std::optional<firmware_version> modules[DEVICE_COUNT]; // programmed since delivery
     std::optional<firmware_image> downloaded;              // and not activated yet
     image_work work;
     uint32_t progress[SIRANE_COUNT] = {}; // the words in the tables

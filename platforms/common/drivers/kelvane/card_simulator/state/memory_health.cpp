@@ -5,7 +5,7 @@
 
 namespace {
 
-// What happens without the operator: now and then a bit flips, and is corrected.
+// Even without the operator a bit flips now and then, and is corrected.
 constexpr uint64_t SCRUBS_PER_CORRECTED_ERROR = 7;
 constexpr uint64_t SCRUBS_PER_CORRECTED_UPSET = 45;
 
