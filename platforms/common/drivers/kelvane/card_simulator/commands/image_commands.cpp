@@ -135,9 +135,12 @@ int32_t program_and_activate(command_exchange &exchange)
     return begin(exchange, work, images.program_time_ms);
 }
 
+constexpr bool USES_DOWNLOAD_MEMORY = true;
+
 constexpr command_row ROWS[] = {
-    {CMD_DOWNLOAD_SOFTWARE, 3, 0, download, command_answer::at_once, true},
-    {CMD_PROGRAM_ACTIVATE_SOFTWARE, 3, 0, program_and_activate, command_answer::at_once, true},
+    {CMD_DOWNLOAD_SOFTWARE, 3, 0, download, command_answer::at_once, USES_DOWNLOAD_MEMORY},
+    {CMD_PROGRAM_ACTIVATE_SOFTWARE, 3, 0, program_and_activate, command_answer::at_once,
+     USES_DOWNLOAD_MEMORY},
 };
 
 } // namespace

@@ -7,6 +7,8 @@
 #include <string_view>
 #include <vector>
 
+#include "card_simulator/state/firmware_images.h"
+
 constexpr std::string_view ALWAYS = "always"; // as a count
 
 struct arguments {
@@ -19,16 +21,17 @@ arguments split(std::string_view line);
 
 // Notes why the line is refused, unless a reason is noted already. Returns false, as the operations below do
 // after a rejection.
-bool reject(arguments &it, std::string problem);
+bool reject(arguments &args, std::string problem);
 
-bool take_word(arguments &it, const char *what, std::string_view *word);
-bool take_number(arguments &it, const char *what, int base, uint32_t *number);
-bool take_command(arguments &it, uint32_t *command); // by name or number
-bool take_count(arguments &it, uint32_t *count);     // the last one, 1 when it is not there
-bool take_offset(arguments &it, uint32_t *offset);
-bool take_device(arguments &it, uint32_t *device);
-bool take_end(arguments &it);
+bool take_word(arguments &args, const char *what, std::string_view *word);
+bool take_number(arguments &args, const char *what, int base, uint32_t *number);
+bool take_command(arguments &args, uint32_t *command); // by name or number
+bool take_count(arguments &args, uint32_t *count);     // the last one, 1 when it is not there
+bool take_offset(arguments &args, uint32_t *offset);
+bool take_device(arguments &args, uint32_t *device);
+bool take_end(arguments &args);
 
 bool to_number(std::string_view word, int base, uint32_t *number);
+bool to_version(std::string_view word, firmware_version *version); // "5.23"
 
 #endif

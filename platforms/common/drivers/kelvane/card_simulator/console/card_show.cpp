@@ -4,6 +4,7 @@
 #include <cinttypes>
 #include <string_view>
 
+#include "card_simulator/bus/mailbox_map.h"
 #include "card_simulator/console/error_words.h"
 #include "card_simulator/console/fault_verbs.h"
 #include "card_simulator/console/images_show.h"
@@ -14,7 +15,6 @@
 
 namespace {
 
-constexpr mbox_registers DAP = mbox_registers_of(0, MBOX_DAP);
 constexpr uint32_t REGISTERS_SHOWN = 24; // of a device
 
 struct mailbox_line {
@@ -134,8 +134,8 @@ void append_dap(std::string &text, const card &card)
 {
     const dap_settings &settings = card.firmware.dap_settings;
     append(text, "dap: H %u F %u; %u holds, %u ms, %u resets ignored, error word 0x%x, ",
-           bar_read(card.bar, DAP.resp_reg_to_write), bar_read(card.bar, DAP.waiting_reg), settings.holds,
-           settings.delay_ms, settings.ignored_resets, settings.error_word);
+           bar_read(card.bar, DAP_REGISTERS.resp_reg_to_write), bar_read(card.bar, DAP_REGISTERS.waiting_reg),
+           settings.holds, settings.delay_ms, settings.ignored_resets, settings.error_word);
     if (settings.answer_bytes.has_value()) {
         append(text, "answers of %u bytes\n", *settings.answer_bytes);
     } else {

@@ -18,38 +18,38 @@ namespace {
 
 // ---- the verbs
 
-bool verb_help(card &, arguments &it, std::string *answer)
+bool verb_help(card &, arguments &args, std::string *answer)
 {
     *answer = console_help();
-    return take_end(it);
+    return take_end(args);
 }
 
-bool verb_show(card &card, arguments &it, std::string *answer)
+bool verb_show(card &card, arguments &args, std::string *answer)
 {
-    if (it.next == it.given.size()) {
+    if (args.next == args.given.size()) {
         *answer = card_show(card);
         return true;
     }
     uint32_t device = 0;
-    if (!take_device(it, &device) || !take_end(it)) {
+    if (!take_device(args, &device) || !take_end(args)) {
         return false;
     }
     *answer = device_show(card.state, device);
     return true;
 }
 
-bool set_plugged(card &card, arguments &it, bool plugged)
+bool set_plugged(card &card, arguments &args, bool plugged)
 {
     uint32_t device = 0;
-    if (!take_device(it, &device) || !take_end(it)) {
+    if (!take_device(args, &device) || !take_end(args)) {
         return false;
     }
     if (!is_module_device(device)) {
-        return reject(it, "a module is one of the devices 2, 3, 5, 6, 8, 9");
+        return reject(args, "a module is one of the devices 2, 3, 5, 6, 8, 9");
     }
     device_state &module = card.state.devices[device];
     if (module.plugged == plugged) {
-        return reject(it, plugged ? "there is a module already" : "there is no module");
+        return reject(args, plugged ? "there is a module already" : "there is no module");
     }
     module.plugged = plugged;
     reset_device(card.state, device);
@@ -58,20 +58,20 @@ bool set_plugged(card &card, arguments &it, bool plugged)
     return true;
 }
 
-bool verb_plug(card &card, arguments &it, std::string *)
+bool verb_plug(card &card, arguments &args, std::string *)
 {
-    return set_plugged(card, it, true);
+    return set_plugged(card, args, true);
 }
 
-bool verb_unplug(card &card, arguments &it, std::string *)
+bool verb_unplug(card &card, arguments &args, std::string *)
 {
-    return set_plugged(card, it, false);
+    return set_plugged(card, args, false);
 }
 
-bool verb_peek(card &card, arguments &it, std::string *answer)
+bool verb_peek(card &card, arguments &args, std::string *answer)
 {
     uint32_t offset = 0;
-    if (!take_offset(it, &offset) || !take_end(it)) {
+    if (!take_offset(args, &offset) || !take_end(args)) {
         return false;
     }
     char line[32];
@@ -80,36 +80,36 @@ bool verb_peek(card &card, arguments &it, std::string *answer)
     return true;
 }
 
-bool verb_poke(card &card, arguments &it, std::string *)
+bool verb_poke(card &card, arguments &args, std::string *)
 {
     uint32_t offset = 0;
     uint32_t value = 0;
-    if (!take_offset(it, &offset) || !take_number(it, "VALUE", 16, &value) || !take_end(it)) {
+    if (!take_offset(args, &offset) || !take_number(args, "VALUE", 16, &value) || !take_end(args)) {
         return false;
     }
     bar_write(card.bar, offset, value);
     return true;
 }
 
-bool verb_set_register(card &card, arguments &it, std::string *)
+bool verb_set_register(card &card, arguments &args, std::string *)
 {
     uint32_t device = 0;
     uint32_t number = 0;
     uint32_t value = 0;
-    if (!take_device(it, &device) || !take_number(it, "REG", 16, &number) ||
-        !take_number(it, "VALUE", 16, &value) || !take_end(it)) {
+    if (!take_device(args, &device) || !take_number(args, "REG", 16, &number) ||
+        !take_number(args, "VALUE", 16, &value) || !take_end(args)) {
         return false;
     }
     if (number > REGISTER_MAX) {
-        return reject(it, "REG is 0 to ffff");
+        return reject(args, "REG is 0 to ffff");
     }
     card.state.devices[device].registers[number] = value;
     return true;
 }
 
-bool verb_quit(card &card, arguments &it, std::string *)
+bool verb_quit(card &card, arguments &args, std::string *)
 {
-    if (!take_end(it)) {
+    if (!take_end(args)) {
         return false;
     }
     card.quit_asked = true;
@@ -120,7 +120,7 @@ struct verb {
     std::string_view name;
     std::string_view usage; // its arguments
     std::string_view help;
-    bool (*run)(card &card, arguments &it, std::string *answer);
+    bool (*run)(card &card, arguments &args, std::string *answer);
 };
 
 constexpr verb VERBS[] = {
@@ -138,11 +138,11 @@ constexpr verb VERBS[] = {
     {"resume", "", "and goes on", verb_resume},
     {"remove", "", "pull the card: the host reads all ones", verb_remove},
     {"insert", "", "put it back; its power was off meanwhile", verb_insert},
-    {"laser-time", "MILLISECONDS", "how long a laser or traffic-type request takes (300)", verb_laser_time},
-    {"batch-interval", "MILLISECONDS", "of performance batches, 0 as the host set it", verb_batch_interval},
+    {"laser-time", "MILLISECONDS", "how long a laser or traffic-type request takes (300)", verb_time},
+    {"batch-interval", "MILLISECONDS", "of performance batches, 0 as the host set it", verb_time},
     {"image-version", "VERSION", "of the next image, instead of the running one's successor",
      verb_image_version},
-    {"program-time", "MILLISECONDS", "how long the programming of an image takes (800)", verb_program_time},
+    {"program-time", "MILLISECONDS", "how long the programming of an image takes (800)", verb_time},
     {"log", "text TEXT", "write a row into the firmware's log", verb_log},
     {"log", "fill ROWS", "write that many numbered rows", verb_log},
     {"log", "indexes FIRST LAST", "show these until the next row is written", verb_log},
@@ -200,19 +200,19 @@ std::string usage_of(std::string_view name)
 int32_t console_run(card &card, std::string_view line, std::string *answer)
 {
     answer->clear();
-    arguments it = split(line);
+    arguments args = split(line);
     std::string_view name;
-    if (!take_word(it, "VERB", &name) || name.starts_with('#')) {
+    if (!take_word(args, "VERB", &name) || name.starts_with('#')) {
         return 0;
     }
     for (const verb &verb : VERBS) {
         if (verb.name != name) {
             continue;
         }
-        if (verb.run(card, it, answer)) {
+        if (verb.run(card, args, answer)) {
             return 0;
         }
-        *answer = std::string(name) + ": " + it.problem + "\n" + usage_of(name);
+        *answer = std::string(name) + ": " + args.problem + "\n" + usage_of(name);
         return EINVAL;
     }
     *answer = "there is no verb " + std::string(name.substr(0, 64)) + "; help lists them\n";

@@ -8,6 +8,6 @@
 
 struct card;
 
-bool verb_dap(card &card, arguments &it, std::string *answer);
+bool verb_dap(card &card, arguments &args, std::string *answer);
 
 #endif

@@ -8,8 +8,8 @@
 
 struct card;
 
-bool verb_log(card &card, arguments &it, std::string *answer);
-bool verb_eprom(card &card, arguments &it, std::string *answer);
-bool verb_regulator(card &card, arguments &it, std::string *answer);
+bool verb_log(card &card, arguments &args, std::string *answer);
+bool verb_eprom(card &card, arguments &args, std::string *answer);
+bool verb_regulator(card &card, arguments &args, std::string *answer);
 
 #endif

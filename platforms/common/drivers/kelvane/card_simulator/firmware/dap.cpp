@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "card_simulator/bus/mailbox.h"
+#include "card_simulator/bus/mailbox_map.h"
 #include "card_simulator/firmware/card_record.h"
 #include "card_simulator/firmware/delivery.h"
 #include "kelvane_bar.h"
@@ -10,8 +11,7 @@
 
 namespace {
 
-constexpr mbox_registers REGISTERS = mbox_registers_of(0, MBOX_DAP);
-constexpr uint32_t DATA = REGISTERS.mailbox_addr + MBOX_HEADER_BYTES;
+constexpr uint32_t DATA = DAP_REGISTERS.mailbox_addr + MBOX_HEADER_BYTES;
 constexpr uint32_t INTERRUPT_SIRANE = 0; // the card-wide mailbox uses its interrupt
 
 uint32_t words_of(uint32_t bytes)
@@ -21,7 +21,7 @@ uint32_t words_of(uint32_t bytes)
 
 void show(card &card, uint32_t state)
 {
-    bar_write(card.bar, REGISTERS.waiting_reg, state);
+    bar_write(card.bar, DAP_REGISTERS.waiting_reg, state);
 }
 
 // Shows a state that the host has to react to, and reminds it for a while until it does.
@@ -58,7 +58,7 @@ void answer(card &card)
         bar_write(card.bar, DATA + 4 * i, data[i]);
     }
     faults_corrupt(card.faults, fault_kind::corrupt, header);
-    message_write_header(card.bar, REGISTERS.mailbox_addr, header);
+    message_write_header(card.bar, DAP_REGISTERS.mailbox_addr, header);
     call_host(card, dap_phase::done, MBOX_STATE_DONE);
 }
 
@@ -76,7 +76,7 @@ void work(card &card)
 void take_message(card &card)
 {
     dap_exchange &dap = card.firmware.dap;
-    dap.request = message_read_header(card.bar, REGISTERS.mailbox_addr);
+    dap.request = message_read_header(card.bar, DAP_REGISTERS.mailbox_addr);
     dap.data.resize(words_of(std::min(dap.request.size, DAP_REQUEST_BYTES_MAX)));
     for (uint32_t i = 0; i < dap.data.size(); i++) {
         dap.data[i] = bar_read(card.bar, DATA + 4 * i);

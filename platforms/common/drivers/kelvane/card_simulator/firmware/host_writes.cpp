@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "card_simulator/bus/mailbox_map.h"
 #include "card_simulator/commands/command_handlers.h"
 #include "card_simulator/firmware/answers.h"
 #include "card_simulator/firmware/card_record.h"
@@ -13,10 +14,6 @@
 #include "kelvane_bar.h"
 
 namespace {
-
-constexpr uint32_t MAILBOXES[] = {MBOX_COMMAND, MBOX_RESPONSE, MBOX_PM, MBOX_ALARM};
-constexpr mbox_registers DAP = mbox_registers_of(0, MBOX_DAP);
-constexpr mbox_registers KEEP_ALIVE = mbox_registers_of(0, MBOX_KEEP_ALIVE);
 
 void command_state_written(card &card, uint32_t sirane_id, uint32_t state)
 {
@@ -79,7 +76,7 @@ void sirane_state_written(card &card, uint32_t sirane_id, uint32_t mbox, uint32_
 void token_written(card &card, uint32_t token)
 {
     if (token != MBOX_STATE_IDLE) {
-        bar_write(card.bar, KEEP_ALIVE.waiting_reg, token);
+        bar_write(card.bar, KEEP_ALIVE_REGISTERS.waiting_reg, token);
     }
 }
 
@@ -93,9 +90,9 @@ void reset_trigger_written(card &card, uint32_t value)
 
 void card_register_written(card &card, uint32_t offset, uint32_t value)
 {
-    if (offset == DAP.resp_reg_to_write) {
+    if (offset == DAP_REGISTERS.resp_reg_to_write) {
         dap_host_wrote(card, value);
-    } else if (offset == KEEP_ALIVE.resp_reg_to_write) {
+    } else if (offset == KEEP_ALIVE_REGISTERS.resp_reg_to_write) {
         token_written(card, value);
     }
 }
@@ -134,7 +131,7 @@ void firmware_host_wrote(card &card, uint32_t offset, uint32_t value)
         return;
     }
     for (uint32_t sirane_id = 0; sirane_id < SIRANE_COUNT; sirane_id++) {
-        for (const uint32_t mbox : MAILBOXES) {
+        for (const uint32_t mbox : SIRANE_MAILBOXES) {
             if (mbox_registers_of(sirane_id, mbox).resp_reg_to_write == offset) {
                 sirane_state_written(card, sirane_id, mbox, value);
                 return;

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "card_simulator/bus/mailbox_map.h"
 #include "card_simulator/firmware/answers.h"
 #include "card_simulator/firmware/card_record.h"
 #include "card_simulator/firmware/dap.h"
@@ -14,13 +15,10 @@
 
 namespace {
 
-constexpr uint32_t MAILBOXES[] = {MBOX_COMMAND, MBOX_RESPONSE, MBOX_PM, MBOX_ALARM};
-constexpr mbox_registers KEEP_ALIVE = mbox_registers_of(0, MBOX_KEEP_ALIVE);
-
 void take_sirane_down(card &card, uint32_t sirane_id)
 {
     card.firmware.siranes[sirane_id] = {};
-    for (const uint32_t mbox : MAILBOXES) {
+    for (const uint32_t mbox : SIRANE_MAILBOXES) {
         bar_write(card.bar, mbox_registers_of(sirane_id, mbox).waiting_reg, MBOX_STATE_NONE);
     }
 }
@@ -39,7 +37,7 @@ void go_down(card &card)
         take_sirane_down(card, sirane_id);
     }
     dap_stop(card);
-    bar_write(card.bar, KEEP_ALIVE.waiting_reg, 0);
+    bar_write(card.bar, KEEP_ALIVE_REGISTERS.waiting_reg, 0);
     msi_reset(card.firmware.interrupts, card.bar);
 }
 

@@ -10,6 +10,8 @@
 constexpr uint32_t IMAGE_BYTES_MAX = 33553403;
 constexpr uint32_t BANK_COUNT = 2;
 
+constexpr uint32_t VERSION_PART_MAX = 0xFFFF;
+
 struct firmware_version {
     uint32_t major;
     uint32_t minor;
@@ -18,7 +20,7 @@ struct firmware_version {
 // As it appears in tables and logs, except for a sirane's banks.
 constexpr uint32_t bundle_version(firmware_version version)
 {
-    return version.major << 16 | (version.minor & 0xFFFF);
+    return version.major << 16 | (version.minor & VERSION_PART_MAX);
 }
 
 // The kinds as a download names them.

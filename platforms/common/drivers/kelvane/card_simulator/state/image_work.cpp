@@ -9,7 +9,6 @@
 namespace {
 
 constexpr uint64_t PROGRESS_STEP_NS_MIN = 1000000;
-constexpr uint32_t MINOR_MAX = 0xFFFF;
 
 uint32_t progress_shift(uint32_t device)
 {
@@ -33,7 +32,7 @@ void set_progress(firmware_images &images, uint32_t percent)
 
 firmware_version following(firmware_version version)
 {
-    return {version.major, (version.minor + 1) & MINOR_MAX};
+    return {version.major, (version.minor + 1) & VERSION_PART_MAX};
 }
 
 // The device runs the image from now on; the controller after its next start.
