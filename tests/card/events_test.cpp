@@ -8,18 +8,17 @@ using events = bench;
 SCRIPT(events, raised_alarms_stand_in_the_words_of_their_place, R"(
     > alarm raise 1.h0 IS_PRESENT__HOST_PCS_ALARMS__TX_HOST_REMOTE_FLT; > alarm raise 1.h3 tx_host_loa
     > alarm raise 2 RX_NTWK_LOF; > alarm raise 1.n1 rx_ntwk_los; > alarm raise 1 SRN_TEMP; > alarm raise 0 ORD_EEP_FAIL
-    get_host_pcs_alarms h00 9 = 0 h00 0x80; get_host_otn_alarms h03 9 = 0 h03 4; get_host_pcs_alarms s0 9 = 0 s0 0x84
-    get_nwtk_port_alarms m00 9 = 0 m00 0x2000; m01 9 = 0 m01 0; s0 9 = 0 s0 0x2000
-    get_xpm2_alarms m01 9 = 0 m01 0x80000020; s0 9 = 0 s0 0x80000020; get_generic_alarms b 9 = 0 b 0xC0001002
-    h02 9 = 0 h02 0xC0001002; s1 9 = 0 s1 0x40001000
-    get_global_alarms s0 0*9 = 0 s0 0x80 0 0 4 0x2000 0 0 0x80000020 0xC0001002
+    get_host_pcs_alarms h00 9 = 0 0x80; get_host_otn_alarms h03 9 = 0 4; get_host_pcs_alarms s0 9 = 0 0x84
+    get_nwtk_port_alarms m00 9 = 0 0x2000; m01 9 = 0 0; s0 9 = 0 0x2000; get_xpm2_alarms m01 9 = 0 0x80000020
+    s0 9 = 0 0x80000020; get_generic_alarms b 9 = 0 0xC0001002; h02 9 = 0 0xC0001002; s1 9 = 0 0x40001000
+    get_global_alarms s0 0*9 = 0 0x80 0 0 4 0x2000 0 0 0x80000020 0xC0001002
     > alarm list = 1 0xc0001002 SRN_SUMMARY_ALRM ORD_SUMMARY_ALRM ORD_EEP_FAIL SRN_TEMP
     > alarm list = 1.n0 0x00002000 RX_NTWK_LOF; > alarm clear 1.h3 TX_HOST_LOA; > alarm clear 1.h0 all
-    > alarm clear 0 ORD_EEP_FAIL; > alarm clear 1 all; > alarm clear 2 all; > alarm clear 3 RX_NTWK_LOS
-    s0 0*9 = 0 s0 0*9; > alarm raise 2 XPM2_TEMP; set_xpm2_simulated_oir m00 1; get_nwtk_port_alarms m00 9 = 0 m00 0x100
-    get_xpm2_alarms m00 0 = 0x8050000F; s0 9 = 0 s0 0; set_xpm2_simulated_oir m00 0
-    get_nwtk_port_alarms m00 9 = 0 m00 0; get_xpm2_alarms m00 9 = 0 m00 0x80000010 # too warm still
-    > unplug 2; > plug 2; m00 9 = 0 m00 0
+    > alarm clear 0 ORD_EEP_FAIL; > alarm clear 1 all; > alarm clear 2 all; > alarm clear 3 RX_NTWK_LOS; s0 0*9 = 0 0*9
+    > alarm raise 2 XPM2_TEMP; set_xpm2_simulated_oir m00 1; get_nwtk_port_alarms m00 9 = 0 0x100
+    get_xpm2_alarms m00 0 = 0x8050000F; s0 9 = 0 0; set_xpm2_simulated_oir m00 0; get_nwtk_port_alarms m00 9 = 0 0
+    get_xpm2_alarms m00 9 = 0 0x80000010 # too warm still
+    > unplug 2; > plug 2; m00 9 = 0 0
 )")
 
 SCRIPT(events, every_change_of_an_alarm_word_is_told_to_its_subscription, R"(
@@ -48,7 +47,7 @@ SCRIPT(events, modules_that_come_and_go_and_restarts_are_told, R"(
     r 1f04004 = 0x50016; irq = 0; t 1s; irq = 1; take 2000 = app_zynq_restart_notify 7 2 0 16 0 0 4; r 1f04004 = 0x60001
     > restart warm-fail; take 2000 = app_zynq_restart_notify 8 2 0 16 0 0 2; t 10s; write_register s0 0x9010 9
     > restart cold; r 1c02004 = 0; t 1s; take 2000 = app_zynq_restart_notify 9 2 0 16 0 0 3
-    read_register s0 0x9010 0 = 0 s0 0x9010 1; > restart; t 1s; take 2000 = none # a crash says nothing
+    read_register s0 0x9010 0 = 0 0x9010 1; > restart; t 1s; take 2000 = none # a crash says nothing
     > remove; > insert; t 1s; > unplug 9; w 1e02000 2; take 202000 = none # no host has come
 )")
 

@@ -5,14 +5,14 @@ namespace {
 using faults = bench;
 
 SCRIPT(faults, each_verb_strikes_where_it_was_aimed, R"(
-    > refuse 9 2; set_arm_trace_level 1; offer read_register s0 1 0 = 16; w 1c00000 2
-    offer read_register s0 1 0 = 16; w 1c00000 2; read_register s0 0x9010 0 = 0 s0 0x9010 1
-    > error write_register ORDUNE_MBOX_BUSY; write_register s0 0x9010 9 = 0x80010013 s0 0x9010 9
-    read_register s0 0x9010 0 = 0 s0 0x9010 1; > error write_register 0x80000002 always
-    write_register s0 1 9 = 0x80000002; s0 1 9 = 0x80000002; > error write_register 1 0; s0 0x9010 9
-    > delay read_register 1500; read_register s0 0x9010 0 = none; t 1499ms; r 1c02004 = 2; set_arm_trace_level 1; t 1ms
+    > refuse 9 2; set_arm_trace_level 1; offer read_register s0 1 0 = 16; w 1c00000 2; offer read_register s0 1 0 = 16
+    w 1c00000 2; read_register s0 0x9010 0 = 0 0x9010 1; > error write_register ORDUNE_MBOX_BUSY
+    write_register s0 0x9010 9 = 0x80010013 0x9010 9; read_register s0 0x9010 0 = 0 0x9010 1
+    > error write_register 0x80000002 always; write_register s0 1 9 = 0x80000002; s0 1 9 = 0x80000002
+    > error write_register 1 0; s0 0x9010 9; > delay read_register 1500; read_register s0 0x9010 0 = none; t 1499ms
+    r 1c02004 = 2; set_arm_trace_level 1; t 1ms
     take 2000 = read_register 0x1234 4 0 0xFF00FF00 0 0 s0 0x9010 9 # it was overtaken
-    > drop-answer write_register; write_register s0 0x9010 8 = none; read_register s0 0x9010 0 = 0 s0 0x9010 8
+    > drop-answer write_register; write_register s0 0x9010 8 = none; read_register s0 0x9010 0 = 0 0x9010 8
     > refuse read_register always; > error read_register 1; > clear; s0 0x9010 0; > refuse read_register 100%
     offer read_register s0 1 0 = 16; w 1c00000 2; > refuse read_register 0%; s0 1 0; > delay read_register 10
     s0 0x9010 0 = none; link; t 10ms; take 2000 = none # the reset of the mailbox dropped it
@@ -60,15 +60,15 @@ SCRIPT(faults, a_hung_firmware_does_nothing_until_it_resumes, R"(
 SCRIPT(faults, a_start_forgets_what_is_in_memory_and_the_power_what_was_set, R"(
     w 1804000 0x11; w 20 7; write_register s0 0x9010 9; enable_keep_alive_notify 1; offer read_register s0 1 0 = 4
     w 1c00000 2; > restart; r 1c00004 = 0; r 1c02004 = 0; r 1d04004 = 0; r 1e08004 = 0; r 1c0c004 = 0; r 24 = 0; t 999ms
-    r 1c00004 = 0; t 1ms; r 1c00004 = 2; take 2000 = none; read_register s0 0x9010 0 = 0 s0 0x9010 9
+    r 1c00004 = 0; t 1ms; r 1c00004 = 2; take 2000 = none; read_register s0 0x9010 0 = 0 0x9010 9
     enable_keep_alive_notify 1; > hang; w 1f000a0 0xA5110000 0xA5110000; r 1c00004 = 2; w 1f000a0 0xA5670000 0xA5000000
     r 1c00004 = 2; w 1f000a0 0xA5670000 0xA5110000; r 1c00004 = 0; t 1s
-    read_register s0 0x9010 0 = 0 s0 0x9010 9 # ends the hang
-    w 1f000a0 0xA5670000 0xA5330000; r 1c00004 = 0; t 1s; s0 0x9010 0 = 0 s0 0x9010 1; write_register s0 0x9010 9
-    > remove; r 1c00004 = 0xFFFFFFFF; w 300 1; > insert; r 300 = 0; r 20 = 0; r 1c00004 = 0; t 1s; r 1c00004 = 2
-    r 1f04004 = 0x50016; w 1c00000 0 2; w 1c02000 0 2; read_register s0 0x9010 0 = 0 s0 0x9010 1; > restart
-    > slow-start 1; t 1s; r 1c00004 = 0; w 1c00000 0 2; r 1c00004 = 0; w 1c00000 0 2; r 1c00004 = 2; > slow-start 2
-    w 1e00000 2; r 1e02004 = 0; w 1e00000 0 2; r 1e02004 = 0 # no reset without the 0
+    read_register s0 0x9010 0 = 0 0x9010 9 # ends the hang
+    w 1f000a0 0xA5670000 0xA5330000; r 1c00004 = 0; t 1s; s0 0x9010 0 = 0 0x9010 1; write_register s0 0x9010 9; > remove
+    r 1c00004 = 0xFFFFFFFF; w 300 1; > insert; r 300 = 0; r 20 = 0; r 1c00004 = 0; t 1s; r 1c00004 = 2
+    r 1f04004 = 0x50016; w 1c00000 0 2; w 1c02000 0 2; read_register s0 0x9010 0 = 0 0x9010 1; > restart; > slow-start 1
+    t 1s; r 1c00004 = 0; w 1c00000 0 2; r 1c00004 = 0; w 1c00000 0 2; r 1c00004 = 2; > slow-start 2; w 1e00000 2
+    r 1e02004 = 0; w 1e00000 0 2; r 1e02004 = 0 # no reset without the 0
     w 1e00000 0 2; r 1e02004 = 0; w 1e00000 0 2; r 1e00004 = 2; r 1e02004 = 2; r 1e08004 = 2; r 1d00004 = 0
 )")
 

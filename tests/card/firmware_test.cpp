@@ -22,7 +22,7 @@ SCRIPT(firmware, images_are_judged_and_run_in_the_other_bank_or_after_the_next_s
     2: download_software 2 4 = 0x8030000D # while one is worked on
     > show = programming under way: kind 2, 2.8, device 4; t 400ms; r 1f04804 = 0x00B20000; t 399ms; take 2000 = none
     t 1ms; take 2000 = program_activate_software 0x1234 3 0 0xFF00FF00 0 0 s1 7
-    read_register s1 0x9030 0 = 0 s1 0x9030 0x3210; r 1f04804 = 0x00E40000; r 1f04504 = 0x02000008 0x02000007 1 1 0 0
+    read_register s1 0x9030 0 = 0 0x9030 0x3210; r 1f04804 = 0x00E40000; r 1f04504 = 0x02000008 0x02000007 1 1 0 0
     r 1f04808 = 0x02000006 0x02000007 1 1 1 1; program_activate_software s2 7 = 0x80300001; > image-version 3.772
     download_software 2 4 = none; t 100ms; > program-time 250; program_activate_software s1 7 = none; t 250ms
     > restart cold; t 1s; r 1f04504 = 0x02000008 0x03000304 1 1 1 1; link; download_software 2 4 = none; t 100ms
@@ -102,11 +102,11 @@ TEST_F(firmware, inventory_and_configuration_are_told_as_the_firmware_knows_them
         play("set_rx_cd_high_search_value m11 12; set_xpm2_led m10 1; set_network_loopback m11 1; "
              "set_host_loopback h13 1");
         const bool flex = inventory == 2; // grid
-        play(flex ? "get_laser_channel_flex_grid m10 0 1 = 0 m10 1950000"
+        play(flex ? "get_laser_channel_flex_grid m10 0 1 = 0 1950000"
                   : "set_laser_channel_flex_grid m10 1937000 1 = 0x80100005; get_laser_channel_flex_grid m10 "
                     "0 1 = "
                     "0x80100005");
-        play("handle 3; global_provisioned_config s1 9*30 = 0 s1 24 12 1 0 195000 193100*3 0*3 1 0 "
+        play("handle 3; global_provisioned_config s1 9*30 = 0 24 12 1 0 195000 193100*3 0*3 1 0 "
              "0x3F800000 11 -2000 "
              "60000 12 1 4 0 1 "
              "0*3 1 " +

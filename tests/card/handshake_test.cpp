@@ -8,13 +8,13 @@ SCRIPT(handshake, a_command_is_run_once_when_the_host_lets_go_or_refused, R"(
     reference 0x77; offer read_register s0 0x9010 0 = 4; r 1c02004 = 2 # not yet
     w 1c00000 2; r 1c00004 = 2; r 1c02004 = 4; r 1c02100 = read_register 0x77 4 0 0xFF00FF00 0 0 0xFF00FFFF 0x9010 1
     w 1c02000 4; r 1c02004 = 2; w 1c02000 2; r 1c02004 = 2; r 1d02004 = 2; > set-register 1 9010 6; w 1c00000 2 2
-    take 2000 = none; read_register s0 0x9010 0 = 0 s0 0x9010 6 # the message still lay there
+    take 2000 = none; read_register s0 0x9010 0 = 0 0x9010 6 # the message still lay there
     offer write_register s0 0x9010 7 = 4; offer write_register s0 0x9010 8 = 4; w 1c00000 2 # the first one was copied
     take 2000 = write_register 0x77 4 0 0xFF00FF00 0 0 s0 0x9010 7; take 2000 = none
     offer read_register s0 0x9010 0 = 4; w 1c00000 0; take 2000 = read_register 0x77 4 0 0xFF00FF00 0 0 s0 0x9010 7
     offer unused_11 s0 0 = 16; w 1c00000 2; offer unused_12 s0 0 = 16; w 1c00000 2; offer notify_plugin s0 0 = 16
-    w 1c00000 2; offer 66 s0 0 = 16; w 1c00000 2; offer 0xFFFFFFFF s0 0 = 16; w 1c00000 2; r 1c00004 = 2
-    r 1c02004 = 2; w 1c00100 read_register; w 1c00108 1979; w 1c00000 4; r 1c00004 = 16; w 1c00000 2; w 1c00108 1978; w 1c00000 4 2
+    w 1c00000 2; offer 66 s0 0 = 16; w 1c00000 2; offer 0xFFFFFFFF s0 0 = 16; w 1c00000 2; r 1c00004 = 2; r 1c02004 = 2
+    w 1c00100 read_register; w 1c00108 1979; w 1c00000 4; r 1c00004 = 16; w 1c00000 2; w 1c00108 1978; w 1c00000 4 2
     r 1c02108 = 4; r 1c02114 = 0x80100009 # its own size, whatever was asked
 )")
 
@@ -25,7 +25,7 @@ SCRIPT(handshake, answers_queue_behind_the_offered_one_and_a_reset_drops_them, R
     w 1c02000 2; r 1c02004 = 4; r 1c02124 = 0x22; w 1c02000 16; w 1c02000 2; r 1c02004 = 2 # dropped by the host
     offer write_register s0 0x9010 0x33 = 4; w 1c00000 2; offer write_register s0 0x9010 0x44 = 4; w 1c00000 2
     w 1c02000 0; r 1c02004 = 2; offer read_register s0 0x9010 0 = 4; w 1c00000 2; r 1c02004 = 2 # no offer at 0
-    w 1c02000 0 2; r 1c02004 = 2; read_register s0 0x9010 0 = 0 s0 0x9010 0x44
+    w 1c02000 0 2; r 1c02004 = 2; read_register s0 0x9010 0 = 0 0x9010 0x44
 )")
 
 TEST_F(handshake, one_message_is_offered_and_64_wait)

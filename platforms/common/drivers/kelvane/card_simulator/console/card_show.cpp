@@ -156,8 +156,8 @@ void append_memory(std::string &text, const bar &bar)
 std::string card_show(const card &card)
 {
     std::string text;
-    append(text, "firmware %u.%u, %s, started %u times, seed %" PRIu64 "\n", card.state.firmware_major,
-           card.state.firmware_minor, firmware_condition(card), card.state.starts, card.state.seed);
+    append(text, "firmware %u.%u, %s, started %u times, seed %" PRIu64 "\n", card.state.running.major,
+           card.state.running.minor, firmware_condition(card), card.state.starts, card.state.seed);
     append(text, "%u clients, %" PRIu64 " interrupts raised, watch %s, trace level 0x%08x\n",
            card.clients.load(), card.interrupts, card.state.watch_on ? "on" : "off", card.state.trace_level);
     append(text,

@@ -117,8 +117,8 @@ std::string device_show(const card_state &state, uint32_t device)
 {
     std::string text;
     if (device == BOARD_DEVICE) {
-        append(text, "device 0, board: firmware %u.%u, %s host ports\n", state.firmware_major,
-               state.firmware_minor, state.client == host_client::ethernet ? "ethernet" : "otn");
+        append(text, "device 0, board: firmware %u.%u, %s host ports\n", state.running.major,
+               state.running.minor, state.client == host_client::ethernet ? "ethernet" : "otn");
         append(text, "    %.1f degree C\n", measure_generic(state, 0).ordune_temperature / DEGREE);
     } else if (is_sirane_device(device)) {
         append(text, "device %u, sirane %u\n", device, sirane_of_device(device));

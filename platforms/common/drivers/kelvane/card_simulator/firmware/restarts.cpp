@@ -64,7 +64,7 @@ void firmware_come_up(card &card)
     }
     logs_come_up(card);
     note_event(card.state, event_kind::started, BOARD_DEVICE,
-               {bundle_version({card.state.firmware_major, card.state.firmware_minor}), cold ? 1u : 0u});
+               {bundle_version(card.state.running), cold ? 1u : 0u});
     logs_follow(card);
     publish_tables(card.state, card.bar);
     for (uint32_t sirane_id = 0; sirane_id < SIRANE_COUNT; sirane_id++) {

@@ -1,7 +1,6 @@
 #include "card_simulator/state/card_state.h"
 
 #include <algorithm>
-#include <utility>
 
 #include "card_simulator/state/durations.h"
 #include "card_simulator/state/registers.h"
@@ -15,7 +14,7 @@ constexpr uint32_t TRACE_LEVEL_AT_START = 0x00000003;
 
 bool firmware_is_before(const card_state &state, uint32_t major, uint32_t minor)
 {
-    return std::pair(state.firmware_major, state.firmware_minor) < std::pair(major, minor);
+    return state.running < firmware_version{major, minor};
 }
 
 bool has_module(const card_state &state, uint32_t device)

@@ -81,8 +81,7 @@ struct memory_errors {
 };
 
 struct card_state {
-    uint32_t firmware_major = 0;
-    uint32_t firmware_minor = 0;
+    firmware_version running = {}; // the firmware's
     uint64_t seed = 0;
     host_client client = host_client::ethernet;
     device_state devices[DEVICE_COUNT];

@@ -2,6 +2,7 @@
 #ifndef CARD_SIMULATOR_STATE_FIRMWARE_IMAGES_H
 #define CARD_SIMULATOR_STATE_FIRMWARE_IMAGES_H
 
+#include <compare>
 #include <cstdint>
 #include <optional>
 
@@ -15,6 +16,8 @@ constexpr uint32_t VERSION_PART_MAX = 0xFFFF;
 struct firmware_version {
     uint32_t major;
     uint32_t minor;
+
+    auto operator<=>(const firmware_version &) const = default;
 };
 
 // As it appears in tables and logs, except for a sirane's banks.

@@ -109,7 +109,7 @@ firmware_version next_image_version(const card_state &state, image_kind kind)
     case IMAGE_OF_GOLDEN_HESPERA:
         return following(images.golden);
     case IMAGE_OF_HESPERA:
-        return following({state.firmware_major, state.firmware_minor});
+        return following(state.running);
     case IMAGE_OF_SIRANE:
         return following(images.siranes[0].version[images.siranes[0].running]);
     default:
@@ -170,6 +170,5 @@ void image_work_firmware_start(card_state &state)
     }
     images.downloaded.reset();
     std::ranges::fill(images.progress, 0);
-    state.firmware_major = images.working.major;
-    state.firmware_minor = images.working.minor;
+    state.running = images.working;
 }

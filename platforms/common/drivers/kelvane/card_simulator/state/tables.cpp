@@ -27,13 +27,12 @@ uint32_t image_version(const firmware_images &images, image_kind kind, firmware_
 
 void publish_controller(const card_state &state, bar &bar)
 {
-    const uint32_t major = state.firmware_major;
-    const uint32_t minor = state.firmware_minor;
     uint32_t words[ZYNQ_INFO_WORDS] = {};
     words[ZYNQ_IMAGE_BUNDLE_RUNNING] = ZYNQ_WORKING_IMAGE_RUNS;
-    words[ZYNQ_RUNNING_BUNDLE_VERSION] = bundle_version({major, minor});
+    words[ZYNQ_RUNNING_BUNDLE_VERSION] = bundle_version(state.running);
     words[ZYNQ_FSBL_VERSION] = dated_version(1, 4, 20, 2, 11);
-    words[ZYNQ_APPLICATION_VERSION] = dated_version(major & 0xFF, minor & 0xFF, 21, 8, 3);
+    words[ZYNQ_APPLICATION_VERSION] =
+        dated_version(state.running.major & 0xFF, state.running.minor & 0xFF, 21, 8, 3);
     words[ZYNQ_APP_IS_BARE_METAL] = ZYNQ_IS_BARE_METAL;
     words[ZYNQ_PLBIT_VERSION] = 0x20210803;
     words[ZYNQ_WORKING_BUNDLE_VERSION] = image_version(state.images, IMAGE_OF_HESPERA, state.images.working);
