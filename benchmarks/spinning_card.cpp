@@ -8,7 +8,8 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include "card_simulator/firmware/card_record.h"
+#include "card_simulator/card.h"
+#include "card_simulator/shared_card.h"
 #include "figures.h"
 #include "kelvane_bar.h"
 #include "platform/simulated_uio_client.h"

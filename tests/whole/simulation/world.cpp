@@ -11,7 +11,6 @@
 #include "background/keep_alive.h"
 #include "background/low_priority_thread.h"
 #include "background/response_thread.h"
-#include "card_simulator/firmware/card_record.h"
 #include "core/handle.h"
 #include "core/semaphore.h"
 #include "core/transaction_id.h"
