@@ -28,7 +28,8 @@ constexpr mbox_registers COMMAND = mbox_registers_of(0, MBOX_COMMAND);
 constexpr mbox_registers ALARM_MAILBOX = mbox_registers_of(0, MBOX_ALARM);
 constexpr uint32_t ALARM_MESSAGE_WORDS = 14;
 
-int device[2]; // reading end, writing end
+constexpr mmio_mapping NO_CARD{}; // nothing is mapped: a pipe stands in for the device
+int device[2];                    // reading end, writing end
 std::atomic<uint32_t> reference_of_subscription;
 
 bare_wake first_hop, second_hop, arrived;
@@ -43,7 +44,7 @@ void arrive()
 void wait_for_interrupts()
 {
     uint32_t count = 0;
-    while (uio_wait_interrupt(device[0], &count) == sizeof count) {
+    while (uio_wait_interrupt(device[0], &NO_CARD, &count) == sizeof count) {
         kelvane_notify_msi(0);
     }
 }

@@ -256,7 +256,7 @@ static void *forward_interrupts(void *unused)
 {
     uint32_t count;
 
-    while (uio_wait_interrupt(card_fd, &count) == (long)sizeof count) {
+    while (uio_wait_interrupt(card_fd, &bar, &count) == (long)sizeof count) {
         kelvane_notify_msi(card);
     }
     complain("interrupts", "the card is gone");
@@ -305,7 +305,7 @@ static int subscribe(void)
  * card: it resets the siranes, and a monitor disturbs no traffic. */
 static int link_up(void)
 {
-    if (check("kelvane_pci_mapped", kelvane_pci_mapped(card, 1, (uintptr_t)bar.base, bar.size)) != 0) {
+    if (check("kelvane_pci_mapped", kelvane_pci_mapped(card, 1, (uintptr_t)bar.base, bar.size_bytes)) != 0) {
         return -1;
     }
     return check("kelvane_enable_msi", kelvane_enable_msi(card, 1));

@@ -55,9 +55,10 @@ int uio_open(const char *node);
  * seconds, the longest that this blocks; or what mmap says. Once per open device. */
 int uio_map(int fd, uint64_t size, struct mmio_mapping *out);
 
-/* Blocks until the device raises an interrupt. Returns the number of bytes read as the read call does:
- * 4 with the interrupt count in `count`; 0 or -1 (errno) when no interrupt can come any more. */
-long uio_wait_interrupt(int fd, uint32_t *count);
+/* Blocks until the device behind `fd`, mapped as `mapping`, raises an interrupt. Returns the number of bytes
+ * read as the read call does: 4 with the interrupt count in `count`; 0 or -1 (errno) when no interrupt can
+ * come any more. */
+long uio_wait_interrupt(int fd, const struct mmio_mapping *mapping, uint32_t *count);
 
 #ifdef __cplusplus
 }

@@ -88,7 +88,7 @@ int32_t find_and_map()
 int32_t tell_mapped(int32_t handle, int32_t mapped)
 {
     return kelvane_pci_mapped(static_cast<uint32_t>(handle), mapped,
-                              reinterpret_cast<uintptr_t>(dev_ctx.mapped.base), dev_ctx.mapped.size);
+                              reinterpret_cast<uintptr_t>(dev_ctx.mapped.base), dev_ctx.mapped.size_bytes);
 }
 
 void *coh_intr_forward_thread(void *argument)
@@ -98,7 +98,7 @@ void *coh_intr_forward_thread(void *argument)
     kelvane_enable_msi(device->handle, 1);
 
     uint32_t count = 0; // how many interrupts so far: each read stands for all that came since the last
-    while (uio_wait_interrupt(device->fd, &count) == sizeof count) {
+    while (uio_wait_interrupt(device->fd, &device->mapped, &count) == sizeof count) {
         kelvane_notify_msi(device->handle);
     }
     return nullptr;
