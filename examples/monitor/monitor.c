@@ -3,7 +3,7 @@
  * It shows how an application embeds kelvane: reach the card, give the library its callbacks, bring the
  * device up, forward interrupts, subscribe. main has the order. A card has one application at a time.
  *
- * The card is the host's UIO device "ZYNQFPGA", or a simulated one:
+ * The card is the host's UIO device KELVANE_UIO_NAME, or a simulated one:
  *     card_simulator --host /tmp/card        in one terminal
  *     KELVANE_HOST_ROOT=/tmp/card ./monitor  in another
  */
@@ -35,15 +35,13 @@ static atomic_bool firmware_was_dead;
 
 static void print_device(char *out, size_t size, kelvane_device_address address)
 {
-    unsigned sirane = address >> 16 & 0xFF;
-    unsigned port = address >> 8 & 0xFF;
-
-    if (address == KELVANE_ADDRESS_BOARD) {
+    if (KELVANE_IS_BOARD(address)) {
         snprintf(out, size, "board");
-    } else if (port == 0xFF) {
-        snprintf(out, size, "sirane %u", sirane);
+    } else if (KELVANE_NETWORK_PORT_OF(address) == KELVANE_NO_FIELD) {
+        snprintf(out, size, "sirane %u", KELVANE_SIRANE_OF(address));
     } else {
-        snprintf(out, size, "sirane %u port %u", sirane, port);
+        snprintf(out, size, "sirane %u port %u", KELVANE_SIRANE_OF(address),
+                 KELVANE_NETWORK_PORT_OF(address));
     }
 }
 
@@ -118,7 +116,7 @@ static int32_t on_performance(kelvane_handle handle, kelvane_device_address addr
     for (uint32_t port = 0; port < KELVANE_NETWORK_PORTS_PER_SIRANE; port++) {
         const kelvane_sirane_port_pm *line = &pm->sirane_port[port];
         const kelvane_xpm2_port_pm *module = &pm->xpm2_port[port];
-        tell("performance", KELVANE_ADDRESS_NETWORK_PORT(address >> 16 & 0xFF, port),
+        tell("performance", KELVANE_ADDRESS_NETWORK_PORT(KELVANE_SIRANE_OF(address), port),
              "batch %llu: OSNR %.1f dB, pre-FEC BER %.2e, in %.2f dBm, out %.2f dBm, module %d C",
              (unsigned long long)batch, line->rx_osnr_curr / 10.0, (double)line->pre_fec_ber_est_curr,
              module->optical_input_power / 100.0, module->optical_output_power / 100.0,
@@ -127,7 +125,8 @@ static int32_t on_performance(kelvane_handle handle, kelvane_device_address addr
     return 0;
 }
 
-/* Each word has one bit an alarm: enum kelvane_ntwk_port_alarms_bit and its neighbours in kelvane.h. */
+/* Each word has one bit an alarm: enum kelvane_ntwk_port_alarms_bit and its neighbours in kelvane_records.h;
+ * kelvane_alarm_names.h has their names. */
 static int32_t on_alarms(kelvane_handle handle, kelvane_device_address address, const global_alarms *alarms,
                          uint64_t value)
 {
@@ -205,11 +204,11 @@ static int check(const char *operation, int32_t rc)
 static int reach_card(void)
 {
     char node[32];
-    struct uio_info *info = uio_find_devices_by_name("ZYNQFPGA");
+    struct uio_info *info = uio_find_devices_by_name(KELVANE_UIO_NAME);
 
     if (info == NULL) {
-        fprintf(stderr, "monitor: no UIO device ZYNQFPGA below %s/sys/class/uio: %s\n", host_tree_root(),
-                strerror(errno));
+        fprintf(stderr, "monitor: no UIO device " KELVANE_UIO_NAME " below %s/sys/class/uio: %s\n",
+                host_tree_root(), strerror(errno));
         return -1;
     }
     int error = uio_get_all_info(info);

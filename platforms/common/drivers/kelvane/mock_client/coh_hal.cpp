@@ -16,9 +16,6 @@ coh_hal_device dev_ctx = {-1, {}, nullptr, 0};
 
 namespace {
 
-constexpr const char *DEVICE_NAME = "ZYNQFPGA";
-constexpr uint64_t BAR_BYTES = 0x04000000;
-
 // The fallback is run by a shell on the real host; a simulated card's tree has no use for it.
 void make_node(int32_t number)
 {
@@ -53,9 +50,9 @@ int32_t open_node(int32_t number)
 int32_t map_bar(const uio_info *info)
 {
     const uint64_t size = info->maps[0].size;
-    if (size < BAR_BYTES) {
-        console_error("The first map of %s has 0x%llx bytes, the card's BAR needs 0x%llx", DEVICE_NAME,
-                      static_cast<unsigned long long>(size), static_cast<unsigned long long>(BAR_BYTES));
+    if (size < KELVANE_BAR_BYTES) {
+        console_error("The first map of " KELVANE_UIO_NAME " has 0x%llx bytes, the card's BAR needs 0x%x",
+                      static_cast<unsigned long long>(size), KELVANE_BAR_BYTES);
         return ENOMEM;
     }
     const int error = uio_map(dev_ctx.fd, size, &dev_ctx.mapped);
@@ -69,11 +66,12 @@ int32_t map_bar(const uio_info *info)
 
 int32_t find_and_map()
 {
-    dev_ctx.info = uio_find_devices_by_name(DEVICE_NAME);
+    dev_ctx.info = uio_find_devices_by_name(KELVANE_UIO_NAME);
     if (dev_ctx.info == nullptr) {
-        console_error("No UIO device called %s below %s/sys/class/uio (%s): load the card's driver, or set "
+        console_error("No UIO device called " KELVANE_UIO_NAME
+                      " below %s/sys/class/uio (%s): load the card's driver, or set "
                       "%s to the folder of a simulated card",
-                      DEVICE_NAME, host_tree_root(), strerror(errno), HOST_TREE_VARIABLE);
+                      host_tree_root(), strerror(errno), HOST_TREE_VARIABLE);
         return ENODEV;
     }
     if (uio_get_all_info(dev_ctx.info) != 0) {
