@@ -6,8 +6,8 @@
 #include <span>
 #include <vector>
 
-#include "figure_process.h"
-#include "figures.h"
+#include "benchmarks/figure_process.h"
+#include "benchmarks/figures.h"
 
 namespace {
 

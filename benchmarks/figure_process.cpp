@@ -1,4 +1,4 @@
-#include "figure_process.h"
+#include "benchmarks/figure_process.h"
 
 #include <cerrno>
 #include <csignal>

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "figures.h"
+#include "benchmarks/figures.h"
 
 // Fills `rounds` by calling `round` as many times, after one call that warms up. The process has a host's
 // tree and a folder for trace rings of its own, and no standard output. False, with a message, when it

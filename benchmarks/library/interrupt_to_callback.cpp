@@ -7,18 +7,18 @@
 
 #include <unistd.h>
 
-#include "bare_lines.h"
-#include "bench_card.h"
+#include "benchmarks/figure_process.h"
+#include "benchmarks/figures.h"
+#include "benchmarks/library/bare_lines.h"
+#include "benchmarks/library/bench_card.h"
+#include "benchmarks/library/logged_lines.h"
+#include "benchmarks/processors.h"
+#include "benchmarks/threads/futex.h"
 #include "core/handle.h"
-#include "figure_process.h"
-#include "figures.h"
-#include "futex.h"
 #include "kelvane_bar.h"
 #include "kelvane_mbox.h"
 #include "kelvane_trace_defs.h"
-#include "logged_lines.h"
 #include "platform/uio.h"
-#include "processors.h"
 
 namespace {
 

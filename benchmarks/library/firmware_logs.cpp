@@ -6,15 +6,15 @@
 #include <iterator>
 #include <string>
 
-#include "bare_lines.h"
-#include "bench_card.h"
-#include "clock.h"
-#include "figure_process.h"
-#include "figures.h"
+#include "benchmarks/clock.h"
+#include "benchmarks/figure_process.h"
+#include "benchmarks/figures.h"
+#include "benchmarks/library/bare_lines.h"
+#include "benchmarks/library/bench_card.h"
+#include "benchmarks/library/logged_lines.h"
 #include "firmware_log/eprom_trace.h"
 #include "kelvane_bar.h"
 #include "kelvane_trace_defs.h"
-#include "logged_lines.h"
 
 namespace {
 

@@ -6,14 +6,14 @@
 #include <ctime>
 #include <thread>
 
-#include "clock.h"
-#include "figures.h"
+#include "benchmarks/clock.h"
+#include "benchmarks/figures.h"
+#include "benchmarks/programs/program.h"
+#include "benchmarks/programs/spinning_card.h"
 #include "kelvane.h"
 #include "kelvane_bar.h"
 #include "lifecycle/driver.h"
 #include "platform/uio.h"
-#include "program.h"
-#include "spinning_card.h"
 
 namespace {
 

@@ -7,12 +7,12 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
-#include "clock.h"
-#include "figures.h"
+#include "benchmarks/clock.h"
+#include "benchmarks/figures.h"
+#include "benchmarks/programs/program.h"
 #include "mock_client/client.h"
 #include "platform/thread.h"
 #include "platform/wait.h"
-#include "program.h"
 
 namespace {
 

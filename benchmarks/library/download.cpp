@@ -3,10 +3,10 @@
 #include <fstream>
 #include <string>
 
-#include "bench_card.h"
-#include "clock.h"
-#include "figure_process.h"
-#include "figures.h"
+#include "benchmarks/clock.h"
+#include "benchmarks/figure_process.h"
+#include "benchmarks/figures.h"
+#include "benchmarks/library/bench_card.h"
 #include "kelvane_bar.h"
 #include "platform/wait.h"
 

@@ -1,8 +1,8 @@
 #include <atomic>
 #include <cstdint>
 
-#include "clock.h"
-#include "figures.h"
+#include "benchmarks/clock.h"
+#include "benchmarks/figures.h"
 #include "kelvane_trace_defs.h"
 
 namespace {

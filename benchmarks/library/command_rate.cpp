@@ -3,10 +3,10 @@
 #include <barrier>
 #include <thread>
 
-#include "bench_card.h"
-#include "clock.h"
+#include "benchmarks/clock.h"
+#include "benchmarks/figures.h"
+#include "benchmarks/library/bench_card.h"
 #include "core/thread.h"
-#include "figures.h"
 #include "kelvane_mbox.h"
 
 namespace {
