@@ -1,5 +1,5 @@
 // How many commands a second a card can be given that answers at once: each ends with one pause between two
-// looks at the mailbox, and everything else should vanish beside it.
+// looks at the mailbox, and everything else should vanish in comparison.
 #include <barrier>
 #include <thread>
 

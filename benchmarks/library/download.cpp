@@ -1,5 +1,5 @@
-// The largest image that can be downloaded, onto a card that takes a word as fast as memory does: beside the
-// pauses that let a real card keep up, and the stores.
+// The largest image that can be downloaded, onto a card that takes a word as fast as memory does. The
+// reference: the pauses that let a real card keep up, and the stores.
 #include <fstream>
 #include <string>
 

@@ -1,5 +1,5 @@
-// The firmware's logs, full ones, from a card that is memory into files: beside the same reads, lines and
-// formatted outputs with nothing around them.
+// The firmware's logs, full ones, from a card that is memory into files. The reference: the same reads, lines
+// and formatted outputs with nothing around them.
 #include <cstdio>
 #include <cstring>
 #include <fstream>

@@ -108,7 +108,7 @@ void sleep_ms(int duration)
     std::this_thread::sleep_for(std::chrono::milliseconds(duration));
 }
 
-// Up to the last line that matters, of the thread, or of all but the thread.
+// Up to the last line that matters, of that thread, or of all other threads.
 std::vector<logged_line> lines_up_to(const std::vector<logged_line> &all, bool of_thread, int32_t tid,
                                      const char *last)
 {

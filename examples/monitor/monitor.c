@@ -1,4 +1,4 @@
-/* monitor: prints what a card tells by itself, one line each, until Ctrl-C.
+/* monitor: prints what a card reports by itself, one line each, until Ctrl-C.
  *
  * It shows how an application embeds kelvane: reach the card, give the library its callbacks, bring the
  * device up, forward interrupts, subscribe. main has the order. A card has one application at a time.
@@ -45,7 +45,7 @@ static void print_device(char *out, size_t size, kelvane_device_address address)
     }
 }
 
-/* Callbacks come on several threads: a line is put together first and printed by one call. */
+/* Callbacks come on several threads: a line is composed first and printed by one call. */
 __attribute__((format(printf, 3, 4))) static void tell(const char *what, kelvane_device_address address,
                                                        const char *format, ...)
 {
@@ -330,7 +330,7 @@ int main(void)
     sigset_t signals;
     int number;
 
-    setvbuf(stdout, NULL, _IOLBF, 0); /* a line is out when it is printed, also into a pipe */
+    setvbuf(stdout, NULL, _IOLBF, 0); /* a line is out as soon as it is printed, even into a pipe */
 
     /* Every thread inherits that these are blocked, so that they stay main's alone. */
     sigemptyset(&ending);

@@ -23,7 +23,7 @@
 namespace {
 
 constexpr int GREETING_PATIENCE_MS = 5000;
-constexpr int PENDING_COUNTS_MAX = 1024; // more can't be pending; a sender without end is not followed
+constexpr int PENDING_COUNTS_MAX = 1024; // more cannot be pending; an endless sender is not followed
 constexpr size_t DESCRIPTORS_MAX = 8;    // room to receive, and close, more than the two that are right
 constexpr size_t WATCHER_STACK_BYTES = 256 * 1024;
 
@@ -117,7 +117,7 @@ int receive_greeting(int fd, greeting_packet *packet)
     return 0;
 }
 
-// Maps memory that the other end can't take away again: sealed against shrinking, and as long as it says.
+// Maps memory that the other end cannot take away again: sealed against shrinking, and as long as promised.
 int map_sealed(int fd, uint64_t bytes, void **out)
 {
     struct stat status {};
@@ -157,7 +157,7 @@ int copy_register_list(simulated_mapping *mapping, uint32_t bar_bytes)
     return 0;
 }
 
-// Waits for nothing but the hang-up, so that the packets stay for uio_wait_interrupt.
+// Waits only for the hang-up, so that the packets are left for uio_wait_interrupt.
 void *watch_for_hang_up(void *argument)
 {
     auto *mapping = static_cast<simulated_mapping *>(argument);
@@ -190,7 +190,8 @@ int start_watcher(simulated_mapping *mapping)
 
 } // namespace
 
-// A socket's path may be longer than the 108 bytes of its address: then it is named through its folder.
+// A socket's path may be longer than the 108 bytes of its address: it is then reached through its folder's
+// descriptor.
 int simulated_uio_connect(const char *path)
 {
     sockaddr_un address{};

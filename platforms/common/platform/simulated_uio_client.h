@@ -20,16 +20,16 @@ enum {
 
 struct simulated_mapping {
     struct simulated_uio_control *control;
-    uint32_t gone; /* set by the watcher when the card's process hangs up; atomic */
+    uint32_t gone; /* set by the watcher when the card's process hangs up; accessed atomically */
     int socket;    /* the watcher's own descriptor */
 
-    /* Copied from the control page when it was mapped and checked, and never looked up there again. */
+    /* Copied from the control page when it was mapped, checked then, and never read from there again. */
     uint32_t clear_on_one_offset;
     uint32_t posted_count;
     uint32_t posted_offset[SIMULATED_UIO_REGISTERS];
     uint64_t special_page[SIMULATED_PAGE_WORDS]; /* bit per page that holds a posted register */
 
-    struct simulated_mapping *next; /* all of the process, for a debugger */
+    struct simulated_mapping *next; /* list of all in the process, for a debugger */
 };
 
 /* Connects to the card's socket at `path`, which may be longer than a socket's address. Returns the
@@ -42,7 +42,7 @@ int simulated_uio_connect(const char *path);
  * After a failure nothing stays open or mapped. */
 int simulated_mapping_attach(int fd, uint64_t size, struct mmio_mapping *out);
 
-/* Drops the counts of interrupts that wait on the socket but for the newest, which replaces `count`. */
+/* Takes all counts of interrupts that wait on the socket; the newest one, if any, replaces `count`. */
 void simulated_uio_newest_count(int fd, uint32_t *count);
 
 #ifdef __cplusplus

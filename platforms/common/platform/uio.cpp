@@ -22,7 +22,7 @@ namespace {
 constexpr uint64_t MAPPED_BYTES_MAX = 1 << 30;
 
 // Reads what fits of a small file, without its line end. Returns the length, or -1 when it is no plain
-// file or can't be read; `whole` tells whether there is more in it. `out` always ends in a 0.
+// file or cannot be read; `whole` is false if there is more in it than fits. `out` always ends in a 0.
 int read_attribute(const char *path, char *out, size_t size, bool *whole)
 {
     out[0] = '\0';
@@ -34,7 +34,7 @@ int read_attribute(const char *path, char *out, size_t size, bool *whole)
     if (fd < 0) {
         return -1;
     }
-    char text[UIO_NAME_BYTES + 1]; // one for a line end behind a text that just fits
+    char text[UIO_NAME_BYTES + 1]; // one for a line end after a text that just fits
     size_t length = 0;
     struct stat status {};
     ssize_t got = fstat(fd, &status) == 0 && S_ISREG(status.st_mode) ? 1 : -1;
@@ -193,7 +193,7 @@ int uio_get_all_info(uio_info *info)
     snprintf(path, sizeof path, "/sys/class/uio/uio%d/event", info->number);
     read_number(path, &info->event_count);
     info->map_count = 0;
-    while (info->map_count < UIO_MAX_MAPS &&
+    while (info->map_count < UIO_MAPS_MAX &&
            read_map(info->number, info->map_count, &info->maps[info->map_count])) {
         info->map_count++;
     }

@@ -16,7 +16,7 @@
 extern "C" {
 #endif
 
-enum { UIO_MAX_MAPS = 5, UIO_NAME_BYTES = 64 };
+enum { UIO_MAPS_MAX = 5, UIO_NAME_BYTES = 64 };
 
 struct uio_memory {
     char name[UIO_NAME_BYTES];
@@ -31,7 +31,7 @@ struct uio_info {
     char version[UIO_NAME_BYTES];
     uint64_t event_count;
     uint32_t map_count;
-    struct uio_memory maps[UIO_MAX_MAPS];
+    struct uio_memory maps[UIO_MAPS_MAX];
 };
 
 /* The device with the lowest number whose name equals `name`, with its number and name filled in; NULL
@@ -55,7 +55,7 @@ int uio_open(const char *node);
  * seconds, the longest that this blocks; or what mmap says. Once per open device. */
 int uio_map(int fd, uint64_t size, struct mmio_mapping *out);
 
-/* Blocks until the device behind `fd`, mapped as `mapping`, raises an interrupt. Returns the number of bytes
+/* Blocks until the device of `fd`, mapped as `mapping`, raises an interrupt. Returns the number of bytes
  * read as the read call does: 4 with the interrupt count in `count`; 0 or -1 (errno) when no interrupt can
  * come any more. */
 long uio_wait_interrupt(int fd, const struct mmio_mapping *mapping, uint32_t *count);

@@ -5,7 +5,7 @@
 
 namespace {
 
-constexpr uint64_t SECOND = 1000000000;
+constexpr uint64_t SECOND_NS = 1000000000;
 
 std::atomic<const wait_source *> other_source = nullptr;
 
@@ -18,7 +18,7 @@ uint64_t system_monotonic()
 {
     timespec now{};
     clock_gettime(CLOCK_MONOTONIC, &now);
-    return static_cast<uint64_t>(now.tv_sec) * SECOND + static_cast<uint64_t>(now.tv_nsec);
+    return static_cast<uint64_t>(now.tv_sec) * SECOND_NS + static_cast<uint64_t>(now.tv_nsec);
 }
 
 } // namespace
@@ -34,8 +34,8 @@ void wait_sleep(uint64_t nanoseconds)
         other->sleep(other->self, nanoseconds);
         return;
     }
-    const timespec duration{static_cast<time_t>(nanoseconds / SECOND),
-                            static_cast<long>(nanoseconds % SECOND)};
+    const timespec duration{static_cast<time_t>(nanoseconds / SECOND_NS),
+                            static_cast<long>(nanoseconds % SECOND_NS)};
     nanosleep(&duration, nullptr);
 }
 

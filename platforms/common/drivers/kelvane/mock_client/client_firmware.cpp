@@ -61,7 +61,7 @@ bool is_accessible(const std::string &path)
     return true;
 }
 
-// The image itself is looked at; the digest's file, of which the messages speak, is the library's affair.
+// The image itself is looked at; the library looks at the digest's file, which the messages mention.
 bool is_filled(const char *path)
 {
     struct stat file = {};

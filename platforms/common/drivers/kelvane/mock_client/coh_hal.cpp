@@ -28,7 +28,7 @@ void make_node(int32_t number)
     snprintf(command, sizeof command,
              "sudo mknod -m 660 /dev/uio%d c `grep uio /proc/devices | awk '{print $1}'` %d", number, number);
     const int status = system(command);
-    (void)status; // whether it helped is what the next open tells
+    (void)status; // the next open shows whether it helped
 }
 
 int32_t open_node(int32_t number)
@@ -142,7 +142,7 @@ int32_t coh_hal_interrupt_enable(int32_t handle, uint32_t)
     if (pthread_create(&thread, nullptr, coh_intr_forward_thread, &dev_ctx) != 0) {
         return ENOSYS;
     }
-    pthread_detach(thread); // nobody joins it: when it ends, it leaves nothing behind
+    pthread_detach(thread); // nobody joins it: its resources go when it ends
     return 0;
 }
 

@@ -136,8 +136,8 @@ enum kelvane_return_code {
 
 /* ---- callbacks ------------------------------------------------------------------------------------
  *
- * All return 0 for success. Each is called on a thread of the library's, but for the PCI access, which is
- * made on whatever thread called the library, too:
+ * All return 0 for success. Each is called on one of the library's threads; the PCI access also on
+ * those that call the library:
  *
  *   callback             thread             held during the call   may call       a failure
  *   -------------------  -----------------  ---------------------  -------------  -----------------------
@@ -267,9 +267,9 @@ int32_t kelvane_device_create(kelvane_init_device_t init_device);
 int32_t kelvane_device_delete(kelvane_handle handle);
 
 /* Tells the library that the BAR can be reached (`pci_mapped` 1) or not (0); another value opens the access
- * with none of what follows. On 1 it tests the link, reads the firmware's version, tells it the library's,
- * and brings every mailbox to idle; while it does so on firmware 5.22 and later no command runs on that
- * sirane. `base` and `size` describe the mapping and are not used. Blocks for some milliseconds, with a
+ * with none of what follows. On 1 it tests the link, reads the firmware's version, tells the firmware the
+ * library's, and brings every mailbox to idle; while it does so on firmware 5.22 and later no command runs on
+ * that sirane. `base` and `size` describe the mapping and are not used. Blocks for some milliseconds, with a
  * silent firmware for up to 300 s a mailbox, with firmware below 5.10 for at least 1.5 s and up to 150 s a
  * sirane. Not from two threads at once. Returns 0, or any code of a command except a firmware error word;
  * the access is then closed again. A failure on firmware 5.22 and later, from the mailboxes on, returns
@@ -525,7 +525,7 @@ int32_t kelvane_get_subsystem_status_info(kelvane_handle handle, kelvane_device_
 enum kelvane_download_device {
     KELVANE_DOWNLOAD_HESPERA_GOLDEN = 0,
     KELVANE_DOWNLOAD_HESPERA = 1,
-    KELVANE_DOWNLOAD_SIRANE = 2, /* 3 and 4 are accepted, too; what they name is the firmware's affair */
+    KELVANE_DOWNLOAD_SIRANE = 2, /* 3 and 4 are also accepted; what they name only the firmware knows */
 };
 
 /* Downloads the image in the file `file_name`, a path of at most 255 characters, with the first 32 bytes of
