@@ -139,23 +139,24 @@ enum kelvane_return_code {
  * All return 0 for success. Each is called on one of the library's threads; the PCI access also on
  * those that call the library:
  *
- *   callback             thread             held during the call   may call       a failure
- *   -------------------  -----------------  ---------------------  -------------  -----------------------
- *   PCI access           any, several       whatever the access    nothing of     fails the operation:
- *                        at once            needed                 the library    ..._DEVICE_UNAVAILABLE
- *   laser, traffic type  answer thread of   the sirane's answer    no command to  is logged
- *                        the sirane         mailbox                that sirane
- *     their time-out     background thread  nothing                all            is logged
- *   plug-in, restart     answer thread of   the sirane's answer    no command to  refuses the message
- *                        the sirane         mailbox                that sirane
- *   performance          batch thread of    the sirane's batch     all (1)        is logged
- *                        the sirane         mailbox
- *   alarms               alarm thread of    the sirane's alarm     all (1)        is logged
- *                        the sirane         mailbox
- *   keep-alive, generic  background thread  nothing                all            is logged
- *   DAP answer           DAP thread         the DAP channel        no             is logged
- *                                                                  kelvane_dap_command
+ *   callback             on which thread      held during the call   what it may call     its failure
+ *   -------------------  -------------------  ---------------------  -------------------  ----------------
+ *   PCI access           any, several at      what the access        nothing              fails the access
+ *                        once                 needs
+ *   laser, traffic type  the sirane's answer  the sirane's answer    no command to that   is logged
+ *                        thread               mailbox                sirane
+ *     their time-out     background thread    nothing                anything             is logged
+ *   plug-in, restart     the sirane's answer  the sirane's answer    no command to that   refuses the
+ *                        thread               mailbox                sirane               message
+ *   performance          the sirane's batch   the sirane's batch     anything (1)         is logged
+ *                        thread               mailbox
+ *   alarms               the sirane's alarm   the sirane's alarm     anything (1)         is logged
+ *                        thread               mailbox
+ *   keep-alive, generic  background thread    nothing                anything             is logged
+ *   DAP answer           DAP thread           the DAP channel        anything but         is logged
+ *                                                                    kelvane_dap_command
  *
+ * An access that fails ends its operation with KELVANE_RET_CODE_DEVICE_UNAVAILABLE.
  * A slow callback delays whatever else arrives in the mailbox that is held; on the background thread it
  * delays keep-alive and the time-outs of all siranes. A command that a callback may not call fails: with
  * KELVANE_RET_CODE_GEN_PLATFORM_PROBLEM, or at once with KELVANE_RET_CODE_ETIMEDOUT while another thread has
