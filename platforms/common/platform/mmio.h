@@ -1,7 +1,7 @@
 /* One 32-bit load, one 32-bit store: the only way anyone touches a mapped BAR.
  *
- * On a device an access is one test and one volatile load or store. For what an access to a
- * simulated card does instead, see simulated_mmio.h. Offsets are in bytes and multiples of 4.
+ * On a device an access is one test and one volatile load or store. On a simulated card it
+ * also does what plain memory cannot: see simulated_mmio.h. Offsets are in bytes and multiples of 4.
  */
 #ifndef PLATFORM_MMIO_H
 #define PLATFORM_MMIO_H

@@ -39,8 +39,8 @@ struct uio_info {
  * the error of opendir, ENOMEM). The caller frees it with uio_free. Any thread. */
 struct uio_info *uio_find_devices_by_name(const char *name);
 
-/* Fills in version, event count and maps from the device's files. Returns 0, 22 (EINVAL) for a null
- * `info`, or 5 (EIO) when the first map's size is missing or unreadable as a number. */
+/* Fills in version, event count and maps from the device's files. Returns 0, EINVAL for a null
+ * `info`, or EIO when the first map's size is missing or unreadable as a number. */
 int uio_get_all_info(struct uio_info *info);
 
 void uio_free(struct uio_info *info);
