@@ -12,7 +12,7 @@
 namespace {
 
 constexpr unsigned COMMANDS = 20; // of each thread, in a round
-constexpr uint32_t PAUSE_NSEC = 500'000;
+constexpr uint32_t PAUSE_NS = 500'000;
 
 double rate_of(double nanoseconds)
 {
@@ -32,7 +32,7 @@ double pauses_a_second()
 {
     return rate_of(nanoseconds_each(COMMANDS, [](unsigned turns) {
         for (unsigned turn = 0; turn < turns; turn++) {
-            kelvane_delay(0, PAUSE_NSEC);
+            kelvane_delay(0, PAUSE_NS);
         }
     }));
 }

@@ -8,8 +8,6 @@
 
 namespace {
 
-constexpr uint32_t ALL_ONES = 0xFFFFFFFF;
-
 // Rotated, so that the low bits of an offset that is no multiple of 4 make an index beyond any mapping.
 uint32_t word_index(uint32_t offset)
 {
@@ -24,7 +22,7 @@ uint32_t mmio_read32(const mmio_mapping *mapping, uint32_t offset)
     if (word < mapping->device_words) [[likely]] {
         return __atomic_load_n(mapping->base + word, __ATOMIC_RELAXED);
     }
-    return mapping->simulated != nullptr ? simulated_mmio_read32(mapping, word) : ALL_ONES;
+    return mapping->simulated != nullptr ? simulated_mmio_read32(mapping, word) : MMIO_ALL_ONES;
 }
 
 void mmio_write32(const mmio_mapping *mapping, uint32_t offset, uint32_t value)

@@ -12,6 +12,8 @@
 extern "C" {
 #endif
 
+#define MMIO_ALL_ONES 0xFFFFFFFFu /* what the bus gives where nothing answers */
+
 struct simulated_mapping; /* the platform's own */
 
 struct mmio_mapping {

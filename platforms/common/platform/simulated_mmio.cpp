@@ -7,8 +7,6 @@
 
 namespace {
 
-constexpr uint32_t ALL_ONES = 0xFFFFFFFF;
-
 // Beyond the mapping, or the card was removed, or its process died.
 bool answers_nothing(const mmio_mapping *mapping, uint32_t word)
 {
@@ -37,7 +35,7 @@ void post(simulated_mapping *mapping, uint32_t offset, uint32_t value)
 
 uint32_t simulated_mmio_read32(const mmio_mapping *mapping, uint32_t word)
 {
-    return answers_nothing(mapping, word) ? ALL_ONES
+    return answers_nothing(mapping, word) ? MMIO_ALL_ONES
                                           : __atomic_load_n(mapping->base + word, __ATOMIC_ACQUIRE);
 }
 

@@ -21,11 +21,12 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include "platform/wait.h"
+
 namespace {
 
 constexpr long FULL_QUEUE_PAUSE_NS = 50000;
 constexpr uint32_t LAP_MASK = 0xFFFFFF;
-constexpr uint64_t SECOND_NS = 1000000000;
 
 uint64_t *slot_of(simulated_uio_control *control, uint64_t ticket)
 {
@@ -158,8 +159,8 @@ void simulated_uio_sleep(simulated_uio_reader *reader, uint64_t timeout_ns)
         if (__atomic_load_n(&control->tail, __ATOMIC_RELAXED) != reader->head) {
             timeout_ns = std::min<uint64_t>(timeout_ns, SIMULATED_UIO_PATIENCE_NS);
         }
-        const timespec limit{static_cast<time_t>(timeout_ns / SECOND_NS),
-                             static_cast<long>(timeout_ns % SECOND_NS)};
+        const timespec limit{static_cast<time_t>(timeout_ns / WAIT_NS_PER_S),
+                             static_cast<long>(timeout_ns % WAIT_NS_PER_S)};
         syscall(SYS_futex, &control->wake, FUTEX_WAIT, reader->wakes_seen,
                 timeout_ns == UINT64_MAX ? nullptr : &limit, nullptr, 0);
     }

@@ -54,8 +54,7 @@ namespace {
 constexpr uint32_t CHUNK_ENTRIES = 64;
 constexpr uint32_t CACHE_LINE_BYTES = 64;
 constexpr uint32_t FETCHED_BYTES = 192; // of an entry: what a line of usual length fills
-constexpr uint64_t SECOND = 1000000000;
-constexpr uint32_t INDEX_MAX = 100000; // files of one process id, of earlier processes included
+constexpr uint32_t INDEX_MAX = 100000;  // files of one process id, of earlier processes included
 
 std::mutex creation_mutex;
 std::mutex growth_mutex;
@@ -92,7 +91,7 @@ uint64_t wall_clock_ns()
     if (wait_realtime(&now) != 0) {
         return 0;
     }
-    return static_cast<uint64_t>(now.tv_sec) * SECOND + static_cast<uint64_t>(now.tv_nsec);
+    return static_cast<uint64_t>(now.tv_sec) * WAIT_NS_PER_S + static_cast<uint64_t>(now.tv_nsec);
 }
 
 // Extends the file by memory that is really there. Checks the file size limit itself, since the

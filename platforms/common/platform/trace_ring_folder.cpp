@@ -91,7 +91,7 @@ bool is_old(const struct stat &status)
 bool is_in_the_future(uint64_t time_ns)
 {
     timespec now{};
-    return wait_realtime(&now) == 0 && time_ns / 1000000000 > static_cast<uint64_t>(now.tv_sec);
+    return wait_realtime(&now) == 0 && time_ns / WAIT_NS_PER_S > static_cast<uint64_t>(now.tv_sec);
 }
 
 // Opens and locks the file when it is a dead process's and may be judged; fd is -1 otherwise.

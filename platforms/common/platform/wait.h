@@ -14,6 +14,8 @@
 extern "C" {
 #endif
 
+#define WAIT_NS_PER_S UINT64_C(1000000000)
+
 struct wait_source {
     void *self; /* first argument of the functions below */
     void (*sleep)(void *self, uint64_t nanoseconds);

@@ -61,9 +61,6 @@ bool parse_write(const char *text, int32_t &device, uint32_t &reg, uint32_t &val
     return true;
 }
 
-constexpr uint32_t DIAG_HIGH_POWER = 4;
-constexpr uint32_t DIAG_LOW_POWER = 5;
-
 struct register_setting {
     uint32_t reg;
     uint32_t value;
@@ -192,14 +189,16 @@ int32_t client_init_sirane(int32_t handle, int32_t device)
     const uint32_t address = address_of_device(device);
     console_debug("Sirane init sequence for device (%d)", device);
 
-    int32_t result = set_power(library_handle, address, DIAG_LOW_POWER, "Diag command (low power) failed");
+    int32_t result =
+        set_power(library_handle, address, KELVANE_DIAGNOSTIC_LOW_POWER, "Diag command (low power) failed");
     for (size_t i = 0; i < std::size(SIRANE_SETUP) && result == 0; i++) {
         result = write_setting(library_handle, address, SIRANE_SETUP[i]);
     }
     if (result != 0) {
         return result;
     }
-    return set_power(library_handle, address, DIAG_HIGH_POWER, "Diag command (high power) failed");
+    return set_power(library_handle, address, KELVANE_DIAGNOSTIC_HIGH_POWER,
+                     "Diag command (high power) failed");
 }
 
 void client_print_running_version(int32_t device)

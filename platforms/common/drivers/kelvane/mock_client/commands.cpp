@@ -36,8 +36,6 @@ struct command {
     command_outcome (*run)(const command_call &call);
 };
 
-constexpr uint32_t DIAG_LASER_TIMEOUT = 34;
-
 bool device_of(const command_call &call, int32_t &device)
 {
     const char *rest = call.argument;
@@ -213,7 +211,7 @@ command_outcome run_laser_tout(const command_call &call)
     const uint32_t address = address_of_device(device);
     console_line("Calling laser timeout for device %d (0x%x)", device, address);
     const int32_t result = client_api_check("kelvane_diag_command", kelvane_diag_command, client_handle(),
-                                            address, DIAG_LASER_TIMEOUT);
+                                            address, KELVANE_DIAGNOSTIC_LASER_TIMEOUT);
     if (result != 0) {
         console_failure("Diag command (laser timeout err) failed\n", result);
         call.result = result;

@@ -22,8 +22,7 @@ namespace {
 
 enum exit_status { DONE = 0, FAILED = 1, MISUSED = 2 };
 
-constexpr uint64_t SECOND_NS = 1000000000;
-constexpr uint64_t FOLLOW_PAUSE_NS = SECOND_NS / 5;
+constexpr uint64_t FOLLOW_PAUSE_NS = WAIT_NS_PER_S / 5;
 
 constexpr char HELP[] =
     "Usage: trace_ring_reader [options] [PID]\n"
@@ -87,14 +86,14 @@ template <typename number> bool parse_number(const char *text, number *out)
 
 std::string local_time(uint64_t time_ns)
 {
-    const auto seconds = static_cast<time_t>(time_ns / SECOND_NS);
+    const auto seconds = static_cast<time_t>(time_ns / WAIT_NS_PER_S);
     tm parts{};
     char text[64];
     if (localtime_r(&seconds, &parts) == nullptr || strftime(text, sizeof text, "%F %T", &parts) == 0) {
         return "(no time)";
     }
     char fraction[16];
-    snprintf(fraction, sizeof fraction, ".%06u", static_cast<unsigned>(time_ns % SECOND_NS / 1000));
+    snprintf(fraction, sizeof fraction, ".%06u", static_cast<unsigned>(time_ns % WAIT_NS_PER_S / 1000));
     return std::string(text) + fraction;
 }
 

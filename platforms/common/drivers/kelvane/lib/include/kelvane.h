@@ -356,18 +356,24 @@ int32_t kelvane_get_seu_pl_uncorrectable(kelvane_handle handle, uint32_t *state)
 
 /* ---- registers, diagnostics, keep-alive ----------------------------------------------------------- */
 
-/* Reads a register of the device through the firmware. A command. */
+/* Reads a register of the device through the firmware. `reg_address` is the device's own number of it,
+ * 0x9010 for instance, not an offset in the BAR. A command. */
 int32_t kelvane_read_register(kelvane_handle handle, kelvane_device_address device_address,
                               uint32_t reg_address, uint32_t *value);
 
 /* Writes one. A command, except that address and handle are not checked before it goes out: an address
- * that other operations refuse is the firmware's to judge, and what belongs to no card or sirane gives
- * KELVANE_RET_CODE_GEN_ERR. */
+ * that other operations refuse is left to the firmware's judgement, and one that belongs to no card or sirane
+ * gives KELVANE_RET_CODE_GEN_ERR. */
 int32_t kelvane_write_register(kelvane_handle handle, kelvane_device_address device_address,
                                uint32_t reg_address, uint32_t value);
 
-/* Has the firmware run a diagnostic: 4 high power, 5 low power, 34 time-out of the next laser operation;
- * any other number is the firmware's own. A command that takes 10 ms longer than the others. */
+/* Has the firmware run a diagnostic, one of enum kelvane_diagnostic; any other number is the firmware's own.
+ * A command that takes 10 ms longer than the others. */
+enum kelvane_diagnostic {
+    KELVANE_DIAGNOSTIC_HIGH_POWER = 4,
+    KELVANE_DIAGNOSTIC_LOW_POWER = 5,
+    KELVANE_DIAGNOSTIC_LASER_TIMEOUT = 34, /* the next laser operation fails with a time-out */
+};
 int32_t kelvane_diag_command(kelvane_handle handle, kelvane_device_address device_address,
                              uint32_t diag_command);
 
