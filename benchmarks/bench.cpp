@@ -1,4 +1,4 @@
-// kelvane_bench: each figure is compared with a reference of its own that is measured beside it, so that
+// kelvane_bench: each figure is compared with its own reference, which is measured along with it, so that
 // the verdict does not depend on the machine.
 #include <algorithm>
 #include <cstdio>
@@ -6,8 +6,8 @@
 #include <span>
 #include <vector>
 
-#include "figure_process.h"
-#include "figures.h"
+#include "benchmarks/figure_process.h"
+#include "benchmarks/figures.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "figure_process.h"
+#include "benchmarks/figure_process.h"
 
 #include <cerrno>
 #include <csignal>
@@ -83,7 +83,7 @@ bool read_all(int fd, void *out, size_t size)
 
 void remove_folder(const std::string &path)
 {
-    std::error_code ignored; // what stays behind is in a folder for temporary files
+    std::error_code ignored; // what remains is in a folder for temporary files
     std::filesystem::remove_all(path, ignored);
 }
 

@@ -1,15 +1,15 @@
 // A figure runs in a process of its own: the library is brought up once in a process, and what one figure
-// leaves behind must not slow the next.
+// leaves must not slow the next down.
 #ifndef BENCHMARKS_FIGURE_PROCESS_H
 #define BENCHMARKS_FIGURE_PROCESS_H
 
 #include <string>
 #include <vector>
 
-#include "figures.h"
+#include "benchmarks/figures.h"
 
-// Fills `rounds` by calling `round` as many times, after one call that warms up. The process has a host's
-// tree and a folder for trace rings of its own, and no standard output. False, with a message, when it
+// Fills `rounds` by calling `round` as many times, after one call that warms up. The process has its own
+// host's tree and folder for trace rings, and no standard output. False, with a message, when it
 // failed.
 bool run_rounds(const char *name, round_values (*round)(), std::vector<round_values> &rounds);
 

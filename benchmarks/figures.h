@@ -1,5 +1,5 @@
-// The figures that kelvane_bench measures. A new one is a file with a function that is declared here, and a
-// row in bench.cpp.
+// The figures that kelvane_bench measures. A new one is a file in the folder of what it measures, with a
+// function that is declared here, and a row in bench.cpp.
 #ifndef BENCHMARKS_FIGURES_H
 #define BENCHMARKS_FIGURES_H
 

@@ -1,11 +1,11 @@
-#include "processors.h"
+#include "benchmarks/processors.h"
 
 #include <cerrno>
 
 #include <sched.h>
 #include <unistd.h>
 
-#include "figures.h"
+#include "benchmarks/figures.h"
 
 void stay_on(pthread_t thread, unsigned number)
 {

@@ -1,9 +1,9 @@
-/* monitor: prints what a card tells by itself, one line each, until Ctrl-C.
+/* monitor: prints what a card reports by itself, one line each, until Ctrl-C.
  *
  * It shows how an application embeds kelvane: reach the card, give the library its callbacks, bring the
  * device up, forward interrupts, subscribe. main has the order. A card has one application at a time.
  *
- * The card is the host's UIO device "ZYNQFPGA", or a simulated one:
+ * The card is the host's UIO device KELVANE_UIO_NAME, or a simulated one:
  *     card_simulator --host /tmp/card        in one terminal
  *     KELVANE_HOST_ROOT=/tmp/card ./monitor  in another
  */
@@ -35,19 +35,17 @@ static atomic_bool firmware_was_dead;
 
 static void print_device(char *out, size_t size, kelvane_device_address address)
 {
-    unsigned sirane = address >> 16 & 0xFF;
-    unsigned port = address >> 8 & 0xFF;
-
-    if (address == KELVANE_ADDRESS_BOARD) {
+    if (KELVANE_IS_BOARD(address)) {
         snprintf(out, size, "board");
-    } else if (port == 0xFF) {
-        snprintf(out, size, "sirane %u", sirane);
+    } else if (KELVANE_NETWORK_PORT_OF(address) == KELVANE_NO_FIELD) {
+        snprintf(out, size, "sirane %u", KELVANE_SIRANE_OF(address));
     } else {
-        snprintf(out, size, "sirane %u port %u", sirane, port);
+        snprintf(out, size, "sirane %u port %u", KELVANE_SIRANE_OF(address),
+                 KELVANE_NETWORK_PORT_OF(address));
     }
 }
 
-/* Callbacks come on several threads: a line is put together first and printed by one call. */
+/* Callbacks come on several threads: a line is composed first and printed by one call. */
 __attribute__((format(printf, 3, 4))) static void tell(const char *what, kelvane_device_address address,
                                                        const char *format, ...)
 {
@@ -118,7 +116,7 @@ static int32_t on_performance(kelvane_handle handle, kelvane_device_address addr
     for (uint32_t port = 0; port < KELVANE_NETWORK_PORTS_PER_SIRANE; port++) {
         const kelvane_sirane_port_pm *line = &pm->sirane_port[port];
         const kelvane_xpm2_port_pm *module = &pm->xpm2_port[port];
-        tell("performance", KELVANE_ADDRESS_NETWORK_PORT(address >> 16 & 0xFF, port),
+        tell("performance", KELVANE_ADDRESS_NETWORK_PORT(KELVANE_SIRANE_OF(address), port),
              "batch %llu: OSNR %.1f dB, pre-FEC BER %.2e, in %.2f dBm, out %.2f dBm, module %d C",
              (unsigned long long)batch, line->rx_osnr_curr / 10.0, (double)line->pre_fec_ber_est_curr,
              module->optical_input_power / 100.0, module->optical_output_power / 100.0,
@@ -127,7 +125,8 @@ static int32_t on_performance(kelvane_handle handle, kelvane_device_address addr
     return 0;
 }
 
-/* Each word has one bit an alarm: enum kelvane_ntwk_port_alarms_bit and its neighbours in kelvane.h. */
+/* Each word has one bit an alarm: enum kelvane_ntwk_port_alarms_bit and its neighbours in kelvane_records.h;
+ * kelvane_alarm_names.h has their names. */
 static int32_t on_alarms(kelvane_handle handle, kelvane_device_address address, const global_alarms *alarms,
                          uint64_t value)
 {
@@ -205,11 +204,11 @@ static int check(const char *operation, int32_t rc)
 static int reach_card(void)
 {
     char node[32];
-    struct uio_info *info = uio_find_devices_by_name("ZYNQFPGA");
+    struct uio_info *info = uio_find_devices_by_name(KELVANE_UIO_NAME);
 
     if (info == NULL) {
-        fprintf(stderr, "monitor: no UIO device ZYNQFPGA below %s/sys/class/uio: %s\n", host_tree_root(),
-                strerror(errno));
+        fprintf(stderr, "monitor: no UIO device " KELVANE_UIO_NAME " below %s/sys/class/uio: %s\n",
+                host_tree_root(), strerror(errno));
         return -1;
     }
     int error = uio_get_all_info(info);
@@ -256,7 +255,7 @@ static void *forward_interrupts(void *unused)
 {
     uint32_t count;
 
-    while (uio_wait_interrupt(card_fd, &count) == (long)sizeof count) {
+    while (uio_wait_interrupt(card_fd, &bar, &count) == (long)sizeof count) {
         kelvane_notify_msi(card);
     }
     complain("interrupts", "the card is gone");
@@ -305,7 +304,7 @@ static int subscribe(void)
  * card: it resets the siranes, and a monitor disturbs no traffic. */
 static int link_up(void)
 {
-    if (check("kelvane_pci_mapped", kelvane_pci_mapped(card, 1, (uintptr_t)bar.base, bar.size)) != 0) {
+    if (check("kelvane_pci_mapped", kelvane_pci_mapped(card, 1, (uintptr_t)bar.base, bar.size_bytes)) != 0) {
         return -1;
     }
     return check("kelvane_enable_msi", kelvane_enable_msi(card, 1));
@@ -331,7 +330,7 @@ int main(void)
     sigset_t signals;
     int number;
 
-    setvbuf(stdout, NULL, _IOLBF, 0); /* a line is out when it is printed, also into a pipe */
+    setvbuf(stdout, NULL, _IOLBF, 0); /* a line is out as soon as it is printed, even into a pipe */
 
     /* Every thread inherits that these are blocked, so that they stay main's alone. */
     sigemptyset(&ending);

@@ -43,7 +43,7 @@ TEST(coh_hal, says_what_it_looked_for_when_there_is_no_card)
         EXPECT_EQ(run.text, printed);
     };
     const std::string error = ">>> ERROR <<<", uio = "sys/class/uio/uio12/", node = tree.path + "/dev/uio12";
-    // What is written, one behind the other.
+    // What is written, one after the other.
     const std::tuple<std::string, const char *, int, std::string> steps[] = {
         {uio + "name", "OTHER\n", 19,
          "No UIO device called ZYNQFPGA below " + tree.path +

@@ -85,7 +85,7 @@ int32_t kelvane_enable_msi(kelvane_handle handle, uint32_t enable)
     return called("kelvane_enable_msi(%u, %u)", handle, enable);
 }
 
-// An operation that shows its call, and what it does behind that: `rc` is what it returns.
+// An operation that shows its call, and what it does after that: `rc` is what it returns.
 #define FAKE(name, parameters, effect, format, ...)                                                          \
     int32_t name parameters                                                                                  \
     {                                                                                                        \

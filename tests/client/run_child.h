@@ -1,4 +1,4 @@
-// A process of its own for a body of a test.
+// A separate process for the body of a test.
 #ifndef TESTS_CLIENT_RUN_CHILD_H
 #define TESTS_CLIENT_RUN_CHILD_H
 
@@ -21,7 +21,7 @@ template <typename function> child_result run_child(const std::string &input, fu
     FILE *const out = tmpfile();
     fwrite(input.data(), 1, input.size(), in);
     rewind(in);
-    fflush(nullptr); // or the child prints it, too
+    fflush(nullptr); // or the child prints it as well
     const pid_t child = fork();
     if (child == 0) {
         const rlimit limit = {1 << 20, 1 << 20};

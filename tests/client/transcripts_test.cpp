@@ -1,7 +1,7 @@
 // Sessions with the client, whole: what is typed, what the library is asked, what is printed.
 //
-// A transcript holds sessions, each run in a process of its own, with no start before it and no prompt.
-// "=== ..." begins one and says what it shows; "! <call> = <code>" behind it has the library fail the calls
+// A transcript holds sessions, each run in its own process, with no start before it and no prompt.
+// "=== ..." begins one and says what it shows; "! <call> = <code>" after it has the library fail the calls
 // that begin so. "$ ..." is typed, and [call(arguments)] is a call, where it was made. The lines between
 // "%name" and "%" come again at "@name".
 #include <fstream>

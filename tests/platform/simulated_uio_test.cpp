@@ -226,10 +226,10 @@ TEST_F(simulated_uio, forged_greetings_and_control_pages_are_refused_and_leave_n
     }
     close(card);
     uint32_t count = 0;
-    EXPECT_EQ(uio_wait_interrupt(host, &count), 4);
+    EXPECT_EQ(uio_wait_interrupt(host, &mapping, &count), 4);
     EXPECT_EQ(count, 0x39393939u);                         // the newest
     EXPECT_EQ(uio_map(host, BAR_BYTES, &mapping), EPROTO); // no greeting
-    EXPECT_EQ(uio_wait_interrupt(host, &count), 0);
+    EXPECT_EQ(uio_wait_interrupt(host, &mapping, &count), 0);
 }
 
 } // namespace

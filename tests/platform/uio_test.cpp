@@ -22,7 +22,7 @@ class uio : public testing::Test {
         return number;
     }
 
-    // Files below /sys/class/uio, each with a word in it, one behind the other.
+    // Files below /sys/class/uio, each with a word in it, one after the other.
     void write(const std::string &files) const
     {
         std::istringstream in(files);
@@ -61,7 +61,7 @@ TEST_F(uio, reads_all_information)
     EXPECT_EQ(uio_get_all_info(&info), EIO); // no file at all
     write("uio5/version 1.2 uio5/event 4294967296 uio5/maps/map0/addr 0xf8000000 uio5/maps/map0/name bar0 "
           "uio5/maps/map0/size 0x0000000004000000 uio5/maps/map0/offset 0x40 uio5/maps/map1/size 4096 "
-          "uio5/maps/map3/size 8"); // behind a gap
+          "uio5/maps/map3/size 8"); // after a gap
     ASSERT_EQ(uio_get_all_info(&info), 0);
     const uio_memory &map = info.maps[0];
     EXPECT_EQ(std::tuple(info.event_count, info.map_count, map.address, map.size, map.offset),

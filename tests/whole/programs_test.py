@@ -369,7 +369,7 @@ class Run(Bench):
         bad_option = self.start("-w", "1")
         self.assertEqual(bad_option.wait(), 125)
         self.assertEqual(bad_option.err,
-                         "run: unknown option -w; --help tells more, and options of mock_client go behind --\n")
+                         "run: unknown option -w; --help tells more, and options of mock_client go after --\n")
 
     def test_takes_the_card_along_when_it_is_killed(self):
         door = self.start("--host", self.host)

@@ -11,7 +11,7 @@
 namespace {
 
 std::mutex root_mutex;
-std::atomic<const char *> root_text = nullptr; // null: the environment was not asked yet
+std::atomic<const char *> root_text = nullptr; // null: the environment has not been asked yet
 std::string *root_storage = nullptr;           // never freed: threads outlive main
 
 } // namespace

@@ -21,7 +21,7 @@ extern "C" {
  * the text lives as long as the process. Any thread. */
 const char *host_tree_root(void);
 
-/* Writes `path` (absolute) below the root into `out`. Returns 0, or 36 (ENAMETOOLONG) with an empty
+/* Writes `path` (absolute) below the root into `out`. Returns 0, or ENAMETOOLONG with an empty
  * text in `out` when `size` bytes do not hold it. Any thread. */
 int host_tree_path(char *out, size_t size, const char *path);
 

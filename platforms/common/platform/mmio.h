@@ -1,8 +1,7 @@
 /* One 32-bit load, one 32-bit store: the only way anyone touches a mapped BAR.
  *
- * On a device an access is one volatile load or store. On a simulated mapping a store also does what
- * plain memory cannot: it clears the bits written as 1 in a clear-on-one register, and passes each
- * write of a posted register on to the card in order. Offsets are in bytes and multiples of 4.
+ * On a device an access is one test and one volatile load or store. On a simulated card it
+ * also does what plain memory cannot: see simulated_mmio.h. Offsets are in bytes and multiples of 4.
  */
 #ifndef PLATFORM_MMIO_H
 #define PLATFORM_MMIO_H
@@ -13,16 +12,19 @@
 extern "C" {
 #endif
 
-struct simulated_mapping; /* the platform's own, NULL on a device */
+#define MMIO_ALL_ONES 0xFFFFFFFFu /* what the bus gives where nothing answers */
+
+struct simulated_mapping; /* the platform's own */
 
 struct mmio_mapping {
     volatile uint32_t *base;
-    uint32_t size; /* bytes */
-    struct simulated_mapping *simulated;
+    uint32_t size_bytes;
+    uint32_t device_words;               /* what a plain access reaches; 0 on a simulated card */
+    struct simulated_mapping *simulated; /* NULL on a device */
 };
 
 /* The word at `offset`. All ones beyond the mapping, at an offset that is no multiple of 4, or from a
- * simulated card that is removed or whose process died: what the bus gives. Never fails. Any thread. */
+ * simulated card that was removed or whose process died: what the bus gives. Never fails. Any thread. */
 uint32_t mmio_read32(const struct mmio_mapping *mapping, uint32_t offset);
 
 /* Stores the word; beyond the mapping, or on a card that is gone, nothing happens. May wait for a

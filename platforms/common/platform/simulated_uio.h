@@ -27,7 +27,7 @@ extern "C" {
 #define SIMULATED_UIO_SLOTS       1024u
 #define SIMULATED_UIO_REGISTERS   64u
 #define SIMULATED_UIO_AWAKE_NS    2000000u  /* the card looks again this long after the last write */
-#define SIMULATED_UIO_PATIENCE_NS 20000000u /* then a drawn ticket without a word is given up */
+#define SIMULATED_UIO_PATIENCE_NS 20000000u /* after this, a drawn ticket without a word is given up */
 
 struct simulated_uio_greeting {
     uint32_t magic;
@@ -41,7 +41,7 @@ struct simulated_uio_control {
     uint32_t magic;
     uint32_t version;
     uint32_t bar_bytes;
-    uint32_t removed;             /* not 0: the card was pulled, the host reads all ones */
+    uint32_t removed;             /* nonzero: the card was pulled, the host reads all ones */
     uint32_t asleep;              /* 1 while the card waits on `wake` */
     uint32_t wake;                /* futex word (shared); a writer adds 1 and wakes when `asleep` is 1 */
     uint32_t clear_on_one_offset; /* the one register whose bits written as 1 are cleared; 0xFFFFFFFF: none */

@@ -1,7 +1,9 @@
 #include "platform/simulated_uio_client.h"
 
 #include <cerrno>
+#include <climits>
 #include <csignal>
+#include <cstdio>
 #include <cstring>
 #include <memory>
 #include <mutex>
@@ -13,15 +15,16 @@
 #include <sys/mman.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
 #include <unistd.h>
 
-#include "platform/simulated_uio_queue.h"
 #include "platform/thread.h"
 
 namespace {
 
 constexpr int GREETING_PATIENCE_MS = 5000;
-constexpr size_t MOST_DESCRIPTORS = 8; // room to receive, and close, more than the two that are right
+constexpr int PENDING_COUNTS_MAX = 1024; // more cannot be pending; an endless sender is not followed
+constexpr size_t DESCRIPTORS_MAX = 8;    // room to receive, and close, more than the two that are right
 constexpr size_t WATCHER_STACK_BYTES = 256 * 1024;
 
 std::mutex mappings_mutex;
@@ -61,7 +64,7 @@ class descriptor {
 
 struct greeting_packet {
     simulated_uio_greeting text;
-    descriptor memory[MOST_DESCRIPTORS];
+    descriptor memory[DESCRIPTORS_MAX];
     size_t descriptors = 0;
 };
 
@@ -73,7 +76,7 @@ void take_descriptors(msghdr *message, greeting_packet *packet)
             continue;
         }
         const size_t count = (part->cmsg_len - CMSG_LEN(0)) / sizeof(int);
-        for (size_t i = 0; i < count && packet->descriptors < MOST_DESCRIPTORS; i++) {
+        for (size_t i = 0; i < count && packet->descriptors < DESCRIPTORS_MAX; i++) {
             int fd = -1;
             memcpy(&fd, CMSG_DATA(part) + i * sizeof(int), sizeof fd);
             packet->memory[packet->descriptors++].take(fd);
@@ -91,7 +94,7 @@ int receive_greeting(int fd, greeting_packet *packet)
     if (ready <= 0) {
         return ready == 0 ? ETIMEDOUT : errno;
     }
-    alignas(cmsghdr) char control[CMSG_SPACE(MOST_DESCRIPTORS * sizeof(int))] = {};
+    alignas(cmsghdr) char control[CMSG_SPACE(DESCRIPTORS_MAX * sizeof(int))] = {};
     iovec text{&packet->text, sizeof packet->text};
     msghdr message{};
     message.msg_iov = &text;
@@ -107,14 +110,14 @@ int receive_greeting(int fd, greeting_packet *packet)
     const simulated_uio_greeting &greeting = packet->text;
     if (!whole || packet->descriptors != 2 || greeting.magic != SIMULATED_UIO_MAGIC ||
         greeting.version != SIMULATED_UIO_VERSION || greeting.bar_bytes == 0 || greeting.bar_bytes % 4 != 0 ||
-        greeting.bar_bytes > SIMULATED_MAX_BAR_BYTES ||
+        greeting.bar_bytes > SIMULATED_BAR_BYTES_MAX ||
         greeting.control_bytes < sizeof(simulated_uio_control)) {
         return EPROTO;
     }
     return 0;
 }
 
-// Maps memory that the other end can't take away again: sealed against shrinking, and as long as it says.
+// Maps memory that the other end cannot take away again: sealed against shrinking, and as long as promised.
 int map_sealed(int fd, uint64_t bytes, void **out)
 {
     struct stat status {};
@@ -129,12 +132,6 @@ int map_sealed(int fd, uint64_t bytes, void **out)
     }
     *out = memory;
     return 0;
-}
-
-void note_special(simulated_mapping *mapping, uint32_t offset)
-{
-    const uint32_t page = offset / SIMULATED_PAGE_BYTES;
-    mapping->special_page[page / 64] |= uint64_t{1} << (page % 64);
 }
 
 int copy_register_list(simulated_mapping *mapping, uint32_t bar_bytes)
@@ -153,16 +150,14 @@ int copy_register_list(simulated_mapping *mapping, uint32_t bar_bytes)
             return EPROTO;
         }
         mapping->posted_offset[i] = offset;
-        note_special(mapping, offset);
+        const uint32_t page = offset / SIMULATED_PAGE_BYTES;
+        mapping->special_page[page / 64] |= uint64_t{1} << (page % 64);
     }
     mapping->clear_on_one_offset = __atomic_load_n(&control->clear_on_one_offset, __ATOMIC_RELAXED);
-    if (mapping->clear_on_one_offset < bar_bytes) {
-        note_special(mapping, mapping->clear_on_one_offset);
-    }
     return 0;
 }
 
-// Waits for nothing but the hang-up, so that the packets stay for uio_wait_interrupt.
+// Waits only for the hang-up, so that the packets are left for uio_wait_interrupt.
 void *watch_for_hang_up(void *argument)
 {
     auto *mapping = static_cast<simulated_mapping *>(argument);
@@ -194,6 +189,45 @@ int start_watcher(simulated_mapping *mapping)
 }
 
 } // namespace
+
+// A socket's path may be longer than the 108 bytes of its address: it is then reached through its folder's
+// descriptor.
+int simulated_uio_connect(const char *path)
+{
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    int folder = -1;
+    if (strlen(path) < sizeof address.sun_path) {
+        memcpy(address.sun_path, path, strlen(path) + 1);
+    } else {
+        const char *leaf = strrchr(path, '/') + 1;
+        char parent[PATH_MAX];
+        snprintf(parent, sizeof parent, "%.*s", static_cast<int>(leaf - path), path);
+        folder = open(parent, O_PATH | O_DIRECTORY | O_CLOEXEC);
+        if (folder < 0) {
+            return -1;
+        }
+        const int length =
+            snprintf(address.sun_path, sizeof address.sun_path, "/proc/self/fd/%d/%s", folder, leaf);
+        if (length >= static_cast<int>(sizeof address.sun_path)) {
+            close(folder);
+            errno = ENAMETOOLONG;
+            return -1;
+        }
+    }
+    int fd = socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0);
+    int error = fd < 0 ? errno : 0;
+    if (fd >= 0 && connect(fd, reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0) {
+        error = errno;
+        close(fd);
+        fd = -1;
+    }
+    if (folder >= 0) {
+        close(folder);
+    }
+    errno = error;
+    return fd;
+}
 
 int simulated_mapping_attach(int fd, uint64_t size, mmio_mapping *out)
 {
@@ -236,27 +270,23 @@ int simulated_mapping_attach(int fd, uint64_t size, mmio_mapping *out)
     }
     watched.release();
 
-    out->base = static_cast<volatile uint32_t *>(bar);
-    out->size = static_cast<uint32_t>(size);
-    out->simulated = mapping.get();
+    *out = mmio_mapping{static_cast<volatile uint32_t *>(bar), static_cast<uint32_t>(size), 0, mapping.get()};
     const std::lock_guard guard(mappings_mutex);
     mapping->next = mappings;
     mappings = mapping.release();
     return 0;
 }
 
-void simulated_mapping_write_special(simulated_mapping *mapping, volatile uint32_t *word, uint32_t offset,
-                                     uint32_t value)
+void simulated_uio_newest_count(int fd, uint32_t *count)
 {
-    if (offset == mapping->clear_on_one_offset) {
-        __atomic_fetch_and(word, ~value, __ATOMIC_ACQ_REL);
-    } else {
-        __atomic_store_n(word, value, __ATOMIC_RELEASE);
-    }
-    for (uint32_t i = 0; i < mapping->posted_count; i++) {
-        if (mapping->posted_offset[i] == offset) {
-            simulated_uio_post(mapping->control, i, value, &mapping->gone);
+    uint32_t newer = 0;
+    for (int i = 0; i < PENDING_COUNTS_MAX; i++) {
+        const ssize_t length = recv(fd, &newer, sizeof newer, MSG_DONTWAIT);
+        if (length <= 0) {
             return;
+        }
+        if (length == static_cast<ssize_t>(sizeof newer)) {
+            *count = newer;
         }
     }
 }

@@ -7,7 +7,7 @@
 // order that both sides agree on:
 //     writer: fill the slot, then read `asleep`        reader: set `asleep`, then read the slot
 // Whichever side comes second sees what the other did: either the writer finds `asleep` set and wakes,
-// or the reader finds the word and stays awake. The wake itself can't fall between the reader's look
+// or the reader finds the word and stays awake. The wake itself cannot fall between the reader's look
 // and its sleep, since `wake` was read before the look, at the end of the sleep before, and the kernel
 // compares it once more.
 #include "platform/simulated_uio_queue.h"
@@ -21,11 +21,12 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include "platform/wait.h"
+
 namespace {
 
 constexpr long FULL_QUEUE_PAUSE_NS = 50000;
 constexpr uint32_t LAP_MASK = 0xFFFFFF;
-constexpr uint64_t SECOND = 1000000000;
 
 uint64_t *slot_of(simulated_uio_control *control, uint64_t ticket)
 {
@@ -37,7 +38,7 @@ uint32_t lap_of_word(uint64_t word)
     return static_cast<uint32_t>(word >> 40);
 }
 
-// Laps count modulo 2^24; half a circle behind is behind.
+// Laps count modulo 2^24; a lap counts as behind if it is less than half a circle back.
 bool lap_is_behind(uint32_t lap, uint32_t reference)
 {
     return ((lap - reference) & LAP_MASK) > LAP_MASK / 2;
@@ -106,7 +107,7 @@ void simulated_uio_reader_init(simulated_uio_reader *reader, simulated_uio_contr
     reader->control = control;
 }
 
-// The ticket at the head is drawn and its slot is empty: is its writer's time over?
+// The ticket at the head is drawn and its slot is empty: has its writer's time run out?
 static bool patience_is_over(simulated_uio_reader *reader, uint64_t tail, uint64_t now_ns)
 {
     if (reader->head >= reader->missing_below) {
@@ -122,7 +123,7 @@ static bool patience_is_over(simulated_uio_reader *reader, uint64_t tail, uint64
 bool simulated_uio_pop(simulated_uio_reader *reader, uint64_t now_ns, uint32_t *offset, uint32_t *value)
 {
     simulated_uio_control *control = reader->control;
-    // Bounded, so that a writer gone wild can't keep the card's loop in here.
+    // Bounded, so that a writer run wild cannot keep the card's loop in here.
     for (uint32_t looks = 0; looks < SIMULATED_UIO_SLOTS; looks++) {
         const uint64_t ticket = reader->head;
         uint64_t word = __atomic_load_n(slot_of(control, ticket), __ATOMIC_ACQUIRE);
@@ -158,8 +159,8 @@ void simulated_uio_sleep(simulated_uio_reader *reader, uint64_t timeout_ns)
         if (__atomic_load_n(&control->tail, __ATOMIC_RELAXED) != reader->head) {
             timeout_ns = std::min<uint64_t>(timeout_ns, SIMULATED_UIO_PATIENCE_NS);
         }
-        const timespec limit{static_cast<time_t>(timeout_ns / SECOND),
-                             static_cast<long>(timeout_ns % SECOND)};
+        const timespec limit{static_cast<time_t>(timeout_ns / WAIT_NS_PER_S),
+                             static_cast<long>(timeout_ns % WAIT_NS_PER_S)};
         syscall(SYS_futex, &control->wake, FUTEX_WAIT, reader->wakes_seen,
                 timeout_ns == UINT64_MAX ? nullptr : &limit, nullptr, 0);
     }

@@ -45,7 +45,7 @@ bool simulated_uio_pop(struct simulated_uio_reader *reader, uint64_t now_ns, uin
  * no reason: look again, then sleep again. One thread, the one that pops. */
 void simulated_uio_sleep(struct simulated_uio_reader *reader, uint64_t timeout_ns);
 
-/* Ends the card's sleep, for what reaches it by other ways than the queue. Any thread. */
+/* Ends the card's sleep, for what reaches it in other ways than through the queue. Any thread. */
 void simulated_uio_wake(struct simulated_uio_control *control);
 
 #ifdef __cplusplus

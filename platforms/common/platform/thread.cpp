@@ -20,7 +20,7 @@ namespace {
 
 pthread_once_t fork_handler_once = PTHREAD_ONCE_INIT;
 
-// The thread that forked is the only one that lives on in the child, with its thread-locals.
+// Only the thread that forked lives on in the child, with its thread-locals.
 void forget_kernel_id()
 {
     thread_known_kernel_id = 0;

@@ -28,7 +28,7 @@ static inline int32_t thread_kernel_id(void)
 }
 
 /* What the calling thread is about to block on. A debugger shows the thread-local variable
- * `thread_debug_current` of each thread; the marks have no effect on behaviour. */
+ * `thread_debug_current` of each thread; the marks have no effect on what the program does. */
 enum thread_debug_kind {
     THREAD_DEBUG_NONE = 0,
     THREAD_DEBUG_MUTEX = 1,
@@ -61,7 +61,7 @@ int thread_timed_lock_held(pthread_mutex_t *mutex, const struct timespec *deadli
 
 /* The blocking lock step: a try, and only if the mutex is held elsewhere the mark, the blocking call
  * and the clearing of the mark. Returns what the last pthread call returned. Blocks without limit. The
- * try stands here, so that a free mutex costs its caller no more than that. */
+ * try is inline, so that a free mutex costs its caller no more than that. */
 static inline int thread_lock(pthread_mutex_t *lock, const char *function, int line)
 {
     const int result = pthread_mutex_trylock(lock);

@@ -5,10 +5,10 @@
 //   be seen before the claim, and the last one, of the sequence word, after all of them. A reader that
 //   finds the same complete sequence word before and after its copy has a whole entry.
 // - Only memory that was allocated is touched, or a full file system would kill the process. Memory is
-//   allocated in order, so that one number tells what is had. A ticket beyond it asks for more; when there
-//   is no more, the capacity is frozen to what is had. Tickets below that number have the same place with
-//   either capacity, and of two tickets that meet in one place the claim lets the newer one stay.
-// - Capacity and allocation are this process's own words; what stands in the file is for readers.
+//   allocated in order, so that one number says how much there is. A ticket beyond it asks for more; when
+//   there is no more, the capacity is frozen at what there is. Tickets below that number have the same place
+//   with either capacity, and of two tickets that meet in one place the claim lets the newer one stay.
+// - Capacity and allocation are this process's own words; those in the file are for readers.
 #include "platform/trace_ring.h"
 
 #include <algorithm>
@@ -41,11 +41,11 @@ struct trace_ring {
     trace_ring_header *header = nullptr;
     char *first_entry = nullptr;
     std::atomic<uint32_t> capacity = 0;  // entries; shrinks once at most, when there is no more memory
-    std::atomic<uint32_t> allocated = 0; // entries whose memory is had
+    std::atomic<uint32_t> allocated = 0; // entries whose memory is allocated
     uint32_t entries = 0;
     uint32_t entry_bytes = 0;
     uint32_t message_bytes = 0;
-    int fd = -1; // holds the lock that tells that the owner lives
+    int fd = -1; // holds the lock that shows that the owner lives
     trace_ring *next = nullptr;
 };
 
@@ -54,14 +54,13 @@ namespace {
 constexpr uint32_t CHUNK_ENTRIES = 64;
 constexpr uint32_t CACHE_LINE_BYTES = 64;
 constexpr uint32_t FETCHED_BYTES = 192; // of an entry: what a line of usual length fills
-constexpr uint64_t SECOND = 1000000000;
-constexpr uint32_t MOST_INDEX = 100000; // files of one process id, of earlier processes included
+constexpr uint32_t INDEX_MAX = 100000;  // files of one process id, of earlier processes included
 
 std::mutex creation_mutex;
 std::mutex growth_mutex;
 pthread_once_t fork_handlers_once = PTHREAD_ONCE_INIT;
 
-// Under creation_mutex. A forked child that makes rings is a process of its own.
+// Under creation_mutex. A forked child that makes rings counts as another process.
 struct {
     pid_t pid = 0;
     uint64_t start_ns = 0;
@@ -69,7 +68,7 @@ struct {
     trace_ring *rings = nullptr;
 } owner;
 
-// A child must not inherit a lock that a thread held which it doesn't have.
+// A child must not inherit a lock held by a thread that does not exist in it.
 void install_fork_handlers()
 {
     const auto lock = [] {
@@ -92,10 +91,10 @@ uint64_t wall_clock_ns()
     if (wait_realtime(&now) != 0) {
         return 0;
     }
-    return static_cast<uint64_t>(now.tv_sec) * SECOND + static_cast<uint64_t>(now.tv_nsec);
+    return static_cast<uint64_t>(now.tv_sec) * WAIT_NS_PER_S + static_cast<uint64_t>(now.tv_nsec);
 }
 
-// Makes the file longer by memory that is really there. Asks for the file size limit itself, since the
+// Extends the file by memory that is really there. Checks the file size limit itself, since the
 // kernel answers a size beyond it with a signal.
 int extend_file(int fd, uint64_t from, uint64_t to)
 {
@@ -172,8 +171,8 @@ bool claim(trace_ring_entry *entry, uint64_t ticket)
     return true;
 }
 
-// The place of the entry that comes next was not touched for a whole lap. Asked for now, it is there when the
-// next line is formatted. Behind the last place this asks for nothing that anybody has, which does no harm.
+// The place of the entry that comes next was not touched for a whole lap. Fetched now, it is there when
+// the next line is formatted. After the last place this fetches nothing of anybody's, which does no harm.
 void fetch_next(const trace_ring *ring, const trace_ring_entry *entry)
 {
     const char *next = reinterpret_cast<const char *>(entry) + ring->entry_bytes;
@@ -217,7 +216,7 @@ uint32_t put_number(char *store, uint32_t number)
 
 uint32_t put_arguments(char *store, uint32_t room, uint64_t tag, va_list arguments)
 {
-    constexpr uint32_t last_argument = 8; // kept free behind the first one
+    constexpr uint32_t last_argument = 8; // kept free after the first one
     switch (tag) {
     case TRACE_RING_TAG_STRING:
     case TRACE_RING_TAG_TAGGED_STRING:
@@ -231,14 +230,14 @@ uint32_t put_arguments(char *store, uint32_t room, uint64_t tag, va_list argumen
         return used + put_text(store + used, room - used, va_arg(arguments, const char *));
     }
     default:
-        return 0; // what follows is not known, and so not touched
+        return 0; // what follows is unknown, and so left alone
     }
 }
 
 // The file is locked before it gets a header: until then nobody takes it for a ring, or for a dead one.
 int open_file(const char *name, std::string *path)
 {
-    for (; owner.next_index < MOST_INDEX; owner.next_index++) {
+    for (; owner.next_index < INDEX_MAX; owner.next_index++) {
         *path = trace_ring_folder() + "/" + trace_ring_file_name(owner.pid, owner.next_index, name);
         const int fd = open(path->c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0600);
         if (fd < 0 && errno == EEXIST) {
@@ -284,8 +283,8 @@ bool fits(const char *name, uint32_t entries, uint64_t bytes)
         return false;
     }
     const uint64_t message = bytes / entries / 8 * 8;
-    return message >= TRACE_RING_LEAST_MESSAGE_BYTES && message <= TRACE_RING_MOST_MESSAGE_BYTES &&
-           entries * (message + sizeof(trace_ring_entry)) <= TRACE_RING_MOST_BYTES;
+    return message >= TRACE_RING_MESSAGE_BYTES_MIN && message <= TRACE_RING_MESSAGE_BYTES_MAX &&
+           entries * (message + sizeof(trace_ring_entry)) <= TRACE_RING_BYTES_MAX;
 }
 
 // Under creation_mutex.

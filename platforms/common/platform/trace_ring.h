@@ -24,14 +24,14 @@ struct trace_ring;
 /* Makes a ring of `entries` entries in `bytes` bytes of message store: bytes / entries each. Returns
  * NULL with errno set: EINVAL when the name is empty, longer than 31 characters or no plain word, a number
  * is 0, an entry would have less than 16 bytes or more than 64 KiB, or all of them more than 1 GiB; ENOSPC
- * or another error of the file system when not even the first entries are to be had. The ring lives as
+ * or another error of the file system when there is no memory even for the first entries. The ring lives as
  * long as the process; its memory outlives it until a later start of a process with rings removes it.
  * Any thread. */
 struct trace_ring *trace_ring_create(const char *name, uint32_t entries, uint64_t bytes);
 
-/* Writes one entry: the tag's arguments follow `function` (text of any life; 87 characters are kept).
+/* Writes one entry: the tag's arguments follow `function` (copied, 87 characters of it).
  * Strings are cut to the entry. A null ring takes nothing. Makes no system call and never waits for
- * another writer, but for the first entry of each 64 in the first lap, whose memory is asked for then. An
+ * another writer, except for the first entry of each 64 in the first lap, when their memory is allocated. An
  * entry whose place is still being written by a thread a whole ring behind is dropped and counted. Any
  * thread; not a signal handler. */
 void trace_ring_write(struct trace_ring *ring, uint64_t tag, int32_t slot, uint32_t device_address,

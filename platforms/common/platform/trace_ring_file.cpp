@@ -40,10 +40,10 @@ ssize_t read_at(int fd, void *out, size_t size, uint64_t offset)
 bool header_is_sound(const trace_ring_header &header)
 {
     return header.magic == TRACE_RING_MAGIC && header.version == TRACE_RING_VERSION && header.entries > 0 &&
-           header.message_bytes % 8 == 0 && header.message_bytes >= TRACE_RING_LEAST_MESSAGE_BYTES &&
-           header.message_bytes <= TRACE_RING_MOST_MESSAGE_BYTES &&
+           header.message_bytes % 8 == 0 && header.message_bytes >= TRACE_RING_MESSAGE_BYTES_MIN &&
+           header.message_bytes <= TRACE_RING_MESSAGE_BYTES_MAX &&
            header.entry_bytes == sizeof(trace_ring_entry) + header.message_bytes &&
-           uint64_t{header.entries} * header.entry_bytes <= TRACE_RING_MOST_BYTES && header.capacity > 0 &&
+           uint64_t{header.entries} * header.entry_bytes <= TRACE_RING_BYTES_MAX && header.capacity > 0 &&
            header.capacity <= header.entries && trace_ring_name_is_plain(header.name);
 }
 

@@ -1,7 +1,7 @@
 /* Reading a ring's file, which another process may be writing, or have forged.
  *
  * The file is read with pread and never mapped: a file that is cut short under a mapping would kill the
- * reader. Nothing in it is believed before it was checked.
+ * reader. Nothing in it is believed before it is checked.
  */
 #ifndef PLATFORM_TRACE_RING_FILE_H
 #define PLATFORM_TRACE_RING_FILE_H
@@ -49,7 +49,7 @@ struct trace_ring_line {
 enum class trace_ring_reading {
     complete,
     pending, // not written yet, or being written
-    lost,    // overwritten by a later one, or not there any more
+    lost,    // overwritten by a later one, or no longer there
 };
 
 // The entry of that ticket at that place.

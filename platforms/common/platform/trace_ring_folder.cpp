@@ -20,7 +20,7 @@
 namespace {
 
 constexpr std::string_view PREFIX = "kelvane_trace.";
-constexpr time_t UNBORN_SECONDS = 60; // a file without a header is not taken for a leftover before
+constexpr time_t UNBORN_S = 60; // until this old, a file without a header is not taken for a leftover
 
 // Takes "<digits>." off the front.
 template <typename number> bool take_number(std::string_view *text, number *out)
@@ -84,14 +84,14 @@ struct dead_file {
 bool is_old(const struct stat &status)
 {
     timespec now{};
-    return wait_realtime(&now) == 0 && now.tv_sec - status.st_mtim.tv_sec > UNBORN_SECONDS;
+    return wait_realtime(&now) == 0 && now.tv_sec - status.st_mtim.tv_sec > UNBORN_S;
 }
 
-// Of before the clock was set back; it must not pass for the newest for ever.
+// From before the clock was set back; it must not pass for the newest for ever.
 bool is_in_the_future(uint64_t time_ns)
 {
     timespec now{};
-    return wait_realtime(&now) == 0 && time_ns / 1000000000 > static_cast<uint64_t>(now.tv_sec);
+    return wait_realtime(&now) == 0 && time_ns / WAIT_NS_PER_S > static_cast<uint64_t>(now.tv_sec);
 }
 
 // Opens and locks the file when it is a dead process's and may be judged; fd is -1 otherwise.
@@ -192,7 +192,7 @@ int trace_ring_list(const std::string &folder, std::vector<trace_ring_listed> *o
 
 void trace_ring_remove_dead(const std::string &folder)
 {
-    int error = 0; // a folder that can't be read has nothing that could be removed
+    int error = 0; // a folder that cannot be read has nothing that could be removed
     const std::vector<dead_file> dead = take_all_dead(folder, &error);
     const auto last = std::max_element(dead.begin(), dead.end(), [](const auto &left, const auto &right) {
         return left.last_ns < right.last_ns;
@@ -201,7 +201,7 @@ void trace_ring_remove_dead(const std::string &folder)
         const bool kept =
             file.last_ns != 0 && file.pid == last->pid && file.process_start_ns == last->process_start_ns;
         if (!kept) {
-            remove_file(file); // what stays behind now goes at the next start
+            remove_file(file); // what remains now goes at the next start
         }
     }
     for (const dead_file &file : dead) {

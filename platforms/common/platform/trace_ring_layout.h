@@ -1,10 +1,10 @@
 /* What lies in a ring's file: a header of one page, then the entries.
  *
- * The file grows with its first lap, so its size tells how many entries were ever had. A writer draws a
+ * The file grows with its first lap, so its size shows how many entries it ever had. A writer draws a
  * ticket from `next` and writes the entry at ticket modulo capacity. `sequence` of an entry is 0 when it
  * was never written, 2 * ticket + 1 while it is written and 2 * ticket + 2 when it is complete.
  *
- * The tag's arguments stand in the message store one behind the other, each at a multiple of 8 bytes: a
+ * The tag's arguments are in the message store one after the other, each at a multiple of 8 bytes: a
  * string with its closing 0, a number as 4 bytes of the host's order.
  */
 #ifndef PLATFORM_TRACE_RING_LAYOUT_H
@@ -19,9 +19,9 @@ enum {
     TRACE_RING_HEADER_BYTES = 4096,
     TRACE_RING_NAME_BYTES = 32,
     TRACE_RING_FUNCTION_BYTES = 88,
-    TRACE_RING_LEAST_MESSAGE_BYTES = 16,
-    TRACE_RING_MOST_MESSAGE_BYTES = 65536,
-    TRACE_RING_MOST_BYTES = 1 << 30, /* of all entries */
+    TRACE_RING_MESSAGE_BYTES_MIN = 16,
+    TRACE_RING_MESSAGE_BYTES_MAX = 65536,
+    TRACE_RING_BYTES_MAX = 1 << 30, /* of all entries */
 };
 
 struct trace_ring_header {

@@ -11,9 +11,7 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/mman.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include "platform/host_tree.h"
@@ -21,11 +19,10 @@
 
 namespace {
 
-constexpr uint64_t MOST_MAPPED_BYTES = 1 << 30;
-constexpr int MOST_PENDING_COUNTS = 1024; // more can't be pending; a sender without end is not followed
+constexpr uint64_t MAPPED_BYTES_MAX = 1 << 30;
 
 // Reads what fits of a small file, without its line end. Returns the length, or -1 when it is no plain
-// file or can't be read; `whole` tells whether there is more in it. `out` always ends in a 0.
+// file or cannot be read; `whole` is false if there is more in it than fits. `out` always ends in a 0.
 int read_attribute(const char *path, char *out, size_t size, bool *whole)
 {
     out[0] = '\0';
@@ -37,7 +34,7 @@ int read_attribute(const char *path, char *out, size_t size, bool *whole)
     if (fd < 0) {
         return -1;
     }
-    char text[UIO_NAME_BYTES + 1]; // one for a line end behind a text that just fits
+    char text[UIO_NAME_BYTES + 1]; // one for a line end after a text that just fits
     size_t length = 0;
     struct stat status {};
     ssize_t got = fstat(fd, &status) == 0 && S_ISREG(status.st_mode) ? 1 : -1;
@@ -163,44 +160,6 @@ bool read_map(int32_t number, uint32_t index, uio_memory *map)
     return read_number(attribute("size"), &map->size);
 }
 
-// A socket's path may be longer than the 108 bytes of its address: then it is named through its folder.
-int connect_to(const char *path)
-{
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    int folder = -1;
-    if (strlen(path) < sizeof address.sun_path) {
-        memcpy(address.sun_path, path, strlen(path) + 1);
-    } else {
-        const char *leaf = strrchr(path, '/') + 1;
-        char parent[PATH_MAX];
-        snprintf(parent, sizeof parent, "%.*s", static_cast<int>(leaf - path), path);
-        folder = open(parent, O_PATH | O_DIRECTORY | O_CLOEXEC);
-        if (folder < 0) {
-            return -1;
-        }
-        const int length =
-            snprintf(address.sun_path, sizeof address.sun_path, "/proc/self/fd/%d/%s", folder, leaf);
-        if (length >= static_cast<int>(sizeof address.sun_path)) {
-            close(folder);
-            errno = ENAMETOOLONG;
-            return -1;
-        }
-    }
-    int fd = socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0);
-    int error = fd < 0 ? errno : 0;
-    if (fd >= 0 && connect(fd, reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0) {
-        error = errno;
-        close(fd);
-        fd = -1;
-    }
-    if (folder >= 0) {
-        close(folder);
-    }
-    errno = error;
-    return fd;
-}
-
 } // namespace
 
 uio_info *uio_find_devices_by_name(const char *name)
@@ -234,7 +193,7 @@ int uio_get_all_info(uio_info *info)
     snprintf(path, sizeof path, "/sys/class/uio/uio%d/event", info->number);
     read_number(path, &info->event_count);
     info->map_count = 0;
-    while (info->map_count < UIO_MAX_MAPS &&
+    while (info->map_count < UIO_MAPS_MAX &&
            read_map(info->number, info->map_count, &info->maps[info->map_count])) {
         info->map_count++;
     }
@@ -256,7 +215,7 @@ int uio_open(const char *node)
     }
     struct stat status {};
     if (host_tree_root()[0] != '\0' && stat(path, &status) == 0 && S_ISSOCK(status.st_mode)) {
-        return connect_to(path);
+        return simulated_uio_connect(path);
     }
     return open(path, O_RDWR | O_SYNC | O_CLOEXEC);
 }
@@ -267,7 +226,7 @@ int uio_map(int fd, uint64_t size, mmio_mapping *out)
     if (fstat(fd, &status) != 0) {
         return errno;
     }
-    if (size == 0 || size > MOST_MAPPED_BYTES) {
+    if (size == 0 || size > MAPPED_BYTES_MAX) {
         return EINVAL;
     }
     if (S_ISSOCK(status.st_mode)) {
@@ -281,26 +240,16 @@ int uio_map(int fd, uint64_t size, mmio_mapping *out)
     if (base == MAP_FAILED) {
         return errno;
     }
-    *out = mmio_mapping{static_cast<volatile uint32_t *>(base), static_cast<uint32_t>(size), nullptr};
+    const auto size_bytes = static_cast<uint32_t>(size);
+    *out = mmio_mapping{static_cast<volatile uint32_t *>(base), size_bytes, size_bytes / 4, nullptr};
     return 0;
 }
 
-long uio_wait_interrupt(int fd, uint32_t *count)
+long uio_wait_interrupt(int fd, const mmio_mapping *mapping, uint32_t *count)
 {
     const ssize_t length = read(fd, count, sizeof *count);
-    if (length != static_cast<ssize_t>(sizeof *count)) {
-        return length;
-    }
-    // On a device this fails at once; on a socket the newest of the counts that wait is the one that holds.
-    uint32_t newer = 0;
-    for (int i = 0; i < MOST_PENDING_COUNTS; i++) {
-        const ssize_t more = recv(fd, &newer, sizeof newer, MSG_DONTWAIT);
-        if (more <= 0) {
-            break;
-        }
-        if (more == static_cast<ssize_t>(sizeof newer)) {
-            *count = newer;
-        }
+    if (mapping->simulated != nullptr && length == static_cast<ssize_t>(sizeof *count)) {
+        simulated_uio_newest_count(fd, count);
     }
     return length;
 }

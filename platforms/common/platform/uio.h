@@ -16,7 +16,7 @@
 extern "C" {
 #endif
 
-enum { UIO_MAX_MAPS = 5, UIO_NAME_BYTES = 64 };
+enum { UIO_MAPS_MAX = 5, UIO_NAME_BYTES = 64 };
 
 struct uio_memory {
     char name[UIO_NAME_BYTES];
@@ -31,7 +31,7 @@ struct uio_info {
     char version[UIO_NAME_BYTES];
     uint64_t event_count;
     uint32_t map_count;
-    struct uio_memory maps[UIO_MAX_MAPS];
+    struct uio_memory maps[UIO_MAPS_MAX];
 };
 
 /* The device with the lowest number whose name equals `name`, with its number and name filled in; NULL
@@ -39,8 +39,8 @@ struct uio_info {
  * the error of opendir, ENOMEM). The caller frees it with uio_free. Any thread. */
 struct uio_info *uio_find_devices_by_name(const char *name);
 
-/* Fills in version, event count and maps from the device's files. Returns 0, 22 (EINVAL) for a null
- * `info`, or 5 (EIO) when the first map's size is missing or unreadable as a number. */
+/* Fills in version, event count and maps from the device's files. Returns 0, EINVAL for a null
+ * `info`, or EIO when the first map's size is missing or unreadable as a number. */
 int uio_get_all_info(struct uio_info *info);
 
 void uio_free(struct uio_info *info);
@@ -55,9 +55,10 @@ int uio_open(const char *node);
  * seconds, the longest that this blocks; or what mmap says. Once per open device. */
 int uio_map(int fd, uint64_t size, struct mmio_mapping *out);
 
-/* Blocks until the device raises an interrupt. Returns the number of bytes read as the read call does:
- * 4 with the interrupt count in `count`; 0 or -1 (errno) when no interrupt can come any more. */
-long uio_wait_interrupt(int fd, uint32_t *count);
+/* Blocks until the device of `fd`, mapped as `mapping`, raises an interrupt. Returns the number of bytes
+ * read as the read call does: 4 with the interrupt count in `count`; 0 or -1 (errno) when no interrupt can
+ * come any more. */
+long uio_wait_interrupt(int fd, const struct mmio_mapping *mapping, uint32_t *count);
 
 #ifdef __cplusplus
 }

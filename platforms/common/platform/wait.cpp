@@ -5,8 +5,6 @@
 
 namespace {
 
-constexpr uint64_t SECOND = 1000000000;
-
 std::atomic<const wait_source *> other_source = nullptr;
 
 const wait_source *source()
@@ -18,7 +16,7 @@ uint64_t system_monotonic()
 {
     timespec now{};
     clock_gettime(CLOCK_MONOTONIC, &now);
-    return static_cast<uint64_t>(now.tv_sec) * SECOND + static_cast<uint64_t>(now.tv_nsec);
+    return static_cast<uint64_t>(now.tv_sec) * WAIT_NS_PER_S + static_cast<uint64_t>(now.tv_nsec);
 }
 
 } // namespace
@@ -34,8 +32,8 @@ void wait_sleep(uint64_t nanoseconds)
         other->sleep(other->self, nanoseconds);
         return;
     }
-    const timespec duration{static_cast<time_t>(nanoseconds / SECOND),
-                            static_cast<long>(nanoseconds % SECOND)};
+    const timespec duration{static_cast<time_t>(nanoseconds / WAIT_NS_PER_S),
+                            static_cast<long>(nanoseconds % WAIT_NS_PER_S)};
     nanosleep(&duration, nullptr);
 }
 

@@ -1,7 +1,7 @@
 /* Whatever waits or reads a clock goes through here: sleep, clocks, timed lock.
  *
- * A test may put a time source of its own behind these operations. With none set they are the
- * system's own. Durations are in nanoseconds unless the name says otherwise.
+ * A test may have these operations use a time source of its own. With none set they use the system's.
+ * Durations are in nanoseconds unless the name says otherwise.
  */
 #ifndef PLATFORM_WAIT_H
 #define PLATFORM_WAIT_H
@@ -14,6 +14,8 @@
 extern "C" {
 #endif
 
+#define WAIT_NS_PER_S UINT64_C(1000000000)
+
 struct wait_source {
     void *self; /* first argument of the functions below */
     void (*sleep)(void *self, uint64_t nanoseconds);
@@ -22,7 +24,7 @@ struct wait_source {
     int (*timed_lock)(void *self, pthread_mutex_t *mutex, const struct timespec *deadline);
 };
 
-/* Puts `source` behind all operations of this file, NULL for the system's own time. The record stays
+/* Has all operations of this file use `source`, NULL for the system's own time. The record stays
  * the caller's and must outlive its use. Not while other threads wait through the old source. */
 void wait_use_source(const struct wait_source *source);
 
@@ -39,7 +41,7 @@ uint64_t wait_monotonic(void);
 /* The wall clock. Returns 0 or the error of the clock call. Any thread. */
 int wait_realtime(struct timespec *now);
 
-/* pthread_mutex_timedlock: blocks until the mutex is had or the wall clock reaches `deadline`.
+/* pthread_mutex_timedlock: blocks until the mutex is locked or the wall clock reaches `deadline`.
  * Returns what that call returns: 0, ETIMEDOUT, EDEADLK, EINVAL. Any thread. */
 int wait_timed_lock(pthread_mutex_t *mutex, const struct timespec *deadline);
 

@@ -37,8 +37,8 @@ class Installed(Bench):
     def test_every_header_stands_alone(self):
         headers = sorted(self.prefix.glob("include/**/*.h"), key=lambda header: header.name)
         self.assertEqual([header.name for header in headers], [
-            "host_tree.h", "kelvane.h", "kelvane_arm_errors.h", "kelvane_records.h", "kelvane_reserved.h", "mmio.h",
-            "uio.h"])
+            "host_tree.h", "kelvane.h", "kelvane_alarm_names.h", "kelvane_arm_errors.h", "kelvane_records.h",
+            "kelvane_reserved.h", "mmio.h", "uio.h"])
         for header in headers:
             for compiler, language in (("CC", ("-std=c11", "-xc")), ("CXX", ("-std=c++20", "-xc++"))):
                 self.run_program(os.environ[compiler], *language, *STRICT, "-fsyntax-only",
@@ -69,7 +69,7 @@ class Installed(Bench):
         return self.run_program(self.prefix / "bin/card_simulator", "--send", "--host", self.host, *verb)
 
     def wait_for_line(self, pattern):
-        """The next one that matches, behind the time."""
+        """The next one that matches, after the time."""
         line = ""
         while not re.match(r"[0-9:]{8}\.[0-9]{3}  " + pattern, line):
             self.monitor.wait_for("\n")
@@ -87,7 +87,7 @@ class Installed(Bench):
         self.assertEqual((alone.wait(), alone.err), (
             1, f"monitor: no UIO device ZYNQFPGA below {self.host}/sys/class/uio: No such file or directory\n"))
         self.start_card()
-        # A shell lets its background jobs ignore SIGINT; the monitor has to cope with that, too.
+        # A shell lets its background jobs ignore SIGINT; the monitor has to cope with that as well.
         self.monitor = Program(self, "env", "--ignore-signal=INT", self.folder / "monitor/monitor")
         self.wait_for_line("keep-alive  +board  +the firmware is alive$")
         before = self.subscriptions()

@@ -45,12 +45,12 @@ void print_usage()
 
 client_options read_options(int argc, char **argv)
 {
-    client_options options = {0, DEFAULT_LASER_CHANNEL,
+    client_options options = {false, DEFAULT_LASER_CHANNEL,
                               KELVANE_TRAFFIC_TYPE_100GE_CLIENT_200G_16QAM_FEC25_DIFF};
     int letter = 0;
     while ((letter = getopt(argc, argv, "a:t:w:")) != -1) {
         if (letter == 'a') {
-            options.async_flag = 1;
+            options.asynchronous = true;
         } else if (letter == 'w') {
             options.laser_channel = static_cast<int32_t>(strtol(optarg, nullptr, 10));
         }
@@ -101,8 +101,7 @@ void initialize_hardware()
     client_print_running_version(0);
     client_check_compatibility();
     console_debug(" ** Initializing Hardware. Resetting Siranes... **");
-    client_api_check("kelvane_default_initialize", kelvane_default_initialize,
-                     static_cast<uint32_t>(handler));
+    client_api_check("kelvane_default_initialize", kelvane_default_initialize, client_handle());
 }
 
 command_outcome serve_prompt(const client_options &options, int32_t &result)

@@ -5,7 +5,9 @@
 #include <cstdint>
 #include <pthread.h>
 
-extern int32_t handler;            // the library's handle of the card; -1 after a failed create
+#include "kelvane.h"
+
+extern int32_t handler;            // what kelvane_device_create returned: the card's handle, or -1
 extern uint32_t init_complete;     // 1: traffic type, channel and laser are configured
 extern uint32_t laser_done;        // set by the completion callback, under `mutex`
 extern uint32_t traffic_done;      // likewise
@@ -14,11 +16,17 @@ extern uint32_t api_count;         // checked library calls so far
 extern pthread_mutex_t mutex;      // with `cond`: waiting for the completion callbacks
 extern pthread_cond_t cond;
 
+// `handler` as the library takes it.
+inline kelvane_handle client_handle()
+{
+    return static_cast<kelvane_handle>(handler);
+}
+
 // What the command line settles for the commands that configure traffic.
 struct client_options {
-    uint32_t async_flag;   // 1: traffic types and lasers are set asynchronously, with callbacks
+    bool asynchronous;     // traffic types and lasers are set with callbacks, which are waited for
     int32_t laser_channel; // as kelvane_set_laser_channel_flex_grid takes it
-    uint32_t traffic_type; // the library's enumeration; no option reaches it
+    uint32_t traffic_type; // enum kelvane_traffic_type; no option reaches it
 };
 
 // Brings the card up and runs the prompt until told to stop. Returns the exit status: 0, 1 when the card

@@ -73,8 +73,8 @@ constexpr alarm_report XPM2_REPORT = {"kelvane_get_xpm2_alarms", kelvane_get_gen
 uint32_t print_report(const alarm_report &report, int32_t device)
 {
     uint32_t alarms = 0;
-    if (client_api_check(report.name, report.read, static_cast<uint32_t>(handler),
-                         client_dev_to_address(static_cast<uint32_t>(device)), &alarms) != 0) {
+    if (client_api_check(report.name, report.read, client_handle(), address_of_device(device), &alarms) !=
+        0) {
         console_error("%s", report.failure);
     }
     console_line("Below attributes are bit Values. 1 indicates present; 0 indicates absent");

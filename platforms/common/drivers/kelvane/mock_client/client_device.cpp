@@ -10,6 +10,7 @@
 #include "mock_client/client.h"
 #include "mock_client/coh_hal.h"
 #include "mock_client/console.h"
+#include "mock_client/device_number.h"
 #include "mock_client/device_table.h"
 #include "mock_client/legend.h"
 #include "mock_client/tokens.h"
@@ -29,12 +30,10 @@ bool parse_read(const char *text, int32_t &device, uint32_t &reg)
         console_error("No input received ");
         return false;
     }
-    std::string token;
-    if (!next_token(text, token)) {
-        console_error("Device address not found or invalid");
+    if (!next_device_number(text, device)) {
         return false;
     }
-    device = decimal_of(token);
+    std::string token;
     if (!next_token(text, token)) {
         console_error("Register address not found or invalid");
         return false;
@@ -61,9 +60,6 @@ bool parse_write(const char *text, int32_t &device, uint32_t &reg, uint32_t &val
     value = hexadecimal_of(token);
     return true;
 }
-
-constexpr uint32_t DIAG_HIGH_POWER = 4;
-constexpr uint32_t DIAG_LOW_POWER = 5;
 
 struct register_setting {
     uint32_t reg;
@@ -126,7 +122,7 @@ int32_t hespera_hal_device_init()
 
 int32_t hespera_hal_device_deinit()
 {
-    return client_api_check("kelvane_device_delete", kelvane_device_delete, static_cast<uint32_t>(handler));
+    return client_api_check("kelvane_device_delete", kelvane_device_delete, client_handle());
 }
 
 int32_t coherent_oir_fn(uint32_t, uint32_t, uint32_t)
@@ -142,7 +138,7 @@ int32_t client_read_register(const char *text)
         console_error("Invalid input for register read ");
         return -1;
     }
-    const uint32_t address = client_dev_to_address(static_cast<uint32_t>(device));
+    const uint32_t address = address_of_device(device);
     if (address == NO_DEVICE_ADDRESS) {
         console_error("Invalid device address, calculation failed. Enter one of number from : ");
         client_print_legend();
@@ -153,8 +149,8 @@ int32_t client_read_register(const char *text)
     console_debug("Register address : %08x", reg);
 
     uint32_t value = 0;
-    if (client_api_check("kelvane_read_register", kelvane_read_register, static_cast<uint32_t>(handler),
-                         address, reg, &value) != 0) {
+    if (client_api_check("kelvane_read_register", kelvane_read_register, client_handle(), address, reg,
+                         &value) != 0) {
         console_error("Failed to read register %08x  ", reg);
         return -1;
     }
@@ -171,15 +167,15 @@ int32_t client_write_register(const char *text)
         console_error("Invalid input for register write");
         return -1;
     }
-    const uint32_t address = client_dev_to_address(static_cast<uint32_t>(device));
+    const uint32_t address = address_of_device(device);
     console_debug("Device address : 0x%08x", address);
     if (address == NO_DEVICE_ADDRESS) {
         console_error("Invalid device address ");
         console_error("Invalid input for register write");
         return -1;
     }
-    if (client_api_check("kelvane_write_register", kelvane_write_register, static_cast<uint32_t>(handler),
-                         address, reg, value) != 0) {
+    if (client_api_check("kelvane_write_register", kelvane_write_register, client_handle(), address, reg,
+                         value) != 0) {
         console_error("Failed to write to register %08x  ", reg);
         return -1;
     }
@@ -189,27 +185,28 @@ int32_t client_write_register(const char *text)
 
 int32_t client_init_sirane(int32_t handle, int32_t device)
 {
-    const auto library_handle = static_cast<uint32_t>(handle);
-    const uint32_t address = client_dev_to_address(static_cast<uint32_t>(device));
+    const auto library_handle = static_cast<kelvane_handle>(handle);
+    const uint32_t address = address_of_device(device);
     console_debug("Sirane init sequence for device (%d)", device);
 
-    int32_t result = set_power(library_handle, address, DIAG_LOW_POWER, "Diag command (low power) failed");
+    int32_t result =
+        set_power(library_handle, address, KELVANE_DIAGNOSTIC_LOW_POWER, "Diag command (low power) failed");
     for (size_t i = 0; i < std::size(SIRANE_SETUP) && result == 0; i++) {
         result = write_setting(library_handle, address, SIRANE_SETUP[i]);
     }
     if (result != 0) {
         return result;
     }
-    return set_power(library_handle, address, DIAG_HIGH_POWER, "Diag command (high power) failed");
+    return set_power(library_handle, address, KELVANE_DIAGNOSTIC_HIGH_POWER,
+                     "Diag command (high power) failed");
 }
 
 void client_print_running_version(int32_t device)
 {
     uint32_t major = 0;
     uint32_t minor = 0;
-    client_api_check("kelvane_get_software_running", kelvane_get_software_running,
-                     static_cast<uint32_t>(handler), client_dev_to_address(static_cast<uint32_t>(device)),
-                     &major, &minor);
+    client_api_check("kelvane_get_software_running", kelvane_get_software_running, client_handle(),
+                     address_of_device(device), &major, &minor);
     console_line("Running Firmware Version for device (%d): (%x.%x)", device, major, minor);
 }
 
@@ -218,7 +215,7 @@ uint32_t client_check_compatibility()
     console_line("Checking if SDK is compatible with firmware...");
     uint32_t verdict = KELVANE_COMP_UNDEF;
     client_api_check("kelvane_software_version_comp_check", kelvane_software_version_comp_check,
-                     static_cast<uint32_t>(handler), &verdict);
+                     client_handle(), &verdict);
     if (verdict == KELVANE_COMP_SW_ALIGNED) {
         console_line("SDK And Firmware are compatible");
     } else if (verdict == KELVANE_COMP_SW_WARNING_NOT_ALIGNED) {

@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-// Creates the library's device and keeps its handle in `handler`. Returns 0, or 19 when there is none.
+// Creates the library's device and keeps its handle in `handler`. Returns 0, or ENODEV when there is none.
 int32_t hespera_hal_device_init();
 
 // Deletes it; `handler` keeps its value. Returns the library's code.

@@ -8,12 +8,13 @@
 #include "kelvane.h"
 #include "mock_client/client.h"
 #include "mock_client/console.h"
+#include "mock_client/device_number.h"
 #include "mock_client/device_table.h"
 #include "mock_client/tokens.h"
 
 namespace {
 
-constexpr uint32_t ALL_SIRANES = 0;
+constexpr int32_t ALL_SIRANES = 0;
 constexpr int32_t SIRANE_NUMBERS[] = {1, 4, 7};
 constexpr int32_t FAILED_ATTEMPTS = 3;
 
@@ -30,17 +31,6 @@ constexpr upgrade_row MODULE = {nullptr, 0};
 constexpr upgrade_row UPGRADES[] = {
     HESPERA, SIRANE, MODULE, MODULE, SIRANE, MODULE, MODULE, SIRANE, MODULE, MODULE, GOLDEN,
 };
-
-bool first_token(const char *&text, uint32_t &device)
-{
-    std::string token;
-    if (!next_token(text, token)) {
-        console_error("Device address not found or invalid");
-        return false;
-    }
-    device = static_cast<uint32_t>(decimal_of(token));
-    return true;
-}
 
 bool path_token(const char *&text, std::string &path)
 {
@@ -71,7 +61,7 @@ bool is_accessible(const std::string &path)
     return true;
 }
 
-// The image itself is looked at; the digest's file, of which the messages speak, is the library's affair.
+// The image itself is looked at; the library looks at the digest's file, which the messages mention.
 bool is_filled(const char *path)
 {
     struct stat file = {};
@@ -91,13 +81,13 @@ bool is_filled(const char *path)
 
 int32_t client_upgrade(const char *text)
 {
-    uint32_t device = 0;
+    int32_t device = 0;
     std::string path;
-    if (!first_token(text, device) || !path_token(text, path)) {
+    if (!next_device_number(text, device) || !path_token(text, path)) {
         return ENODEV;
     }
-    if (device >= std::size(UPGRADES)) {
-        console_error("Invalid device [%x]", device);
+    if (device < 0 || device >= std::ssize(UPGRADES)) {
+        console_error("Invalid device [%x]", static_cast<uint32_t>(device));
         return ENODEV;
     }
     const upgrade_row &row = UPGRADES[device];
@@ -120,7 +110,7 @@ int32_t client_download_image(const std::string &text, uint32_t target)
         return -1;
     }
     console_line("It will take a while, please wait....");
-    const int32_t result = kelvane_download_software(static_cast<uint32_t>(handler), target, path.c_str());
+    const int32_t result = kelvane_download_software(client_handle(), target, path.c_str());
     if (result != 0) {
         console_error("Download Error return code:(%d)", result);
         return result;
@@ -132,9 +122,9 @@ int32_t client_download_image(const std::string &text, uint32_t target)
 
 int32_t client_activate(const char *text)
 {
-    uint32_t device = 0;
+    int32_t device = 0;
     std::string path;
-    if (!first_token(text, device)) {
+    if (!next_device_number(text, device)) {
         return ENODEV;
     }
     if (sirane_downloaded == 0) {
@@ -154,7 +144,7 @@ int32_t client_activate(const char *text)
         return result;
     }
     for (const int32_t sirane : SIRANE_NUMBERS) {
-        if (device == static_cast<uint32_t>(sirane)) {
+        if (device == sirane) {
             return client_activate_image(path, sirane);
         }
     }
@@ -171,9 +161,8 @@ int32_t client_activate_image(const std::string &text, int32_t device)
     int32_t failures = 0;
     int32_t last_failure = 0;
     while (failures < FAILED_ATTEMPTS) { // a success is no reason to stop
-        const int32_t result = kelvane_program_activate_software(
-            static_cast<uint32_t>(handler), client_dev_to_address(static_cast<uint32_t>(device)),
-            path.c_str(), nullptr, 0);
+        const int32_t result = kelvane_program_activate_software(client_handle(), address_of_device(device),
+                                                                 path.c_str(), nullptr, 0);
         if (result != 0) {
             console_error("Activate failed for device %d return code:(%d) retry_count = %d", device, result,
                           failures);

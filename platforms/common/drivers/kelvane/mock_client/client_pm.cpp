@@ -59,7 +59,7 @@ void print_generic(int32_t device, const kelvane_generic_pm &pm)
 
 } // namespace
 
-void client_pm(const char *text, uint32_t async_flag, int32_t laser_channel, uint32_t traffic_type)
+void client_pm(const char *text, bool asynchronous, int32_t laser_channel, uint32_t traffic_type)
 {
     console_debug("Input buffer: (%s)", text);
     std::string token;
@@ -68,21 +68,21 @@ void client_pm(const char *text, uint32_t async_flag, int32_t laser_channel, uin
     }
     console_debug("Word after tokenize: (%s)", token.c_str());
     const int32_t device = decimal_of(token);
-    const uint32_t address = client_dev_to_address(static_cast<uint32_t>(device));
+    const uint32_t address = address_of_device(device);
     if (address == NO_DEVICE_ADDRESS) {
         return;
     }
     console_line("NOTE: PM information can be obtained only if corresponding host/network port");
     console_line("      has traffic already configured. This operation will turn on laser for the device");
     console_line("Setting Traffic Type and turning ON laser for XPM2 port (%d)", device);
-    client_init_device(device, async_flag, laser_channel, traffic_type);
+    client_init_device(device, asynchronous, laser_channel, traffic_type);
 
     for (const module_port &port : client_module_ports(device)) {
         client_print_port_pm(port.number);
     }
     kelvane_generic_pm generic = {};
-    if (client_api_check("kelvane_get_generic_pm", kelvane_get_generic_pm, static_cast<uint32_t>(handler),
-                         address, &generic) != 0) {
+    if (client_api_check("kelvane_get_generic_pm", kelvane_get_generic_pm, client_handle(), address,
+                         &generic) != 0) {
         console_error("Unable to retrieve generic PM values on network port sirane (%d) side", device);
         return;
     }
@@ -92,8 +92,8 @@ void client_pm(const char *text, uint32_t async_flag, int32_t laser_channel, uin
 void client_print_port_pm(int32_t port)
 {
     console_line("...XPM2 PORT INFO (%d)...", port);
-    const auto handle = static_cast<uint32_t>(handler);
-    const uint32_t address = client_dev_to_address(static_cast<uint32_t>(port));
+    const kelvane_handle handle = client_handle();
+    const uint32_t address = address_of_device(port);
 
     kelvane_sirane_port_pm network_port = {};
     if (client_api_check("kelvane_get_sirane_port_pm", kelvane_get_sirane_port_pm, handle, address,

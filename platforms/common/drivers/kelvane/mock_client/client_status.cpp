@@ -82,8 +82,8 @@ int32_t client_dump_status_info()
 {
     for (uint32_t sirane = 0; sirane < KELVANE_SIRANE_COUNT; sirane++) {
         kelvane_subsystem_status_t status = {};
-        if (kelvane_get_subsystem_status_info(static_cast<uint32_t>(handler), KELVANE_ADDRESS_SIRANE(sirane),
-                                              &status) != 0) {
+        if (kelvane_get_subsystem_status_info(client_handle(), KELVANE_ADDRESS_SIRANE(sirane), &status) !=
+            0) {
             console_error("Failed to fetch sub system info for Sirane %u", sirane);
             continue;
         }

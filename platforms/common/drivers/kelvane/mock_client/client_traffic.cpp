@@ -18,11 +18,6 @@ constexpr int32_t LASER_TRANSACTION = 1;
 constexpr int32_t LASER_ON = 1;
 constexpr int32_t READ_BACK_RX = 0; // not KELVANE_RX: what the card answers to it is not shown
 
-uint32_t address_of_port(int32_t port)
-{
-    return client_dev_to_address(static_cast<uint32_t>(port));
-}
-
 // With the mutex destroyed, at the end of the program, nobody waits any more.
 bool lock_flags(const char *function, int line)
 {
@@ -72,17 +67,16 @@ int32_t coherent_set_laser_cb_fn(uint32_t, uint32_t, uint32_t, int32_t)
     return 0;
 }
 
-int32_t client_init_device(int32_t device, uint32_t async_flag, int32_t laser_channel, uint32_t traffic_type)
+int32_t client_init_device(int32_t device, bool asynchronous, int32_t laser_channel, uint32_t traffic_type)
 {
     if (init_complete == 1) {
         console_line("Init has been performed. Returning...");
         return 0;
     }
-    const auto handle = static_cast<uint32_t>(handler);
-    const bool async = async_flag == 1;
+    const kelvane_handle handle = client_handle();
 
     int32_t result = hespera_set_traffic_type(
-        handle, device, async ? coherent_set_traffic_type_cb_fn : nullptr, traffic_type);
+        handle, device, asynchronous ? coherent_set_traffic_type_cb_fn : nullptr, traffic_type);
     if (result != 0) {
         console_error("Init failed. set_traffic_type RC = %x ", static_cast<uint32_t>(result));
         init_complete = 0;
@@ -94,7 +88,7 @@ int32_t client_init_device(int32_t device, uint32_t async_flag, int32_t laser_ch
         init_complete = 0;
         return result;
     }
-    result = hespera_set_laser(handle, device, async ? coherent_set_laser_cb_fn : nullptr, LASER_ON);
+    result = hespera_set_laser(handle, device, asynchronous ? coherent_set_laser_cb_fn : nullptr, LASER_ON);
     if (result != 0) {
         console_error("Init failed. set_laser RC = %x ", static_cast<uint32_t>(result));
         init_complete = 0;
@@ -120,8 +114,8 @@ int32_t client_set_traffic_type_port(uint32_t handle, int32_t port, kelvane_set_
                                      uint32_t traffic_type)
 {
     const int32_t result =
-        client_api_check("kelvane_set_traffic_type", kelvane_set_traffic_type, handle, address_of_port(port),
-                         traffic_type, callback, TRAFFIC_TYPE_TRANSACTION);
+        client_api_check("kelvane_set_traffic_type", kelvane_set_traffic_type, handle,
+                         address_of_device(port), traffic_type, callback, TRAFFIC_TYPE_TRANSACTION);
     if (result != 0) {
         console_error("Error setting traffic type for device (%d). rc = (%d)", port, result);
     }
@@ -139,7 +133,7 @@ int32_t client_set_laser_channel(uint32_t handle, int32_t device, int32_t channe
 
 void client_set_laser_channel_port(uint32_t handle, int32_t port, int32_t channel)
 {
-    const uint32_t address = address_of_port(port);
+    const uint32_t address = address_of_device(port);
     int32_t result =
         client_api_check("kelvane_set_laser_channel_flex_grid", kelvane_set_laser_channel_flex_grid, handle,
                          address, channel, KELVANE_TX);
@@ -173,7 +167,7 @@ int32_t hespera_set_laser(uint32_t handle, int32_t device, kelvane_set_laser_cb 
 int32_t client_set_laser_port(uint32_t handle, int32_t port, int32_t laser, kelvane_set_laser_cb callback)
 {
     console_line("setting laser for device id %d", port);
-    return client_api_check("kelvane_set_laser", kelvane_set_laser, handle, address_of_port(port), laser,
+    return client_api_check("kelvane_set_laser", kelvane_set_laser, handle, address_of_device(port), laser,
                             callback, LASER_TRANSACTION);
 }
 
@@ -182,7 +176,7 @@ int32_t client_get_traffic_type(uint32_t handle, int32_t device)
     for (const module_port &port : client_module_ports(device)) {
         uint32_t traffic_type = 0;
         const int32_t result = client_api_check("kelvane_get_traffic_type", kelvane_get_traffic_type, handle,
-                                                address_of_port(port.number), &traffic_type);
+                                                address_of_device(port.number), &traffic_type);
         if (result == 0) {
             console_line("Traffic type for device (%d)", traffic_type);
         } else {
@@ -196,7 +190,7 @@ int32_t client_get_traffic_type(uint32_t handle, int32_t device)
 int32_t client_get_laser_channel(uint32_t handle, int32_t device)
 {
     for (const module_port &port : client_module_ports(device)) {
-        const uint32_t address = address_of_port(port.number);
+        const uint32_t address = address_of_device(port.number);
         uint32_t channel = 0;
         int32_t result =
             client_api_check("kelvane_get_laser_channel_flex_grid", kelvane_get_laser_channel_flex_grid,
@@ -222,7 +216,7 @@ int32_t client_get_laser(uint32_t handle, int32_t device)
     for (const module_port &port : client_module_ports(device)) {
         uint32_t laser = 0;
         const int32_t result = client_api_check("kelvane_get_laser", kelvane_get_laser, handle,
-                                                address_of_port(port.number), &laser);
+                                                address_of_device(port.number), &laser);
         if (result == 0) {
             console_line("Got laser op for device (%d)", laser);
         } else {

@@ -11,9 +11,9 @@
 #include "kelvane.h"
 
 // Sets traffic type and channel and turns the laser on, once a run: when that has succeeded for any
-// device, no other is configured. With `async_flag` 1 it waits for the first completion of each kind;
+// device, no other is configured. When `asynchronous` it waits for the first completion of each kind;
 // for ever when no request was made or none completes. Returns 0 or the code of the laser.
-int32_t client_init_device(int32_t device, uint32_t async_flag, int32_t laser_channel, uint32_t traffic_type);
+int32_t client_init_device(int32_t device, bool asynchronous, int32_t laser_channel, uint32_t traffic_type);
 
 // With a callback, the request is asynchronous and the operation waits until the first one of the run has
 // completed. Always 0.

@@ -16,9 +16,6 @@ coh_hal_device dev_ctx = {-1, {}, nullptr, 0};
 
 namespace {
 
-constexpr const char *DEVICE_NAME = "ZYNQFPGA";
-constexpr uint64_t BAR_BYTES = 0x04000000;
-
 // The fallback is run by a shell on the real host; a simulated card's tree has no use for it.
 void make_node(int32_t number)
 {
@@ -31,7 +28,7 @@ void make_node(int32_t number)
     snprintf(command, sizeof command,
              "sudo mknod -m 660 /dev/uio%d c `grep uio /proc/devices | awk '{print $1}'` %d", number, number);
     const int status = system(command);
-    (void)status; // whether it helped is what the next open tells
+    (void)status; // the next open shows whether it helped
 }
 
 int32_t open_node(int32_t number)
@@ -53,9 +50,9 @@ int32_t open_node(int32_t number)
 int32_t map_bar(const uio_info *info)
 {
     const uint64_t size = info->maps[0].size;
-    if (size < BAR_BYTES) {
-        console_error("The first map of %s has 0x%llx bytes, the card's BAR needs 0x%llx", DEVICE_NAME,
-                      static_cast<unsigned long long>(size), static_cast<unsigned long long>(BAR_BYTES));
+    if (size < KELVANE_BAR_BYTES) {
+        console_error("The first map of " KELVANE_UIO_NAME " has 0x%llx bytes, the card's BAR needs 0x%x",
+                      static_cast<unsigned long long>(size), KELVANE_BAR_BYTES);
         return ENOMEM;
     }
     const int error = uio_map(dev_ctx.fd, size, &dev_ctx.mapped);
@@ -69,11 +66,12 @@ int32_t map_bar(const uio_info *info)
 
 int32_t find_and_map()
 {
-    dev_ctx.info = uio_find_devices_by_name(DEVICE_NAME);
+    dev_ctx.info = uio_find_devices_by_name(KELVANE_UIO_NAME);
     if (dev_ctx.info == nullptr) {
-        console_error("No UIO device called %s below %s/sys/class/uio (%s): load the card's driver, or set "
+        console_error("No UIO device called " KELVANE_UIO_NAME
+                      " below %s/sys/class/uio (%s): load the card's driver, or set "
                       "%s to the folder of a simulated card",
-                      DEVICE_NAME, host_tree_root(), strerror(errno), HOST_TREE_VARIABLE);
+                      host_tree_root(), strerror(errno), HOST_TREE_VARIABLE);
         return ENODEV;
     }
     if (uio_get_all_info(dev_ctx.info) != 0) {
@@ -88,7 +86,7 @@ int32_t find_and_map()
 int32_t tell_mapped(int32_t handle, int32_t mapped)
 {
     return kelvane_pci_mapped(static_cast<uint32_t>(handle), mapped,
-                              reinterpret_cast<uintptr_t>(dev_ctx.mapped.base), dev_ctx.mapped.size);
+                              reinterpret_cast<uintptr_t>(dev_ctx.mapped.base), dev_ctx.mapped.size_bytes);
 }
 
 void *coh_intr_forward_thread(void *argument)
@@ -98,7 +96,7 @@ void *coh_intr_forward_thread(void *argument)
     kelvane_enable_msi(device->handle, 1);
 
     uint32_t count = 0; // how many interrupts so far: each read stands for all that came since the last
-    while (uio_wait_interrupt(device->fd, &count) == sizeof count) {
+    while (uio_wait_interrupt(device->fd, &device->mapped, &count) == sizeof count) {
         kelvane_notify_msi(device->handle);
     }
     return nullptr;
@@ -144,7 +142,7 @@ int32_t coh_hal_interrupt_enable(int32_t handle, uint32_t)
     if (pthread_create(&thread, nullptr, coh_intr_forward_thread, &dev_ctx) != 0) {
         return ENOSYS;
     }
-    pthread_detach(thread); // nobody joins it: when it ends, it leaves nothing behind
+    pthread_detach(thread); // nobody joins it: its resources go when it ends
     return 0;
 }
 

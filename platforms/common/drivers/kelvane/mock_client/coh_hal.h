@@ -18,9 +18,9 @@ struct coh_hal_device {
 };
 extern coh_hal_device dev_ctx;
 
-// Finds, opens and maps the card. Returns 0; 19 when it is not found or cannot be opened; 22 when its
-// description cannot be read; 12 when it cannot be mapped or its map is smaller than the BAR. A failure
-// says on standard error what was looked for and where, and leaves nothing open.
+// Finds, opens and maps the card. Returns 0; ENODEV when it is not found or cannot be opened; EINVAL
+// when its description cannot be read; ENOMEM when it cannot be mapped or its map is smaller than the BAR. A
+// failure says on standard error what was looked for and where, and leaves nothing open.
 int32_t coh_hal_pci_init();
 
 // Tells the library that the BAR can be reached, or no longer. Return what kelvane_pci_mapped returns.
@@ -28,7 +28,7 @@ int32_t coh_hal_mmap_enable(int32_t handle);
 int32_t coh_hal_mmap_disable(int32_t handle);
 
 // Starts the thread that enables the card's interrupts and tells the library of each, until the device
-// delivers no more. The second word is not used. Returns 0, or 38 when the thread cannot be created.
+// delivers no more. The second word is not used. Returns 0, or ENOSYS when the thread cannot be created.
 int32_t coh_hal_interrupt_enable(int32_t handle, uint32_t unused);
 
 // Does nothing and returns 0: the thread lives until the process ends.

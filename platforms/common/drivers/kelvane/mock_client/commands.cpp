@@ -5,6 +5,7 @@
 
 #include "kelvane.h"
 #include "mock_client/api_check.h"
+#include "mock_client/client.h"
 #include "mock_client/client_alarms.h"
 #include "mock_client/client_device.h"
 #include "mock_client/client_firmware.h"
@@ -12,6 +13,7 @@
 #include "mock_client/client_status.h"
 #include "mock_client/client_traffic.h"
 #include "mock_client/console.h"
+#include "mock_client/device_number.h"
 #include "mock_client/device_table.h"
 #include "mock_client/legend.h"
 #include "mock_client/tokens.h"
@@ -34,17 +36,10 @@ struct command {
     command_outcome (*run)(const command_call &call);
 };
 
-constexpr uint32_t DIAG_LASER_TIMEOUT = 34;
-
-bool first_number(const char *text, int32_t &number)
+bool device_of(const command_call &call, int32_t &device)
 {
-    std::string token;
-    if (!next_token(text, token)) {
-        console_error("Device address not found or invalid");
-        return false;
-    }
-    number = decimal_of(token);
-    return true;
+    const char *rest = call.argument;
+    return next_device_number(rest, device);
 }
 
 // The first step of alarms and of version, whose messages are the same.
@@ -63,7 +58,7 @@ bool traced_number(const char *traced, const char *text, int32_t &number)
 
 void configure(int32_t device, const client_options &options)
 {
-    client_init_device(device, options.async_flag, options.laser_channel, options.traffic_type);
+    client_init_device(device, options.asynchronous, options.laser_channel, options.traffic_type);
 }
 
 command_outcome run_help(const command_call &)
@@ -104,15 +99,14 @@ command_outcome run_version(const command_call &call)
 command_outcome run_pm(const command_call &call)
 {
     const client_options &options = call.options;
-    client_pm(call.argument, options.async_flag, options.laser_channel, options.traffic_type);
+    client_pm(call.argument, options.asynchronous, options.laser_channel, options.traffic_type);
     return command_outcome::go_on;
 }
 
 command_outcome run_dump_arm_logs(const command_call &)
 {
     console_line("Collecting logs, please wait...");
-    if (client_api_check("kelvane_ps_print_trace", kelvane_ps_print_trace, static_cast<uint32_t>(handler)) ==
-        0) {
+    if (client_api_check("kelvane_ps_print_trace", kelvane_ps_print_trace, client_handle()) == 0) {
         console_line("ARM log traces saved to /root/ordune.log");
     } else {
         console_error("Unable to get ARM logs");
@@ -172,7 +166,7 @@ command_outcome run_quit(const command_call &)
 command_outcome run_init_sirane(const command_call &call)
 {
     int32_t ignored = 0;
-    if (first_number(call.argument, ignored)) {
+    if (device_of(call, ignored)) {
         const int32_t result = client_init_sirane(handler, 1);
         console_line("RC of sirane init sequence 0x%x", static_cast<uint32_t>(result));
     }
@@ -182,8 +176,8 @@ command_outcome run_init_sirane(const command_call &call)
 command_outcome run_get(const command_call &call)
 {
     int32_t device = 0;
-    if (first_number(call.argument, device)) {
-        const auto handle = static_cast<uint32_t>(handler);
+    if (device_of(call, device)) {
+        const kelvane_handle handle = client_handle();
         client_get_traffic_type(handle, device);
         client_get_laser_channel(handle, device);
         client_get_laser(handle, device);
@@ -194,7 +188,7 @@ command_outcome run_get(const command_call &call)
 command_outcome run_init(const command_call &call)
 {
     int32_t device = 0;
-    if (first_number(call.argument, device)) {
+    if (device_of(call, device)) {
         configure(device, call.options);
     }
     return command_outcome::go_on;
@@ -211,13 +205,13 @@ command_outcome run_deinit(const command_call &)
 command_outcome run_laser_tout(const command_call &call)
 {
     int32_t device = 0;
-    if (!first_number(call.argument, device)) {
+    if (!device_of(call, device)) {
         return command_outcome::go_on;
     }
-    const uint32_t address = client_dev_to_address(static_cast<uint32_t>(device));
+    const uint32_t address = address_of_device(device);
     console_line("Calling laser timeout for device %d (0x%x)", device, address);
-    const int32_t result = client_api_check("kelvane_diag_command", kelvane_diag_command,
-                                            static_cast<uint32_t>(handler), address, DIAG_LASER_TIMEOUT);
+    const int32_t result = client_api_check("kelvane_diag_command", kelvane_diag_command, client_handle(),
+                                            address, KELVANE_DIAGNOSTIC_LASER_TIMEOUT);
     if (result != 0) {
         console_failure("Diag command (laser timeout err) failed\n", result);
         call.result = result;
@@ -229,12 +223,12 @@ command_outcome run_laser_tout(const command_call &call)
 command_outcome run_sirane_reset(const command_call &call)
 {
     int32_t device = 0;
-    if (!first_number(call.argument, device)) {
+    if (!device_of(call, device)) {
         return command_outcome::go_on;
     }
-    const uint32_t address = client_dev_to_address(static_cast<uint32_t>(device));
+    const uint32_t address = address_of_device(device);
     console_line("Calling sirane reset for device %d (0x%x)", device, address);
-    const int32_t result = kelvane_recover_device(static_cast<uint32_t>(handler), address);
+    const int32_t result = kelvane_recover_device(client_handle(), address);
     if (result == 0) {
         console_line("Successfully reset the sirane %d", device);
     } else {

@@ -6,7 +6,7 @@
 
 #include <cstdint>
 
-// Makes standard output line buffered, also into a pipe or a file, and stands /dev/null in for a standard
+// Makes standard output line buffered, even into a pipe or a file, and opens /dev/null for a standard
 // stream that is closed: the card's device must not get its number and be read or written as the console.
 // Before anything is printed or opened.
 void console_start();

@@ -38,7 +38,7 @@ void read_to_end_of_line(prompt &into)
     if (length < 0) {
         report_read_error();
         if (into.capacity > 0) {
-            into.line[0] = '\0'; // what getline leaves when memory is out has no end
+            into.line[0] = '\0'; // what getline leaves when memory runs out has no end
         }
     } else if (length > 0 && into.line[length - 1] == '\n') {
         into.line[length - 1] = '\0';

@@ -5,12 +5,12 @@
 #include <cstdint>
 #include <string>
 
-// Cuts the next token off `rest`, which it moves behind it. Only a blank separates tokens; a tab belongs
+// Cuts the next token off `rest`, which then begins after it. Only a blank separates tokens; a tab belongs
 // to one. The text itself stays as it is, because it may have to run again. False, with `token`
 // untouched, when nothing but blanks is left or the text is null.
 bool next_token(const char *&rest, std::string &token);
 
-// Base 10. What is no number is 0, a number too large for a long is clamped, and 32 bits of it are kept.
+// Base 10. Text that is not a number is 0; a number too large for a long is clamped, and 32 bits of it kept.
 int32_t decimal_of(const std::string &token);
 
 // Base 16, with or without 0x; otherwise the same.

@@ -22,8 +22,7 @@ namespace {
 
 enum exit_status { DONE = 0, FAILED = 1, MISUSED = 2 };
 
-constexpr uint64_t SECOND = 1000000000;
-constexpr uint64_t FOLLOW_PAUSE_NS = SECOND / 5;
+constexpr uint64_t FOLLOW_PAUSE_NS = WAIT_NS_PER_S / 5;
 
 constexpr char HELP[] =
     "Usage: trace_ring_reader [options] [PID]\n"
@@ -66,7 +65,7 @@ struct open_ring {
     uint64_t held_up_by = UINT64_MAX; // a ticket that was not complete at the last look
 };
 
-// Told on the other stream, in its place among the lines.
+// Reported on the other stream, in its place among the lines.
 __attribute__((format(printf, 1, 2))) void say(const char *format, ...)
 {
     fflush(stdout);
@@ -87,14 +86,14 @@ template <typename number> bool parse_number(const char *text, number *out)
 
 std::string local_time(uint64_t time_ns)
 {
-    const auto seconds = static_cast<time_t>(time_ns / SECOND);
+    const auto seconds = static_cast<time_t>(time_ns / WAIT_NS_PER_S);
     tm parts{};
     char text[64];
     if (localtime_r(&seconds, &parts) == nullptr || strftime(text, sizeof text, "%F %T", &parts) == 0) {
         return "(no time)";
     }
     char fraction[16];
-    snprintf(fraction, sizeof fraction, ".%06u", static_cast<unsigned>(time_ns % SECOND / 1000));
+    snprintf(fraction, sizeof fraction, ".%06u", static_cast<unsigned>(time_ns % WAIT_NS_PER_S / 1000));
     return std::string(text) + fraction;
 }
 
@@ -308,8 +307,8 @@ struct new_line {
     trace_ring_line line;
 };
 
-// What a ring has got since the last look. A ticket that is not complete holds up the ones behind it for
-// one look, then it is passed over: its writer dropped it, or died.
+// What a ring has got since the last look. A ticket that is not complete holds up those after it for
+// one look, then it is skipped: its writer dropped it, or died.
 uint64_t collect_new(size_t index, open_ring *ring, std::vector<new_line> *out)
 {
     if (trace_ring_file_read_header(ring->file.fd, &ring->file.header) != 0) {
@@ -346,7 +345,7 @@ bool follow(std::vector<open_ring> *rings, int32_t pid)
                             [](const auto &ring) { return trace_ring_file_owner_lives(ring.file.fd); });
         std::vector<new_line> lines;
         uint64_t lost = 0;
-        // A dead process completes nothing more: the second look passes what it left half done.
+        // A dead process completes nothing more: the second look skips what it left half done.
         for (int look = 0; look < (alive ? 1 : 2); look++) {
             for (size_t i = 0; i < rings->size(); i++) {
                 lost += collect_new(i, &(*rings)[i], &lines);

@@ -10,7 +10,7 @@
 
 namespace {
 
-using alarm_names = std::span<const alarm_name>;
+using alarm_names = std::span<const kelvane_alarm_name>;
 
 // A word of alarms as the operator sees it: whose it is and what its bits are called.
 struct alarm_word {
@@ -31,8 +31,8 @@ constexpr uint32_t SUMMARY_BITS_OF_GENERIC =
 
 alarm_names host_names(const card_state &state)
 {
-    return state.client == host_client::ethernet ? alarm_names(host_pcs_alarms_names)
-                                                 : alarm_names(host_otn_alarms_names);
+    return state.client == host_client::ethernet ? alarm_names(kelvane_host_pcs_alarm_names)
+                                                 : alarm_names(kelvane_host_otn_alarm_names);
 }
 
 void add_word(alarm_place &place, uint32_t sirane_id, uint32_t *raised, alarm_names names)
@@ -43,9 +43,9 @@ void add_word(alarm_place &place, uint32_t sirane_id, uint32_t *raised, alarm_na
 void add_network_port(card_state &state, alarm_place &place, uint32_t sirane_id, uint32_t port)
 {
     global_alarms &raised = state.raised[sirane_id];
-    add_word(place, sirane_id, &raised.ntwk_port[port], ntwk_port_alarms_names);
+    add_word(place, sirane_id, &raised.ntwk_port[port], kelvane_ntwk_port_alarm_names);
     if (has_module(state, module_device(sirane_id, port))) {
-        add_word(place, sirane_id, &raised.xpm2[port], xpm2_alarms_names);
+        add_word(place, sirane_id, &raised.xpm2[port], kelvane_xpm2_alarm_names);
     }
 }
 
@@ -81,7 +81,7 @@ bool find_place(card_state &state, std::string_view text, alarm_place *place)
     }
     for (uint32_t sirane_id = 0; sirane_id < SIRANE_COUNT; sirane_id++) {
         if (device == BOARD_DEVICE || device == sirane_device(sirane_id)) {
-            add_word(*place, sirane_id, &state.raised[sirane_id].generic, generic_alarms_names);
+            add_word(*place, sirane_id, &state.raised[sirane_id].generic, kelvane_generic_alarm_names);
         }
     }
     return true;
@@ -103,7 +103,7 @@ std::string_view last_part(std::string_view name)
 // The bits of a name in a word, 0 when it has none of that name.
 uint32_t bits_of_name(const alarm_word &word, std::string_view name)
 {
-    for (const alarm_name &it : word.names) {
+    for (const kelvane_alarm_name &it : word.names) {
         if (same_letters(it.name, name) || same_letters(last_part(it.name), name)) {
             return uint32_t{1} << it.bit;
         }
@@ -113,8 +113,8 @@ uint32_t bits_of_name(const alarm_word &word, std::string_view name)
 
 bool is_summary(const alarm_word &word, uint32_t bits)
 {
-    return (word.names.data() == xpm2_alarms_names && (bits & SUMMARY_BITS_OF_MODULE) != 0) ||
-           (word.names.data() == generic_alarms_names && (bits & SUMMARY_BITS_OF_GENERIC) != 0);
+    return (word.names.data() == kelvane_xpm2_alarm_names && (bits & SUMMARY_BITS_OF_MODULE) != 0) ||
+           (word.names.data() == kelvane_generic_alarm_names && (bits & SUMMARY_BITS_OF_GENERIC) != 0);
 }
 
 bool take_place(card &card, arguments &args, alarm_place *place, std::string_view *name)
@@ -173,7 +173,7 @@ void append_word(std::string *text, const std::string &place, uint32_t word, ala
     char number[16];
     std::snprintf(number, sizeof number, " 0x%08x", word);
     *text += place + number;
-    for (const alarm_name &it : names) {
+    for (const kelvane_alarm_name &it : names) {
         if ((word >> it.bit & 1) != 0) {
             *text += ' ';
             *text += last_part(it.name);
@@ -190,16 +190,16 @@ bool list(const card &card, arguments &args, std::string *answer)
     for (uint32_t sirane_id = 0; sirane_id < SIRANE_COUNT; sirane_id++) {
         const global_alarms alarms = alarms_of(card.state, sirane_id);
         const std::string sirane = std::to_string(sirane_device(sirane_id));
-        append_word(answer, sirane, alarms.generic, generic_alarms_names);
+        append_word(answer, sirane, alarms.generic, kelvane_generic_alarm_names);
         for (uint32_t port = 0; port < HOST_PORTS_PER_SIRANE; port++) {
             append_word(answer, sirane + ".h" + std::to_string(port), alarms.host[port],
                         host_names(card.state));
         }
         for (uint32_t port = 0; port < NETWORK_PORTS_PER_SIRANE; port++) {
             append_word(answer, sirane + ".n" + std::to_string(port), alarms.ntwk_port[port],
-                        ntwk_port_alarms_names);
+                        kelvane_ntwk_port_alarm_names);
             append_word(answer, std::to_string(module_device(sirane_id, port)), alarms.xpm2[port],
-                        xpm2_alarms_names);
+                        kelvane_xpm2_alarm_names);
         }
     }
     return true;

@@ -6,13 +6,14 @@
 
 #include "card_simulator/process/uio_device.h"
 #include "card_simulator/state/card_options.h"
+#include "kelvane.h"
 
 struct simulator_options {
     card_options card;
     uio_device_files device; // empty: the card makes a device of its own
     std::string host;        // folder of the tree, empty for a new one
     std::string link;
-    std::string name = "ZYNQFPGA";
+    std::string name = KELVANE_UIO_NAME;
     std::string script;
     std::string verb; // with `send`: the line
     int ready_fd = -1;

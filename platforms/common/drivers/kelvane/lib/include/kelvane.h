@@ -1,9 +1,48 @@
 /* kelvane: driver library of a coherent optical line card.
  *
- * The library reaches the card only through 32-bit reads and writes of one PCIe BAR, by callbacks that
- * the application gives it. An application brings it up in this order:
+ * What the names mean:
+ *     controller  the chip that runs the card: an ARM core with its firmware, beside programmable logic.
+ *                 Older names for it stay in prescribed places: "zynq" is the chip, "ordune" the whole,
+ *                 "arm" its core and the firmware on it, "hespera" its programmable logic and the image
+ *                 for that
+ *     board       the device address of the controller
+ *     sirane      one of the card's three DSP chips; it has four host ports towards the client equipment
+ *                 and two network ports towards the line
+ *     xpm2        a pluggable optical module; module m, 0 to 5, is in network port m % 2 of sirane m / 2
+ *     mailbox     registers in which library and firmware exchange messages; each sirane has its own set
+ *     link-up     what kelvane_pci_mapped does: from then on the card can be talked to
+ *     MSI         the card's interrupt, message-signalled
+ *     DAP         a second channel for an application's own messages to the firmware
  *
- *     kelvane_init_driver, kelvane_device_create, kelvane_pci_mapped, kelvane_default_initialize
+ * The library reaches the card only through 32-bit reads and writes of one PCIe BAR, by callbacks that
+ * the application gives it, and the application waits for the card's interrupts. Without the checks of
+ * the return codes, which a real application needs:
+ *
+ *     static void *forward_interrupts(void *unused)
+ *     {
+ *         while (wait_for_interrupt()) { // of the UIO device KELVANE_UIO_NAME, for instance
+ *             kelvane_notify_msi(0);
+ *         }
+ *         return unused;
+ *     }
+ *
+ *     kelvane_init_device_t device = {
+ *         .client_type = 1, // Ethernet on the host ports
+ *         .notify_plugin_cb = on_plugin,
+ *         .pci_read_cb = read_word,
+ *         .pci_write_cb = write_word,
+ *     };
+ *     kelvane_init_driver();
+ *     kelvane_device_create(device);
+ *     pthread_create(&thread, NULL, forward_interrupts, NULL);
+ *     kelvane_pci_mapped(0, 1, (uintptr_t)bar, KELVANE_BAR_BYTES);
+ *     kelvane_enable_msi(0, 1);
+ *     kelvane_default_initialize(0); // resets the siranes
+ *     for (uint32_t sirane = 0; sirane < KELVANE_SIRANE_COUNT; sirane++) {
+ *         kelvane_enable_pm_notify(0, KELVANE_ADDRESS_SIRANE(sirane), 1, on_performance);
+ *         kelvane_enable_alarms_notify(0, KELVANE_ADDRESS_SIRANE(sirane), 1, on_alarms);
+ *     }
+ *     kelvane_set_laser(0, KELVANE_ADDRESS_MODULE(0), 1, NULL, 0); // on, and wait until it is
  *
  * Every operation returns 0 for success, otherwise one of enum kelvane_return_code or, from a command
  * that the firmware ran and refused, one of enum kelvane_arm_error. The two never overlap. Operations
@@ -25,8 +64,11 @@
  *     KELVANE_RET_CODE_DEVICE_NOT_READY      the firmware has not come up
  *     KELVANE_RET_CODE_GEN_ERR               no mailbox belongs to the address
  *     an enum kelvane_arm_error              the firmware ran the command and failed;
- * - it writes its outputs when an answer was received, also when that answer carries an error word, and
+ * - it writes its outputs when an answer was received, even when that answer carries an error word, and
  *   leaves them untouched otherwise.
+ *
+ * Where a comment says that a number is the firmware's own, the library carries it as it is: it knows
+ * neither its unit nor its range.
  */
 #ifndef KELVANE_H
 #define KELVANE_H
@@ -35,11 +77,19 @@
 
 #include "kelvane_arm_errors.h"
 #include "kelvane_records.h"
-#include "kelvane_reserved.h"
 
 #ifdef __cplusplus
 extern "C" {
 #endif
+
+/* The library's own version, for the preprocessor; kelvane_get_sw_sdk_version is that of the one which is
+ * linked. */
+#define KELVANE_VERSION_MAJOR 1
+#define KELVANE_VERSION_MINOR 43
+
+/* The card's UIO device on the host, and the size of its BAR. */
+#define KELVANE_UIO_NAME  "ZYNQFPGA"
+#define KELVANE_BAR_BYTES 0x04000000u
 
 /* A handle names the card; only 0 is ever valid. */
 typedef uint32_t kelvane_handle;
@@ -48,15 +98,27 @@ typedef uint32_t kelvane_handle;
  * 23..16 the sirane, 15..8 the network port, 7..0 the host port, 0xFF meaning none. */
 typedef uint32_t kelvane_device_address;
 
+enum {
+    KELVANE_SIRANE_COUNT = 3,
+    KELVANE_NETWORK_PORTS_PER_SIRANE = 2,
+    KELVANE_HOST_PORTS_PER_SIRANE = 4,
+    KELVANE_MODULE_COUNT = 6,
+};
+
+/* Building one, d being the sirane, n the network port, h the host port, m the module, all from 0. */
 #define KELVANE_ADDRESS_BOARD              0xF0FFFFFFu
 #define KELVANE_ADDRESS_SIRANE(d)          (0xFF00FFFFu | ((uint32_t)(d) << 16))
 #define KELVANE_ADDRESS_NETWORK_PORT(d, n) (0xFF0000FFu | ((uint32_t)(d) << 16) | ((uint32_t)(n) << 8))
 #define KELVANE_ADDRESS_HOST_PORT(d, h)    (0xFF00FF00u | ((uint32_t)(d) << 16) | (uint32_t)(h))
+#define KELVANE_ADDRESS_MODULE(m)          KELVANE_ADDRESS_NETWORK_PORT((m) / 2, (m) % 2)
 
-enum {
-    KELVANE_SIRANE_COUNT = 3,
-    KELVANE_NETWORK_PORTS_PER_SIRANE = 2,
-};
+/* Taking one apart: KELVANE_NO_FIELD for what it does not name. The module is that of a network port. */
+#define KELVANE_NO_FIELD                 0xFFu
+#define KELVANE_IS_BOARD(address)        (((uint32_t)(address) >> 24 & 0xFu) != 0xFu)
+#define KELVANE_SIRANE_OF(address)       ((uint32_t)(address) >> 16 & 0xFFu)
+#define KELVANE_NETWORK_PORT_OF(address) ((uint32_t)(address) >> 8 & 0xFFu)
+#define KELVANE_HOST_PORT_OF(address)    ((uint32_t)(address)&0xFFu)
+#define KELVANE_MODULE_OF(address)       (KELVANE_SIRANE_OF(address) * 2 + KELVANE_NETWORK_PORT_OF(address))
 
 /* 16, 22 and 110 are the system's EBUSY, EINVAL and ETIMEDOUT. */
 enum kelvane_return_code {
@@ -74,34 +136,51 @@ enum kelvane_return_code {
 
 /* ---- callbacks ------------------------------------------------------------------------------------
  *
- * All return 0 for success. Those of the PCI access may be called from any library thread, several at
- * once, and must not call the library.
+ * All return 0 for success. Each is called on one of the library's threads; the PCI access also on
+ * those that call the library:
  *
- * Answers to requests, plug-in and restart notices come with the sirane's answer mailbox locked and its
- * handshake open, so a slow callback delays all answers of that sirane. A command to the same sirane fails
- * from there: with KELVANE_RET_CODE_GEN_PLATFORM_PROBLEM, or at once with KELVANE_RET_CODE_ETIMEDOUT while
- * another thread has a command under way. From performance, alarm, keep-alive and generic callbacks, and from
- * the report of a time-out, commands work and wait as usual; but one from a performance or alarm callback and
- * a link-up (kelvane_pci_mapped) that another thread has under way wait for each other, until one of them
- * gives up after 360 s. The result of a laser, traffic-type, performance or alarm callback is logged only; a
- * plug-in or restart callback that fails refuses the message. */
+ *   callback             on which thread      held during the call   what it may call     its failure
+ *   -------------------  -------------------  ---------------------  -------------------  ----------------
+ *   PCI access           any, several at      what the access        nothing              fails the access
+ *                        once                 needs
+ *   laser, traffic type  the sirane's answer  the sirane's answer    no command to that   is logged
+ *                        thread               mailbox                sirane
+ *     their time-out     background thread    nothing                anything             is logged
+ *   plug-in, restart     the sirane's answer  the sirane's answer    no command to that   refuses the
+ *                        thread               mailbox                sirane               message
+ *   performance          the sirane's batch   the sirane's batch     anything (1)         is logged
+ *                        thread               mailbox
+ *   alarms               the sirane's alarm   the sirane's alarm     anything (1)         is logged
+ *                        thread               mailbox
+ *   keep-alive, generic  background thread    nothing                anything             is logged
+ *   DAP answer           DAP thread           the DAP channel        anything but         is logged
+ *                                                                    kelvane_dap_command
+ *
+ * An access that fails ends its operation with KELVANE_RET_CODE_DEVICE_UNAVAILABLE.
+ * A slow callback delays whatever else arrives in the mailbox that is held; on the background thread it
+ * delays keep-alive and the time-outs of all siranes. A command that a callback may not call fails: with
+ * KELVANE_RET_CODE_GEN_PLATFORM_PROBLEM, or at once with KELVANE_RET_CODE_ETIMEDOUT while another thread has
+ * a command to that sirane under way.
+ * (1) While another thread is in a link-up (kelvane_pci_mapped), the two wait for each other until one gives
+ *     up after 360 s. */
 
-/* Reads the 32-bit word at byte `offset` of the BAR into `value`. `bus` is always 0. `check_alive` is 1
- * for normal service and 0 where the firmware need not be up. */
+/* Read the 32-bit word at byte `offset` of the BAR into `value`, and write one. `bus` is always 0.
+ * `check_alive` is 1 for normal service and 0 where the firmware need not be up. */
 typedef int32_t (*kelvane_pci_read_cb)(kelvane_handle handle, uint32_t bus, uint32_t offset, uint32_t *value,
                                        uint32_t check_alive);
 typedef int32_t (*kelvane_pci_write_cb)(kelvane_handle handle, uint32_t bus, uint32_t offset, uint32_t value,
                                         uint32_t check_alive);
 
 /* Move `words` 32-bit words at ascending offsets, each as one 32-bit access. Offsets are multiples of 4
- * within the BAR, but for the rows of the firmware's logs: where those lie the card says, which may be
- * anywhere. An application answers what its bus would: all ones. */
+ * within the BAR, except for the rows of the firmware's logs: the card says where those are, and that may be
+ * anywhere. There an application answers what its bus would: all ones. */
 typedef int32_t (*kelvane_pci_read_block_cb)(kelvane_handle handle, uint32_t bus, uint32_t offset,
                                              uint32_t words, uint32_t *data, uint32_t check_alive);
 typedef int32_t (*kelvane_pci_write_block_cb)(kelvane_handle handle, uint32_t bus, uint32_t offset,
                                               uint32_t words, const uint32_t *data, uint32_t check_alive);
 
-/* A module was plugged or unplugged: `plugged` is its state as the firmware gives it. */
+/* The module in the address's network port was plugged or unplugged: `plugged` is its state as the firmware
+ * gives it. */
 typedef int32_t (*kelvane_notify_plugin_cb)(kelvane_handle handle, kelvane_device_address device_address,
                                             uint32_t plugged);
 
@@ -125,7 +204,7 @@ typedef int32_t (*kelvane_generic_cb)(kelvane_handle handle, kelvane_device_addr
                                       uint32_t value);
 
 /* The firmware's keep-alive status changed. `deque_status` is the result of serving the interrupts that
- * were pending then. */
+ * were pending at that moment. */
 enum kelvane_keep_alive_status {
     KELVANE_UNDEF = 0,
     KELVANE_ALIVE = 1,
@@ -141,26 +220,22 @@ typedef int32_t (*kelvane_set_laser_cb)(kelvane_handle handle, kelvane_device_ad
 typedef int32_t (*kelvane_set_traffic_type_cb)(kelvane_handle handle, kelvane_device_address device_address,
                                                uint32_t transaction_id, int32_t result);
 
-/* Reserved: kelvane_program_activate_software takes none. */
-typedef int32_t (*kelvane_program_activate_cb)(kelvane_handle handle, kelvane_device_address device_address,
-                                               uint32_t transaction_id, int32_t result);
-
-/* A batch of performance data of the address's sirane, every interval. `record` is valid during the call.
- * `pm_incremental_id` counts the batches. */
+/* A batch of performance data of the address's sirane, once per interval (kelvane_set_pm_parameters).
+ * `record` is valid during the call. `pm_incremental_id` counts the batches. */
 typedef int32_t (*kelvane_pm_notify_cb)(kelvane_handle handle, kelvane_device_address device_address,
                                         const kelvane_global_pm *record, uint64_t pm_incremental_id);
 
-/* The alarms of the address's sirane changed. `record` is valid during the call; `value` is the card's. */
+/* The alarms of the address's sirane changed. `record` is valid during the call; `value` is the firmware's
+ * own. */
 typedef int32_t (*kelvane_alarms_notify_cb)(kelvane_handle handle, kelvane_device_address device_address,
                                             const global_alarms *record, uint64_t value);
 
-/* The answer to a DAP message: `size` bytes at `data`, valid during the call. Runs on the library's DAP
- * thread with the channel locked: kelvane_dap_command fails from here. */
+/* The answer to a DAP message: `*size` bytes at `data`, valid during the call. */
 typedef int32_t (*kelvane_dap_cb)(kelvane_handle handle, void *data, const uint32_t *size);
 
 /* ---- life of a device ----------------------------------------------------------------------------- */
 
-/* What kelvane_device_create needs to know; handed over by value, the callbacks stay in use until the
+/* What kelvane_device_create needs to know. It is handed over by value; the callbacks stay in use until the
  * process ends. */
 typedef struct {
     uint32_t slot_id;                              /* the handle to use; must be 0 */
@@ -175,15 +250,15 @@ typedef struct {
     kelvane_generic_cb generic_cb;                                 /* or NULL */
 } kelvane_init_device_t;
 
-/* Prepares the library for the process: log, transaction ids, mailbox tables. A second call only writes
- * the version to the log. Does not block. One thread at a time. Returns 0,
+/* Prepares the library for the process: log, transaction ids, mailbox tables. A second call only logs
+ * the version. Does not block. One thread at a time. Returns 0,
  * KELVANE_RET_CODE_GEN_PLATFORM_PROBLEM when a lock cannot be made, or KELVANE_RET_CODE_GEN_ERR when the
  * existing log file cannot be opened; after a failure it may be called again. */
 int32_t kelvane_init_driver(void);
 
 /* Claims the handle and makes the locks, tables and threads of the device, once for the process; they
  * live until it ends. Does not touch the card. One thread at a time, after kelvane_init_driver. Returns
- * the handle, 0, also when the device exists already; -1 when a required callback is NULL, the handle is
+ * the handle, 0, even when the device exists already; -1 when a required callback is NULL, the handle is
  * taken or something could not be made; a positive kelvane_return_code when a table refused, in which
  * case the record stays claimed. */
 int32_t kelvane_device_create(kelvane_init_device_t init_device);
@@ -193,9 +268,9 @@ int32_t kelvane_device_create(kelvane_init_device_t init_device);
 int32_t kelvane_device_delete(kelvane_handle handle);
 
 /* Tells the library that the BAR can be reached (`pci_mapped` 1) or not (0); another value opens the access
- * with none of what follows. On 1 it tests the link, reads the firmware's version, tells it the library's,
- * and brings every mailbox to idle; while it does so on firmware 5.22 and later no command runs on that
- * sirane. `base` and `size` describe the mapping and are not used. Blocks for some milliseconds, with a
+ * with none of what follows. On 1 it tests the link, reads the firmware's version, tells the firmware the
+ * library's, and brings every mailbox to idle; while it does so on firmware 5.22 and later no command runs on
+ * that sirane. `base` and `size` describe the mapping and are not used. Blocks for some milliseconds, with a
  * silent firmware for up to 300 s a mailbox, with firmware below 5.10 for at least 1.5 s and up to 150 s a
  * sirane. Not from two threads at once. Returns 0, or any code of a command except a firmware error word;
  * the access is then closed again. A failure on firmware 5.22 and later, from the mailboxes on, returns
@@ -205,7 +280,8 @@ int32_t kelvane_pci_mapped(kelvane_handle handle, int32_t pci_mapped, uint64_t b
 /* Puts the firmware into its default state, which resets the siranes. A command, to the board. */
 int32_t kelvane_default_initialize(kelvane_handle handle);
 
-/* The library's own version, 1 and 43; also writes it to the log. Never fails. */
+/* The library's own version, KELVANE_VERSION_MAJOR and KELVANE_VERSION_MINOR, which it also logs. Never
+ * fails. */
 void kelvane_get_sw_sdk_version(uint32_t *major, uint32_t *minor);
 
 /* Writes the whole record of the handle to the log at INFO level. Reads without locks. */
@@ -280,37 +356,43 @@ int32_t kelvane_get_seu_pl_uncorrectable(kelvane_handle handle, uint32_t *state)
 
 /* ---- registers, diagnostics, keep-alive ----------------------------------------------------------- */
 
-/* Reads a register of the device through the firmware. A command. */
+/* Reads a register of the device through the firmware. `reg_address` is the device's own number of it,
+ * 0x9010 for instance, not an offset in the BAR. A command. */
 int32_t kelvane_read_register(kelvane_handle handle, kelvane_device_address device_address,
                               uint32_t reg_address, uint32_t *value);
 
 /* Writes one. A command, except that address and handle are not checked before it goes out: an address
- * that other operations refuse is the firmware's to judge, and what belongs to no card or sirane gives
- * KELVANE_RET_CODE_GEN_ERR. */
+ * that other operations refuse is left to the firmware's judgement, and one that belongs to no card or sirane
+ * gives KELVANE_RET_CODE_GEN_ERR. */
 int32_t kelvane_write_register(kelvane_handle handle, kelvane_device_address device_address,
                                uint32_t reg_address, uint32_t value);
 
-/* Has the firmware run a diagnostic: 4 high power, 5 low power, 34 time-out of the next laser operation;
- * the firmware knows others. A command, 10 ms longer than the others. */
+/* Has the firmware run a diagnostic, one of enum kelvane_diagnostic; any other number is the firmware's own.
+ * A command that takes 10 ms longer than the others. */
+enum kelvane_diagnostic {
+    KELVANE_DIAGNOSTIC_HIGH_POWER = 4,
+    KELVANE_DIAGNOSTIC_LOW_POWER = 5,
+    KELVANE_DIAGNOSTIC_LASER_TIMEOUT = 34, /* the next laser operation fails with a time-out */
+};
 int32_t kelvane_diag_command(kelvane_handle handle, kelvane_device_address device_address,
                              uint32_t diag_command);
 
 /* Resets the sirane of the address. A command. */
 int32_t kelvane_recover_device(kelvane_handle handle, kelvane_device_address device_address);
 
-/* The status word of the module in a network port, as the firmware gives it. A command. */
+/* The status word of the module in a network port, the firmware's own. A command. */
 int32_t kelvane_get_xpm2_status(kelvane_handle handle, kelvane_device_address device_address,
                                 uint32_t *status);
 
-/* Sets the level mask of the firmware's own log. A command; only the handle is checked. */
+/* Sets the level mask of the firmware's log; its bits are the firmware's own. A command; only the handle is
+ * checked. */
 int32_t kelvane_set_arm_trace_level(kelvane_handle handle, uint32_t arm_trace_level);
 
 /* Turns the watch over the firmware on (1) or off (0). On: every access to the card fails with
  * KELVANE_RET_CODE_DEVICE_UNAVAILABLE until the firmware has answered, and whenever it stops answering;
- * `keep_alive_cb` hears of each change, on the library's background thread with no lock held; NULL
- * leaves the callback that was set before. Off: takes effect at once, even when the card does not
- * answer. A command; only the handle is checked, and the firmware's word ORDUNE_MBOX_BUSY counts as
- * success when turning on. */
+ * `keep_alive_cb` is told of each change; NULL leaves the callback that was set before. Off: takes effect at
+ * once, even when the card does not answer. A command; only the handle is checked, and the firmware's word
+ * ORDUNE_MBOX_BUSY counts as success when turning on. */
 int32_t kelvane_enable_keep_alive_notify(kelvane_handle handle, uint32_t enable,
                                          kelvane_keep_alive_cb keep_alive_cb);
 
@@ -323,24 +405,22 @@ int32_t kelvane_get_keep_alive_status(kelvane_handle handle, uint32_t *enable, u
 int32_t kelvane_read_scratchpad_register(kelvane_handle handle, uint32_t *value);
 int32_t kelvane_write_scratchpad_register(kelvane_handle handle, const uint32_t *value);
 
-/* Changes nothing: words cross the link in host order. Returns 0. */
-int32_t kelvane_set_endianess(kelvane_handle handle);
-
-/* Resets the card: 1 or 0 chooses the kind. Blocks for 100 ms. Returns 0, KELVANE_RET_CODE_EINVAL for a
- * bad handle or kind, KELVANE_RET_CODE_DEVICE_UNAVAILABLE. */
+/* Resets the card: 1 or 0 chooses the kind, which is the card's own. Blocks for 100 ms. Returns 0,
+ * KELVANE_RET_CODE_EINVAL for a bad handle or kind, KELVANE_RET_CODE_DEVICE_UNAVAILABLE. */
 int32_t kelvane_set_trigger_reset(kelvane_handle handle, uint32_t trigger_reset);
 
 /* ---- provisioning ----------------------------------------------------------------------------------
  *
- * Commands, to the network port (a module port) unless the comment says otherwise. The library judges no
- * value: the firmware does, with its error words. A reading's output is the firmware's word. */
+ * Commands, to a network port unless the comment says otherwise. The library judges no value: the firmware
+ * does, with its error words. What an operation reads back is the firmware's word. */
 
 /* Sets what the port carries (enum kelvane_traffic_type), or switches its laser (1 on). With `fn_cb` NULL a
  * command like the others. With a callback the operation returns once the request is handed over, and the
- * callback hears of the outcome, possibly before that: on a library thread, with the firmware's result, or
- * with KELVANE_RET_CODE_ETIMEDOUT after at least 300 s without an answer. Then also KELVANE_RET_CODE_EBUSY,
- * when twelve such requests of the sirane are under way. A request whose sending fails returns that code,
- * and its callback is called with the time-out all the same. */
+ * callback is told of the outcome, possibly before that: the firmware's result, or
+ * KELVANE_RET_CODE_ETIMEDOUT after at least 300 s without an answer. It then also returns
+ * KELVANE_RET_CODE_EBUSY, when twelve such requests of the sirane are under way. A request whose sending
+ * fails returns that code, and its callback is called with the time-out all the same. `transaction_id` is
+ * the caller's, for the callback. */
 int32_t kelvane_set_traffic_type(kelvane_handle handle, kelvane_device_address device_address,
                                  uint32_t traffic_type, kelvane_set_traffic_type_cb fn_cb,
                                  uint32_t transaction_id);
@@ -350,7 +430,8 @@ int32_t kelvane_get_traffic_type(kelvane_handle handle, kelvane_device_address d
                                  uint32_t *traffic_type);
 int32_t kelvane_get_laser(kelvane_handle handle, kelvane_device_address device_address, uint32_t *laser);
 
-/* Wavelength of one direction (enum kelvane_tx_rx). Flex-grid channels count in steps ten times finer. */
+/* The wavelength of one direction (`tx_rx` is one of enum kelvane_tx_rx), as a channel number that is the
+ * firmware's own. Flex-grid channels count in steps ten times finer: channel 35 is flex-grid channel 350. */
 int32_t kelvane_set_laser_channel(kelvane_handle handle, kelvane_device_address device_address,
                                   int32_t channel, int32_t tx_rx);
 int32_t kelvane_get_laser_channel(kelvane_handle handle, kelvane_device_address device_address,
@@ -359,13 +440,17 @@ int32_t kelvane_set_laser_channel_flex_grid(kelvane_handle handle, kelvane_devic
                                             int32_t channel, int32_t tx_rx);
 int32_t kelvane_get_laser_channel_flex_grid(kelvane_handle handle, kelvane_device_address device_address,
                                             uint32_t *channel, int32_t tx_rx);
+
+/* Bright tuning of one direction: whether the laser stays lit while it is tuned to another wavelength. The
+ * numbers are the firmware's own. */
 int32_t kelvane_set_laser_bright_tuning(kelvane_handle handle, kelvane_device_address device_address,
                                         int32_t bright_tuning, int32_t tx_rx);
 int32_t kelvane_get_laser_bright_tuning(kelvane_handle handle, kelvane_device_address device_address,
                                         uint32_t *bright_tuning, int32_t tx_rx);
 
-/* The provisioned power goes out as a single-precision number (the second form converts its integer), the
- * run-time power as an integer; neither is scaled. */
+/* The optical output power. The provisioned one goes out as a single-precision number (the second form
+ * converts its integer), the run-time power as an integer; neither is scaled, and their unit is the
+ * firmware's own. The power that the module really has is in kelvane_xpm2_port_pm, in 0.01 dBm. */
 int32_t kelvane_set_optical_output_power(kelvane_handle handle, kelvane_device_address device_address,
                                          float power);
 int32_t kelvane_set_optical_output_power_v2(kelvane_handle handle, kelvane_device_address device_address,
@@ -375,17 +460,24 @@ int32_t kelvane_set_runtime_optical_output_power(kelvane_handle handle, kelvane_
 int32_t kelvane_get_config_optical_output_power(kelvane_handle handle, kelvane_device_address device_address,
                                                 uint32_t *power);
 
-/* Any address that names a device is sent. */
+/* Whether a module is in the port, the firmware's own word. Any address that names a device is sent. */
 int32_t kelvane_is_xpm2_present(kelvane_handle handle, kelvane_device_address device_address,
                                 uint32_t *is_present);
 
+/* Disables the module's transmitter; the numbers are the firmware's own. */
 int32_t kelvane_set_tx_disable(kelvane_handle handle, kelvane_device_address device_address, uint32_t enable);
+
+/* The module's LED, enum kelvane_led. */
 int32_t kelvane_set_xpm2_led(kelvane_handle handle, kelvane_device_address device_address, uint32_t led);
 int32_t kelvane_get_xpm2_led(kelvane_handle handle, kelvane_device_address device_address, uint32_t *led);
+
+/* Online insertion and removal (OIR): has the firmware act as if the module had been pulled out or put in.
+ * The numbers are the firmware's own. */
 int32_t kelvane_set_xpm2_simulated_oir(kelvane_handle handle, kelvane_device_address device_address,
                                        uint32_t value);
 
-/* The host's pair takes any address that names a device, the network's a network port only. */
+/* Loops the traffic of a host port, or of a network port, back; the numbers are the firmware's own. The
+ * host's pair takes any address that names a device, the network's pair a network port only. */
 int32_t kelvane_set_host_loopback(kelvane_handle handle, kelvane_device_address device_address,
                                   int32_t enable);
 int32_t kelvane_get_host_loopback(kelvane_handle handle, kelvane_device_address device_address,
@@ -395,7 +487,8 @@ int32_t kelvane_set_network_loopback(kelvane_handle handle, kelvane_device_addre
 int32_t kelvane_get_network_loopback(kelvane_handle handle, kelvane_device_address device_address,
                                      uint32_t *enable);
 
-/* Bounds of the receiver's search for chromatic dispersion. */
+/* Bounds of the receiver's search for chromatic dispersion (CD), numbers of the firmware's own. What it found
+ * is in kelvane_sirane_port_pm, in ps/nm. */
 int32_t kelvane_set_rx_cd_low_search_value(kelvane_handle handle, kelvane_device_address device_address,
                                            int32_t value);
 int32_t kelvane_get_rx_cd_low_search_value(kelvane_handle handle, kelvane_device_address device_address,
@@ -405,7 +498,9 @@ int32_t kelvane_set_rx_cd_high_search_value(kelvane_handle handle, kelvane_devic
 int32_t kelvane_get_rx_cd_high_search_value(kelvane_handle handle, kelvane_device_address device_address,
                                             uint32_t *value);
 
-/* To a sirane. Returns failures of the transport only: the firmware's result is not looked at. */
+/* Consequent action: what the sirane does to the traffic when a defect is there, `ca` telling which action
+ * and `status` its state; both numbers are the firmware's own. To a sirane. Returns failures of the transport
+ * only: the firmware's result is not looked at. */
 int32_t kelvane_set_cons_action(kelvane_handle handle, kelvane_device_address device_address, int32_t ca,
                                 int32_t status);
 
@@ -419,8 +514,9 @@ int32_t kelvane_global_provisioned_config(kelvane_handle handle, kelvane_device_
 int32_t kelvane_get_xpm2_inventory_inf(kelvane_handle handle, kelvane_device_address device_address,
                                        kelvane_xpm2_inventory_t *record);
 
-/* Has the working or golden image (enum kelvane_zynq_run_type) checked. A command, except that the
- * firmware's result is not looked at; KELVANE_RET_CODE_EINVAL for another kind of image. */
+/* Has the signature of the working or golden image (enum kelvane_zynq_run_type) checked; `rsa_check` is the
+ * firmware's own word. A command, except that the firmware's result is not looked at;
+ * KELVANE_RET_CODE_EINVAL for another kind of image. */
 int32_t kelvane_get_zynq_rsa_check(kelvane_handle handle, int32_t run_type, uint32_t *rsa_check);
 
 /* Control and status registers of a sirane. A command. */
@@ -436,21 +532,23 @@ int32_t kelvane_get_subsystem_status_info(kelvane_handle handle, kelvane_device_
 enum kelvane_download_device {
     KELVANE_DOWNLOAD_HESPERA_GOLDEN = 0,
     KELVANE_DOWNLOAD_HESPERA = 1,
-    KELVANE_DOWNLOAD_SIRANE = 2, /* 3 and 4 are accepted, too; what they name is the firmware's affair */
+    KELVANE_DOWNLOAD_SIRANE = 2, /* 3 and 4 are also accepted; what they name only the firmware knows */
 };
 
 /* Downloads the image in the file `file_name`, a path of at most 255 characters, with the first 32 bytes of
  * `file_name`.md5 as its digest's text: what md5sum prints. At most 33,553,403 bytes. Blocks for a
- * microsecond per word or less, then as a command. Meanwhile, behind the first ten words, the trace levels
- * DEBUG and REG are off; afterwards they are on again crosswise (had one of them been on, the other one is
- * now), after a failure not at all. Returns the codes of a command, ORDUNE_... verdicts among them;
- * KELVANE_RET_CODE_EINVAL also for an unknown kind or a longer name; KELVANE_RET_CODE_GEN_ERR for a file that
- * is missing, empty, too large, unreadable, or has a digest of fewer than 32 bytes. The command is not sent
- * then. */
+ * microsecond per word or less, then as a command. Meanwhile, after the first ten words, the trace levels
+ * DEBUG and REG are off; afterwards they are on again but swapped (if only one of them was on before, only
+ * the other one is now), and after a failure they stay off. Returns the codes of a command, ORDUNE_...
+ * verdicts among them; KELVANE_RET_CODE_EINVAL also for an unknown kind or a longer name;
+ * KELVANE_RET_CODE_GEN_ERR for a file that is missing, empty, too large, unreadable, or has a digest of fewer
+ * than 32 bytes. The command is not sent then. */
 int32_t kelvane_download_software(kelvane_handle handle, uint32_t download_device, const char *file_name);
 
 /* Activates the downloaded image on the device. `file_name` is written to the log only, `transaction_id` is
  * handed on. `fn_cb` must be NULL: with a callback it returns KELVANE_RET_CODE_GEN_ERR at once. A command. */
+typedef int32_t (*kelvane_program_activate_cb)(kelvane_handle handle, kelvane_device_address device_address,
+                                               uint32_t transaction_id, int32_t result);
 int32_t kelvane_program_activate_software(kelvane_handle handle, kelvane_device_address device_address,
                                           const char *file_name, kelvane_program_activate_cb fn_cb,
                                           uint32_t transaction_id);
@@ -490,9 +588,13 @@ int32_t kelvane_ps_print_eprom_trace(kelvane_handle handle);
  * Commands. The firmware judges what kind of address a record needs. Records come in the current layout
  * whatever the firmware's age. */
 
-/* Interval of the counters, 0 to 64 in the firmware's unit; KELVANE_RET_CODE_EINVAL above. */
+/* The interval of the counters and of the batches, 0 to 64 in a unit of the firmware's own;
+ * KELVANE_RET_CODE_EINVAL above. */
 int32_t kelvane_set_pm_parameters(kelvane_handle handle, kelvane_device_address device_address,
                                   uint32_t pm_interval);
+
+/* One module, one network port, one host port, the sirane with the controller, or all of a sirane. The units
+ * are with the fields of the records. */
 int32_t kelvane_get_xpm2_port_pm(kelvane_handle handle, kelvane_device_address device_address,
                                  kelvane_xpm2_port_pm *record);
 int32_t kelvane_get_sirane_port_pm(kelvane_handle handle, kelvane_device_address device_address,
@@ -517,7 +619,8 @@ int32_t kelvane_enable_pm_notify(kelvane_handle handle, kelvane_device_address d
 
 /* ---- alarms ----------------------------------------------------------------------------------------
  *
- * Commands, each for the word of one port or device, or for all of a sirane. */
+ * Commands, each for the word of one port or device, or for all of a sirane. The bits of the words are in
+ * kelvane_records.h, their names as texts in kelvane_alarm_names.h, which is included separately. */
 int32_t kelvane_get_host_pcs_alarms(kelvane_handle handle, kelvane_device_address device_address,
                                     uint32_t *alarms);
 int32_t kelvane_get_host_otn_alarms(kelvane_handle handle, kelvane_device_address device_address,
@@ -544,8 +647,8 @@ int32_t kelvane_force_global_alarms_notify(kelvane_handle handle, kelvane_device
 
 /* Hands over `*size` bytes, at most 1024, for the firmware modules behind the channel; a request that has not
  * gone out yet is overwritten. The data are copied. Blocks for at most 1 s. The answer reaches `callback`,
- * which may be NULL; there is no time-out, and a request that fails on the way or at the firmware is heard of
- * no more. Returns 0, KELVANE_RET_CODE_EINVAL for more bytes, KELVANE_RET_CODE_ETIMEDOUT,
+ * which may be NULL. There is no time-out: a request that fails on the way or at the firmware is silently
+ * dropped. Returns 0, KELVANE_RET_CODE_EINVAL for more bytes, KELVANE_RET_CODE_ETIMEDOUT,
  * KELVANE_RET_CODE_GEN_PLATFORM_PROBLEM, or KELVANE_RET_CODE_GEN_ERR before a device was created. */
 int32_t kelvane_dap_command(kelvane_handle handle, const void *data, const uint32_t *size,
                             kelvane_dap_cb callback);
@@ -573,7 +676,7 @@ const char *kelvane_rc_to_string(int32_t code);
 /* The name of a firmware error word, static text; "UNKNOWN" for any other value. */
 const char *kelvane_arm_error_to_string(int32_t code);
 
-/* Which levels are traced, one bit each. All are at the start. */
+/* Which levels are traced, one bit each. At the start all of them are. */
 enum kelvane_trace_level {
     KELVANE_TRACE_ERROR = 1,
     KELVANE_TRACE_INFO = 2,
@@ -588,7 +691,14 @@ int32_t trace_level_mask_set(uint32_t mask); /* returns 0 */
 void trace_level_mask_add(uint32_t bits);
 void trace_level_mask_clear(uint32_t bits);
 
+/* ---- operations that do nothing -------------------------------------------------------------------- */
+
+/* Changes nothing: words cross the link in host order. Returns 0. */
+int32_t kelvane_set_endianess(kelvane_handle handle);
+
 #ifdef __cplusplus
 }
 #endif
+
+#include "kelvane_reserved.h" /* some eighty more, each of which returns 0 and does nothing */
 #endif

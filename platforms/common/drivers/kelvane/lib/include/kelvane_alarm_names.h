@@ -1,17 +1,24 @@
-// The names of alarm bits, from the highest to the lowest; bits without a name are not listed.
+/* The names of alarm bits as texts, from the highest bit to the lowest; bits without a name are not listed.
+ * Not part of kelvane.h, because every file that includes it gets the tables. */
 #ifndef KELVANE_ALARM_NAMES_H
 #define KELVANE_ALARM_NAMES_H
 
-#include <cstdint>
+#include <stdint.h>
 
-#include "kelvane.h"
+#include "kelvane_records.h"
 
-struct alarm_name {
-    uint32_t bit;
+struct kelvane_alarm_name {
+    uint32_t bit; /* its number, 0 to 31 */
     const char *name;
 };
 
-inline constexpr alarm_name host_pcs_alarms_names[] = {
+#ifdef __cplusplus
+#define KELVANE_ALARM_NAMES inline constexpr struct kelvane_alarm_name
+#else
+#define KELVANE_ALARM_NAMES __attribute__((__unused__)) static const struct kelvane_alarm_name
+#endif
+
+KELVANE_ALARM_NAMES kelvane_host_pcs_alarm_names[] = {
     {KELVANE_HOST_PCS_TX_HOST_REMOTE_FLT, "IS_PRESENT__HOST_PCS_ALARMS__TX_HOST_REMOTE_FLT"},
     {KELVANE_HOST_PCS_TX_HOST_PCS_ERR_FLT, "IS_PRESENT__HOST_PCS_ALARMS__TX_HOST_PCS_ERR_FLT"},
     {KELVANE_HOST_PCS_TX_HOST_PCS_BIP_FLT, "IS_PRESENT__HOST_PCS_ALARMS__TX_HOST_PCS_BIP_FLT"},
@@ -22,7 +29,7 @@ inline constexpr alarm_name host_pcs_alarms_names[] = {
     {KELVANE_HOST_PCS_TX_HOST_BLK_LCK_FLT, "IS_PRESENT__HOST_PCS_ALARMS__TX_HOST_BLK_LCK_FLT"},
 };
 
-inline constexpr alarm_name host_otn_alarms_names[] = {
+KELVANE_ALARM_NAMES kelvane_host_otn_alarm_names[] = {
     {KELVANE_HOST_OTN_TX_HOST_LOS_3, "IS_PRESENT__HOST_OTN_ALARMS__TX_HOST_LOS_3"},
     {KELVANE_HOST_OTN_TX_HOST_LOS_2, "IS_PRESENT__HOST_OTN_ALARMS__TX_HOST_LOS_2"},
     {KELVANE_HOST_OTN_TX_HOST_LOS_1, "IS_PRESENT__HOST_OTN_ALARMS__TX_HOST_LOS_1"},
@@ -35,7 +42,7 @@ inline constexpr alarm_name host_otn_alarms_names[] = {
     {KELVANE_HOST_OTN_TX_HOST_OUT_OF_ALGN, "IS_PRESENT__HOST_OTN_ALARMS__TX_HOST_OUT_OF_ALGN"},
 };
 
-inline constexpr alarm_name ntwk_port_alarms_names[] = {
+KELVANE_ALARM_NAMES kelvane_ntwk_port_alarm_names[] = {
     {KELVANE_NTWK_COUNTER_OVFL, "COUNTER_OVFL"},
     {KELVANE_NTWK_RX_NTWK_LOF, "RX_NTWK_LOF"},
     {KELVANE_NTWK_RX_NTWK_OOF, "RX_NTWK_OOF"},
@@ -53,7 +60,7 @@ inline constexpr alarm_name ntwk_port_alarms_names[] = {
     {KELVANE_NTWK_RX_NTWK_OUT_OF_ALGN, "RX_NTWK_OUT_OF_ALGN"},
 };
 
-inline constexpr alarm_name xpm2_alarms_names[] = {
+KELVANE_ALARM_NAMES kelvane_xpm2_alarm_names[] = {
     {KELVANE_XPM2_SUMMARY_ALRM, "XPM2_SUMMARY_ALRM"},
     {KELVANE_XPM2_WRONG_CALDATA, "XPM2_WRONG_CALDATA"},
     {KELVANE_XPM2_FMEA_PIN_TEST, "XPM2_FMEA_PIN_TEST"},
@@ -76,7 +83,7 @@ inline constexpr alarm_name xpm2_alarms_names[] = {
     {KELVANE_XPM2_HW_FLT, "XPM2_HW_FLT"},
 };
 
-inline constexpr alarm_name generic_alarms_names[] = {
+KELVANE_ALARM_NAMES kelvane_generic_alarm_names[] = {
     {KELVANE_GENERIC_SRN_SUMMARY_ALRM, "SRN_SUMMARY_ALRM"},
     {KELVANE_GENERIC_ORD_SUMMARY_ALRM, "ORD_SUMMARY_ALRM"},
     {KELVANE_GENERIC_ORD_EEP_FAIL, "ORD_EEP_FAIL"},
@@ -92,5 +99,7 @@ inline constexpr alarm_name generic_alarms_names[] = {
     {KELVANE_GENERIC_SRN_TEMP, "SRN_TEMP"},
     {KELVANE_GENERIC_SRN_IMAGE_CORRUPT, "SRN_IMAGE_CORRUPT"},
 };
+
+#undef KELVANE_ALARM_NAMES
 
 #endif

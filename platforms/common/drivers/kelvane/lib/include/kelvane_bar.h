@@ -4,7 +4,9 @@
 
 #include <cstdint>
 
-constexpr uint32_t BAR_BYTES = 0x04000000;
+#include "kelvane.h"
+
+constexpr uint32_t BAR_BYTES = KELVANE_BAR_BYTES;
 
 // Interrupts.
 constexpr uint32_t BOARD_ID_REG = 0x00000000; // top byte above 0x32: a board without global enable

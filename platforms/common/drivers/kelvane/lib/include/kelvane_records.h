@@ -1,7 +1,8 @@
 /* The records that cross the mailboxes and reach the application; part of kelvane.h.
  *
- * Sizes and offsets are the card's. All words are little-endian, as the host's. A field that older
- * firmware does not send reads as all ones, unless its comment says otherwise.
+ * Sizes and offsets are the card's. All words are little-endian, as the host's are. A field that older
+ * firmware does not send reads as all ones, unless its comment says otherwise. Of the fields that stand
+ * for one quantity (current, minimum, maximum, average) the first one names the unit.
  */
 #ifndef KELVANE_RECORDS_H
 #define KELVANE_RECORDS_H
@@ -50,11 +51,12 @@ enum kelvane_led {
 /* Direction of a wavelength. */
 enum kelvane_tx_rx { KELVANE_TX = 1, KELVANE_RX = 2 };
 
-/* What is provisioned on a sirane, 120 bytes; index 0 is network port 0. */
+/* What is provisioned on a sirane, 120 bytes: each number as the operation that sets it takes it. Index 0 is
+ * network port 0. */
 typedef struct {
     uint32_t traffic_type[2]; /* enum kelvane_traffic_type */
-    uint32_t laser[2];
-    uint32_t tx_channel[2]; /* legacy channels */
+    uint32_t laser[2];        /* 1 on */
+    uint32_t tx_channel[2];   /* legacy channels */
     uint32_t rx_channel[2];
     uint32_t tx_bright_tuning[2];
     uint32_t rx_bright_tuning[2];
@@ -63,7 +65,7 @@ typedef struct {
     uint32_t rx_cd_high_search_value[2];
     uint32_t xpm2_led[2]; /* enum kelvane_led */
     uint32_t network_loopback[2];
-    uint32_t host_loopback[4];        /* one for each host port */
+    uint32_t host_loopback[4];        /* index 0 is host port 0 */
     uint32_t tx_channel_flex_grid[2]; /* in steps ten times finer than the legacy channels; computed from
                                          them for firmware that does not send these four */
     uint32_t rx_channel_flex_grid[2];
@@ -73,8 +75,8 @@ typedef struct {
 
 enum kelvane_xpm2_type { KELVANE_XPM2_TYPE_ELECTRICAL = 1, KELVANE_XPM2_TYPE_OPTICAL = 2 };
 
-/* Inventory of a module, 232 bytes. A text may fill its field with no closing 0. Older modules' firmware
- * leaves the last three empty or -1. */
+/* Inventory of a module, 232 bytes. A text may fill its field without a closing 0. The firmware of older
+ * modules leaves the last three empty or -1. */
 typedef struct {
     char deviation[16];
     char part_number[16];
@@ -98,7 +100,7 @@ typedef struct {
 
 /* ---- performance ---------------------------------------------------------------------------------- */
 
-/* One host port, client type not 0: frame counters. 32 bytes. */
+/* One host port when the device's client_type is not 0 (Ethernet): frame counters. 32 bytes. */
 typedef struct {
     uint32_t rx_good_frame;
     uint32_t reserved_0;
@@ -108,7 +110,7 @@ typedef struct {
     uint64_t rx_bad_octects;
 } kelvane_host_frames_pm_t;
 
-/* The same 32 bytes with client type 0: OTN counters. */
+/* The same 32 bytes when client_type is 0: OTN counters. */
 typedef struct {
     uint64_t fec_frame_counter;
     uint32_t corrected_bits_counter;
@@ -243,7 +245,7 @@ typedef struct {
 
 /* ---- alarms --------------------------------------------------------------------------------------- */
 
-/* Bits of a host port's word, client type not 0 (Ethernet). */
+/* Bits of a host port's word when the device's client_type is not 0 (Ethernet). */
 enum kelvane_host_pcs_alarms_bit {
     KELVANE_HOST_PCS_TX_HOST_REMOTE_FLT = 7,
     KELVANE_HOST_PCS_TX_HOST_PCS_ERR_FLT = 6,
@@ -255,7 +257,7 @@ enum kelvane_host_pcs_alarms_bit {
     KELVANE_HOST_PCS_TX_HOST_BLK_LCK_FLT = 0,
 };
 
-/* Bits of a host port's word, client type 0 (OTN). */
+/* Bits of a host port's word when client_type is 0 (OTN). */
 enum kelvane_host_otn_alarms_bit {
     KELVANE_HOST_OTN_TX_HOST_LOS_3 = 9,
     KELVANE_HOST_OTN_TX_HOST_LOS_2 = 8,

@@ -1,5 +1,6 @@
-/* Operations that are reserved and not served: each writes one line to the log and returns 0, whatever its
- * arguments; an output that a caller passes stays as it was. Part of kelvane.h. */
+/* Operations that do nothing: they are reserved, and none is served. Each writes one line to the log and
+ * returns 0, whatever its arguments. What many of their names promise is in the records of
+ * kelvane_get_xpm2_port_pm, kelvane_get_sirane_port_pm and kelvane_get_generic_pm. Part of kelvane.h. */
 #ifndef KELVANE_RESERVED_H
 #define KELVANE_RESERVED_H
 

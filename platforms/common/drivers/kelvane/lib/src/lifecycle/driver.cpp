@@ -22,8 +22,8 @@ bool driver_starts_threads = true;
 
 namespace {
 
-constexpr uint32_t SDK_MAJOR = 1;
-constexpr uint32_t SDK_MINOR = 43;
+constexpr uint32_t SDK_MAJOR = KELVANE_VERSION_MAJOR;
+constexpr uint32_t SDK_MINOR = KELVANE_VERSION_MINOR;
 constexpr const char *BUILD_DATE = "08/03/2021";
 constexpr const char *BUILD_TIME = "14:40:59";
 

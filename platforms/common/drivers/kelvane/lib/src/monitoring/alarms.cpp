@@ -16,14 +16,14 @@ static_assert(offsetof(global_alarms, generic) == 32);
 namespace {
 
 void trace_word(kelvane_handle handle, kelvane_device_address device_address, const char *function,
-                std::span<const alarm_name> names, uint32_t word)
+                std::span<const kelvane_alarm_name> names, uint32_t word)
 {
     if (!trace_is_on(LEVEL_ALARM)) {
         return;
     }
     TRACE_AS(function, LEVEL_ALARM, handle, device_address, "%s", "");
     TRACE_AS(function, LEVEL_ALARM, handle, device_address, "0x%08x", word);
-    for (const alarm_name &alarm : names) {
+    for (const kelvane_alarm_name &alarm : names) {
         if ((word >> alarm.bit & 1) != 0) {
             TRACE_AS(function, LEVEL_ALARM, handle, device_address, "%s", alarm.name);
         }
@@ -44,27 +44,27 @@ int32_t fetch_word(command_id id, kelvane_handle handle, kelvane_device_address 
 void kelvane_trace_host_alarms(kelvane_handle handle, kelvane_device_address device_address, uint32_t word)
 {
     if (kelvane_get_client_type(handle) == CLIENT_TYPE_OTN) {
-        trace_word(handle, device_address, __func__, host_otn_alarms_names, word);
+        trace_word(handle, device_address, __func__, kelvane_host_otn_alarm_names, word);
     } else {
-        trace_word(handle, device_address, __func__, host_pcs_alarms_names, word);
+        trace_word(handle, device_address, __func__, kelvane_host_pcs_alarm_names, word);
     }
 }
 
 void kelvane_trace_ntwk_port_alarms(kelvane_handle handle, kelvane_device_address device_address,
                                     uint32_t word)
 {
-    trace_word(handle, device_address, __func__, ntwk_port_alarms_names, word);
+    trace_word(handle, device_address, __func__, kelvane_ntwk_port_alarm_names, word);
 }
 
 void kelvane_trace_xpm2_alarms_t(kelvane_handle handle, kelvane_device_address device_address, uint32_t word)
 {
-    trace_word(handle, device_address, __func__, xpm2_alarms_names, word);
+    trace_word(handle, device_address, __func__, kelvane_xpm2_alarm_names, word);
 }
 
 void kelvane_trace_generic_alarms_t(kelvane_handle handle, kelvane_device_address device_address,
                                     uint32_t word)
 {
-    trace_word(handle, device_address, __func__, generic_alarms_names, word);
+    trace_word(handle, device_address, __func__, kelvane_generic_alarm_names, word);
 }
 
 void trace_kelvane_global_alarms(kelvane_handle handle, kelvane_device_address device_address,

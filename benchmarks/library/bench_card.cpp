@@ -1,9 +1,9 @@
-#include "bench_card.h"
+#include "benchmarks/library/bench_card.h"
 
 #include <cstdlib>
 
+#include "benchmarks/figures.h"
 #include "core/handle.h"
-#include "figures.h"
 #include "kelvane_bar.h"
 #include "kelvane_mbox.h"
 #include "kelvane_trace_defs.h"

@@ -1,4 +1,4 @@
-#include "spinning_card.h"
+#include "benchmarks/programs/spinning_card.h"
 
 #include <csignal>
 #include <cstring>
@@ -8,9 +8,9 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include "benchmarks/figures.h"
 #include "card_simulator/card.h"
 #include "card_simulator/shared_card.h"
-#include "figures.h"
 #include "kelvane_bar.h"
 #include "platform/simulated_uio_client.h"
 #include "platform/simulated_uio_queue.h"

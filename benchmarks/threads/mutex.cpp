@@ -8,9 +8,9 @@
 #include <thread>
 #include <unistd.h>
 
-#include "clock.h"
+#include "benchmarks/clock.h"
+#include "benchmarks/figures.h"
 #include "core/mutex.h"
-#include "figures.h"
 
 namespace {
 

@@ -1,12 +1,12 @@
-// The largest image that can be downloaded, onto a card that takes a word as fast as memory does: beside the
-// pauses that let a real card keep up, and the stores.
+// The largest image that can be downloaded, onto a card that takes a word as fast as memory does. The
+// reference: the pauses that let a real card keep up, and the stores.
 #include <fstream>
 #include <string>
 
-#include "bench_card.h"
-#include "clock.h"
-#include "figure_process.h"
-#include "figures.h"
+#include "benchmarks/clock.h"
+#include "benchmarks/figure_process.h"
+#include "benchmarks/figures.h"
+#include "benchmarks/library/bench_card.h"
 #include "kelvane_bar.h"
 #include "platform/wait.h"
 
@@ -14,7 +14,7 @@ namespace {
 
 constexpr uint32_t IMAGE_BYTES = 33'553'403;
 constexpr uint32_t WORDS_BETWEEN_PAUSES = 50;
-constexpr uint64_t PAUSE_NSEC = 2000;
+constexpr uint64_t PAUSE_NS = 2000;
 
 std::string image;
 
@@ -47,7 +47,7 @@ void pauses_and_stores(unsigned)
     std::atomic<uint32_t> *word = &bench_word(DOWNLOAD_RAM + DOWNLOAD_IMAGE_OFFSET);
     for (uint32_t i = 0; i < (IMAGE_BYTES + 3) / 4; i++) {
         if (i % WORDS_BETWEEN_PAUSES == 0) {
-            wait_busy(PAUSE_NSEC);
+            wait_busy(PAUSE_NS);
         }
         word[i].store(i, std::memory_order_relaxed);
     }

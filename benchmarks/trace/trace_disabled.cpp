@@ -1,15 +1,15 @@
 #include <atomic>
 #include <cstdint>
 
-#include "clock.h"
-#include "figures.h"
+#include "benchmarks/clock.h"
+#include "benchmarks/figures.h"
 #include "kelvane_trace_defs.h"
 
 namespace {
 
 constexpr unsigned TURNS = 1'000'000;
 
-// Not const, and told to nobody else: the compiler has to load it each time, as it has the mask.
+// Not const, and known to nobody else: the compiler has to load it each time, as it does the mask.
 std::atomic<uint32_t> reference_word;
 
 [[gnu::noinline, gnu::cold]] void reference_is_on(unsigned turn)
@@ -17,7 +17,7 @@ std::atomic<uint32_t> reference_word;
     reference_word.store(turn, std::memory_order_relaxed);
 }
 
-// Nothing that stands before it stays in a register, and nothing moves across it.
+// Nothing from before it stays in a register, and nothing moves across it.
 inline void forget_memory()
 {
     asm volatile("" ::: "memory");

@@ -6,14 +6,14 @@
 #include <ctime>
 #include <thread>
 
-#include "clock.h"
-#include "figures.h"
+#include "benchmarks/clock.h"
+#include "benchmarks/figures.h"
+#include "benchmarks/programs/program.h"
+#include "benchmarks/programs/spinning_card.h"
 #include "kelvane.h"
 #include "kelvane_bar.h"
 #include "lifecycle/driver.h"
 #include "platform/uio.h"
-#include "program.h"
-#include "spinning_card.h"
 
 namespace {
 
@@ -39,7 +39,7 @@ int32_t write_word(kelvane_handle, uint32_t, uint32_t offset, uint32_t value, ui
 void map_simulator()
 {
     start_simulator();
-    uio_info *info = uio_find_devices_by_name("ZYNQFPGA");
+    uio_info *info = uio_find_devices_by_name(KELVANE_UIO_NAME);
     if (info == nullptr) {
         figure_fail("uio_find_devices_by_name");
     }

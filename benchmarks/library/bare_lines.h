@@ -1,5 +1,5 @@
 // What the library does for a command or an interrupt, without the library: the same accesses to the card
-// and the same lines, written out one behind the other. The references of what they cost in the library.
+// and the same lines, written out one after the other: the reference for what they cost in the library.
 #ifndef BENCHMARKS_BARE_LINES_H
 #define BENCHMARKS_BARE_LINES_H
 

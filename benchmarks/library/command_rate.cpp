@@ -1,18 +1,18 @@
 // How many commands a second a card can be given that answers at once: each ends with one pause between two
-// looks at the mailbox, and everything else should vanish beside it.
+// looks at the mailbox, and everything else should vanish in comparison.
 #include <barrier>
 #include <thread>
 
-#include "bench_card.h"
-#include "clock.h"
+#include "benchmarks/clock.h"
+#include "benchmarks/figures.h"
+#include "benchmarks/library/bench_card.h"
 #include "core/thread.h"
-#include "figures.h"
 #include "kelvane_mbox.h"
 
 namespace {
 
 constexpr unsigned COMMANDS = 20; // of each thread, in a round
-constexpr uint32_t PAUSE_NSEC = 500'000;
+constexpr uint32_t PAUSE_NS = 500'000;
 
 double rate_of(double nanoseconds)
 {
@@ -32,7 +32,7 @@ double pauses_a_second()
 {
     return rate_of(nanoseconds_each(COMMANDS, [](unsigned turns) {
         for (unsigned turn = 0; turn < turns; turn++) {
-            kelvane_delay(0, PAUSE_NSEC);
+            kelvane_delay(0, PAUSE_NS);
         }
     }));
 }

@@ -7,32 +7,32 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
-#include "clock.h"
-#include "figures.h"
+#include "benchmarks/clock.h"
+#include "benchmarks/figures.h"
+#include "benchmarks/programs/program.h"
 #include "mock_client/client.h"
 #include "platform/thread.h"
 #include "platform/wait.h"
-#include "program.h"
 
 namespace {
 
-constexpr uint32_t SLEEPS_AT_MOST = 10'000;
+constexpr uint32_t SLEEPS_MAX = 10'000;
 
 // The sleeps of the client's own thread, in memory that the process which counts them shares with this one.
 struct sleep_list {
     uint32_t count;
-    uint64_t nanoseconds[SLEEPS_AT_MOST];
+    uint64_t nanoseconds[SLEEPS_MAX];
 };
 
 sleep_list *sleeps;
 
 void sleep_and_count(void *, uint64_t nanoseconds)
 {
-    if (thread_kernel_id() == getpid() && sleeps->count < SLEEPS_AT_MOST) {
+    if (thread_kernel_id() == getpid() && sleeps->count < SLEEPS_MAX) {
         sleeps->nanoseconds[sleeps->count++] = nanoseconds;
     }
-    const timespec duration = {static_cast<time_t>(nanoseconds / 1'000'000'000),
-                               static_cast<long>(nanoseconds % 1'000'000'000)};
+    const timespec duration = {static_cast<time_t>(nanoseconds / WAIT_NS_PER_S),
+                               static_cast<long>(nanoseconds % WAIT_NS_PER_S)};
     nanosleep(&duration, nullptr);
 }
 
@@ -40,7 +40,7 @@ uint64_t monotonic(void *)
 {
     timespec now{};
     clock_gettime(CLOCK_MONOTONIC, &now);
-    return static_cast<uint64_t>(now.tv_sec) * 1'000'000'000 + static_cast<uint64_t>(now.tv_nsec);
+    return static_cast<uint64_t>(now.tv_sec) * WAIT_NS_PER_S + static_cast<uint64_t>(now.tv_nsec);
 }
 
 // The client in a process whose sleeps are counted, but otherwise real.
@@ -78,7 +78,7 @@ double milliseconds_of_sleeps()
     const program client = program_start_body(counting_client);
     program_wait_for(client, CLIENT_PROMPT);
     program_end_with(client, "quit\n");
-    if (sleeps->count == 0 || sleeps->count == SLEEPS_AT_MOST) {
+    if (sleeps->count == 0 || sleeps->count == SLEEPS_MAX) {
         figure_fail("counting the client's sleeps");
     }
     return nanoseconds_each(1,

@@ -7,18 +7,18 @@
 
 #include <unistd.h>
 
-#include "bare_lines.h"
-#include "bench_card.h"
+#include "benchmarks/figure_process.h"
+#include "benchmarks/figures.h"
+#include "benchmarks/library/bare_lines.h"
+#include "benchmarks/library/bench_card.h"
+#include "benchmarks/library/logged_lines.h"
+#include "benchmarks/processors.h"
+#include "benchmarks/threads/futex.h"
 #include "core/handle.h"
-#include "figure_process.h"
-#include "figures.h"
-#include "futex.h"
 #include "kelvane_bar.h"
 #include "kelvane_mbox.h"
 #include "kelvane_trace_defs.h"
-#include "logged_lines.h"
 #include "platform/uio.h"
-#include "processors.h"
 
 namespace {
 
@@ -28,7 +28,8 @@ constexpr mbox_registers COMMAND = mbox_registers_of(0, MBOX_COMMAND);
 constexpr mbox_registers ALARM_MAILBOX = mbox_registers_of(0, MBOX_ALARM);
 constexpr uint32_t ALARM_MESSAGE_WORDS = 14;
 
-int device[2]; // reading end, writing end
+constexpr mmio_mapping NO_CARD{}; // nothing is mapped: a pipe stands in for the device
+int device[2];                    // reading end, writing end
 std::atomic<uint32_t> reference_of_subscription;
 
 bare_wake first_hop, second_hop, arrived;
@@ -43,7 +44,7 @@ void arrive()
 void wait_for_interrupts()
 {
     uint32_t count = 0;
-    while (uio_wait_interrupt(device[0], &count) == sizeof count) {
+    while (uio_wait_interrupt(device[0], &NO_CARD, &count) == sizeof count) {
         kelvane_notify_msi(0);
     }
 }
@@ -108,7 +109,7 @@ void sleep_ms(int duration)
     std::this_thread::sleep_for(std::chrono::milliseconds(duration));
 }
 
-// Up to the last line that matters, of the thread, or of all but the thread.
+// Up to the last line that matters, of that thread, or of all other threads.
 std::vector<logged_line> lines_up_to(const std::vector<logged_line> &all, bool of_thread, int32_t tid,
                                      const char *last)
 {

@@ -1,4 +1,4 @@
-#include "logged_lines.h"
+#include "benchmarks/library/logged_lines.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -6,7 +6,7 @@
 #include <fstream>
 #include <iterator>
 
-#include "figure_process.h"
+#include "benchmarks/figure_process.h"
 #include "kelvane_trace_defs.h"
 
 std::vector<logged_line> take_logged_lines()

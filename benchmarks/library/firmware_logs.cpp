@@ -1,20 +1,20 @@
-// The firmware's logs, full ones, from a card that is memory into files: beside the same reads, lines and
-// formatted outputs with nothing around them.
+// The firmware's logs, full ones, from a card that is memory into files. The reference: the same reads, lines
+// and formatted outputs with nothing around them.
 #include <cstdio>
 #include <cstring>
 #include <fstream>
 #include <iterator>
 #include <string>
 
-#include "bare_lines.h"
-#include "bench_card.h"
-#include "clock.h"
-#include "figure_process.h"
-#include "figures.h"
+#include "benchmarks/clock.h"
+#include "benchmarks/figure_process.h"
+#include "benchmarks/figures.h"
+#include "benchmarks/library/bare_lines.h"
+#include "benchmarks/library/bench_card.h"
+#include "benchmarks/library/logged_lines.h"
 #include "firmware_log/eprom_trace.h"
 #include "kelvane_bar.h"
 #include "kelvane_trace_defs.h"
-#include "logged_lines.h"
 
 namespace {
 

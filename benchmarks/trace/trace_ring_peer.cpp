@@ -9,9 +9,9 @@
 #include <spdlog/sinks/ringbuffer_sink.h>
 #include <spdlog/spdlog.h>
 
-#include "clock.h"
-#include "figures.h"
-#include "trace_lines.h"
+#include "benchmarks/clock.h"
+#include "benchmarks/figures.h"
+#include "benchmarks/trace/trace_lines.h"
 
 namespace {
 

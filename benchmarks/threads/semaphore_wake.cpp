@@ -1,11 +1,11 @@
 #include <thread>
 
-#include "clock.h"
+#include "benchmarks/clock.h"
+#include "benchmarks/figures.h"
+#include "benchmarks/processors.h"
+#include "benchmarks/threads/futex.h"
 #include "core/semaphore.h"
-#include "figures.h"
-#include "futex.h"
 #include "kelvane_trace_defs.h"
-#include "processors.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "program.h"
+#include "benchmarks/programs/program.h"
 
 #include <cerrno>
 #include <csignal>
@@ -7,8 +7,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "figure_process.h"
-#include "figures.h"
+#include "benchmarks/figure_process.h"
+#include "benchmarks/figures.h"
 
 namespace {
 

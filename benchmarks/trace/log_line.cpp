@@ -3,10 +3,10 @@
 #include <string>
 #include <unistd.h>
 
-#include "clock.h"
-#include "figure_process.h"
-#include "figures.h"
-#include "trace_lines.h"
+#include "benchmarks/clock.h"
+#include "benchmarks/figure_process.h"
+#include "benchmarks/figures.h"
+#include "benchmarks/trace/trace_lines.h"
 
 namespace {
 

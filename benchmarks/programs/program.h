@@ -20,7 +20,7 @@ constexpr const char *CLIENT_PROMPT = ">>> \n>>> Please enter input :";
 program program_start(const std::vector<std::string> &words);
 program program_start_body(int (*body)());
 
-// Reads its output up to the text, which stands in it once.
+// Reads its output up to the text, which is in it once.
 void program_wait_for(const program &program, const std::string &text);
 
 // Writes the line and waits for its end; ends the figure's process unless its status is 0.

@@ -1,6 +1,6 @@
-#include "bare_lines.h"
+#include "benchmarks/library/bare_lines.h"
 
-#include "bench_card.h"
+#include "benchmarks/library/bench_card.h"
 #include "kelvane_trace_defs.h"
 #include "mbox/model.h"
 

@@ -2,9 +2,9 @@
 #include <cstdio>
 #include <ctime>
 
-#include "clock.h"
-#include "figures.h"
-#include "trace_lines.h"
+#include "benchmarks/clock.h"
+#include "benchmarks/figures.h"
+#include "benchmarks/trace/trace_lines.h"
 
 namespace {
 

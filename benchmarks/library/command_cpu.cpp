@@ -1,11 +1,11 @@
 // The processor time of one command in a time that does not pass: what the library adds to the accesses and
 // the lines of the log that a command consists of.
-#include "bare_lines.h"
-#include "bench_card.h"
-#include "clock.h"
-#include "figure_process.h"
-#include "figures.h"
-#include "logged_lines.h"
+#include "benchmarks/clock.h"
+#include "benchmarks/figure_process.h"
+#include "benchmarks/figures.h"
+#include "benchmarks/library/bare_lines.h"
+#include "benchmarks/library/bench_card.h"
+#include "benchmarks/library/logged_lines.h"
 #include "support/virtual_time.h"
 
 namespace {
