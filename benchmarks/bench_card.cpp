@@ -3,10 +3,10 @@
 #include <cstdlib>
 
 #include "core/handle.h"
+#include "core/trace/trace.h"
 #include "figures.h"
 #include "kelvane_bar.h"
 #include "kelvane_mbox.h"
-#include "kelvane_trace_defs.h"
 #include "lifecycle/driver.h"
 
 namespace {

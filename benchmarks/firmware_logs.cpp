@@ -9,11 +9,11 @@
 #include "bare_lines.h"
 #include "bench_card.h"
 #include "clock.h"
+#include "core/trace/trace.h"
 #include "figure_process.h"
 #include "figures.h"
 #include "firmware_log/eprom_trace.h"
 #include "kelvane_bar.h"
-#include "kelvane_trace_defs.h"
 #include "logged_lines.h"
 
 namespace {

@@ -6,8 +6,8 @@
 #include <fstream>
 #include <iterator>
 
+#include "core/trace/trace.h"
 #include "figure_process.h"
-#include "kelvane_trace_defs.h"
 
 std::vector<logged_line> take_logged_lines()
 {

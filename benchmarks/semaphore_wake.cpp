@@ -2,9 +2,9 @@
 
 #include "clock.h"
 #include "core/semaphore.h"
+#include "core/trace/trace.h"
 #include "figures.h"
 #include "futex.h"
-#include "kelvane_trace_defs.h"
 #include "processors.h"
 
 namespace {

@@ -2,8 +2,8 @@
 #include <cstdint>
 
 #include "clock.h"
+#include "core/trace/trace.h"
 #include "figures.h"
-#include "kelvane_trace_defs.h"
 
 namespace {
 

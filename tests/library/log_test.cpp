@@ -3,7 +3,7 @@
 #include <fstream>
 
 #include "core/mutex.h"
-#include "kelvane_trace_defs.h"
+#include "core/trace/trace.h"
 #include "lifecycle/driver.h"
 #include "support/library.h"
 

@@ -1,6 +1,6 @@
 // The library's verdict on the firmware that it finds.
+#include "core/trace/trace.h"
 #include "kelvane.h"
-#include "kelvane_trace_defs.h"
 
 namespace {
 

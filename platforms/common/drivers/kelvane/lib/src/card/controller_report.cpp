@@ -2,7 +2,7 @@
 // lines that the link-up writes into the log.
 #include "card/info_tables.h"
 #include "core/handle.h"
-#include "kelvane_trace_defs.h"
+#include "core/trace/trace.h"
 
 namespace {
 

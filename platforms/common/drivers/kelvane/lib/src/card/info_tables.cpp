@@ -3,7 +3,7 @@
 #include "core/device_address.h"
 #include "core/handle.h"
 #include "core/pci.h"
-#include "kelvane_trace_defs.h"
+#include "core/trace/trace.h"
 
 namespace {
 

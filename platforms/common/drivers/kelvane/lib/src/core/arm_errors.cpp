@@ -1,7 +1,7 @@
 #include "core/arm_errors.h"
 
+#include "core/trace/trace.h"
 #include "kelvane.h"
-#include "kelvane_trace_defs.h"
 
 #define ROW(error)                                                                                           \
     {                                                                                                        \

@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-#include "kelvane_trace_defs.h"
+#include "core/trace/trace.h"
 
 namespace {
 

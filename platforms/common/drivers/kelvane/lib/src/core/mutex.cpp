@@ -4,7 +4,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "kelvane_trace_defs.h"
+#include "core/trace/trace.h"
 #include "platform/thread.h"
 #include "platform/wait.h"
 

@@ -3,7 +3,7 @@
 #include <cstdio>
 
 #include "core/handle.h"
-#include "kelvane_trace_defs.h"
+#include "core/trace/trace.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 #include "core/semaphore.h"
 
 #include "core/mutex.h"
-#include "kelvane_trace_defs.h"
+#include "core/trace/trace.h"
 #include "platform/thread.h"
 
 namespace {

@@ -3,9 +3,9 @@
 #include <cstring>
 
 #include "core/pci.h"
+#include "core/trace/trace.h"
 #include "core/transaction_id.h"
 #include "dap/dap_channel.h"
-#include "kelvane_trace_defs.h"
 #include "mbox/message.h"
 #include "mbox/model.h"
 

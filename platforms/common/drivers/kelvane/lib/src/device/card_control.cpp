@@ -4,8 +4,8 @@
 #include "core/handle.h"
 #include "core/pci.h"
 #include "core/thread.h"
+#include "core/trace/trace.h"
 #include "kelvane_bar.h"
-#include "kelvane_trace_defs.h"
 #include "mbox/command.h"
 
 namespace {

@@ -5,9 +5,9 @@
 
 #include "core/handle.h"
 #include "core/pci.h"
+#include "core/trace/trace.h"
 #include "device/word_file.h"
 #include "kelvane_bar.h"
-#include "kelvane_trace_defs.h"
 #include "mbox/command.h"
 #include "platform/wait.h"
 

@@ -2,8 +2,8 @@
 #include "card/info_tables.h"
 #include "core/device_address.h"
 #include "core/handle.h"
+#include "core/trace/trace.h"
 #include "device/firmware_image.h"
-#include "kelvane_trace_defs.h"
 
 namespace {
 

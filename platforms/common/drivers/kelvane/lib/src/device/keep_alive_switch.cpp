@@ -2,7 +2,7 @@
 #include "device/keep_alive_switch.h"
 
 #include "core/handle.h"
-#include "kelvane_trace_defs.h"
+#include "core/trace/trace.h"
 #include "mbox/command.h"
 
 int32_t kelvane_enable_keep_alive_notify(kelvane_handle handle, uint32_t enable,

@@ -8,7 +8,7 @@
 #include "core/device_address.h"
 #include "core/field_trace.h"
 #include "core/handle.h"
-#include "kelvane_trace_defs.h"
+#include "core/trace/trace.h"
 #include "mbox/command.h"
 
 static_assert(sizeof(kelvane_xpm2_inventory_t) == 232);

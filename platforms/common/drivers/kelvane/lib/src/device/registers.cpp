@@ -1,5 +1,5 @@
 // A device's registers, read and written by the firmware on the library's behalf.
-#include "kelvane_trace_defs.h"
+#include "core/trace/trace.h"
 #include "mbox/command.h"
 
 int32_t kelvane_read_register(kelvane_handle handle, kelvane_device_address device_address,

@@ -4,10 +4,10 @@
 #include <iterator>
 
 #include "core/pci.h"
+#include "core/trace/trace.h"
 #include "firmware_log/log_file.h"
 #include "firmware_log/source_modules.h"
 #include "kelvane_bar.h"
-#include "kelvane_trace_defs.h"
 
 namespace {
 

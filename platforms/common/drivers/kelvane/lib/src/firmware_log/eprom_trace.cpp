@@ -6,10 +6,10 @@
 #include "core/field_trace.h"
 #include "core/handle.h"
 #include "core/pci.h"
+#include "core/trace/trace.h"
 #include "firmware_log/arm_trace.h"
 #include "firmware_log/log_file.h"
 #include "kelvane_bar.h"
-#include "kelvane_trace_defs.h"
 
 namespace {
 

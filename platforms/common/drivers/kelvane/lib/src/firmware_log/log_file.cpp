@@ -5,7 +5,7 @@
 #include <cstring>
 
 #include "core/device_address.h"
-#include "kelvane_trace_defs.h"
+#include "core/trace/trace.h"
 #include "platform/host_tree.h"
 
 namespace {

@@ -1,8 +1,8 @@
 #include "core/pci.h"
+#include "core/trace/trace.h"
 #include "firmware_log/eprom_trace.h"
 #include "firmware_log/log_file.h"
 #include "kelvane_bar.h"
-#include "kelvane_trace_defs.h"
 
 namespace {
 

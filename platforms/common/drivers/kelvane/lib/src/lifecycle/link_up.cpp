@@ -4,7 +4,7 @@
 #include "core/handle.h"
 #include "core/mutex.h"
 #include "core/pci.h"
-#include "kelvane_trace_defs.h"
+#include "core/trace/trace.h"
 #include "lifecycle/driver.h"
 #include "mbox/model.h"
 #include "mbox/msi.h"

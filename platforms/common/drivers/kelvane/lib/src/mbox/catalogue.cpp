@@ -1,7 +1,7 @@
 #include "mbox/catalogue.h"
 
+#include "core/trace/trace.h"
 #include "kelvane.h"
-#include "kelvane_trace_defs.h"
 
 const mbox_data_row mbox_data_table[COMMAND_COUNT] = {
     {0, 0, 500, 0, 16},   // kelvane_set_traffic_type

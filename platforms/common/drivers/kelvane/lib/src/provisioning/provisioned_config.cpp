@@ -4,7 +4,7 @@
 
 #include "card/info_tables.h"
 #include "core/field_trace.h"
-#include "kelvane_trace_defs.h"
+#include "core/trace/trace.h"
 #include "mbox/command.h"
 #include "provisioning/value_names.h"
 

@@ -1,6 +1,6 @@
 // The log: every trace goes into a text file, when that exists, and into one ring of its level.
-#ifndef KELVANE_TRACE_DEFS_H
-#define KELVANE_TRACE_DEFS_H
+#ifndef CORE_TRACE_TRACE_H
+#define CORE_TRACE_TRACE_H
 
 #include <atomic>
 #include <cstdint>

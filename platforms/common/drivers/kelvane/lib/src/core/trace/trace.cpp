@@ -1,4 +1,4 @@
-#include "kelvane_trace_defs.h"
+#include "core/trace/trace.h"
 
 #include <algorithm>
 #include <cstdarg>
