@@ -6,6 +6,7 @@
 #include <fstream>
 #include <iterator>
 
+#include "core/trace/file.h"
 #include "core/trace/trace.h"
 #include "figure_process.h"
 

@@ -3,6 +3,7 @@
 #include <fstream>
 
 #include "core/mutex.h"
+#include "core/trace/file.h"
 #include "core/trace/trace.h"
 #include "lifecycle/driver.h"
 #include "support/library.h"

@@ -7,7 +7,7 @@
 #include <sstream>
 
 #include "background/response_thread.h"
-#include "core/trace/trace.h"
+#include "core/trace/file.h"
 #include "lifecycle/driver.h"
 #include "mbox/model.h"
 

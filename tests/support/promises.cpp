@@ -2,7 +2,7 @@
 
 #include "core/handle.h"
 #include "core/mutex.h"
-#include "core/trace/trace.h"
+#include "core/trace/file.h"
 #include "core/transaction_id.h"
 #include "dap/dap_channel.h"
 

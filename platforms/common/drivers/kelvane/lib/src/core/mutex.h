@@ -4,6 +4,7 @@
 
 #include <cstdint>
 
+#include "kelvane.h"
 #include "kelvane_sync.h"
 #include "platform/thread.h"
 
@@ -32,7 +33,7 @@ inline int32_t kelvane_mutex_lock(kelvane_mutex *mutex)
         return kelvane_mutex_lock_failed(mutex, rc);
     }
     mutex->lockingTID.store(thread_kernel_id(), std::memory_order_relaxed);
-    return 0;
+    return KELVANE_EOK;
 }
 
 // 0 or 64172. The word may overwrite the next holder's id: it is for diagnosis only.
@@ -43,8 +44,28 @@ inline int32_t kelvane_mutex_unlock(kelvane_mutex *mutex)
         return kelvane_mutex_unlock_failed(mutex, rc);
     }
     mutex->lockingTID.store(0, std::memory_order_relaxed);
-    return 0;
+    return KELVANE_EOK;
 }
+
+// Holds the mutex while it lives. Where the lock cannot be had the scope runs all the same, without it.
+class attempted_lock {
+  public:
+    explicit attempted_lock(kelvane_mutex *mutex)
+        : held_(kelvane_mutex_lock(mutex) == KELVANE_EOK ? mutex : nullptr)
+    {
+    }
+    ~attempted_lock()
+    {
+        if (held_ != nullptr) {
+            kelvane_mutex_unlock(held_);
+        }
+    }
+    attempted_lock(const attempted_lock &) = delete;
+    attempted_lock &operator=(const attempted_lock &) = delete;
+
+  private:
+    kelvane_mutex *held_;
+};
 
 // Makes the error-checking POSIX mutex in a zeroed area; 0 or the POSIX code. Logs nothing.
 int32_t lock_area_init(kelvane_lock_area *area);
