@@ -4,6 +4,7 @@
 
 #include <cstdint>
 
+#include "card/running_firmware.h"
 #include "kelvane.h"
 #include "kelvane_bar.h"
 
@@ -62,12 +63,5 @@ int32_t kelvane_get_ordune_software(kelvane_handle handle, uint32_t device_id, i
 int32_t kelvane_get_internal_software_running(kelvane_handle handle, kelvane_device_address device_address,
                                               uint32_t *major, uint32_t *minor, uint32_t log_level);
 int32_t kelvane_trace_zynq_info_table(kelvane_handle handle);
-
-// Whether the running firmware is at least that version; a firmware that gives no version (0.0) is.
-// `out` stays untouched when the inquiry fails.
-int32_t is_current_ver_later_or_equal(kelvane_handle handle, uint32_t major, uint32_t minor, uint32_t *out);
-
-// Asks the firmware for its version and keeps it in the handle, 0.0 when it cannot be had.
-void kelvane_store_firmware_version(kelvane_handle handle);
 
 #endif

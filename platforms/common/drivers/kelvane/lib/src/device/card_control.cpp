@@ -1,5 +1,4 @@
 // Diagnostics, recovery, status, scratchpad, reset and default state of the card.
-#include "card/info_tables.h"
 #include "core/device_address.h"
 #include "core/handle.h"
 #include "core/pci.h"

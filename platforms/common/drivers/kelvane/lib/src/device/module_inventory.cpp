@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <cstring>
 
-#include "card/info_tables.h"
+#include "card/running_firmware.h"
 #include "core/device_address.h"
 #include "core/field_trace.h"
 #include "core/handle.h"
@@ -19,7 +19,7 @@ static_assert(offsetof(kelvane_xpm2_inventory_t, nolva_supplied_vendor_id) == 22
 
 namespace {
 
-constexpr uint32_t SHORT_VID_FIRMWARE = 0x20007; // 2.7, major in the upper half
+constexpr firmware_version SHORT_VID_FIRMWARE = {2, 7};
 constexpr size_t SHORT_VID_BYTES = 4;
 
 #define AT(field) offsetof(kelvane_xpm2_inventory_t, field)
@@ -76,13 +76,11 @@ void trace_inventory(kelvane_handle handle, kelvane_device_address device_addres
 
 void kelvane_manage_vid_inc(kelvane_handle handle, kelvane_xpm2_inventory_t *record)
 {
-    uint32_t major = 0;
-    uint32_t minor = 0;
-    kelvane_get_software_running(handle, KELVANE_ADDRESS_BOARD, &major, &minor); // 0.0 when it cannot be had
-    const uint32_t full_ver = major << 16 | (minor & 0xFFFF);
-    TRACE(LEVEL_INFO, handle, NO_ADDRESS, "full_ver 0x%08x inc_full_ver 0x%08x", full_ver,
-          SHORT_VID_FIRMWARE);
-    if (full_ver == 0 || full_ver >= SHORT_VID_FIRMWARE) {
+    firmware_version running; // stays 0.0 when the inquiry fails
+    get_running_firmware(handle, &running, LEVEL_INFO);
+    TRACE(LEVEL_INFO, handle, NO_ADDRESS, "full_ver 0x%08x inc_full_ver 0x%08x", running.to_word(),
+          SHORT_VID_FIRMWARE.to_word());
+    if (running.is_at_least(SHORT_VID_FIRMWARE)) {
         memset(record->vid + SHORT_VID_BYTES, 0, sizeof record->vid - SHORT_VID_BYTES);
     }
 }

@@ -3,6 +3,7 @@
 #include <cstring>
 #include <iterator>
 
+#include "card/running_firmware.h"
 #include "core/pci.h"
 #include "core/trace/trace.h"
 #include "firmware_log/log_file.h"
@@ -19,8 +20,8 @@ constexpr const char *ROW_KINDS[] = {"LOG: ", "INFO:", "ERR: "};
 
 // Firmware before these writes coded rows, and a firmware that gives no version none. They differ: 3.5 is
 // coded to the whole dump and text to the selective one.
-constexpr uint64_t FIRST_TEXT_FIRMWARE = 0x0000000300000006; // 3.6, the major in the upper half
-constexpr uint32_t FIRST_SELECTABLE_FIRMWARE = 0x00030005;   // 3.5, the same
+constexpr firmware_version FIRST_TEXT_FIRMWARE = {3, 6};
+constexpr firmware_version FIRST_SELECTABLE_FIRMWARE = {3, 5};
 
 log_file open_file; // of the dump under way
 
@@ -199,15 +200,13 @@ int32_t kelvane_ps_print_trace_string(kelvane_handle handle)
 
 int32_t kelvane_ps_print_trace(kelvane_handle handle)
 {
-    uint32_t major = 0;
-    uint32_t minor = 0;
-    const int32_t rc = kelvane_get_software_running(handle, KELVANE_ADDRESS_BOARD, &major, &minor);
+    firmware_version running;
+    const int32_t rc = get_running_firmware(handle, &running, LEVEL_INFO);
     if (rc != KELVANE_EOK) {
         return rc;
     }
-    const uint64_t version = static_cast<uint64_t>(major) << 32 | minor;
-    const bool coded = version != 0 && version < FIRST_TEXT_FIRMWARE;
-    return coded ? kelvane_ps_print_trace_coded(handle) : kelvane_ps_print_trace_string(handle);
+    return running.is_at_least(FIRST_TEXT_FIRMWARE) ? kelvane_ps_print_trace_string(handle)
+                                                    : kelvane_ps_print_trace_coded(handle);
 }
 
 int32_t kelvane_ps_print_sel_trace_ordune_coded(kelvane_handle handle)
@@ -248,14 +247,12 @@ int32_t kelvane_ps_print_sel_trace_ordune_string(kelvane_handle handle, uint32_t
 int32_t kelvane_ps_print_sel_trace_ordune(kelvane_handle handle, uint32_t first_line_req,
                                           uint32_t last_line_req)
 {
-    uint32_t major = 0;
-    uint32_t minor = 0;
-    const int32_t rc = kelvane_get_software_running(handle, KELVANE_ADDRESS_BOARD, &major, &minor);
+    firmware_version running;
+    const int32_t rc = get_running_firmware(handle, &running, LEVEL_INFO);
     if (rc != KELVANE_EOK) {
         return rc;
     }
-    const uint32_t full_version = major << 16 | (minor & 0xFFFF);
-    return full_version != 0 && full_version < FIRST_SELECTABLE_FIRMWARE
-               ? kelvane_ps_print_sel_trace_ordune_coded(handle)
-               : kelvane_ps_print_sel_trace_ordune_string(handle, first_line_req, last_line_req);
+    return running.is_at_least(FIRST_SELECTABLE_FIRMWARE)
+               ? kelvane_ps_print_sel_trace_ordune_string(handle, first_line_req, last_line_req)
+               : kelvane_ps_print_sel_trace_ordune_coded(handle);
 }
