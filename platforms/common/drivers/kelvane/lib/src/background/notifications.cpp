@@ -3,7 +3,7 @@
 #include <cstring>
 
 #include "background/handlers.h"
-#include "card/info_tables.h"
+#include "card/running_firmware.h"
 #include "core/handle.h"
 #include "core/pci.h"
 #include "core/thread.h"

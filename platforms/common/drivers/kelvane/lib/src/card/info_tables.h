@@ -4,7 +4,6 @@
 
 #include <cstdint>
 
-#include "card/running_firmware.h"
 #include "kelvane.h"
 #include "kelvane_bar.h"
 

@@ -1,6 +1,7 @@
 // The moment at which the BAR can be reached: opens the gate, tests the link, and brings every mailbox to
 // idle.
 #include "card/info_tables.h"
+#include "card/running_firmware.h"
 #include "core/handle.h"
 #include "core/mutex.h"
 #include "core/pci.h"

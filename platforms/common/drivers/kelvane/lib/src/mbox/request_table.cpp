@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "card/info_tables.h"
+#include "card/running_firmware.h"
 #include "core/handle.h"
 #include "core/mutex.h"
 #include "core/thread.h"
