@@ -1,4 +1,4 @@
-// The library's verdict on the firmware that it finds.
+// The library's verdict on the firmware it finds.
 #include "card/running_firmware.h"
 #include "core/trace/trace.h"
 
@@ -7,8 +7,8 @@ namespace {
 constexpr firmware_version SUPPORTED_FIRMWARE = {5, 22};
 constexpr uint32_t ANY = 0xFFFFFFFF;
 
-// Rows in the order of testing; a firmware that no row holds is undefined. A verdict without a text is given
-// without a word in the log. Here, and only here, a firmware that gives no version (0.0) is the oldest.
+// Rows in the order of testing; a firmware in none of them is undefined. A verdict without a text is not
+// logged. Here, and only here, a firmware that gives no version (0.0) counts as the oldest.
 struct verdict_row {
     firmware_version first, last;
     uint32_t verdict;

@@ -1,4 +1,4 @@
-// What the controller's table says of the controller itself: inventory, run type, secure boot, and the
+// What the controller's table says about the controller itself: inventory, run type, secure boot, and the
 // lines that the link-up writes into the log.
 #include "card/firmware_version.h"
 #include "card/info_tables.h"

@@ -1,4 +1,4 @@
-// A version of the firmware, by whose age the library tells what a card understands and how it answers.
+// A version of the firmware. Its age decides what the card understands and how it answers.
 #ifndef CARD_FIRMWARE_VERSION_H
 #define CARD_FIRMWARE_VERSION_H
 
@@ -19,7 +19,7 @@ struct firmware_version {
         return *this == firmware_version{} || *this >= first;
     }
 
-    // One word, as the card's tables have it: major in the upper half, minor in the lower.
+    // As one word of the card's tables: major in the upper half, minor in the lower.
     static constexpr firmware_version from_word(uint32_t word)
     {
         return {word >> 16, word & 0xFFFF};

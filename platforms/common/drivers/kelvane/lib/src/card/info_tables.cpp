@@ -36,7 +36,7 @@ int32_t get_xpm2_software(kelvane_handle handle, const address_fields &port, uin
     return rc;
 }
 
-// The version of whatever the address names. A module has one version only, whatever the choice.
+// The version of whatever the address names. A module has only one, whatever the choice.
 int32_t get_software(kelvane_handle handle, kelvane_device_address device_address, int32_t which,
                      uint32_t *major, uint32_t *minor, uint32_t log_level, const char *function)
 {
@@ -108,7 +108,8 @@ int32_t kelvane_get_sirane_software(kelvane_handle handle, uint32_t sirane_id, i
               static_cast<int>(sirane_id));
         return KELVANE_RET_CODE_GEN_ERR;
     }
-    // Not the halves of the other tables: the minor has the third byte ORed into its upper one.
+    // Unlike the other tables: major in the top byte, and the byte below it ORed into the upper byte of the
+    // minor.
     const uint32_t version = table.word[SIRANE_BANK_VERSION + bank];
     *major = version >> 24;
     *minor = (version & 0xFFFF) | (version >> 16 & 0xFF) << 8;
@@ -152,7 +153,7 @@ int32_t kelvane_get_ordune_software(kelvane_handle handle, uint32_t device_id, i
     if (which == SOFTWARE_RUNNING) {
         kelvane_get_stored_version(handle, &stored.major, &stored.minor);
     }
-    if (stored != read) { // told, and no error
+    if (stored != read) { // logged, but no error
         TRACE(LEVEL_DEBUG, handle, KELVANE_ADDRESS_BOARD, "ERROR problem stored_ver  %d %d real_ver %d %d ",
               static_cast<int>(stored.major), static_cast<int>(stored.minor), static_cast<int>(read.major),
               static_cast<int>(read.minor));

@@ -25,7 +25,7 @@ enum zynq_info_word : uint32_t {
     ZYNQ_SIRANE_BOARD_REVISION = 13,
 };
 
-// Words of a sirane's table. Those between the four runs below are not read.
+// Words of a sirane's table. Only four runs of them are read.
 enum sirane_info_word : uint32_t {
     SIRANE_BANK_VERSION = 0, // one word for each of the two banks
     SIRANE_BANK_VALID = 2,   // one word for each of the two banks
@@ -50,8 +50,9 @@ enum software_choice : int32_t {
     SOFTWARE_GOLDEN = 2,     // of the controller only
 };
 
-// All return 0, 22, 64174, 64170 for a table that contradicts itself, or 64175 with both outputs 0 while
-// the controller checks an image.
+// All return KELVANE_EOK, KELVANE_RET_CODE_EINVAL, KELVANE_RET_CODE_DEVICE_UNAVAILABLE,
+// KELVANE_RET_CODE_GEN_ERR for a table that contradicts itself, or KELVANE_RET_CODE_DEVICE_NOT_READY with
+// both outputs 0 while the controller is still checking an image.
 int32_t kelvane_get_zynq_info_table(kelvane_handle handle, zynq_info_table *table);
 int32_t kelvane_get_sirane_subsys_info_table(kelvane_handle handle, uint32_t sirane_id,
                                              sirane_info_table_image *table); // zeroed by the caller

@@ -26,7 +26,7 @@ void kelvane_store_firmware_version(kelvane_handle handle)
     if (record == nullptr) {
         return;
     }
-    firmware_version running; // stays 0.0 when the inquiry fails
+    firmware_version running; // still 0.0 after a failed inquiry
     get_running_firmware(handle, &running, LEVEL_DEBUG);
     record->stored_ordune_ver_maj.store(running.major, std::memory_order_relaxed);
     record->stored_ordune_ver_min.store(running.minor, std::memory_order_relaxed);

@@ -13,7 +13,7 @@ uint32_t state_of(const kelvane_semaphore *semaphore)
 
 } // namespace
 
-// A POSIX call failed: logs the line and is the code.
+// A POSIX call failed: logs the line and evaluates to the return code.
 #define SEMAPHORE_PROBLEM(format, semaphore, rc)                                                             \
     (trace_is_on(LEVEL_ERROR) ? kelvane_trace(LEVEL_ERROR, NO_HANDLE, NO_ADDRESS, __func__, format,          \
                                               static_cast<void *>(semaphore), rc)                            \
@@ -70,7 +70,7 @@ int32_t kelvane_sem_give(kelvane_semaphore *semaphore)
     if (rc != 0) {
         return SEMAPHORE_PROBLEM("unlock problem on semid %p rc=%d", semaphore, rc);
     }
-    // Only now: a taker that is woken before would run into the lock and sleep once more.
+    // Only now: a taker woken any earlier would run into the lock and go back to sleep.
     rc = pthread_cond_signal(&semaphore->condition);
     return rc == 0 ? KELVANE_EOK : SEMAPHORE_PROBLEM("signal problem on semid %p rc=%d", semaphore, rc);
 }

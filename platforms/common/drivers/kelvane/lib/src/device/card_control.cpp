@@ -9,10 +9,10 @@
 
 namespace {
 
-constexpr uint32_t DIAG_DELAY_NSEC = 10000000;
-constexpr uint32_t TRIGGER_RESET_PAUSE_NSEC = 100000000;
+constexpr uint32_t DIAG_DELAY_NS = 10000000;
+constexpr uint32_t TRIGGER_RESET_PAUSE_NS = 100000000;
 
-// The sirane itself, from an address of it or of something on it.
+// The sirane that the address names, or that carries what the address names.
 kelvane_device_address sirane_of(kelvane_device_address device_address)
 {
     return KELVANE_ADDRESS_SIRANE(sirane_id_of_address(device_address));
@@ -25,9 +25,10 @@ int32_t kelvane_diag_command(kelvane_handle handle, kelvane_device_address devic
 {
     TRACE(LEVEL_INFO, handle, device_address, " start diag_command=%d ", static_cast<int>(diag_command));
     command c;
-    const int32_t rc = command_run(
-        &c, {13, OWN_PATH, CHECK_DEVICE, __func__, handle, device_address, device_address, DIAG_DELAY_NSEC},
-        {handle, device_address, diag_command});
+    const int32_t rc = command_run(&c,
+                                   {CMD_DIAG_COMMAND, OWN_PATH, CHECK_DEVICE, __func__, handle,
+                                    device_address, device_address, DIAG_DELAY_NS},
+                                   {handle, device_address, diag_command});
     return rc != KELVANE_EOK ? rc : command_result(c);
 }
 
@@ -35,9 +36,10 @@ int32_t kelvane_recover_device(kelvane_handle handle, kelvane_device_address dev
 {
     TRACE(LEVEL_INFO, handle, device_address, "start ");
     command c;
-    const int32_t rc = command_run(
-        &c, {59, SHARED_PATH, CHECK_DEVICE, __func__, handle, device_address, sirane_of(device_address)},
-        {handle, device_address});
+    const int32_t rc = command_run(&c,
+                                   {CMD_RECOVER_DEVICE, SHARED_PATH, CHECK_DEVICE, __func__, handle,
+                                    device_address, sirane_of(device_address)},
+                                   {handle, device_address});
     return rc != KELVANE_EOK ? rc : command_result(c);
 }
 
@@ -46,10 +48,10 @@ int32_t kelvane_get_xpm2_status(kelvane_handle handle, kelvane_device_address de
 {
     TRACE(LEVEL_INFO, handle, device_address, "start ");
     command c;
-    const int32_t rc = command_run(
-        &c,
-        {60, SHARED_PATH, CHECK_NETWORK_PORT, __func__, handle, device_address, sirane_of(device_address)},
-        {handle, device_address});
+    const int32_t rc = command_run(&c,
+                                   {CMD_GET_XPM2_STATUS, SHARED_PATH, CHECK_NETWORK_PORT, __func__, handle,
+                                    device_address, sirane_of(device_address)},
+                                   {handle, device_address});
     if (rc != KELVANE_EOK) {
         return rc;
     }
@@ -62,9 +64,9 @@ int32_t kelvane_set_arm_trace_level(kelvane_handle handle, uint32_t arm_trace_le
 {
     TRACE(LEVEL_INFO, handle, KELVANE_ADDRESS_SIRANE(0), "start arm_trace_level 0x%08x ", arm_trace_level);
     command c;
-    const int32_t rc =
-        command_run(&c, {56, SHARED_PATH, CHECK_HANDLE, __func__, handle, KELVANE_ADDRESS_SIRANE(0)},
-                    {handle, arm_trace_level});
+    const int32_t rc = command_run(
+        &c, {CMD_SET_ARM_TRACE_LEVEL, SHARED_PATH, CHECK_HANDLE, __func__, handle, KELVANE_ADDRESS_SIRANE(0)},
+        {handle, arm_trace_level});
     return rc != KELVANE_EOK ? rc : command_result(c);
 }
 
@@ -72,12 +74,13 @@ int32_t kelvane_default_initialize(kelvane_handle handle)
 {
     TRACE(LEVEL_INFO, handle, KELVANE_ADDRESS_BOARD, "start ");
     command c;
-    const int32_t rc =
-        command_run(&c, {16, SHARED_PATH, CHECK_NOTHING, __func__, handle, KELVANE_ADDRESS_BOARD}, {handle});
+    const int32_t rc = command_run(
+        &c, {CMD_DEFAULT_INITIALIZE, SHARED_PATH, CHECK_NOTHING, __func__, handle, KELVANE_ADDRESS_BOARD},
+        {handle});
     if (rc != KELVANE_EOK) {
         return rc;
     }
-    for (uint32_t sirane_id = 0; sirane_id < SIRANE_COUNT; sirane_id++) { // asked for the log's sake only
+    for (uint32_t sirane_id = 0; sirane_id < SIRANE_COUNT; sirane_id++) { // only for the log lines
         uint32_t major = 0;
         uint32_t minor = 0;
         kelvane_get_software_downloaded(handle, KELVANE_ADDRESS_SIRANE(sirane_id), &major, &minor);
@@ -127,7 +130,7 @@ int32_t kelvane_set_trigger_reset(kelvane_handle handle, uint32_t trigger_reset)
         rc = kelvane_internal_pci_write(handle, 0, TRIGGER_RESET_REG, TRIGGER_RESET_ARM, CHECK_ALIVE);
     }
     if (rc == KELVANE_EOK) {
-        kelvane_delay(0, TRIGGER_RESET_PAUSE_NSEC);
+        kelvane_delay(0, TRIGGER_RESET_PAUSE_NS);
         rc = kelvane_internal_pci_write(handle, 0, TRIGGER_RESET_REG,
                                         trigger_reset == 1 ? TRIGGER_RESET_SET : TRIGGER_RESET_UNSET,
                                         CHECK_ALIVE);

@@ -24,7 +24,7 @@ constexpr size_t SHORT_VID_BYTES = 4;
 
 #define AT(field) offsetof(kelvane_xpm2_inventory_t, field)
 
-constexpr traced_field fields_to_type[] = {
+constexpr traced_field fields_up_to_type[] = {
     {"deviation                                %s  ", AT(deviation), FIELD_TEXT_16},
     {"part_number                              %s  ", AT(part_number), FIELD_TEXT_16},
     {"serial_number                            %s  ", AT(serial_number), FIELD_TEXT_16},
@@ -42,7 +42,7 @@ constexpr traced_field fields_to_type[] = {
     {"type                                     %d  ", AT(type), FIELD_WORD},
 };
 
-constexpr traced_field fields_behind_type[] = {
+constexpr traced_field fields_after_type[] = {
     {"oif_aco_bool                           0x%x  ", AT(oif_aco_bool), FIELD_WORD},
     {"nolva_part_number                      %s    ", AT(nolva_part_number), FIELD_TEXT_16},
     {"nolva_serial_number                    %s    ", AT(nolva_serial_number), FIELD_TEXT_16},
@@ -67,16 +67,16 @@ void trace_inventory(kelvane_handle handle, kelvane_device_address device_addres
                      const kelvane_xpm2_inventory_t &record)
 {
     constexpr const char *name = "kelvane_get_xpm2_inventory_inf";
-    trace_fields(LEVEL_INFO, handle, device_address, name, fields_to_type, &record);
+    trace_fields(LEVEL_INFO, handle, device_address, name, fields_up_to_type, &record);
     TRACE_AS(name, LEVEL_INFO, handle, device_address, "%s", type_text(record.type));
-    trace_fields(LEVEL_INFO, handle, device_address, name, fields_behind_type, &record);
+    trace_fields(LEVEL_INFO, handle, device_address, name, fields_after_type, &record);
 }
 
 } // namespace
 
 void kelvane_manage_vid_inc(kelvane_handle handle, kelvane_xpm2_inventory_t *record)
 {
-    firmware_version running; // stays 0.0 when the inquiry fails
+    firmware_version running; // still 0.0 after a failed inquiry, and thus the newest
     get_running_firmware(handle, &running, LEVEL_INFO);
     TRACE(LEVEL_INFO, handle, NO_ADDRESS, "full_ver 0x%08x inc_full_ver 0x%08x", running.to_word(),
           SHORT_VID_FIRMWARE.to_word());
@@ -104,12 +104,13 @@ void kelvane_post_proc_get_xpm2_inventory_inf(kelvane_handle handle, kelvane_xpm
 int32_t kelvane_get_xpm2_inventory_inf(kelvane_handle handle, kelvane_device_address device_address,
                                        kelvane_xpm2_inventory_t *record)
 {
-    const operation op = {38, OWN_PATH, CHECK_NETWORK_PORT, __func__, handle, device_address};
+    const operation op = {
+        CMD_GET_XPM2_INVENTORY_INF, OWN_PATH, CHECK_NETWORK_PORT, __func__, handle, device_address};
     int32_t rc = command_check(op);
     if (rc != KELVANE_EOK) {
         return rc;
     }
-    TRACE(LEVEL_INFO, handle, device_address, "start "); // not before the checks, unlike in other operations
+    TRACE(LEVEL_INFO, handle, device_address, "start "); // after the checks, unlike in other operations
     command c;
     rc = command_run(&c, op, {handle, device_address});
     if (rc != KELVANE_EOK) {
@@ -131,10 +132,12 @@ int32_t kelvane_get_zynq_rsa_check(kelvane_handle handle, int32_t run_type, uint
     }
     command c;
     if (rc == KELVANE_EOK) {
-        rc = command_run(&c, {62, SHARED_PATH, CHECK_HANDLE, __func__, handle, KELVANE_ADDRESS_SIRANE(0)},
-                         {handle, static_cast<uint32_t>(run_type), 0});
+        rc = command_run(
+            &c,
+            {CMD_GET_ZYNQ_RSA_CHECK, SHARED_PATH, CHECK_HANDLE, __func__, handle, KELVANE_ADDRESS_SIRANE(0)},
+            {handle, static_cast<uint32_t>(run_type), 0});
     }
-    if (rc == KELVANE_EOK) { // the firmware's result is not looked at
+    if (rc == KELVANE_EOK) { // the error word of the answer is ignored
         *rsa_check = c.response.word[2];
     }
     return rc;

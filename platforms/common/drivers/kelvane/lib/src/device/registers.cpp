@@ -1,4 +1,4 @@
-// A device's registers, read and written by the firmware on the library's behalf.
+// A device's registers, which the firmware reads and writes for us.
 #include "core/trace/trace.h"
 #include "mbox/command.h"
 
@@ -7,8 +7,9 @@ int32_t kelvane_read_register(kelvane_handle handle, kelvane_device_address devi
 {
     TRACE(LEVEL_INFO, handle, device_address, " start reg_address = %08x ", reg_address);
     command c;
-    const int32_t rc = command_run(&c, {9, OWN_PATH, CHECK_DEVICE, __func__, handle, device_address},
-                                   {handle, device_address, reg_address, 0});
+    const int32_t rc =
+        command_run(&c, {CMD_READ_REGISTER, OWN_PATH, CHECK_DEVICE, __func__, handle, device_address},
+                    {handle, device_address, reg_address, 0});
     if (rc != KELVANE_EOK) {
         return rc;
     }
@@ -17,14 +18,15 @@ int32_t kelvane_read_register(kelvane_handle handle, kelvane_device_address devi
     return command_result(c);
 }
 
-// What another operation refuses goes out to the firmware here.
+// Unlike the read, this checks nothing: a bad address or handle goes out to the firmware.
 int32_t kelvane_write_register(kelvane_handle handle, kelvane_device_address device_address,
                                uint32_t reg_address, uint32_t value)
 {
     TRACE(LEVEL_INFO, handle, device_address, " start reg_address = %08x ", reg_address);
     command c;
-    const int32_t rc = command_run(&c, {10, OWN_PATH, CHECK_NOTHING, __func__, handle, device_address},
-                                   {handle, device_address, reg_address, value});
+    const int32_t rc =
+        command_run(&c, {CMD_WRITE_REGISTER, OWN_PATH, CHECK_NOTHING, __func__, handle, device_address},
+                    {handle, device_address, reg_address, value});
     if (rc != KELVANE_EOK) {
         return rc;
     }

@@ -6,7 +6,7 @@
 
 namespace {
 
-constexpr uint32_t ENTRY_UNUSED_WORD = 4; // read like its neighbour, for nothing
+constexpr uint32_t ENTRY_UNUSED_WORD = 4; // read like its neighbour, but not used
 
 struct regulator {
     uint32_t bit;

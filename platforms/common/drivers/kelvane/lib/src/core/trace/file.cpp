@@ -120,7 +120,7 @@ void trace_file_write(const trace_file_line &line)
     }
     writing_to_file = true;
     {
-        const attempted_lock lock(&log_file_mutex);
+        const mutex_guard lock(&log_file_mutex);
         if (logFileFp != nullptr) {
             write_line(line);
         }

@@ -33,7 +33,7 @@ struct trace_file_line {
 // that cannot be appended to, or KELVANE_RET_CODE_GEN_PLATFORM_PROBLEM.
 int32_t trace_file_init(void);
 
-// Writes the whole line at once; waits for the file's mutex, and writes without it where it cannot be had.
+// Writes the whole line at once; waits for the file's mutex, and writes without it if it cannot be had.
 void trace_file_write(const trace_file_line &line);
 
 #endif

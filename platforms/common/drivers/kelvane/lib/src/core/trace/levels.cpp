@@ -21,7 +21,7 @@ const trace_level levels[] = {
 
 void change_mask(uint32_t keep, uint32_t add)
 {
-    const attempted_lock lock(&trace_level_mutex);
+    const mutex_guard lock(&trace_level_mutex);
     trace_level_mask.store((trace_level_mask.load(std::memory_order_relaxed) & keep) | add,
                            std::memory_order_relaxed);
 }

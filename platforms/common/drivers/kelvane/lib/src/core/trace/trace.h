@@ -1,9 +1,9 @@
 // The log: every line goes into a text file, if that exists, and into one ring of its level.
 //
 // Log, mutex and handle know each other. Lines are written under a library mutex, and a mutex that fails
-// writes a line: the file's own mutex does so into the ring alone (file.cpp), which ends the circle at run
-// time. The slot of a handle is asked for by the caller of TRACE and never by the log itself; what stands
-// below the handles, the mutex included, says TRACE_NO_CARD.
+// writes a line: a line that the file's own mutex causes goes to the ring alone (file.cpp), which breaks
+// the circle at run time. The slot of a handle is asked for by the caller of TRACE and never by the log
+// itself; what stands below the handles, the mutex included, says TRACE_NO_CARD.
 #ifndef CORE_TRACE_TRACE_H
 #define CORE_TRACE_TRACE_H
 
