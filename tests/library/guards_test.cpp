@@ -1,4 +1,4 @@
-// What inner functions refuse though no door hands them such a thing.
+// What inner functions refuse, though no public operation hands it to them.
 #include "background/aging.h"
 #include "card/info_tables.h"
 #include "card/running_firmware.h"

@@ -137,7 +137,7 @@ int32_t copy_words_up_to(image_copy &copy, uint64_t words)
 int32_t copy_whole_words(image_copy &copy, uint64_t words)
 {
     int32_t rc = copy_words_up_to(copy, std::min<uint64_t>(words, TRACED_WORDS));
-    if (rc != KELVANE_EOK || words < TRACED_WORDS) {
+    if (copy.words < TRACED_WORDS) { // a failure or a small image
         return rc;
     }
     paused_levels paused;

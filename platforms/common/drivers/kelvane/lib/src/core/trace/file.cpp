@@ -83,7 +83,7 @@ void write_line(const trace_file_line &line)
     char head[512];
     int length = 0;
     if (line.counted) {
-        if (logFileFp_rowcounter < LOG_FILE_MAX_ROWS) {
+        if (logFileFp_rowcounter < LOG_FILE_ROWS_MAX) {
             length = snprintf(head, sizeof head, " %6d ", logFileFp_rowcounter);
             logFileFp_rowcounter++;
         } else { // this row's number is cleared with the old contents

@@ -10,7 +10,7 @@
 #include "kelvane.h"
 #include "kelvane_sync.h"
 
-constexpr int32_t LOG_FILE_MAX_ROWS = 1000000;
+constexpr int32_t LOG_FILE_ROWS_MAX = 1000000;
 constexpr size_t LOG_FILE_PATH_BYTES_MAX = 64;
 
 extern char traceFile[LOG_FILE_PATH_BYTES_MAX];

@@ -1,5 +1,7 @@
 #include "core/trace/rings.h"
 
+#include <cstdint>
+
 trace_ring *kelvane_err_ltrace;
 trace_ring *kelvane_info_ltrace;
 trace_ring *kelvane_alarm_ltrace;

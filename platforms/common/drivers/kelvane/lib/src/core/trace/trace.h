@@ -30,7 +30,7 @@ void kelvane_trace(uint32_t level, uint32_t slot, kelvane_device_address device_
 void kelvane_trace_tagged(uint32_t level, uint64_t tag, uint32_t slot, kelvane_device_address device_address,
                           const char *function, ...);
 
-// What a line prints as its slot; in core/handle.cpp. Silent, since every line asks it.
+// What a line prints as its slot; in core/handle.cpp. Silent, since every line asks for it.
 uint32_t kelvane_slot_of_handler(kelvane_handle handle);
 
 // One load and one test when the level is off: nothing is evaluated or formatted then.
