@@ -1,7 +1,7 @@
 #include "benchmarks/library/bare_lines.h"
 
 #include "benchmarks/library/bench_card.h"
-#include "kelvane_trace_defs.h"
+#include "core/trace/trace.h"
 #include "mbox/model.h"
 
 namespace {

@@ -4,9 +4,9 @@
 
 #include "benchmarks/figures.h"
 #include "core/handle.h"
+#include "core/trace/trace.h"
 #include "kelvane_bar.h"
 #include "kelvane_mbox.h"
-#include "kelvane_trace_defs.h"
 #include "lifecycle/driver.h"
 
 namespace {

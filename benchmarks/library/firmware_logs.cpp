@@ -12,9 +12,9 @@
 #include "benchmarks/library/bare_lines.h"
 #include "benchmarks/library/bench_card.h"
 #include "benchmarks/library/logged_lines.h"
+#include "core/trace/trace.h"
 #include "firmware_log/eprom_trace.h"
 #include "kelvane_bar.h"
-#include "kelvane_trace_defs.h"
 
 namespace {
 

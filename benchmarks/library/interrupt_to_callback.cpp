@@ -15,9 +15,9 @@
 #include "benchmarks/processors.h"
 #include "benchmarks/threads/futex.h"
 #include "core/handle.h"
+#include "core/trace/trace.h"
 #include "kelvane_bar.h"
 #include "kelvane_mbox.h"
-#include "kelvane_trace_defs.h"
 #include "platform/uio.h"
 
 namespace {

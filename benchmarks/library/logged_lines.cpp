@@ -7,7 +7,7 @@
 #include <iterator>
 
 #include "benchmarks/figure_process.h"
-#include "kelvane_trace_defs.h"
+#include "core/trace/trace.h"
 
 std::vector<logged_line> take_logged_lines()
 {

@@ -5,7 +5,7 @@
 #include "benchmarks/processors.h"
 #include "benchmarks/threads/futex.h"
 #include "core/semaphore.h"
-#include "kelvane_trace_defs.h"
+#include "core/trace/trace.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 
 #include "benchmarks/clock.h"
 #include "benchmarks/figures.h"
-#include "kelvane_trace_defs.h"
+#include "core/trace/trace.h"
 
 namespace {
 

@@ -2,7 +2,7 @@
 #ifndef BENCHMARKS_TRACE_LINES_H
 #define BENCHMARKS_TRACE_LINES_H
 
-#include "kelvane_trace_defs.h"
+#include "core/trace/trace.h"
 
 // Ready to be measured: the first lap through a ring takes memory from the system, later ones do not.
 void start_trace();

@@ -40,8 +40,8 @@ class dap_test : public firmware_test {
         return kelvane_dap_command(0, bytes, &size, callback);
     }
 
-    // The thread's pass when the firmware shows a state: the channel's state behind it, the states that the
-    // channel showed, the number of accesses, and the answers heard.
+    // The thread's pass when the firmware shows a state: the channel's state after it, the states that the
+    // channel showed, the number of accesses, and the answers received.
     std::string serve(uint32_t firmware_state)
     {
         the_bar.word[0x01C0C004] = firmware_state;
@@ -110,7 +110,7 @@ TEST_F(dap_test, every_state_with_every_event)
     the_bar.next_values[0x01F08004] = {0xBAD}; // a word that reads back differently is no failure
     EXPECT_EQ(run("r8 0 1024"), "done 4 /6");
     EXPECT_EQ(run("r8 0"), "reset 1024 /1");
-    ASSERT_EQ(kelvane_mutex_lock(&kelvane_transaction_counter.mutex), 0); // no reference is to be had
+    ASSERT_EQ(kelvane_mutex_lock(&kelvane_transaction_counter.mutex), 0); // no reference can be drawn
     EXPECT_EQ(serve(1024), "reset 4 /2");
     kelvane_mutex_unlock(&kelvane_transaction_counter.mutex);
 }

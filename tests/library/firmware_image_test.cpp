@@ -47,7 +47,7 @@ TEST_F(firmware_image_test, a_download_delivers_digest_image_and_command)
     }
     firmware.rc = 0x80300004;
     EXPECT_EQ(download(), static_cast<int32_t>(0x80300004));
-    write_image("abcd", "00112233445566778899aabbccddeef"); // a short digest fails behind its whole words
+    write_image("abcd", "00112233445566778899aabbccddeef"); // a short digest fails after its whole words
     EXPECT_EQ(download(), 64170);
     EXPECT_EQ(accesses(), "w2000000=31313030,33333232,35353434,37373636,39393838,62626161,64646363");
 }
@@ -93,14 +93,14 @@ TEST_F(firmware_image_test, the_largest_image_and_one_byte_more)
 
 TEST_F(firmware_image_test, pauses_and_levels_on_the_way)
 {
-    // A pause every fifty words, beside the one behind the command.
+    // A pause every fifty words, besides the one after the command.
     for (const auto &[bytes, nanoseconds] : cases_of("3 > 500000; 4 > 502000; 203 > 502000; 204 > 504000")) {
         write_image(std::string(std::stoul(bytes), 'x'));
         const uint64_t before = time.now();
         EXPECT_EQ(download(), 0);
         EXPECT_EQ(std::to_string(time.now() - before), nanoseconds) << bytes;
     }
-    // Behind ten words the two loudest levels go off, and come back crosswise. 127 is all of them.
+    // After ten words the two loudest levels go off, and come back swapped. 127 is all of them.
     for (const auto &[words_and_levels, after] :
          cases_of("10 16 > 32; 11 32 > 16; 10 127 > 127; 9 16 > 16")) {
         size_t end = 0;
@@ -144,7 +144,7 @@ TEST_F(firmware_image_test, progress)
     for (const auto &[kind, expected] : cases_of("0 > 22 7; 1 > 0 1; 2 > 0 2; 4 > 0 3")) {
         EXPECT_EQ(progress(kelvane_get_download_progress, std::stoul(kind)), expected);
     }
-    the_bar.word[0x01F04500] = 0x8182E304; // the highest bit of each tells programming, of all but port 1
+    the_bar.word[0x01F04500] = 0x8182E304; // the highest bit of all but port 1 means programming
     for (const auto &[address, expected] :
          cases_of("f0ffffff > 0 1; ff00ffff > 0 2; ff0000ff > 0 99; ff0001ff > 0 0; ff01ffff > 0 99; "
                   "ff0100ff > 0 99; ff0101ff > 0 5; ffffffff > 0 7; ff0002ff > 22 7; ff03ffff > 22 7")) {

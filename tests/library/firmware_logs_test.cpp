@@ -39,7 +39,7 @@ class firmware_logs_test : public firmware_test {
         the_bar.memory.assign(0x02000000 / 4, 0);
     }
 
-    // Of every log at once.
+    // Of all logs at once.
     static void set_indexes(uint32_t first, uint32_t last)
     {
         set(0x03F0000C, {first, last});
@@ -96,10 +96,10 @@ TEST_F(firmware_logs_test, what_is_copied_between_two_indexes)
         put_text(SIRANE_LOG + 8 + 4 * i, std::string(text, 4));
         set(0x03EC0030 + 4 * i, {i / 6});
     }
-    put_text(0x03E7FC00, "zzz\n"); // behind it
+    put_text(0x03E7FC00, "zzz\n"); // after it
     // Indexes of the card, first and last line as requested: what is copied, or the code.
     const std::pair<log, const char *> tables[] = {
-        // Coded rows go up to the difference of the indexes, on beyond the ring and the BAR.
+        // Coded rows go up to the difference of the indexes, even beyond the ring and the BAR.
         {CODED, "0 9 > 0-9; 10 25 > 10-15; 10 15 > ; 1 0 > 0-32511 0-1; 40000 32511 > 32511-32511 0-40000; "
                 "40000 32512 > 0-40000; 0 0x1FC00 > 0-130048; 0x1FC01 0 > 64171; 0 0x1FC01 > 64171"},
         {TEXT,
@@ -144,7 +144,7 @@ TEST_F(firmware_logs_test, rows_literally)
         EXPECT_EQ(dump(CODED), 0);
         EXPECT_EQ(file(CODED).find("0)0 " + row + "line 0 "), 0u) << row;
     }
-    put_text(RING, std::string(96, 'a') + "b"); // a row of text without an end
+    put_text(RING, std::string(96, 'a') + "b"); // a row of text without a terminator
     set_indexes(0, 192);
     EXPECT_EQ(dump(TEXT), 0);
     EXPECT_EQ(file(TEXT), std::string(96, 'a') + " \nb \n");
@@ -214,11 +214,11 @@ TEST_F(firmware_logs_test, what_fails)
             const int32_t rc = dump(kind);
             EXPECT_EQ(std::to_string(rc) + " " + std::to_string(file(kind).size()), expected)
                 << kind << " " << offset;
-            EXPECT_LE(open_files(), before + 1); // some leave it open, up to the next dump
+            EXPECT_LE(open_files(), before + 1); // some leave it open until the next dump
         }
     }
     the_bar.failing_offset = 1;
-    for (const log kind : {CODED, TEXT, LINES, SIRANE}) { // files that cannot be written, or not be opened
+    for (const log kind : {CODED, TEXT, LINES, SIRANE}) { // files that cannot be written, or not even opened
         fs::remove(path(kind));
         fs::create_symlink("/dev/full", path(kind));
         EXPECT_EQ(dump(kind), 64170);
@@ -228,11 +228,11 @@ TEST_F(firmware_logs_test, what_fails)
     }
     EXPECT_EQ(open_files(), before);
     log_file file = {fopen("/dev/full", "w")};
-    setvbuf(file.fp, nullptr, _IONBF, 0); // fails at once, and not when it is closed
+    setvbuf(file.fp, nullptr, _IONBF, 0); // fails at once, and not at the close
     fputs("x", file.fp);
-    EXPECT_EQ(close_log_file(0, &file, 5), 5); // behind another failure
+    EXPECT_EQ(close_log_file(0, &file, 5), 5); // after another failure
     file.fp = tmpfile();
-    close(fileno(file.fp)); // so that the closing itself fails
+    close(fileno(file.fp)); // so that the close itself fails
     EXPECT_EQ(close_log_file(0, &file, 0), 64170);
     EXPECT_TRUE(log_contains("the firmware's log could not be written whole: No space left on device \n"));
 }

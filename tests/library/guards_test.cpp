@@ -1,6 +1,7 @@
-// What inner functions refuse though no door hands them such a thing.
+// What inner functions refuse, though no public operation hands it to them.
 #include "background/aging.h"
 #include "card/info_tables.h"
+#include "card/running_firmware.h"
 #include "core/mutex.h"
 #include "firmware_log/eprom_trace.h"
 #include "firmware_log/log_file.h"

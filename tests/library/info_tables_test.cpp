@@ -1,5 +1,6 @@
 // What the card shows in its tables and single registers, and the library's verdict on it.
 #include "card/info_tables.h"
+#include "card/running_firmware.h"
 
 #include <cstring>
 

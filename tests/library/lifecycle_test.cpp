@@ -5,7 +5,7 @@
 
 #include "core/mutex.h"
 #include "core/pci.h"
-#include "kelvane_trace_defs.h"
+#include "core/trace/trace.h"
 #include "lifecycle/driver.h"
 #include "support/library.h"
 

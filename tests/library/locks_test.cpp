@@ -53,7 +53,7 @@ TEST_F(locks_test, a_semaphore_is_born_given_and_gives_merge)
     EXPECT_EQ(semaphore.semState, 0u);
     EXPECT_EQ(kelvane_sem_give(&semaphore), 0);
     EXPECT_EQ(semaphore.semState, 1u);
-    pthread_mutex_lock(&semaphore.lock.lock); // this thread's, which neither can take again
+    pthread_mutex_lock(&semaphore.lock.lock); // now this thread's, so that neither can take it
     EXPECT_EQ(kelvane_sem_take(&semaphore) + kelvane_sem_give(&semaphore), 2 * 64172);
 }
 

@@ -3,19 +3,20 @@
 #include <fstream>
 
 #include "core/mutex.h"
-#include "kelvane_trace_defs.h"
+#include "core/trace/file.h"
+#include "core/trace/trace.h"
 #include "lifecycle/driver.h"
 #include "support/library.h"
 
 namespace {
 
 using log_test = firmware_test;
-using log_file_test = library_test; // of a driver that is not initialised
+using log_file_test = library_test; // of a driver not yet initialised
 
 TEST_F(log_test, whole_lines_of_the_levels_in_the_mask)
 {
     logFileFp_rowcounter = 123456;
-    time.advance(2 * 1000000000ull + 123000 - time.now()); // behind 12:26:40 UTC
+    time.advance(2 * 1000000000ull + 123000 - time.now()); // after 12:26:40 UTC
     TRACE(LEVEL_INFO, 0, 0xFF0102FE, " start reg_address = %08x ", 0x9010u);
     const std::string message(5000, 'm');
     ASSERT_EQ(kelvane_mutex_lock(&log_file_mutex), 0); // this thread's own: its second lock fails
@@ -46,7 +47,7 @@ TEST_F(log_file_test, a_file_that_is_there_is_appended_to)
     TRACE(LEVEL_ERROR, 0, NO_ADDRESS, "x");
     EXPECT_FALSE(std::filesystem::exists(log_path()));
     is_driver_initialized = false;
-    std::filesystem::create_directory(log_path()); // can be opened for reading only
+    std::filesystem::create_directory(log_path()); // can only be opened for reading
     testing::internal::CaptureStdout();
     EXPECT_EQ(kelvane_init_driver(), 64170);
     const std::string place = "\tfile platforms/common/drivers/kelvane/lib/src/kelvane_trace_defs line ";

@@ -7,7 +7,7 @@
 #include <sstream>
 
 #include "background/response_thread.h"
-#include "kelvane_trace_defs.h"
+#include "core/trace/file.h"
 #include "lifecycle/driver.h"
 #include "mbox/model.h"
 

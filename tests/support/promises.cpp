@@ -2,9 +2,9 @@
 
 #include "core/handle.h"
 #include "core/mutex.h"
+#include "core/trace/file.h"
 #include "core/transaction_id.h"
 #include "dap/dap_channel.h"
-#include "kelvane_trace_defs.h"
 
 bool is_documented(int32_t code)
 {

@@ -1,5 +1,5 @@
-// The library's mutex and semaphore: thin wrappers over POSIX that remember the holder, report failures
-// as library codes with a log line, and mark what a thread blocks on.
+// The library's mutex and semaphore: thin wrappers over POSIX that remember the holder, turn failures into
+// return codes with a log line, and mark what a thread blocks on.
 #ifndef KELVANE_SYNC_H
 #define KELVANE_SYNC_H
 

@@ -3,7 +3,7 @@
 #include "background/handlers.h"
 #include "core/device_address.h"
 #include "core/handle.h"
-#include "kelvane_trace_defs.h"
+#include "core/trace/trace.h"
 #include "mbox/request_table.h"
 
 namespace {

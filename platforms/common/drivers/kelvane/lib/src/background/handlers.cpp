@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <type_traits>
 
-#include "kelvane_trace_defs.h"
+#include "core/trace/trace.h"
 #include "mbox/message.h"
 #include "mbox/model.h"
 #include "mbox/request_table.h"

@@ -5,7 +5,7 @@
 #include "core/handle.h"
 #include "core/mutex.h"
 #include "core/thread.h"
-#include "kelvane_trace_defs.h"
+#include "core/trace/trace.h"
 #include "mbox/model.h"
 #include "mbox/receive.h"
 

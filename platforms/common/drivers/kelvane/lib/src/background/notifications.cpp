@@ -3,11 +3,11 @@
 #include <cstring>
 
 #include "background/handlers.h"
-#include "card/info_tables.h"
+#include "card/running_firmware.h"
 #include "core/handle.h"
 #include "core/pci.h"
 #include "core/thread.h"
-#include "kelvane_trace_defs.h"
+#include "core/trace/trace.h"
 #include "mbox/message.h"
 #include "mbox/model.h"
 #include "mbox/state.h"

@@ -6,7 +6,7 @@
 #include "core/pci.h"
 #include "core/semaphore.h"
 #include "core/thread.h"
-#include "kelvane_trace_defs.h"
+#include "core/trace/trace.h"
 #include "mbox/message.h"
 #include "mbox/model.h"
 #include "mbox/receive.h"

@@ -1,42 +1,42 @@
-// The library's verdict on the firmware that it finds.
-#include "kelvane.h"
-#include "kelvane_trace_defs.h"
+// The library's verdict on the firmware it finds.
+#include "card/running_firmware.h"
+#include "core/trace/trace.h"
 
 namespace {
 
-constexpr uint32_t SUPPORTED_MAJOR = 5;
-constexpr uint32_t SUPPORTED_MINOR = 22;
+constexpr firmware_version SUPPORTED_FIRMWARE = {5, 22};
 constexpr uint32_t ANY = 0xFFFFFFFF;
 
-// Rows in the order of testing; a firmware that no row holds is undefined. A verdict without a text is
-// given without a word in the log.
+// Rows in the order of testing; a firmware in none of them is undefined. A verdict without a text is not
+// logged. Here, and only here, a firmware that gives no version (0.0) counts as the oldest.
 struct verdict_row {
-    uint32_t first_major, last_major;
-    uint32_t first_minor, last_minor;
+    firmware_version first, last;
     uint32_t verdict;
     const char *text;
 };
 
+constexpr const char *UPDATE_NEEDED = "comp_sw = KELVANE_COMP_SW_FATAL_NOT_ALIGNED - updtate needed ";
+constexpr const char *UPDATE_NOT_NEEDED =
+    "comp_sw = KELVANE_COMP_SW_WARNING_NOT_ALIGNED - updtate not needed  ";
+constexpr const char *ALIGNED = "comp_sw = KELVANE_COMP_SW_ALIGNED  ";
+constexpr const char *UNDEFINED = "comp_sw = KELVANE_COMP_UNDEF  ";
+
 const verdict_row verdicts[] = {
-    {2, 2, 0, 6, KELVANE_COMP_SW_FATAL_NOT_ALIGNED, nullptr},
-    {2, 2, 7, ANY, KELVANE_COMP_SW_FATAL_NOT_ALIGNED,
-     "comp_sw = KELVANE_COMP_SW_FATAL_NOT_ALIGNED - updtate needed "},
-    {0, 1, 0, ANY, KELVANE_COMP_SW_FATAL_NOT_ALIGNED, nullptr},
-    {6, ANY, 0, ANY, KELVANE_COMP_UNDEF, "comp_sw = KELVANE_COMP_UNDEF  "},
-    {5, 5, 23, ANY, KELVANE_COMP_UNDEF, "comp_sw = KELVANE_COMP_UNDEF  "},
-    {3, 4, 0, ANY, KELVANE_COMP_SW_FATAL_NOT_ALIGNED,
-     "comp_sw = KELVANE_COMP_SW_FATAL_NOT_ALIGNED - updtate needed "},
-    {5, 5, 0, 21, KELVANE_COMP_SW_WARNING_NOT_ALIGNED,
-     "comp_sw = KELVANE_COMP_SW_WARNING_NOT_ALIGNED - updtate not needed  "},
-    {5, 5, 22, 22, KELVANE_COMP_SW_ALIGNED, "comp_sw = KELVANE_COMP_SW_ALIGNED  "},
+    {{2, 0}, {2, 6}, KELVANE_COMP_SW_FATAL_NOT_ALIGNED, nullptr},
+    {{2, 7}, {2, ANY}, KELVANE_COMP_SW_FATAL_NOT_ALIGNED, UPDATE_NEEDED},
+    {{0, 0}, {1, ANY}, KELVANE_COMP_SW_FATAL_NOT_ALIGNED, nullptr},
+    {{6, 0}, {ANY, ANY}, KELVANE_COMP_UNDEF, UNDEFINED},
+    {{5, 23}, {5, ANY}, KELVANE_COMP_UNDEF, UNDEFINED},
+    {{3, 0}, {4, ANY}, KELVANE_COMP_SW_FATAL_NOT_ALIGNED, UPDATE_NEEDED},
+    {{5, 0}, {5, 21}, KELVANE_COMP_SW_WARNING_NOT_ALIGNED, UPDATE_NOT_NEEDED},
+    {{5, 22}, {5, 22}, KELVANE_COMP_SW_ALIGNED, ALIGNED},
 };
 
-const verdict_row &judge(uint32_t major, uint32_t minor)
+const verdict_row &judge(firmware_version running)
 {
-    static const verdict_row unknown = {0, 0, 0, 0, KELVANE_COMP_UNDEF, nullptr};
+    static const verdict_row unknown = {{}, {}, KELVANE_COMP_UNDEF, nullptr};
     for (const verdict_row &row : verdicts) {
-        if (major >= row.first_major && major <= row.last_major && minor >= row.first_minor &&
-            minor <= row.last_minor) {
+        if (running >= row.first && running <= row.last) {
             return row;
         }
     }
@@ -49,19 +49,18 @@ int32_t kelvane_software_version_comp_check(kelvane_handle handle, uint32_t *com
 {
     TRACE(LEVEL_INFO, handle, KELVANE_ADDRESS_BOARD, " start ");
     *comp_sw = KELVANE_COMP_UNDEF;
-    uint32_t major = 0;
-    uint32_t minor = 0;
-    const int32_t rc = kelvane_get_software_running(handle, KELVANE_ADDRESS_BOARD, &major, &minor);
+    firmware_version running;
+    const int32_t rc = get_running_firmware(handle, &running, LEVEL_INFO);
     if (rc != KELVANE_EOK) {
         return rc;
     }
     TRACE(LEVEL_DEBUG, handle, KELVANE_ADDRESS_BOARD, " arm version running   %d 0x%04x %d 0x%04x ",
-          static_cast<int>(major), major, static_cast<int>(minor), minor);
+          static_cast<int>(running.major), running.major, static_cast<int>(running.minor), running.minor);
     TRACE(LEVEL_DEBUG, handle, KELVANE_ADDRESS_BOARD, " arm version supported %d 0x%04x %d 0x%04x ",
-          static_cast<int>(SUPPORTED_MAJOR), SUPPORTED_MAJOR, static_cast<int>(SUPPORTED_MINOR),
-          SUPPORTED_MINOR);
+          static_cast<int>(SUPPORTED_FIRMWARE.major), SUPPORTED_FIRMWARE.major,
+          static_cast<int>(SUPPORTED_FIRMWARE.minor), SUPPORTED_FIRMWARE.minor);
 
-    const verdict_row &verdict = judge(major, minor);
+    const verdict_row &verdict = judge(running);
     *comp_sw = verdict.verdict;
     if (verdict.text != nullptr) {
         TRACE(LEVEL_INFO, handle, KELVANE_ADDRESS_BOARD, "%s", verdict.text);

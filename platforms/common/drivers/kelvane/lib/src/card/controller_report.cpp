@@ -1,8 +1,9 @@
-// What the controller's table says of the controller itself: inventory, run type, secure boot, and the
+// What the controller's table says about the controller itself: inventory, run type, secure boot, and the
 // lines that the link-up writes into the log.
+#include "card/firmware_version.h"
 #include "card/info_tables.h"
 #include "core/handle.h"
-#include "kelvane_trace_defs.h"
+#include "core/trace/trace.h"
 
 namespace {
 
@@ -12,16 +13,6 @@ struct packed_version {
     int minor;
     int date[3];
 };
-
-struct bundle_version {
-    int major;
-    int minor;
-};
-
-bundle_version split(uint32_t word)
-{
-    return {static_cast<int>(word >> 16), static_cast<int>(word & 0xFFFF)};
-}
 
 packed_version unpack(uint32_t word)
 {
@@ -48,21 +39,21 @@ int32_t kelvane_trace_zynq_info_table(kelvane_handle handle)
     }
     constexpr kelvane_device_address board = KELVANE_ADDRESS_BOARD;
     const auto &word = table.word;
-    const bundle_version working = split(word[ZYNQ_WORKING_BUNDLE_VERSION]);
-    const bundle_version golden = split(word[ZYNQ_GOLDEN_BUNDLE_VERSION]);
-    const bundle_version running = split(word[ZYNQ_RUNNING_BUNDLE_VERSION]);
+    const auto working = firmware_version::from_word(word[ZYNQ_WORKING_BUNDLE_VERSION]);
+    const auto golden = firmware_version::from_word(word[ZYNQ_GOLDEN_BUNDLE_VERSION]);
+    const auto running = firmware_version::from_word(word[ZYNQ_RUNNING_BUNDLE_VERSION]);
     const packed_version fsbl = unpack(word[ZYNQ_FSBL_VERSION]);
     const packed_version application = unpack(word[ZYNQ_APPLICATION_VERSION]);
 
     TRACE(LEVEL_INFO, handle, board, "Zynq Info Table ");
     TRACE(LEVEL_INFO, handle, board, "imageBundleRunning: %s ",
           word[ZYNQ_IMAGE_BUNDLE_RUNNING] == ZYNQ_WORKING_IMAGE_RUNS ? "working" : "golden");
-    TRACE(LEVEL_INFO, handle, board, "workingBundleImageVersion %d.%d 0x%04x.0x%04x", working.major,
-          working.minor, working.major, working.minor);
-    TRACE(LEVEL_INFO, handle, board, "GoldenBundleImageVersion  %d.%d 0x%04x.0x%04x", golden.major,
-          golden.minor, golden.major, golden.minor);
-    TRACE(LEVEL_INFO, handle, board, "runningBundleImageVersion %d.%d 0x%04x.0x%04x", running.major,
-          running.minor, running.major, running.minor);
+    TRACE(LEVEL_INFO, handle, board, "workingBundleImageVersion %d.%d 0x%04x.0x%04x",
+          static_cast<int>(working.major), static_cast<int>(working.minor), working.major, working.minor);
+    TRACE(LEVEL_INFO, handle, board, "GoldenBundleImageVersion  %d.%d 0x%04x.0x%04x",
+          static_cast<int>(golden.major), static_cast<int>(golden.minor), golden.major, golden.minor);
+    TRACE(LEVEL_INFO, handle, board, "runningBundleImageVersion %d.%d 0x%04x.0x%04x",
+          static_cast<int>(running.major), static_cast<int>(running.minor), running.major, running.minor);
     TRACE(LEVEL_INFO, handle, board, "fsbl_RunningVersion %d.%d - %02d/%02d/%02d ", fsbl.major, fsbl.minor,
           fsbl.date[0], fsbl.date[1], fsbl.date[2]);
     TRACE(LEVEL_INFO, handle, board, "application_RunningVersion %d.%d - %02d/%02d/%02d ", application.major,

@@ -1,21 +1,12 @@
 #include "card/info_tables.h"
 
+#include "card/firmware_version.h"
 #include "core/device_address.h"
 #include "core/handle.h"
 #include "core/pci.h"
-#include "kelvane_trace_defs.h"
+#include "core/trace/trace.h"
 
 namespace {
-
-constexpr uint32_t upper(uint32_t word)
-{
-    return word >> 16;
-}
-
-constexpr uint32_t lower(uint32_t word)
-{
-    return word & 0xFFFF;
-}
 
 struct table_run {
     uint32_t first_word;
@@ -37,14 +28,15 @@ int32_t get_xpm2_software(kelvane_handle handle, const address_fields &port, uin
     sirane_info_table_image table{};
     const int32_t rc = kelvane_get_sirane_subsys_info_table(handle, port.sirane, &table);
     if (rc == KELVANE_EOK) {
-        const uint32_t version = table.word[SIRANE_PORT_VERSION + SIRANE_PORT_STRIDE * port.network_port];
-        *major = upper(version);
-        *minor = lower(version);
+        const auto version = firmware_version::from_word(
+            table.word[SIRANE_PORT_VERSION + SIRANE_PORT_STRIDE * port.network_port]);
+        *major = version.major;
+        *minor = version.minor;
     }
     return rc;
 }
 
-// The version of whatever the address names. A module has one version only, whatever the choice.
+// The version of whatever the address names. A module has only one, whatever the choice.
 int32_t get_software(kelvane_handle handle, kelvane_device_address device_address, int32_t which,
                      uint32_t *major, uint32_t *minor, uint32_t log_level, const char *function)
 {
@@ -116,9 +108,11 @@ int32_t kelvane_get_sirane_software(kelvane_handle handle, uint32_t sirane_id, i
               static_cast<int>(sirane_id));
         return KELVANE_RET_CODE_GEN_ERR;
     }
+    // Unlike the other tables: major in the top byte, and the byte below it ORed into the upper byte of the
+    // minor.
     const uint32_t version = table.word[SIRANE_BANK_VERSION + bank];
-    *major = upper(version) >> 8;
-    *minor = lower(version) | (upper(version) & 0xFF) << 8;
+    *major = version >> 24;
+    *minor = (version & 0xFFFF) | (version >> 16 & 0xFF) << 8;
     return KELVANE_EOK;
 }
 
@@ -152,17 +146,17 @@ int32_t kelvane_get_ordune_software(kelvane_handle handle, uint32_t device_id, i
         *minor = 0;
         return KELVANE_RET_CODE_DEVICE_NOT_READY;
     }
-    *major = upper(version);
-    *minor = lower(version);
-    uint32_t stored_major = *major;
-    uint32_t stored_minor = *minor;
+    const auto read = firmware_version::from_word(version);
+    *major = read.major;
+    *minor = read.minor;
+    firmware_version stored = read;
     if (which == SOFTWARE_RUNNING) {
-        kelvane_get_stored_version(handle, &stored_major, &stored_minor);
+        kelvane_get_stored_version(handle, &stored.major, &stored.minor);
     }
-    if (stored_major != *major || stored_minor != *minor) { // told, and no error
+    if (stored != read) { // logged, but no error
         TRACE(LEVEL_DEBUG, handle, KELVANE_ADDRESS_BOARD, "ERROR problem stored_ver  %d %d real_ver %d %d ",
-              static_cast<int>(stored_major), static_cast<int>(stored_minor), static_cast<int>(*major),
-              static_cast<int>(*minor));
+              static_cast<int>(stored.major), static_cast<int>(stored.minor), static_cast<int>(read.major),
+              static_cast<int>(read.minor));
     }
     return KELVANE_EOK;
 }
@@ -189,36 +183,4 @@ int32_t kelvane_get_software_downloaded_golden_zynq(kelvane_handle handle, uint3
 {
     const int32_t rc = check_kelvane_handler_input(handle);
     return rc != KELVANE_EOK ? rc : kelvane_get_ordune_software(handle, 0, SOFTWARE_GOLDEN, major, minor);
-}
-
-int32_t is_current_ver_later_or_equal(kelvane_handle handle, uint32_t major, uint32_t minor, uint32_t *out)
-{
-    uint32_t running_major = 0;
-    uint32_t running_minor = 0;
-    const int32_t rc = kelvane_get_internal_software_running(handle, KELVANE_ADDRESS_BOARD, &running_major,
-                                                             &running_minor, LEVEL_DEBUG);
-    if (rc != KELVANE_EOK) {
-        return rc;
-    }
-    const uint64_t running = static_cast<uint64_t>(running_major) << 32 | running_minor;
-    const uint64_t asked = static_cast<uint64_t>(major) << 32 | minor;
-    *out = running < asked && running != 0 ? 0 : 1;
-    return KELVANE_EOK;
-}
-
-void kelvane_store_firmware_version(kelvane_handle handle)
-{
-    kelvane_handle_record *record = handle_record(handle);
-    if (record == nullptr) {
-        return;
-    }
-    uint32_t major = 0;
-    uint32_t minor = 0;
-    if (kelvane_get_internal_software_running(handle, KELVANE_ADDRESS_BOARD, &major, &minor, LEVEL_DEBUG) !=
-        KELVANE_EOK) {
-        major = 0;
-        minor = 0;
-    }
-    record->stored_ordune_ver_maj.store(major, std::memory_order_relaxed);
-    record->stored_ordune_ver_min.store(minor, std::memory_order_relaxed);
 }

@@ -20,8 +20,9 @@ enum software_choice : int32_t {
     SOFTWARE_GOLDEN = 2,     // of the controller only
 };
 
-// All return 0, 22, 64174, 64170 for a table that contradicts itself, or 64175 with both outputs 0 while
-// the controller checks an image.
+// All return KELVANE_EOK, KELVANE_RET_CODE_EINVAL, KELVANE_RET_CODE_DEVICE_UNAVAILABLE,
+// KELVANE_RET_CODE_GEN_ERR for a table that contradicts itself, or KELVANE_RET_CODE_DEVICE_NOT_READY with
+// both outputs 0 while the controller is still checking an image.
 int32_t kelvane_get_zynq_info_table(kelvane_handle handle, zynq_info_table *table);
 int32_t kelvane_get_sirane_subsys_info_table(kelvane_handle handle, uint32_t sirane_id,
                                              sirane_info_table_image *table); // zeroed by the caller
@@ -32,12 +33,5 @@ int32_t kelvane_get_ordune_software(kelvane_handle handle, uint32_t device_id, i
 int32_t kelvane_get_internal_software_running(kelvane_handle handle, kelvane_device_address device_address,
                                               uint32_t *major, uint32_t *minor, uint32_t log_level);
 int32_t kelvane_trace_zynq_info_table(kelvane_handle handle);
-
-// Whether the running firmware is at least that version; a firmware that gives no version (0.0) is.
-// `out` stays untouched when the inquiry fails.
-int32_t is_current_ver_later_or_equal(kelvane_handle handle, uint32_t major, uint32_t minor, uint32_t *out);
-
-// Asks the firmware for its version and keeps it in the handle, 0.0 when it cannot be had.
-void kelvane_store_firmware_version(kelvane_handle handle);
 
 #endif

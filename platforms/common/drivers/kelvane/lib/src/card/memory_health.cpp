@@ -2,7 +2,7 @@
 
 #include "core/handle.h"
 #include "core/pci.h"
-#include "kelvane_trace_defs.h"
+#include "core/trace/trace.h"
 
 int32_t kelvane_get_ddr_info_table(kelvane_handle handle, ddr_info_table *table)
 {

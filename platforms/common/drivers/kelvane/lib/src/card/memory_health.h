@@ -1,4 +1,4 @@
-// The card's table of memory errors and upsets of its programmable logic.
+// The card's table of memory errors and of upsets in its programmable logic.
 #ifndef CARD_MEMORY_HEALTH_H
 #define CARD_MEMORY_HEALTH_H
 
@@ -11,7 +11,7 @@ struct ddr_info_table {
     uint32_t word[DDR_INFO_WORDS];
 };
 
-// 0 or 64174.
+// KELVANE_EOK or KELVANE_RET_CODE_DEVICE_UNAVAILABLE.
 int32_t kelvane_get_ddr_info_table(kelvane_handle handle, ddr_info_table *table);
 
 #endif

@@ -1,7 +1,7 @@
 #include "core/arm_errors.h"
 
+#include "core/trace/trace.h"
 #include "kelvane.h"
-#include "kelvane_trace_defs.h"
 
 #define ARM_ERROR_ROW(name, low_31_bits)          {static_cast<uint32_t>(name), #name},
 #define ARM_ERROR_ROW_WITH_TAB(name, low_31_bits) {static_cast<uint32_t>(name), #name "\t"},

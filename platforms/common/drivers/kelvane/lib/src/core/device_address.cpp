@@ -1,7 +1,7 @@
 #include "core/device_address.h"
 
 #include "core/handle.h"
-#include "kelvane_trace_defs.h"
+#include "core/trace/trace.h"
 
 namespace {
 

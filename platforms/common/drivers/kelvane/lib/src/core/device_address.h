@@ -1,4 +1,4 @@
-// Device addresses: their fields, and the checks of the kinds of address.
+// Device addresses: their fields, and the checks for each kind of address.
 #ifndef CORE_DEVICE_ADDRESS_H
 #define CORE_DEVICE_ADDRESS_H
 
@@ -27,16 +27,16 @@ constexpr uint32_t sirane_id_of_address(kelvane_device_address address)
     return fields_of(address).type == ADDRESS_TYPE_SIRANE ? fields_of(address).sirane : 0;
 }
 
-// Each returns 0, or 22 with a log line.
+// Each returns KELVANE_EOK, or KELVANE_RET_CODE_EINVAL with a log line.
 
-// The general test; the only one that bounds the sirane by the number there are.
+// The general check, and the only one that refuses a sirane the card does not have.
 int32_t check_device_address_input(kelvane_device_address address);
 int32_t kelvane_check_dev_addr_ordune(kelvane_device_address address);
 int32_t kelvane_check_dev_addr_srn(kelvane_device_address address);
 int32_t kelvane_check_dev_addr_srn_network_port(kelvane_device_address address);
 int32_t kelvane_check_dev_addr_srn_host_port(kelvane_device_address address);
 
-// The general test, then the handle's, as the public operations apply them.
+// The general check, then the handle's: what most public operations begin with.
 int32_t check_address_and_handle(kelvane_device_address address, kelvane_handle handle);
 
 #endif

@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-#include "kelvane_trace_defs.h"
+#include "core/trace/trace.h"
 
 namespace {
 
@@ -13,6 +13,8 @@ template <typename value_type> value_type load(const void *record, size_t offset
     return value;
 }
 
+constexpr size_t TEXT_BYTES_MAX = 64;
+
 struct line {
     uint32_t level;
     uint32_t slot;
@@ -20,13 +22,13 @@ struct line {
     const char *function;
 };
 
-// The formats come from the constant tables of the callers, beside the kind that fits them.
+// The formats come from the callers' constant tables, each next to the kind that fits it.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"
 
 void trace_text(const line &l, const char *format, const void *record, size_t offset, size_t length)
 {
-    char text[65] = {};
+    char text[TEXT_BYTES_MAX + 1] = {};
     memcpy(text, static_cast<const char *>(record) + offset, length);
     kelvane_trace(l.level, l.slot, l.device_address, l.function, format, text);
 }

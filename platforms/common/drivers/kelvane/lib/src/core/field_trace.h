@@ -1,4 +1,4 @@
-// Records in the log: a record is a list of fields, a line each, and a loop.
+// Records in the log: a list of fields, one line each.
 #ifndef CORE_FIELD_TRACE_H
 #define CORE_FIELD_TRACE_H
 
@@ -8,7 +8,7 @@
 
 #include "kelvane.h"
 
-// What the format of a line gets.
+// What the format of a line is given.
 enum field_kind : uint8_t {
     FIELD_WORD,        // one 32-bit word, for any of %d %u %x
     FIELD_WORD_PAIR,   // two words in a row
@@ -29,7 +29,7 @@ struct traced_field {
     field_kind kind;
 };
 
-// Writes the fields in order under the name `function`. Nothing is looked at when the level is off.
+// Writes the fields in order under the name `function`. The record is not touched when the level is off.
 void trace_fields(uint32_t level, kelvane_handle handle, kelvane_device_address device_address,
                   const char *function, std::span<const traced_field> fields, const void *record);
 

@@ -2,7 +2,7 @@
 
 #include <new>
 
-#include "kelvane_trace_defs.h"
+#include "core/trace/trace.h"
 
 kelvane_handle_record local_handles_array[HANDLE_COUNT];
 

@@ -4,7 +4,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "kelvane_trace_defs.h"
+#include "core/trace/trace.h"
 #include "platform/thread.h"
 #include "platform/wait.h"
 
@@ -28,7 +28,7 @@ int32_t kelvane_mutex_init(kelvane_mutex *mutex)
 {
     const int rc = lock_area_init(&mutex->lock);
     if (rc != 0) {
-        TRACE(LEVEL_ERROR, NO_HANDLE, NO_ADDRESS, "mutex init %p rc=%d", static_cast<void *>(mutex), rc);
+        TRACE_NO_CARD(__func__, LEVEL_ERROR, "mutex init %p rc=%d", static_cast<void *>(mutex), rc);
         return KELVANE_RET_CODE_GEN_PLATFORM_PROBLEM;
     }
     mutex->lockingTID.store(0, std::memory_order_relaxed);
@@ -39,19 +39,18 @@ int32_t kelvane_mutex_lock_failed(const kelvane_mutex *mutex, int rc)
 {
     constexpr const char *name = "kelvane_mutex_lock";
     if (rc == EBUSY) {
-        TRACE_AS(name, LEVEL_ERROR, NO_HANDLE, NO_ADDRESS, "lock mutex %p rc=%d - lockingTID = %d  ",
-                 static_cast<const void *>(mutex), rc, kelvane_mutex_get_owner(mutex));
+        TRACE_NO_CARD(name, LEVEL_ERROR, "lock mutex %p rc=%d - lockingTID = %d  ",
+                      static_cast<const void *>(mutex), rc, kelvane_mutex_get_owner(mutex));
         return KELVANE_RET_CODE_EBUSY;
     }
-    TRACE_AS(name, LEVEL_ERROR, NO_HANDLE, NO_ADDRESS, "lock mutex %p rc=%d",
-             static_cast<const void *>(mutex), rc);
+    TRACE_NO_CARD(name, LEVEL_ERROR, "lock mutex %p rc=%d", static_cast<const void *>(mutex), rc);
     return KELVANE_RET_CODE_GEN_PLATFORM_PROBLEM;
 }
 
 int32_t kelvane_mutex_unlock_failed(const kelvane_mutex *mutex, int rc)
 {
-    TRACE_AS("kelvane_mutex_unlock", LEVEL_ERROR, NO_HANDLE, NO_ADDRESS, "unlock mutex %p rc=%d",
-             static_cast<const void *>(mutex), rc);
+    TRACE_NO_CARD("kelvane_mutex_unlock", LEVEL_ERROR, "unlock mutex %p rc=%d",
+                  static_cast<const void *>(mutex), rc);
     return KELVANE_RET_CODE_GEN_PLATFORM_PROBLEM;
 }
 
@@ -59,7 +58,7 @@ int32_t kelvane_mutex_timed_lock(kelvane_mutex *mutex, uint32_t seconds, uint32_
 {
     timespec deadline{};
     const int clock = wait_realtime(&deadline);
-    if (clock != 0) {
+    if (clock != 0) { // the caller gets the clock's own code, and the console two empty lines
         printf("\n\n");
         return clock;
     }
@@ -67,14 +66,13 @@ int32_t kelvane_mutex_timed_lock(kelvane_mutex *mutex, uint32_t seconds, uint32_
     deadline.tv_nsec += static_cast<long>(nanoseconds);
     const int rc = thread_timed_lock(&mutex->lock.lock, &deadline, __func__, __LINE__);
     if (rc == ETIMEDOUT) {
-        TRACE(LEVEL_ERROR, NO_HANDLE, NO_ADDRESS, "mutex %p timeout %d %d expired-lockingTID = %d ",
-              static_cast<void *>(mutex), static_cast<int>(seconds), static_cast<int>(nanoseconds),
-              kelvane_mutex_get_owner(mutex));
+        TRACE_NO_CARD(__func__, LEVEL_ERROR, "mutex %p timeout %d %d expired-lockingTID = %d ",
+                      static_cast<void *>(mutex), static_cast<int>(seconds), static_cast<int>(nanoseconds),
+                      kelvane_mutex_get_owner(mutex));
         return KELVANE_RET_CODE_ETIMEDOUT;
     }
     if (rc != 0) {
-        TRACE(LEVEL_ERROR, NO_HANDLE, NO_ADDRESS, "timed_lock mutex %p rc=%d", static_cast<void *>(mutex),
-              rc);
+        TRACE_NO_CARD(__func__, LEVEL_ERROR, "timed_lock mutex %p rc=%d", static_cast<void *>(mutex), rc);
         return KELVANE_RET_CODE_GEN_PLATFORM_PROBLEM;
     }
     mutex->lockingTID.store(thread_kernel_id(), std::memory_order_relaxed);

@@ -3,11 +3,11 @@
 #include <cstdio>
 
 #include "core/handle.h"
-#include "kelvane_trace_defs.h"
+#include "core/trace/trace.h"
 
 namespace {
 
-// The two tests before each access. `function` is the access's own name.
+// The two checks before each access. `function` is the access's own name.
 int32_t pass_gate(kelvane_handle handle, uint32_t check_alive, const char *function)
 {
     if (kelvane_get_pci_mapped(handle) == 0) {
@@ -59,7 +59,7 @@ int32_t kelvane_internal_pci_write(kelvane_handle handle, uint32_t bus, uint32_t
                                    uint32_t check_alive)
 {
     if (kelvane_get_pci_mapped(handle) == 0) {
-        printf("fpga is not PCI mapped \n"); // of the four accesses this one alone tells the console, too
+        printf("fpga is not PCI mapped \n"); // the only one of the four that tells the console, too
     }
     int32_t rc = pass_gate(handle, check_alive, __func__);
     if (rc != KELVANE_EOK) {

@@ -1,7 +1,7 @@
 #include "core/semaphore.h"
 
 #include "core/mutex.h"
-#include "kelvane_trace_defs.h"
+#include "core/trace/trace.h"
 #include "platform/thread.h"
 
 namespace {
@@ -13,17 +13,17 @@ uint32_t state_of(const kelvane_semaphore *semaphore)
 
 } // namespace
 
-// A POSIX call failed: logs the line and is the code.
+// A POSIX call failed: logs the line and evaluates to the return code.
 #define SEMAPHORE_PROBLEM(format, semaphore, rc)                                                             \
-    (trace_is_on(LEVEL_ERROR) ? kelvane_trace(LEVEL_ERROR, kelvane_slot_of_handler(NO_HANDLE), NO_ADDRESS,   \
-                                              __func__, format, static_cast<void *>(semaphore), rc)          \
+    (trace_is_on(LEVEL_ERROR) ? kelvane_trace(LEVEL_ERROR, NO_HANDLE, NO_ADDRESS, __func__, format,          \
+                                              static_cast<void *>(semaphore), rc)                            \
                               : void(),                                                                      \
      static_cast<int32_t>(KELVANE_RET_CODE_GEN_PLATFORM_PROBLEM))
 
 int32_t kelvane_sem_init(kelvane_semaphore *semaphore)
 {
-    TRACE(LEVEL_DEBUG, NO_HANDLE, NO_ADDRESS, "start semid %p state=%d", static_cast<void *>(semaphore),
-          static_cast<int>(state_of(semaphore)));
+    TRACE_NO_CARD(__func__, LEVEL_DEBUG, "start semid %p state=%d", static_cast<void *>(semaphore),
+                  static_cast<int>(state_of(semaphore)));
     int rc = lock_area_init(&semaphore->lock);
     if (rc != 0) {
         return SEMAPHORE_PROBLEM("mutex init problem on semid %p rc=%d", semaphore, rc);
@@ -38,8 +38,8 @@ int32_t kelvane_sem_init(kelvane_semaphore *semaphore)
 
 int32_t kelvane_sem_take(kelvane_semaphore *semaphore)
 {
-    TRACE(LEVEL_LOWPR, NO_HANDLE, NO_ADDRESS, "start semid %p state=%d", static_cast<void *>(semaphore),
-          static_cast<int>(state_of(semaphore)));
+    TRACE_NO_CARD(__func__, LEVEL_LOWPR, "start semid %p state=%d", static_cast<void *>(semaphore),
+                  static_cast<int>(state_of(semaphore)));
     int rc = thread_lock(&semaphore->lock.lock, __func__, __LINE__);
     if (rc != 0) {
         return SEMAPHORE_PROBLEM("lock problem on semid %p rc=%d", semaphore, rc);
@@ -59,8 +59,8 @@ int32_t kelvane_sem_take(kelvane_semaphore *semaphore)
 
 int32_t kelvane_sem_give(kelvane_semaphore *semaphore)
 {
-    TRACE(LEVEL_LOWPR, NO_HANDLE, NO_ADDRESS, "start semid %p state=%d", static_cast<void *>(semaphore),
-          static_cast<int>(state_of(semaphore)));
+    TRACE_NO_CARD(__func__, LEVEL_LOWPR, "start semid %p state=%d", static_cast<void *>(semaphore),
+                  static_cast<int>(state_of(semaphore)));
     int rc = thread_lock(&semaphore->lock.lock, __func__, __LINE__);
     if (rc != 0) {
         return SEMAPHORE_PROBLEM("lock problem on semid %p rc=%d", semaphore, rc);
@@ -70,7 +70,7 @@ int32_t kelvane_sem_give(kelvane_semaphore *semaphore)
     if (rc != 0) {
         return SEMAPHORE_PROBLEM("unlock problem on semid %p rc=%d", semaphore, rc);
     }
-    // Only now: a taker that is woken before would run into the lock and sleep once more.
+    // Only now: a taker woken any earlier would run into the lock and go back to sleep.
     rc = pthread_cond_signal(&semaphore->condition);
     return rc == 0 ? KELVANE_EOK : SEMAPHORE_PROBLEM("signal problem on semid %p rc=%d", semaphore, rc);
 }

@@ -1,4 +1,4 @@
-// The library semaphore: binary, born given. Gives before a take merge into one.
+// The library semaphore: binary, born given. Several gives before a take count as one.
 #ifndef CORE_SEMAPHORE_H
 #define CORE_SEMAPHORE_H
 
@@ -6,10 +6,10 @@
 
 #include "kelvane_sync.h"
 
-// All return 0 or 64172, except kelvane_sem_get_state, which returns 0.
+// All return KELVANE_EOK or KELVANE_RET_CODE_GEN_PLATFORM_PROBLEM, kelvane_sem_get_state always KELVANE_EOK.
 int32_t kelvane_sem_init(kelvane_semaphore *semaphore);
 int32_t kelvane_sem_take(kelvane_semaphore *semaphore); // blocks without limit
-// Wakes after it has let go: a semaphore is not destroyed while somebody may still be giving it.
+// Signals after the lock is released: do not destroy a semaphore that somebody may still be giving.
 int32_t kelvane_sem_give(kelvane_semaphore *semaphore);
 int32_t kelvane_sem_destroy(kelvane_semaphore *semaphore);
 int32_t kelvane_sem_get_state(const kelvane_semaphore *semaphore, uint32_t *state);

@@ -1,4 +1,4 @@
-// The checks below hold in every build.
+// The asserts below hold in every build.
 #undef NDEBUG
 
 #include "core/thread.h"
@@ -28,6 +28,8 @@ thread_argument *make_thread_argument(uint32_t handle, uint32_t sirane_id, uint3
 
 int32_t kelvane_thread_create(pthread_t *id, void *(*start)(void *), void *argument)
 {
+    // A signal that cannot be blocked is no return code: it aborts the process, with the condition on
+    // standard error. The words "rc ==0", so spelled, mean the second signal.
     sigset_t reserved;
     int rc = sigemptyset(&reserved);
     assert(rc == 0);

@@ -6,7 +6,7 @@
 
 #include <cstdint>
 
-// What a thread of the library is told at its start: a block from the heap that the thread frees.
+// What a thread of the library is started with: a block from the heap, which the thread frees.
 struct thread_argument {
     uint32_t handle;
     uint32_t sirane_id; // all ones for a thread that has none
@@ -16,17 +16,17 @@ struct thread_argument {
 // Copies the block and frees it: a thread's first act.
 thread_argument take_thread_argument(void *argument);
 
-// The block for a new thread, zeroed memory from the heap; null when there is none.
+// The block for a new thread; null when there is no memory.
 thread_argument *make_thread_argument(uint32_t handle, uint32_t sirane_id, uint32_t mbox);
 
-// Starts a thread with the platform's two signals blocked, in the caller too from then on. `id` may be
+// Starts a thread with the platform's two signals blocked; they stay blocked in the caller, too. `id` may be
 // null. Returns what pthread_create returned; a failure to block the signals aborts the process.
 int32_t kelvane_thread_create(pthread_t *id, void *(*start)(void *), void *argument);
 
 // The POSIX thread id, cut to 32 bits.
 uint32_t kelvane_thread_self(void);
 
-// One sleep without restart.
+// One sleep; an interrupted one is not resumed.
 void kelvane_delay(uint32_t seconds, uint32_t nanoseconds);
 
 #endif

@@ -2,8 +2,8 @@
 #ifndef CORE_TRACE_CONTEXT_H
 #define CORE_TRACE_CONTEXT_H
 
+#include "core/trace/trace.h"
 #include "kelvane.h"
-#include "kelvane_trace_defs.h"
 
 struct trace_context {
     kelvane_handle handle;

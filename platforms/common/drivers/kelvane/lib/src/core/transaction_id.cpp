@@ -9,12 +9,12 @@ transaction_counter kelvane_transaction_counter;
 int32_t kelvane_transaction_id_init(transaction_counter *counter)
 {
     const int32_t rc = kelvane_mutex_init(&counter->mutex);
-    if (rc != 0) {
+    if (rc != KELVANE_EOK) {
         return rc;
     }
     srand(static_cast<unsigned>(kelvane_gettid()));
     counter->next = static_cast<uint32_t>(rand());
-    return 0;
+    return KELVANE_EOK;
 }
 
 int32_t kelvane_transaction_id_next(uint32_t *out)
@@ -23,6 +23,6 @@ int32_t kelvane_transaction_id_next(uint32_t *out)
     return with_lock(&counter.mutex, [&] {
         *out = counter.next;
         counter.next++;
-        return 0;
+        return KELVANE_EOK;
     });
 }

@@ -1,4 +1,4 @@
-// The counter from which every command draws its reference.
+// The counter that numbers commands: each draws its reference from it.
 #ifndef CORE_TRANSACTION_ID_H
 #define CORE_TRANSACTION_ID_H
 
@@ -11,12 +11,13 @@ struct transaction_counter {
     uint32_t next; // wraps
 };
 
-extern transaction_counter kelvane_transaction_counter; // the process's own
+extern transaction_counter kelvane_transaction_counter;
 
-// Starts at a random number, so that two runs do not start alike. Returns 0 or 64172.
+// Starts at a random number, so that no two runs begin alike. Returns KELVANE_EOK or
+// KELVANE_RET_CODE_GEN_PLATFORM_PROBLEM.
 int32_t kelvane_transaction_id_init(transaction_counter *counter);
 
-// Draws the next number of the process's counter. Returns 0, or the failure of the lock or its release.
+// Draws the next number. Returns KELVANE_EOK, or the failure of the lock or of its release.
 int32_t kelvane_transaction_id_next(uint32_t *out);
 
 #endif

@@ -7,7 +7,7 @@
 #include "core/pci.h"
 #include "core/semaphore.h"
 #include "core/thread.h"
-#include "kelvane_trace_defs.h"
+#include "core/trace/trace.h"
 #include "mbox/model.h"
 #include "mbox/state.h"
 
@@ -16,7 +16,7 @@ dap_record the_dap_record;
 namespace {
 
 constexpr kelvane_device_address DAP_ADDRESS = KELVANE_ADDRESS_BOARD;
-constexpr uint32_t DAP_LOCK_SEC = 1;
+constexpr uint32_t DAP_LOCK_SECONDS = 1;
 
 const mailbox_handler &dap_mailbox(void)
 {
@@ -73,7 +73,7 @@ dap_state kelvane_dap_wait_for_reset(kelvane_handle handle, dap_record *record)
     trace_start(handle, record, __func__);
     switch (record->dap_cmd) {
     case MBOX_STATE_RESET: {
-        // The message is offered in any case; after a failed move the firmware's next state decides.
+        // The message is offered even after a failed move: the firmware's next state decides then.
         const int32_t move_rc = kelvane_dap_mbox_handler_move_data_to_regs(handle, record);
         const int32_t show_rc = show(handle, MBOX_STATE_READY);
         TRACE(dap_mailbox().flow_level, handle, DAP_ADDRESS, "message sent to ARM");
@@ -83,7 +83,7 @@ dap_state kelvane_dap_wait_for_reset(kelvane_handle handle, dap_record *record)
         break;
     }
     case MBOX_STATE_IDLE:
-    case MBOX_STATE_DONE: // not followed yet, or a stale answer
+    case MBOX_STATE_DONE: // the firmware has not followed yet, or shows a stale answer
         show(handle, MBOX_STATE_RESET);
         break;
     case DAP_CALL_EVENT: // a newer request
@@ -135,7 +135,7 @@ int32_t dap_record_init(dap_record *record)
     record->dap_mailbox_addr = mb.mailbox_addr;
     const int32_t rc = kelvane_mutex_init(&record->dap_lock);
     record->dap_pending = 0;
-    record->dap_lock_sec = DAP_LOCK_SEC;
+    record->dap_lock_sec = DAP_LOCK_SECONDS;
     record->dap_lock_nsec = 0;
     for (uint32_t &word : record->dap_buffer) {
         word = 0;
@@ -151,24 +151,20 @@ int32_t dap_record_init(dap_record *record)
 void dap_serve_event(kelvane_handle handle, dap_record *record, dap_state *state)
 {
     const mailbox_handler &mb = dap_mailbox();
-    int32_t rc = kelvane_mutex_timed_lock(&record->dap_lock, record->dap_lock_sec, record->dap_lock_nsec);
-    if (rc != KELVANE_EOK) {
-        kelvane_mutex_unlock(&record->dap_lock); // not this thread's: refused, and logged
+    const mutex_guard lock(&record->dap_lock, record->dap_lock_sec, record->dap_lock_nsec);
+    if (lock.status() != KELVANE_EOK) {
+        kelvane_mutex_unlock(&record->dap_lock); // another thread's: refused, which shows in the log
         return;
     }
     uint32_t event = DAP_CALL_EVENT;
     if (record->dap_pending == 1) {
         record->dap_pending = 0;
-    } else {
-        rc = read_mbox_state(handle, mb, &event, CHECK_ALIVE);
+    } else if (read_mbox_state(handle, mb, &event, CHECK_ALIVE) != KELVANE_EOK) {
+        return;
     }
-    if (rc == KELVANE_EOK) {
-        TRACE_AS("kelvane_dap_th", mb.flow_level, handle, DAP_ADDRESS, "dap_cmd = %d ",
-                 static_cast<int>(event));
-        record->dap_cmd = event;
-        *state = state->handle_event(handle, record);
-    }
-    kelvane_mutex_unlock(&record->dap_lock);
+    TRACE_AS("kelvane_dap_th", mb.flow_level, handle, DAP_ADDRESS, "dap_cmd = %d ", static_cast<int>(event));
+    record->dap_cmd = event;
+    *state = state->handle_event(handle, record);
 }
 
 void *kelvane_dap_th(void *argument)
@@ -182,12 +178,12 @@ void *kelvane_dap_th(void *argument)
           static_cast<int>(start.sirane_id), static_cast<int>(start.mbox), kelvane_gettid());
     handle_fields->dap_tid.store(kelvane_gettid(), std::memory_order_relaxed);
     dap_state state = {kelvane_dap_wait_for_call};
-    kelvane_sem_take(&handle_fields->dap_semaphore); // the token that it was made with
+    kelvane_sem_take(&handle_fields->dap_semaphore); // the token it was born with
     for (;;) {
         const uint32_t level = dap_mailbox().flow_level;
         TRACE(level, start.handle, DAP_ADDRESS, "waiting sem mbox = %d ", static_cast<int>(MBOX_DAP));
         if (kelvane_sem_take(&handle_fields->dap_semaphore) != KELVANE_EOK) {
-            kelvane_mutex_unlock(&the_dap_record.dap_lock); // not this thread's: refused, and logged
+            kelvane_mutex_unlock(&the_dap_record.dap_lock); // not held: refused, which shows in the log
             continue;
         }
         TRACE(level, start.handle, DAP_ADDRESS, "unloked sem mbox = %d ", static_cast<int>(MBOX_DAP));
@@ -236,16 +232,15 @@ int32_t kelvane_dap_command(kelvane_handle handle, const void *data, const uint3
         return KELVANE_RET_CODE_GEN_ERR;
     }
     TRACE(mb.header_level, handle, DAP_ADDRESS, "start ");
-    int32_t rc = kelvane_mutex_timed_lock(&record.dap_lock, record.dap_lock_sec, record.dap_lock_nsec);
-    if (rc != KELVANE_EOK) {
-        return rc;
+    const mutex_guard lock(&record.dap_lock, record.dap_lock_sec, record.dap_lock_nsec);
+    if (lock.status() != KELVANE_EOK) {
+        return lock.status();
     }
-    rc = kelvane_dap_mbox_handler_set_data(&record, data, *size, callback);
+    int32_t rc = kelvane_dap_mbox_handler_set_data(&record, data, *size, callback);
     if (rc == KELVANE_EOK) {
         record.dap_pending = 1;
         rc = kelvane_sem_give(mbox_sem_of(handle, 0, MBOX_DAP));
         TRACE(mb.flow_level, handle, DAP_ADDRESS, "unloking sem mbox = %d ", static_cast<int>(MBOX_DAP));
     }
-    kelvane_mutex_unlock(&record.dap_lock);
     return rc;
 }

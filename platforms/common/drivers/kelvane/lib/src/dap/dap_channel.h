@@ -11,10 +11,9 @@
 
 constexpr uint32_t DAP_BUFFER_BYTES = 1024;
 constexpr uint32_t DAP_BUFFER_WORDS = DAP_BUFFER_BYTES / 4;
-constexpr uint32_t DAP_CALL_EVENT = 4017; // a new request of the application; never seen on the card
-constexpr uint32_t DAP_COMMAND = 54;
+constexpr uint32_t DAP_CALL_EVENT = 4017; // a new request of the application; no state of the card
 
-// The one exchange of the card. All fields behind the lock are under it.
+// The card's one exchange. The lock guards all fields after it.
 struct dap_record {
     uint32_t dap_valid; // 1 when the record is ready
     uint32_t dap_state_reg_write;
@@ -33,7 +32,7 @@ struct dap_record {
 
 extern dap_record the_dap_record;
 
-// A state is the handler of the next event, and gives the state that follows.
+// A state is the handler of the next event, which returns the state that follows.
 struct dap_state {
     dap_state (*handle_event)(kelvane_handle handle, dap_record *record);
 };
@@ -42,14 +41,16 @@ dap_state kelvane_dap_wait_for_call(kelvane_handle handle, dap_record *record);
 dap_state kelvane_dap_wait_for_reset(kelvane_handle handle, dap_record *record);
 dap_state kelvane_dap_wait_for_done(kelvane_handle handle, dap_record *record);
 
-// Makes the record ready; before any thread or application can reach it. 0 or 64172.
+// Makes the record ready, before any thread or application can reach it. KELVANE_EOK or
+// KELVANE_RET_CODE_GEN_PLATFORM_PROBLEM.
 int32_t dap_record_init(dap_record *record);
 
-// One event, after a give of the DAP semaphore: a pending request, else the firmware's state. An event that
-// cannot be read, or a lock that cannot be had in 1 s, is lost.
+// Serves one event, after a give of the DAP semaphore: a pending request, else the firmware's state. An event
+// is lost when it cannot be read, or when the lock cannot be had within a second.
 void dap_serve_event(kelvane_handle handle, dap_record *record, dap_state *state);
 
-// Makes semaphore and record, and with `start_thread` the thread, once for the process. 0 or what failed.
+// Makes semaphore and record, and with `start_thread` the thread, once for the process. Returns KELVANE_EOK
+// or what failed.
 int32_t initialize_dap(kelvane_handle handle, bool start_thread);
 
 // Thread body; takes over its thread_argument.
@@ -57,16 +58,16 @@ void *kelvane_dap_th(void *argument);
 
 // ---- moving a message, with dap_lock held
 
-// 22 for more than the buffer holds.
+// KELVANE_EOK, or KELVANE_RET_CODE_EINVAL for more than the buffer holds.
 int32_t kelvane_dap_mbox_handler_set_data(dap_record *record, const void *data, uint32_t size,
                                           kelvane_dap_cb callback);
 
-// Writes header and data, each word read back. A word that reads back differently ends the writing with 0:
-// the exchange goes on, and the firmware judges.
+// Writes header and data, and reads each word back. One that reads back differently ends the writing, but
+// returns KELVANE_EOK: the exchange goes on, and the firmware judges.
 int32_t kelvane_dap_mbox_handler_move_data_to_regs(kelvane_handle handle, dap_record *record);
 
-// Reads the answer and calls the callback. An answer with an error word is logged and ends with 0. 64173 for
-// one that does not belong to the request or is too long.
+// Reads the answer and calls the callback. An answer with an error word is only logged, and is KELVANE_EOK.
+// KELVANE_RET_CODE_VERSION_MISMATCH for one that does not belong to the request or is too long.
 int32_t kelvane_dap_mbox_handler_manage_done_state(kelvane_handle handle, dap_record *record);
 
 #endif

@@ -1,11 +1,11 @@
-// Moving a DAP message: into the record, into the mailbox, and the answer out of it.
+// The moves of a DAP message: into the record, into the mailbox, and the answer out of it.
 #include <algorithm>
 #include <cstring>
 
 #include "core/pci.h"
+#include "core/trace/trace.h"
 #include "core/transaction_id.h"
 #include "dap/dap_channel.h"
-#include "kelvane_trace_defs.h"
 #include "mbox/message.h"
 #include "mbox/model.h"
 
@@ -26,7 +26,7 @@ void trace_data(const void *data, uint32_t size)
     constexpr const char *name = "kelvane_dap_mbox_handler_set_data";
     TRACE_AS(name, LEVEL_LOWPR, NO_HANDLE, DAP_ADDRESS, "size=%d spare=%d 32bit_word=%d",
              static_cast<int>(size), static_cast<int>(size % 4), static_cast<int>(size / 4));
-    for (uint32_t i = 0; i <= size / 4; i++) { // one line more than there are whole words
+    for (uint32_t i = 0; i <= size / 4; i++) { // one line more than whole words, even with no byte left
         uint32_t word = 0;
         if (size > 4 * i) {
             memcpy(&word, static_cast<const char *>(data) + 4 * i, std::min<uint32_t>(4, size - 4 * i));
@@ -35,7 +35,7 @@ void trace_data(const void *data, uint32_t size)
     }
 }
 
-// `same` tells whether the word stands in the mailbox.
+// `same`: the mailbox holds the word.
 int32_t write_and_read_back(kelvane_handle handle, uint32_t offset, uint32_t written, bool *same)
 {
     uint32_t read = 0;
@@ -51,7 +51,7 @@ int32_t write_and_read_back(kelvane_handle handle, uint32_t offset, uint32_t wri
     return rc;
 }
 
-// The answer behind a good header, and the application's callback.
+// The answer that follows a good header, and the application's callback.
 int32_t take_answer(kelvane_handle handle, dap_record *record, const mailbox_handler &mb,
                     mbox_data_header *header)
 {
@@ -88,7 +88,7 @@ int32_t kelvane_dap_mbox_handler_set_data(dap_record *record, const void *data, 
                                           kelvane_dap_cb callback)
 {
     if (size > DAP_BUFFER_BYTES) {
-        uint32_t first_word = 0; // what the line shows in the place of the size
+        uint32_t first_word = 0; // which the line shows instead of the size
         memcpy(&first_word, data, sizeof first_word);
         TRACE(LEVEL_ERROR, NO_HANDLE, DAP_ADDRESS, "size = %d  too big !!! ", static_cast<int>(first_word));
         return KELVANE_RET_CODE_EINVAL;
@@ -112,7 +112,7 @@ int32_t kelvane_dap_mbox_handler_move_data_to_regs(kelvane_handle handle, dap_re
     if (rc != KELVANE_EOK) {
         return rc;
     }
-    const mbox_data_header header = {DAP_COMMAND, ref_id, record->dap_size, 0, MBOX_SYNC_WORD, 0};
+    const mbox_data_header header = {CMD_DAP_MESSAGE, ref_id, record->dap_size, 0, MBOX_SYNC_WORD, 0};
     record->dap_ref_id = ref_id;
     uint32_t words[MBOX_HEADER_WORDS + DAP_BUFFER_WORDS];
     const uint32_t data_words = std::min(words_of(record->dap_size), DAP_BUFFER_WORDS);
@@ -133,7 +133,7 @@ int32_t kelvane_dap_mbox_handler_manage_done_state(kelvane_handle handle, dap_re
     if (rc == KELVANE_EOK) {
         TRACE(mb.flow_level, handle, DAP_ADDRESS, "size red from header[%d]", static_cast<int>(header.size));
     }
-    if (rc == KELVANE_EOK && header.rc == 0) { // a failure of the firmware: the application hears nothing
+    if (rc == KELVANE_EOK && header.rc == 0) { // an error word is not passed on to the application
         rc = take_answer(handle, record, mb, &header);
     }
     TRACE(mb.header_level, handle, DAP_ADDRESS, " end rc = %d  ", rc);

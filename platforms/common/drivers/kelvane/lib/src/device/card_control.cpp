@@ -1,19 +1,18 @@
 // Diagnostics, recovery, status, scratchpad, reset and default state of the card.
-#include "card/info_tables.h"
 #include "core/device_address.h"
 #include "core/handle.h"
 #include "core/pci.h"
 #include "core/thread.h"
+#include "core/trace/trace.h"
 #include "kelvane_bar.h"
-#include "kelvane_trace_defs.h"
 #include "mbox/command.h"
 
 namespace {
 
-constexpr uint32_t DIAG_DELAY_NSEC = 10000000;
-constexpr uint32_t TRIGGER_RESET_PAUSE_NSEC = 100000000;
+constexpr uint32_t DIAG_DELAY_NS = 10000000;
+constexpr uint32_t TRIGGER_RESET_PAUSE_NS = 100000000;
 
-// The sirane itself, from an address of it or of something on it.
+// The sirane that the address names, or that carries what the address names.
 kelvane_device_address sirane_of(kelvane_device_address device_address)
 {
     return KELVANE_ADDRESS_SIRANE(sirane_id_of_address(device_address));
@@ -27,8 +26,7 @@ int32_t kelvane_diag_command(kelvane_handle handle, kelvane_device_address devic
     TRACE(LEVEL_INFO, handle, device_address, " start diag_command=%d ", static_cast<int>(diag_command));
     command c;
     const int32_t rc = command_run(
-        &c,
-        {CMD_DIAG_COMMAND, CHECK_DEVICE, __func__, handle, device_address, device_address, DIAG_DELAY_NSEC},
+        &c, {CMD_DIAG_COMMAND, CHECK_DEVICE, __func__, handle, device_address, device_address, DIAG_DELAY_NS},
         {handle, device_address, diag_command});
     return rc != KELVANE_EOK ? rc : command_result(c);
 }
@@ -79,7 +77,7 @@ int32_t kelvane_default_initialize(kelvane_handle handle)
     if (rc != KELVANE_EOK) {
         return rc;
     }
-    for (uint32_t sirane_id = 0; sirane_id < SIRANE_COUNT; sirane_id++) { // asked for the log's sake only
+    for (uint32_t sirane_id = 0; sirane_id < SIRANE_COUNT; sirane_id++) { // only for the log lines
         uint32_t major = 0;
         uint32_t minor = 0;
         kelvane_get_software_downloaded(handle, KELVANE_ADDRESS_SIRANE(sirane_id), &major, &minor);
@@ -129,7 +127,7 @@ int32_t kelvane_set_trigger_reset(kelvane_handle handle, uint32_t trigger_reset)
         rc = kelvane_internal_pci_write(handle, 0, TRIGGER_RESET_REG, TRIGGER_RESET_ARM, CHECK_ALIVE);
     }
     if (rc == KELVANE_EOK) {
-        kelvane_delay(0, TRIGGER_RESET_PAUSE_NSEC);
+        kelvane_delay(0, TRIGGER_RESET_PAUSE_NS);
         rc = kelvane_internal_pci_write(handle, 0, TRIGGER_RESET_REG,
                                         trigger_reset == 1 ? TRIGGER_RESET_SET : TRIGGER_RESET_UNSET,
                                         CHECK_ALIVE);

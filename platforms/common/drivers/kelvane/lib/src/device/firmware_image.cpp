@@ -1,19 +1,20 @@
 #include "device/firmware_image.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 
 #include "core/handle.h"
 #include "core/pci.h"
+#include "core/trace/trace.h"
 #include "device/word_file.h"
 #include "kelvane_bar.h"
-#include "kelvane_trace_defs.h"
 #include "mbox/command.h"
 #include "platform/wait.h"
 
 namespace {
 
-constexpr uint64_t PAUSE_NSEC = 2000; // lets the card keep up
+constexpr uint64_t PAUSE_NS = 2000; // for the card to keep up
 constexpr uint32_t WORDS_BETWEEN_PAUSES = 50;
 constexpr uint32_t TRACED_WORDS = 10;
 
@@ -22,14 +23,16 @@ struct download_row {
     uint32_t limit_words;
 };
 
+constexpr uint32_t WIDE_LIMIT_WORDS = 0x7FFEFF; // also of an unknown kind
+constexpr uint32_t NARROW_LIMIT_WORDS = 0x3FFFFF;
+
 constexpr download_row DOWNLOADS[] = {
-    {KELVANE_DOWNLOAD_HESPERA_GOLDEN, 0x7FFEFF},
-    {KELVANE_DOWNLOAD_HESPERA, 0x7FFEFF},
-    {KELVANE_DOWNLOAD_SIRANE, 0x3FFFFF},
-    {3, 0x3FFFFF},
-    {4, 0x7FFEFF},
+    {KELVANE_DOWNLOAD_HESPERA_GOLDEN, WIDE_LIMIT_WORDS},
+    {KELVANE_DOWNLOAD_HESPERA, WIDE_LIMIT_WORDS},
+    {KELVANE_DOWNLOAD_SIRANE, NARROW_LIMIT_WORDS},
+    {DOWNLOAD_UNNAMED, NARROW_LIMIT_WORDS},
+    {DOWNLOAD_XPM2, WIDE_LIMIT_WORDS},
 };
-constexpr uint32_t LIMIT_OF_UNKNOWN = 0x7FFEFF;
 
 int32_t open_to_end(kelvane_handle handle, word_file &file, const char *name, uint64_t *bytes,
                     const char *function)
@@ -66,20 +69,31 @@ int32_t write_digest(kelvane_handle handle, word_file &file, uint32_t base)
     return KELVANE_EOK;
 }
 
-// The levels that would trace every word go off behind the first few.
-uint32_t quiet_trace()
-{
-    const uint32_t cleared = trace_level_mask_get() & (LEVEL_DEBUG | LEVEL_REG);
-    trace_level_mask_clear(cleared);
-    return cleared;
-}
+// Turns the levels that trace every word off while it lives, so that an image does not flood the log. They
+// come back swapped: a caller with DEBUG on and REG off has DEBUG off and REG on afterwards. After a failure
+// they do not come back at all.
+class paused_levels {
+  public:
+    paused_levels() : paused_(trace_level_mask_get() & (LEVEL_DEBUG | LEVEL_REG))
+    {
+        trace_level_mask_clear(paused_);
+    }
+    ~paused_levels()
+    {
+        trace_level_mask_add(((paused_ & LEVEL_REG) != 0 ? LEVEL_DEBUG : 0) |
+                             ((paused_ & LEVEL_DEBUG) != 0 ? LEVEL_REG : 0));
+    }
+    paused_levels(const paused_levels &) = delete;
+    paused_levels &operator=(const paused_levels &) = delete;
 
-// Crossed: who had one of the two levels on has the other one on afterwards.
-void restore_trace(uint32_t cleared)
-{
-    trace_level_mask_add(((cleared & LEVEL_REG) != 0 ? LEVEL_DEBUG : 0) |
-                         ((cleared & LEVEL_DEBUG) != 0 ? LEVEL_REG : 0));
-}
+    void stay_off()
+    {
+        paused_ = 0;
+    }
+
+  private:
+    uint32_t paused_;
+};
 
 struct image_copy {
     kelvane_handle handle;
@@ -98,30 +112,40 @@ int32_t copy_bytes(image_copy &copy, size_t bytes, size_t needed)
         return KELVANE_RET_CODE_GEN_ERR;
     }
     if (bytes == sizeof word && copy.words % WORDS_BETWEEN_PAUSES == 0) {
-        wait_busy(PAUSE_NSEC);
+        wait_busy(PAUSE_NS);
     }
     return kelvane_internal_pci_write(copy.handle, 0, copy.address + 4 * copy.words, word, CHECK_ALIVE);
 }
 
-int32_t copy_whole_words(image_copy &copy, uint64_t words)
+int32_t copy_words_up_to(image_copy &copy, uint64_t words)
 {
-    uint32_t cleared = 0;
     while (copy.words < words) {
-        const int32_t rc = copy_bytes(copy, 4, 4);
+        const int32_t rc = copy_bytes(copy, sizeof(uint32_t), sizeof(uint32_t));
         if (rc != KELVANE_EOK) {
             return rc;
         }
         copy.words++;
-        if (copy.words == TRACED_WORDS) {
-            cleared = quiet_trace();
-        } else if (copy.words > LAST_IMAGE_WORD) {
+        if (copy.words > LAST_IMAGE_WORD) {
             TRACE_AS("kelvane_write_image_file_in_ram", LEVEL_ERROR, copy.handle, KELVANE_ADDRESS_BOARD,
                      "file too large to be written");
             return KELVANE_RET_CODE_GEN_ERR;
         }
     }
-    restore_trace(cleared);
     return KELVANE_EOK;
+}
+
+int32_t copy_whole_words(image_copy &copy, uint64_t words)
+{
+    int32_t rc = copy_words_up_to(copy, std::min<uint64_t>(words, TRACED_WORDS));
+    if (copy.words < TRACED_WORDS) { // a failure or a small image
+        return rc;
+    }
+    paused_levels paused;
+    rc = copy_words_up_to(copy, words);
+    if (rc != KELVANE_EOK) {
+        paused.stay_off();
+    }
+    return rc;
 }
 
 int32_t copy_image(image_copy &copy, uint64_t bytes)
@@ -134,15 +158,15 @@ int32_t copy_image(image_copy &copy, uint64_t bytes)
     TRACE_AS("kelvane_write_image_file_in_ram", LEVEL_DEBUG, copy.handle, KELVANE_ADDRESS_BOARD,
              " remainig_char %d", static_cast<int>(remaining));
     if (remaining != 0) {
-        rc = copy_bytes(copy, remaining, 1); // a file that has just become shorter still gives what it has
+        rc = copy_bytes(copy, remaining, 1); // if the file has shrunk meanwhile, what is left of it
     }
     return rc;
 }
 
-// 0, or 64170 for a size that no image has.
+// KELVANE_EOK, or KELVANE_RET_CODE_GEN_ERR for a size that no image has.
 int32_t judge_size(kelvane_handle handle, uint64_t bytes, const char *function)
 {
-    if (static_cast<uint32_t>(bytes) == 0xFFFFFFFF) { // what the end of a folder reads as
+    if (static_cast<uint32_t>(bytes) == 0xFFFFFFFF) { // the low half of where a folder ends
         TRACE_AS(function, LEVEL_ERROR, handle, KELVANE_ADDRESS_BOARD, "Invalid file size ");
         return KELVANE_RET_CODE_GEN_ERR;
     }
@@ -160,7 +184,7 @@ int32_t kelvane_get_donwl_reg_info(kelvane_handle handle, uint32_t download_devi
                                    uint32_t *limit)
 {
     *base = DOWNLOAD_RAM;
-    *limit = LIMIT_OF_UNKNOWN;
+    *limit = WIDE_LIMIT_WORDS;
     for (const download_row &row : DOWNLOADS) {
         if (row.download_device == download_device) {
             *limit = row.limit_words;
@@ -267,7 +291,7 @@ int32_t kelvane_program_activate_software(kelvane_handle handle, kelvane_device_
 {
     TRACE(LEVEL_INFO, handle, device_address, "start file %s cb=%s transaction_id=%d ", file_name,
           fn_cb != nullptr ? "NOT_NULL" : "NULL", static_cast<int>(transaction_id));
-    if (fn_cb != nullptr) { // before every check: nobody is to believe that it will be called
+    if (fn_cb != nullptr) { // before all checks, so that nobody waits for a callback
         TRACE(LEVEL_ERROR, handle, device_address, " aynch mode temporary not supported ");
         return KELVANE_RET_CODE_GEN_ERR;
     }

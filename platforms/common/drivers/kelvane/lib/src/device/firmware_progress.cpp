@@ -1,13 +1,13 @@
-// How far the firmware is with an image, from the bytes that it publishes while it works.
+// How far the firmware has come with an image, from the bytes it publishes while it works.
 #include "card/info_tables.h"
 #include "core/device_address.h"
 #include "core/handle.h"
+#include "core/trace/trace.h"
 #include "device/firmware_image.h"
-#include "kelvane_trace_defs.h"
 
 namespace {
 
-constexpr uint32_t MOST_REPORTED_PERCENT = 99; // that it is done shows in the command's return
+constexpr uint32_t REPORTED_PERCENT_MAX = 99; // completion shows in the command's return
 
 struct download_address {
     uint32_t download_device;
@@ -16,7 +16,7 @@ struct download_address {
 
 constexpr download_address DOWNLOAD_ADDRESSES[] = {
     {KELVANE_DOWNLOAD_SIRANE, KELVANE_ADDRESS_SIRANE(0)},
-    {4, KELVANE_ADDRESS_NETWORK_PORT(0, 0)},
+    {DOWNLOAD_XPM2, KELVANE_ADDRESS_NETWORK_PORT(0, 0)},
     {KELVANE_DOWNLOAD_HESPERA, KELVANE_ADDRESS_BOARD},
 };
 
@@ -45,7 +45,7 @@ uint32_t progress_field(kelvane_handle handle, kelvane_device_address device_add
         return 24;
     }
     TRACE_AS("kelvane_get_progress", LEVEL_ERROR, handle, device_address, "invalid kelvane_device_address ");
-    *rc = KELVANE_EOK; // an address that names nothing is told in the log only
+    *rc = KELVANE_EOK; // an address that names nothing is logged, but no error
     return NO_PROGRESS_FIELD;
 }
 
@@ -73,9 +73,9 @@ int32_t kelvane_get_progress(kelvane_handle handle, kelvane_device_address devic
         TRACE(LEVEL_INFO, handle, device_address, "invalid operation request %d progress %d ",
               static_cast<int>(fpd_op), static_cast<int>(percent));
         percent = 0;
-    } else if (percent > MOST_REPORTED_PERCENT) {
+    } else if (percent > REPORTED_PERCENT_MAX) {
         TRACE(LEVEL_INFO, handle, device_address, "scaling %d value ", static_cast<int>(percent));
-        percent = MOST_REPORTED_PERCENT;
+        percent = REPORTED_PERCENT_MAX;
     }
     *progress = percent;
     return KELVANE_EOK;

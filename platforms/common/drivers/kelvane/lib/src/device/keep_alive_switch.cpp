@@ -1,8 +1,8 @@
-// The watch over the firmware: turning it on and off, and asking what it found.
+// The watch over the firmware: turning it on and off, and asking for its verdict.
 #include "device/keep_alive_switch.h"
 
 #include "core/handle.h"
-#include "kelvane_trace_defs.h"
+#include "core/trace/trace.h"
 #include "mbox/command.h"
 
 int32_t kelvane_enable_keep_alive_notify(kelvane_handle handle, uint32_t enable,
@@ -16,7 +16,7 @@ int32_t kelvane_enable_keep_alive_notify(kelvane_handle handle, uint32_t enable,
         return rc;
     }
     kelvane_handle_record &record = *handle_record(handle);
-    if (enable == 0) { // at once, also when the card does not answer
+    if (enable == 0) { // at once, even if the card does not answer
         record.keep_alive_enabled.store(0, std::memory_order_relaxed);
         record.keep_alive_cb.store(nullptr, std::memory_order_relaxed);
     }
@@ -27,7 +27,8 @@ int32_t kelvane_enable_keep_alive_notify(kelvane_handle handle, uint32_t enable,
         return rc;
     }
     rc = command_result(c);
-    if (enable == 1 && (rc == KELVANE_EOK || rc == ORDUNE_MBOX_BUSY)) { // busy: the firmware watches already
+    if (enable == 1 &&
+        (rc == KELVANE_EOK || rc == ORDUNE_MBOX_BUSY)) { // busy: the firmware is already watching
         if (keep_alive_cb != nullptr) {
             record.keep_alive_cb.store(keep_alive_cb, std::memory_order_relaxed);
         }

@@ -1,4 +1,4 @@
-// The watch over the firmware, as the log names its verdict.
+// The names that the log has for the verdict of the watch over the firmware.
 #ifndef DEVICE_KEEP_ALIVE_SWITCH_H
 #define DEVICE_KEEP_ALIVE_SWITCH_H
 

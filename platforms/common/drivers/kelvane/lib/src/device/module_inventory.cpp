@@ -4,11 +4,11 @@
 #include <cstddef>
 #include <cstring>
 
-#include "card/info_tables.h"
+#include "card/running_firmware.h"
 #include "core/device_address.h"
 #include "core/field_trace.h"
 #include "core/handle.h"
-#include "kelvane_trace_defs.h"
+#include "core/trace/trace.h"
 #include "mbox/command.h"
 
 static_assert(sizeof(kelvane_xpm2_inventory_t) == 232);
@@ -19,12 +19,12 @@ static_assert(offsetof(kelvane_xpm2_inventory_t, nolva_supplied_vendor_id) == 22
 
 namespace {
 
-constexpr uint32_t SHORT_VID_FIRMWARE = 0x20007; // 2.7, major in the upper half
+constexpr firmware_version SHORT_VID_FIRMWARE = {2, 7};
 constexpr size_t SHORT_VID_BYTES = 4;
 
 #define AT(field) offsetof(kelvane_xpm2_inventory_t, field)
 
-constexpr traced_field fields_to_type[] = {
+constexpr traced_field fields_up_to_type[] = {
     {"deviation                                %s  ", AT(deviation), FIELD_TEXT_16},
     {"part_number                              %s  ", AT(part_number), FIELD_TEXT_16},
     {"serial_number                            %s  ", AT(serial_number), FIELD_TEXT_16},
@@ -42,7 +42,7 @@ constexpr traced_field fields_to_type[] = {
     {"type                                     %d  ", AT(type), FIELD_WORD},
 };
 
-constexpr traced_field fields_behind_type[] = {
+constexpr traced_field fields_after_type[] = {
     {"oif_aco_bool                           0x%x  ", AT(oif_aco_bool), FIELD_WORD},
     {"nolva_part_number                      %s    ", AT(nolva_part_number), FIELD_TEXT_16},
     {"nolva_serial_number                    %s    ", AT(nolva_serial_number), FIELD_TEXT_16},
@@ -67,22 +67,20 @@ void trace_inventory(kelvane_handle handle, kelvane_device_address device_addres
                      const kelvane_xpm2_inventory_t &record)
 {
     constexpr const char *name = "kelvane_get_xpm2_inventory_inf";
-    trace_fields(LEVEL_INFO, handle, device_address, name, fields_to_type, &record);
+    trace_fields(LEVEL_INFO, handle, device_address, name, fields_up_to_type, &record);
     TRACE_AS(name, LEVEL_INFO, handle, device_address, "%s", type_text(record.type));
-    trace_fields(LEVEL_INFO, handle, device_address, name, fields_behind_type, &record);
+    trace_fields(LEVEL_INFO, handle, device_address, name, fields_after_type, &record);
 }
 
 } // namespace
 
 void kelvane_manage_vid_inc(kelvane_handle handle, kelvane_xpm2_inventory_t *record)
 {
-    uint32_t major = 0;
-    uint32_t minor = 0;
-    kelvane_get_software_running(handle, KELVANE_ADDRESS_BOARD, &major, &minor); // 0.0 when it cannot be had
-    const uint32_t full_ver = major << 16 | (minor & 0xFFFF);
-    TRACE(LEVEL_INFO, handle, NO_ADDRESS, "full_ver 0x%08x inc_full_ver 0x%08x", full_ver,
-          SHORT_VID_FIRMWARE);
-    if (full_ver == 0 || full_ver >= SHORT_VID_FIRMWARE) {
+    firmware_version running; // still 0.0 after a failed inquiry, and thus the newest
+    get_running_firmware(handle, &running, LEVEL_INFO);
+    TRACE(LEVEL_INFO, handle, NO_ADDRESS, "full_ver 0x%08x inc_full_ver 0x%08x", running.to_word(),
+          SHORT_VID_FIRMWARE.to_word());
+    if (running.is_at_least(SHORT_VID_FIRMWARE)) {
         memset(record->vid + SHORT_VID_BYTES, 0, sizeof record->vid - SHORT_VID_BYTES);
     }
 }
@@ -111,7 +109,7 @@ int32_t kelvane_get_xpm2_inventory_inf(kelvane_handle handle, kelvane_device_add
     if (rc != KELVANE_EOK) {
         return rc;
     }
-    TRACE(LEVEL_INFO, handle, device_address, "start "); // not before the checks, unlike in other operations
+    TRACE(LEVEL_INFO, handle, device_address, "start "); // after the checks, unlike in other operations
     command c;
     rc = command_run(&c, op, {handle, device_address});
     if (rc != KELVANE_EOK) {
@@ -137,7 +135,7 @@ int32_t kelvane_get_zynq_rsa_check(kelvane_handle handle, int32_t run_type, uint
                          {CMD_GET_ZYNQ_RSA_CHECK, CHECK_HANDLE, __func__, handle, KELVANE_ADDRESS_SIRANE(0)},
                          {handle, static_cast<uint32_t>(run_type), 0});
     }
-    if (rc == KELVANE_EOK) { // the firmware's result is not looked at
+    if (rc == KELVANE_EOK) { // the error word of the answer is ignored
         *rsa_check = c.response.word[2];
     }
     return rc;

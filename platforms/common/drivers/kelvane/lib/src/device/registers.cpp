@@ -1,5 +1,5 @@
-// A device's registers, read and written by the firmware on the library's behalf.
-#include "kelvane_trace_defs.h"
+// A device's registers, which the firmware reads and writes for us.
+#include "core/trace/trace.h"
 #include "mbox/command.h"
 
 int32_t kelvane_read_register(kelvane_handle handle, kelvane_device_address device_address,
@@ -17,7 +17,7 @@ int32_t kelvane_read_register(kelvane_handle handle, kelvane_device_address devi
     return command_result(c);
 }
 
-// What another operation refuses goes out to the firmware here.
+// Unlike the read, this checks nothing: a bad address or handle goes out to the firmware.
 int32_t kelvane_write_register(kelvane_handle handle, kelvane_device_address device_address,
                                uint32_t reg_address, uint32_t value)
 {

@@ -3,11 +3,12 @@
 #include <cstring>
 #include <iterator>
 
+#include "card/running_firmware.h"
 #include "core/pci.h"
+#include "core/trace/trace.h"
 #include "firmware_log/log_file.h"
 #include "firmware_log/source_modules.h"
 #include "kelvane_bar.h"
-#include "kelvane_trace_defs.h"
 
 namespace {
 
@@ -17,19 +18,20 @@ constexpr uint32_t TEXT_ROW_WORDS = TRACE_TEXT_ROW_BYTES / 4;
 
 constexpr const char *ROW_KINDS[] = {"LOG: ", "INFO:", "ERR: "};
 
-// Firmware before these writes coded rows, and a firmware that gives no version none. They differ: 3.5 is
-// coded to the whole dump and text to the selective one.
-constexpr uint64_t FIRST_TEXT_FIRMWARE = 0x0000000300000006; // 3.6, the major in the upper half
-constexpr uint32_t FIRST_SELECTABLE_FIRMWARE = 0x00030005;   // 3.5, the same
+// Older firmware writes coded rows. The two differ: the whole dump takes the rows of 3.5 for coded ones, the
+// selective dump takes them for text.
+constexpr firmware_version FIRST_TEXT_FIRMWARE = {3, 6};
+constexpr firmware_version FIRST_SELECTABLE_FIRMWARE = {3, 5};
 
-log_file open_file; // of the dump under way
+log_file open_file; // of the present dump; one for the process, for rows that are dumped singly
 
 struct ring_indexes {
     uint32_t first;
     uint32_t last;
 };
 
-// Opens the file anew. One that a failed dump left open is closed first, so that nothing of it comes later.
+// Opens the file afresh. One that a failed dump left open is closed first, so that none of its text comes
+// later.
 int32_t open_log(kelvane_handle handle)
 {
     if (open_file.fp != nullptr) {
@@ -70,11 +72,12 @@ int32_t dump_coded_ring(kelvane_handle handle, const ring_indexes &ring)
         const int32_t rc = dump_coded_rows(handle, ring.last, TRACE_CODED_ROWS - 1);
         return rc != KELVANE_EOK ? rc : dump_coded_rows(handle, 0, ring.first);
     }
-    // Up to the difference, not to the last index: only a ring that starts at 0 is dumped whole.
+    // Up to the difference of the indexes and not to the last one: a ring from 10 to 25 gives its rows 10 to
+    // 15, one from 10 to 15 none. Only a ring that starts at 0 is dumped whole.
     return dump_coded_rows(handle, ring.first, ring.last - ring.first);
 }
 
-// A walk through the text ring: rows are counted from 0, and those from `from` to `to` are dumped.
+// A walk through the text ring. It counts the rows from 0 and dumps those from `from` to `to`.
 struct text_walk {
     kelvane_handle handle;
     uint32_t from;
@@ -88,7 +91,7 @@ int32_t pass_row(text_walk &walk, uint32_t offset)
     return line < walk.from || line > walk.to ? KELVANE_EOK : dumpRowString(offset, walk.handle);
 }
 
-// The row at `offset` in any case, then those that start below `end`.
+// The row at `offset` wherever that is, then those that start before `end`.
 int32_t walk_run(text_walk &walk, uint32_t offset, uint32_t end)
 {
     int32_t rc = pass_row(walk, offset);
@@ -151,13 +154,13 @@ int32_t dumpRowString(uint32_t byte_offset, kelvane_handle handle)
     if (rc != KELVANE_EOK) {
         return rc;
     }
-    char text[TRACE_TEXT_ROW_BYTES + 1] = {}; // a row without an end ends with its bytes
+    char text[TRACE_TEXT_ROW_BYTES + 1] = {}; // a row without a terminator ends where it ends
     memcpy(text, row, sizeof row);
     fprintf(open_file.fp, "%s \n", text);
     return KELVANE_EOK;
 }
 
-// What fails behind the opening leaves the file open, up to the next dump.
+// A failure after the opening leaves the file open until the next dump.
 int32_t kelvane_ps_print_trace_coded(kelvane_handle handle)
 {
     TRACE(LEVEL_INFO, handle, KELVANE_ADDRESS_BOARD, "start ");
@@ -199,15 +202,13 @@ int32_t kelvane_ps_print_trace_string(kelvane_handle handle)
 
 int32_t kelvane_ps_print_trace(kelvane_handle handle)
 {
-    uint32_t major = 0;
-    uint32_t minor = 0;
-    const int32_t rc = kelvane_get_software_running(handle, KELVANE_ADDRESS_BOARD, &major, &minor);
+    firmware_version running;
+    const int32_t rc = get_running_firmware(handle, &running, LEVEL_INFO);
     if (rc != KELVANE_EOK) {
         return rc;
     }
-    const uint64_t version = static_cast<uint64_t>(major) << 32 | minor;
-    const bool coded = version != 0 && version < FIRST_TEXT_FIRMWARE;
-    return coded ? kelvane_ps_print_trace_coded(handle) : kelvane_ps_print_trace_string(handle);
+    return running.is_at_least(FIRST_TEXT_FIRMWARE) ? kelvane_ps_print_trace_string(handle)
+                                                    : kelvane_ps_print_trace_coded(handle);
 }
 
 int32_t kelvane_ps_print_sel_trace_ordune_coded(kelvane_handle handle)
@@ -216,7 +217,7 @@ int32_t kelvane_ps_print_sel_trace_ordune_coded(kelvane_handle handle)
     return KELVANE_EOK;
 }
 
-// Fails like the coded dump.
+// A failure leaves the file open, as in the coded dump.
 int32_t kelvane_ps_print_sel_trace_ordune_string(kelvane_handle handle, uint32_t first_line_req,
                                                  uint32_t last_line_req)
 {
@@ -234,7 +235,7 @@ int32_t kelvane_ps_print_sel_trace_ordune_string(kelvane_handle handle, uint32_t
         rc = read_indexes(handle, &ring, __func__);
     }
     if (rc == KELVANE_EOK && beyond(ring, MAX_FIRST_LAST)) {
-        // The limit that is told is not the one that was exceeded.
+        // The limit in the line is not the one that was exceeded.
         TRACE(LEVEL_ERROR, handle, KELVANE_ADDRESS_BOARD, " first_idx or last greater than PS_MAX_REC %d ",
               static_cast<int>(PS_MAX_REC));
         rc = KELVANE_RET_CODE_HW_PROBLEM;
@@ -248,14 +249,12 @@ int32_t kelvane_ps_print_sel_trace_ordune_string(kelvane_handle handle, uint32_t
 int32_t kelvane_ps_print_sel_trace_ordune(kelvane_handle handle, uint32_t first_line_req,
                                           uint32_t last_line_req)
 {
-    uint32_t major = 0;
-    uint32_t minor = 0;
-    const int32_t rc = kelvane_get_software_running(handle, KELVANE_ADDRESS_BOARD, &major, &minor);
+    firmware_version running;
+    const int32_t rc = get_running_firmware(handle, &running, LEVEL_INFO);
     if (rc != KELVANE_EOK) {
         return rc;
     }
-    const uint32_t full_version = major << 16 | (minor & 0xFFFF);
-    return full_version != 0 && full_version < FIRST_SELECTABLE_FIRMWARE
-               ? kelvane_ps_print_sel_trace_ordune_coded(handle)
-               : kelvane_ps_print_sel_trace_ordune_string(handle, first_line_req, last_line_req);
+    return running.is_at_least(FIRST_SELECTABLE_FIRMWARE)
+               ? kelvane_ps_print_sel_trace_ordune_string(handle, first_line_req, last_line_req)
+               : kelvane_ps_print_sel_trace_ordune_coded(handle);
 }

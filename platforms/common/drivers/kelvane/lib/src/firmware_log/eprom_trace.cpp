@@ -6,22 +6,22 @@
 #include "core/field_trace.h"
 #include "core/handle.h"
 #include "core/pci.h"
+#include "core/trace/trace.h"
 #include "firmware_log/arm_trace.h"
 #include "firmware_log/log_file.h"
 #include "kelvane_bar.h"
-#include "kelvane_trace_defs.h"
 
 namespace {
 
-constexpr uint32_t LINES_PER_BLOCK = 4; // of whatever size: lines count steps, not text lines
+constexpr uint32_t LINES_PER_BLOCK = 4; // of whatever size: a line is a step here, not a line of text
 constexpr uint32_t HEAD_WORDS = 6;
 
-// What is particular to a kind of slice; offsets from its base.
+// What distinguishes the two kinds of slice; offsets are from its base.
 struct eprom_kind {
     uint32_t first_index;
     uint32_t last_index;
     uint32_t log;
-    uint32_t log_bytes; // also the highest index and line, which are not scaled by the step
+    uint32_t log_bytes; // also the bound on indexes and lines, which the step does not scale
     uint32_t index_step;
     int32_t block_bytes;
     eprom_output output;
@@ -76,7 +76,7 @@ int32_t read_indexes(eprom_dump &dump)
     return rc;
 }
 
-// All that the copying goes by, as it stands in the log.
+// All that the copying depends on, for the log.
 struct eprom_registers {
     uint32_t slice_bytes, log_bytes, first_index, last_index, log, log_end_offset, log_start, log_end;
     uint32_t first_line, last_line, first_char_idx, last_char_idx, first_char_reg, last_char_reg;
@@ -130,7 +130,7 @@ constexpr uint32_t round_up(uint32_t offset)
     return round_down(offset + 3);
 }
 
-// Passes one block, and copies it if it was asked for.
+// Passes one block, and copies it if it was requested.
 int32_t pass_block(eprom_dump &dump, uint32_t start)
 {
     const uint32_t line = dump.line;
@@ -143,7 +143,7 @@ int32_t pass_block(eprom_dump &dump, uint32_t start)
                          dump.stream, dump.kind.output);
 }
 
-// Blocks from `start`, at least one, until one ends at `end` or behind it.
+// Blocks from `start`, at least one, until one ends at or after `end`.
 int32_t copy_blocks(eprom_dump &dump, uint32_t start, uint32_t end)
 {
     int32_t rc;
@@ -192,7 +192,7 @@ int32_t write_log(eprom_dump &dump)
     return rc;
 }
 
-// Nothing is done behind a dump today.
+// The place for what a card may need after a dump. None does so far.
 int32_t finish_eprom_dump(kelvane_handle, kelvane_device_address)
 {
     return KELVANE_EOK;
@@ -269,7 +269,7 @@ int32_t kelvane_ps_print_sel_trace_sirane_eprom(kelvane_handle handle, kelvane_d
 {
     const bool of_controller = mode == EPROM_OF_CONTROLLER;
     const uint32_t sirane = fields_of(device_address).sirane;
-    if (!of_controller && sirane >= KELVANE_SIRANE_COUNT) { // it chooses the slice and the file
+    if (!of_controller && sirane >= KELVANE_SIRANE_COUNT) { // it selects the slice and the file
         TRACE(LEVEL_ERROR, handle, device_address, "invalid kelvane_device_address %08x ", device_address);
         return KELVANE_RET_CODE_EINVAL;
     }

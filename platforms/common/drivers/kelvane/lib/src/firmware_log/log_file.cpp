@@ -5,12 +5,12 @@
 #include <cstring>
 
 #include "core/device_address.h"
-#include "kelvane_trace_defs.h"
+#include "core/trace/trace.h"
 #include "platform/host_tree.h"
 
 namespace {
 
-constexpr size_t TEXT_BYTES = 512;
+constexpr size_t TEXT_BYTES_MAX = 512;
 
 int32_t refuse(kelvane_handle handle, kelvane_device_address device_address, const char *why)
 {
@@ -51,7 +51,7 @@ int32_t kelvane_ltrace_file_dump(kelvane_handle handle, kelvane_device_address d
                                  const char *format, ...)
 {
     const address_fields a = fields_of(device_address);
-    if (strnlen(format, TEXT_BYTES) >= TEXT_BYTES) {
+    if (strnlen(format, TEXT_BYTES_MAX) >= TEXT_BYTES_MAX) {
         return refuse(handle, device_address, "invalid input str len ");
     }
     if (a.type == ADDRESS_TYPE_SIRANE && a.sirane == ADDRESS_FIELD_NONE) {
@@ -60,11 +60,11 @@ int32_t kelvane_ltrace_file_dump(kelvane_handle handle, kelvane_device_address d
     if (stream == nullptr) {
         return refuse(handle, device_address, "invalid input file pointer ");
     }
-    char text[TEXT_BYTES] = {};
+    char text[TEXT_BYTES_MAX] = {};
     va_list arguments;
     va_start(arguments, format);
     vsnprintf(text, sizeof text, format, arguments);
     va_end(arguments);
-    fputs(text, stream); // what cannot be written is told when the file is closed
+    fputs(text, stream); // close_log_file reports what could not be written
     return KELVANE_EOK;
 }

@@ -1,12 +1,12 @@
 #include "core/pci.h"
+#include "core/trace/trace.h"
 #include "firmware_log/eprom_trace.h"
 #include "firmware_log/log_file.h"
 #include "kelvane_bar.h"
-#include "kelvane_trace_defs.h"
 
 namespace {
 
-constexpr uint32_t ENTRY_UNUSED_WORD = 4; // read like its neighbour, for nothing
+constexpr uint32_t ENTRY_UNUSED_WORD = 4; // read like its neighbour, but not used
 
 struct regulator {
     uint32_t bit;
@@ -42,9 +42,9 @@ int32_t dump_alarm_word(kelvane_handle handle, kelvane_device_address device_add
     int32_t rc = kelvane_ltrace_file_dump(handle, device_address, stream,
                                           "\n sirane_id %d volt_reg_fail_alarm_word 0x%08x \n",
                                           static_cast<int>(sirane_id), alarms);
-    for (const regulator &it : REGULATORS) {
-        if (rc == KELVANE_EOK && (alarms >> it.bit & 1) != 0) {
-            rc = kelvane_ltrace_file_dump(handle, device_address, stream, "%s\n", it.name);
+    for (const regulator &row : REGULATORS) {
+        if (rc == KELVANE_EOK && (alarms >> row.bit & 1) != 0) {
+            rc = kelvane_ltrace_file_dump(handle, device_address, stream, "%s\n", row.name);
         }
     }
     return rc;

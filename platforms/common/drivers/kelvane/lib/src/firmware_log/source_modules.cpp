@@ -1,6 +1,6 @@
 #include "firmware_log/source_modules.h"
 
-// The blanks go into the log as they stand.
+// The blanks go into the log as they are.
 // clang-format off
 const source_module file_list[SOURCE_MODULES] = {
     {0, "reserved = 0            "},

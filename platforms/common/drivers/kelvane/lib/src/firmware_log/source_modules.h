@@ -1,4 +1,4 @@
-// The firmware's source modules, as coded rows of its log name them.
+// The names of the firmware's source modules, which coded rows of its log carry by number.
 #ifndef FIRMWARE_LOG_SOURCE_MODULES_H
 #define FIRMWARE_LOG_SOURCE_MODULES_H
 

@@ -2,7 +2,7 @@
 #include "core/handle.h"
 #include "core/mutex.h"
 #include "core/semaphore.h"
-#include "kelvane_trace_defs.h"
+#include "core/trace/trace.h"
 #include "mbox/model.h"
 #include "mbox/request_table.h"
 

@@ -1,10 +1,11 @@
 // The moment at which the BAR can be reached: opens the gate, tests the link, and brings every mailbox to
 // idle.
 #include "card/info_tables.h"
+#include "card/running_firmware.h"
 #include "core/handle.h"
 #include "core/mutex.h"
 #include "core/pci.h"
-#include "kelvane_trace_defs.h"
+#include "core/trace/trace.h"
 #include "lifecycle/driver.h"
 #include "mbox/model.h"
 #include "mbox/msi.h"

@@ -1,7 +1,7 @@
 #include "mbox/catalogue.h"
 
+#include "core/trace/trace.h"
 #include "kelvane.h"
-#include "kelvane_trace_defs.h"
 
 const mbox_data_row mbox_data_table[COMMAND_COUNT] = {
     {.command = CMD_SET_TRAFFIC_TYPE, .max_data_size = 16, .path = OWN_PATH, .answer = ANSWER_TRAFFIC_TYPE},

@@ -5,7 +5,7 @@
 
 #include "core/arm_errors.h"
 #include "core/pci.h"
-#include "kelvane_trace_defs.h"
+#include "core/trace/trace.h"
 #include "mbox/model.h"
 
 namespace {

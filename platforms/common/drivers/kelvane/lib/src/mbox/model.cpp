@@ -1,7 +1,7 @@
 #include "mbox/model.h"
 
 #include "core/handle.h"
-#include "kelvane_trace_defs.h"
+#include "core/trace/trace.h"
 
 mbox_registers global_mbox_register[SIRANE_COUNT][MBOX_COUNT];
 mailbox_handler mbox_handlers[SIRANE_COUNT][MBOX_COUNT];

@@ -3,8 +3,8 @@
 #include "core/handle.h"
 #include "core/pci.h"
 #include "core/semaphore.h"
+#include "core/trace/trace.h"
 #include "kelvane_bar.h"
-#include "kelvane_trace_defs.h"
 #include "mbox/model.h"
 
 namespace {

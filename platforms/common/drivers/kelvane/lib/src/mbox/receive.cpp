@@ -4,7 +4,7 @@
 #include "core/mutex.h"
 #include "core/pci.h"
 #include "core/thread.h"
-#include "kelvane_trace_defs.h"
+#include "core/trace/trace.h"
 #include "mbox/catalogue.h"
 #include "mbox/message.h"
 #include "mbox/model.h"

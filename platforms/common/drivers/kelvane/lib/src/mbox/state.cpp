@@ -2,7 +2,7 @@
 
 #include "core/pci.h"
 #include "core/thread.h"
-#include "kelvane_trace_defs.h"
+#include "core/trace/trace.h"
 #include "mbox/model.h"
 
 namespace {

@@ -6,8 +6,8 @@
 
 #include "core/device_address.h"
 #include "core/handle.h"
+#include "core/trace/trace.h"
 #include "kelvane_alarm_names.h"
-#include "kelvane_trace_defs.h"
 #include "mbox/command.h"
 
 static_assert(sizeof(global_alarms) == 36);

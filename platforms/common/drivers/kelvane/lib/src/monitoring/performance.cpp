@@ -1,7 +1,7 @@
 // Fetching performance records, and the subscription to their batches.
 #include "monitoring/performance.h"
 
-#include "kelvane_trace_defs.h"
+#include "core/trace/trace.h"
 #include "mbox/command.h"
 
 namespace {

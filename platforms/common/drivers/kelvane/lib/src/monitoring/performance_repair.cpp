@@ -2,7 +2,7 @@
 #include <cstddef>
 #include <cstring>
 
-#include "kelvane_trace_defs.h"
+#include "core/trace/trace.h"
 #include "monitoring/performance.h"
 
 static_assert(sizeof(kelvane_xpm2_port_pm) == 24);

@@ -4,7 +4,7 @@
 #include "core/device_address.h"
 #include "core/field_trace.h"
 #include "core/handle.h"
-#include "kelvane_trace_defs.h"
+#include "core/trace/trace.h"
 #include "monitoring/performance.h"
 
 namespace {

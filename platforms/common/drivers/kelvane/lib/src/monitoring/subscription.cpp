@@ -3,7 +3,7 @@
 // that the firmware took the command.
 #include "core/device_address.h"
 #include "core/handle.h"
-#include "kelvane_trace_defs.h"
+#include "core/trace/trace.h"
 #include "mbox/command.h"
 
 namespace {

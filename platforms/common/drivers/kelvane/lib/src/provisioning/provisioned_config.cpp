@@ -2,9 +2,9 @@
 
 #include <cstddef>
 
-#include "card/info_tables.h"
+#include "card/running_firmware.h"
 #include "core/field_trace.h"
-#include "kelvane_trace_defs.h"
+#include "core/trace/trace.h"
 #include "mbox/command.h"
 #include "provisioning/value_names.h"
 
@@ -16,7 +16,7 @@ static_assert(offsetof(kelvane_provisioned_config_t, tx_channel_flex_grid) == 10
 namespace {
 
 constexpr uint32_t FLEX_GRID_STEPS = 10; // of one legacy channel
-constexpr uint64_t FLEX_GRID_FIRMWARE = 4ull << 32 | 1;
+constexpr firmware_version FLEX_GRID_FIRMWARE = {4, 1};
 
 #define AT(field) offsetof(kelvane_provisioned_config_t, field)
 
@@ -46,14 +46,12 @@ int32_t kelvane_post_proc_global_provisioned_config(kelvane_handle handle,
                                                     kelvane_provisioned_config_t *record,
                                                     mbox_data_header *response_header)
 {
-    uint32_t major = 0;
-    uint32_t minor = 0;
-    const int32_t rc = kelvane_get_software_running(handle, KELVANE_ADDRESS_BOARD, &major, &minor);
+    firmware_version running;
+    const int32_t rc = get_running_firmware(handle, &running, LEVEL_INFO);
     if (rc != KELVANE_EOK) {
         return rc;
     }
-    const uint64_t running = static_cast<uint64_t>(major) << 32 | minor;
-    if (running < FLEX_GRID_FIRMWARE && running != 0 && response_header->version == 1) {
+    if (!running.is_at_least(FLEX_GRID_FIRMWARE) && response_header->version == 1) {
         TRACE(LEVEL_DEBUG, handle, NO_ADDRESS,
               "box_data_header_var_out->version = %d  need to manage post proc for flex grid ",
               static_cast<int>(response_header->version));

@@ -1,6 +1,6 @@
 // Operations that are reserved: each writes its line and returns 0.
+#include "core/trace/trace.h"
 #include "kelvane.h"
-#include "kelvane_trace_defs.h"
 
 namespace {
 

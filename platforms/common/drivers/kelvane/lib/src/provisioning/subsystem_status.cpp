@@ -2,7 +2,7 @@
 #include <cstddef>
 
 #include "core/field_trace.h"
-#include "kelvane_trace_defs.h"
+#include "core/trace/trace.h"
 #include "mbox/command.h"
 
 static_assert(sizeof(kelvane_subsystem_status_t) == 148);

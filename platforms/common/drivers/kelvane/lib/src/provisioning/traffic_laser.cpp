@@ -3,7 +3,7 @@
 // An operation is its command and its words. The library keeps and judges no value.
 #include <bit>
 
-#include "kelvane_trace_defs.h"
+#include "core/trace/trace.h"
 #include "mbox/command.h"
 #include "provisioning/value_names.h"
 

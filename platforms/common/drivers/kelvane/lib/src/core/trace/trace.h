@@ -1,40 +1,24 @@
-// The log: every trace goes into a text file, when that exists, and into one ring of its level.
-#ifndef KELVANE_TRACE_DEFS_H
-#define KELVANE_TRACE_DEFS_H
+// The log: every line goes into a text file, if that exists, and into one ring of its level.
+//
+// Log, mutex and handle know each other. Lines are written under a library mutex, and a mutex that fails
+// writes a line: a line that the file's own mutex causes goes to the ring alone (file.cpp), which breaks
+// the circle at run time. The slot of a handle is asked for by the caller of TRACE and never by the log
+// itself; what stands below the handles, the mutex included, says TRACE_NO_CARD.
+#ifndef CORE_TRACE_TRACE_H
+#define CORE_TRACE_TRACE_H
 
-#include <atomic>
 #include <cstdint>
-#include <cstdio>
 
+#include "core/trace/levels.h"
 #include "kelvane.h"
-#include "kelvane_sync.h"
-
-constexpr uint32_t LEVEL_ERROR = KELVANE_TRACE_ERROR;
-constexpr uint32_t LEVEL_INFO = KELVANE_TRACE_INFO;
-constexpr uint32_t LEVEL_ALARM = KELVANE_TRACE_ALARM;
-constexpr uint32_t LEVEL_PM = KELVANE_TRACE_PM;
-constexpr uint32_t LEVEL_DEBUG = KELVANE_TRACE_DEBUG;
-constexpr uint32_t LEVEL_REG = KELVANE_TRACE_REG;
-constexpr uint32_t LEVEL_LOWPR = KELVANE_TRACE_LOWPR;
 
 constexpr kelvane_handle NO_HANDLE = 0xFFFFFFFF;          // prints as slot -1
 constexpr kelvane_device_address NO_ADDRESS = 0xFFFFFFFF; // prints as 255 three times
 
-constexpr int32_t LOG_FILE_MAX_ROWS = 1000000;
-constexpr size_t TRACE_MESSAGE_BYTES = 512;
-
-extern std::atomic<uint32_t> trace_level_mask;
-extern char traceFile[64];
-extern std::atomic<FILE *> logFileFp; // none: file logging is off
-extern int32_t logFileFp_rowcounter;  // lines since the last clearing; under log_file_mutex
-extern kelvane_mutex log_file_mutex;
-
+// Opens the file, makes the rings, turns all levels on and writes a line of stars at each. Returns
+// KELVANE_EOK, KELVANE_RET_CODE_GEN_ERR for a file that cannot be appended to, or
+// KELVANE_RET_CODE_GEN_PLATFORM_PROBLEM.
 int32_t initTrace(void);
-
-inline bool trace_is_on(uint32_t level)
-{
-    return (trace_level_mask.load(std::memory_order_relaxed) & level) != 0;
-}
 
 // Writes one line, whatever the mask says. A level that is not exactly one of the seven bits writes
 // nothing. May block on the log's mutex.
@@ -46,7 +30,7 @@ void kelvane_trace(uint32_t level, uint32_t slot, kelvane_device_address device_
 void kelvane_trace_tagged(uint32_t level, uint64_t tag, uint32_t slot, kelvane_device_address device_address,
                           const char *function, ...);
 
-// What a line prints as its slot; in core/handle.cpp. Silent, since every line asks it.
+// What a line prints as its slot; in core/handle.cpp. Silent, since every line asks for it.
 uint32_t kelvane_slot_of_handler(kelvane_handle handle);
 
 // One load and one test when the level is off: nothing is evaluated or formatted then.
@@ -58,6 +42,14 @@ uint32_t kelvane_slot_of_handler(kelvane_handle handle);
     do {                                                                                                     \
         if (trace_is_on(level)) {                                                                            \
             kelvane_trace(level, kelvane_slot_of_handler(handle), device_address, function, __VA_ARGS__);    \
+        }                                                                                                    \
+    } while (false)
+
+// The same for a line that belongs to no card.
+#define TRACE_NO_CARD(function, level, ...)                                                                  \
+    do {                                                                                                     \
+        if (trace_is_on(level)) {                                                                            \
+            kelvane_trace(level, NO_HANDLE, NO_ADDRESS, function, __VA_ARGS__);                              \
         }                                                                                                    \
     } while (false)
 
