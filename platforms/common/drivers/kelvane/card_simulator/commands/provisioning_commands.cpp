@@ -12,8 +12,8 @@ constexpr uint32_t NO_COMMAND = COMMAND_COUNT;
 constexpr uint32_t CHANNEL_MIN = 1913000; // 191.3 THz, in 0.1 GHz
 constexpr uint32_t CHANNEL_MAX = 1961000;
 constexpr uint32_t CHANNELS_PER_LEGACY_CHANNEL = 10;
-constexpr int32_t CD_SEARCH_MAX = 280000; // ps/nm, of either sign
-constexpr float POWER_DBM_MIN = -25;      // dBm
+constexpr int32_t CD_SEARCH_PS_PER_NM_MAX = 280000; // of either sign
+constexpr float POWER_DBM_MIN = -25;
 constexpr float POWER_DBM_MAX = 10;
 
 // A word of a network port: the commands that set and get it, its range, and the error word for anything
@@ -37,9 +37,9 @@ constexpr single_value SINGLE_VALUES[] = {
     {CMD_SET_NETWORK_LOOPBACK, CMD_GET_NETWORK_LOOPBACK, &port_settings::network_loopback, 0, 1,
      ORDUNE_OPERATION_NOT_ALLOWED},
     {CMD_SET_RX_CD_LOW_SEARCH_VALUE, CMD_GET_RX_CD_LOW_SEARCH_VALUE, &port_settings::cd_low_search,
-     -CD_SEARCH_MAX, CD_SEARCH_MAX, ORDUNE_OPERATION_NOT_ALLOWED},
+     -CD_SEARCH_PS_PER_NM_MAX, CD_SEARCH_PS_PER_NM_MAX, ORDUNE_OPERATION_NOT_ALLOWED},
     {CMD_SET_RX_CD_HIGH_SEARCH_VALUE, CMD_GET_RX_CD_HIGH_SEARCH_VALUE, &port_settings::cd_high_search,
-     -CD_SEARCH_MAX, CD_SEARCH_MAX, ORDUNE_OPERATION_NOT_ALLOWED},
+     -CD_SEARCH_PS_PER_NM_MAX, CD_SEARCH_PS_PER_NM_MAX, ORDUNE_OPERATION_NOT_ALLOWED},
 };
 
 const single_value &value_of_command(uint32_t command)
