@@ -64,7 +64,7 @@ SCRIPT(events, batches_come_at_each_end_of_the_interval, R"(
 
 SCRIPT(events, dap_echoes_holds_and_repeats_its_calls, R"(
     w 1804000 0x11; w 20 7; w 1c0c000 4; r 1c0c004 = 2 # without the reset nobody looks at it
-    w 1f08000 54; w 1f08004 0x77; w 1f08008 5; w 1f08010 0xFF00FF00; w 1f08018 0x44332211; w 1f0801c 0x55
+    w 1f08000 dap_message; w 1f08004 0x77; w 1f08008 5; w 1f08010 0xFF00FF00; w 1f08018 0x44332211; w 1f0801c 0x55
     w 1c0c000 1024; r 1c0c004 = 1024; r 2c = 20; irq = 1; w 1c0c000 4; r 1c0c004 = 2048; irq = 1
     r 1f08000 = dap_message 0x77 5 0 0xFF00FF00 0 0x44332211 0x55; w 1c0c000 2; r 1c0c004 = 2; t 1s; irq = 0
     > dap hold 2; > dap delay 50; w 1c0c000 1024; irq = 1; t 99ms; irq = 0; t 1ms; irq = 1; w 1c0c000 4 8

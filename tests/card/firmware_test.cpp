@@ -96,25 +96,21 @@ TEST_F(firmware, inventory_and_configuration_are_told_as_the_firmware_knows_them
         std::ranges::replace(text, '_', '\0');
         EXPECT_EQ(label[3], inventory);
         EXPECT_EQ(std::string(reinterpret_cast<const char *>(&label[8]), 232), text);
-        play("set_traffic_type m11 12 0; set_laser m10 1 1; set_laser_channel m10 195000 1; "
-             "set_laser_bright_tuning m11 1 2; set_optical_output_power m11 0x3F800000; "
-             "set_rx_cd_low_search_value m10 11");
-        play("set_rx_cd_high_search_value m11 12; set_xpm2_led m10 1; set_network_loopback m11 1; "
-             "set_host_loopback h13 1");
+        play(
+            R"(set_traffic_type m11 12 0; set_laser m10 1 1; set_laser_channel m10 195000 1; set_xpm2_led m10 1
+                set_laser_bright_tuning m11 1 2; set_optical_output_power m11 0x3F800000; set_host_loopback h13 1
+                set_rx_cd_low_search_value m10 11; set_rx_cd_high_search_value m11 12; set_network_loopback m11 1)");
         const bool flex = inventory == 2; // grid
         play(flex ? "get_laser_channel_flex_grid m10 0 1 = 0 1950000"
-                  : "set_laser_channel_flex_grid m10 1937000 1 = 0x80100005; get_laser_channel_flex_grid m10 "
-                    "0 1 = "
-                    "0x80100005");
-        play("handle 3; global_provisioned_config s1 9*30 = 0 24 12 1 0 195000 193100*3 0*3 1 0 "
-             "0x3F800000 11 -2000 "
-             "60000 12 1 4 0 1 "
-             "0*3 1 " +
+                  : R"(set_laser_channel_flex_grid m10 1937000 1 = 0x80100005
+                        get_laser_channel_flex_grid m10 0 1 = 0x80100005)");
+        play("handle 3; global_provisioned_config s1 9*30 = 0 24 12 1 0 195000 193100*3 0*3 1 0 0x3F800000 "
+             "11 -2000 60000 12 1 4 0 1 0*3 1 " +
              std::string(flex ? "1950000 1931000*3" : "0*4") +
              "; r 1c0210c = " + std::to_string(configuration));
     }
-    play("get_xpm2_inventory_inf m00 0*58; text 1c02140 = SMX2316A0J4T; get_xpm2_inventory_inf m20 0*58; "
-         "text 1c02140 = SMX2402A11QK");
+    play(
+        R"(get_xpm2_inventory_inf m00 0*58; text 1c02140 = SMX2316A0J4T; m20 0*58; text 1c02140 = SMX2402A11QK)");
 }
 
 TEST_F(firmware, single_measurements_and_batches_are_pieces_of_the_whole_record)
@@ -137,8 +133,8 @@ TEST_F(firmware, single_measurements_and_batches_are_pieces_of_the_whole_record)
             EXPECT_TRUE(std::equal(piece.begin() + 8, piece.begin() + 8 + count, all.begin() + from))
                 << command;
         }
-        play("> batch-interval 1; sync 13; reference 5; enable_pm_notify s0 1 0*113 = none; t 1ms; sync "
-             "0xFF00FF00");
+        play("> batch-interval 1; sync 13; reference 5; enable_pm_notify s0 1 0*113 = none; t 1ms");
+        sync = 0xFF00FF00;
         words batch = {CMD_ENABLE_PM_NOTIFY, 5, minor == 0 ? 96u : 116u, minor, 13, 0, 0, 0xFF00FFFF, 1, 0};
         batch.insert(batch.end(), all.begin() + 8, all.begin() + (minor == 0 ? 98 : 118));
         batch.insert(batch.end(), {1, 0});
@@ -151,8 +147,8 @@ TEST_F(firmware, single_measurements_and_batches_are_pieces_of_the_whole_record)
     EXPECT_EQ(frames[64], 100u);                                                               // seconds
     EXPECT_NEAR(std::accumulate(frames.begin() + 42, frames.begin() + 50, 0u), frames[36], 8); // by size
     start({.client = host_client::otn});
-    play("t 3600s; dbg_get_hostport_pcs_counters h00 0*58 = 0x80200001; get_host_port_pm h00 0*8; r 1c02130 "
-         "= 8; r 1c0213c = 5");
+    play(R"(t 3600s; dbg_get_hostport_pcs_counters h00 0*58 = 0x80200001
+            get_host_port_pm h00 0*8; r 1c02130 = 8; r 1c0213c = 5)");
 }
 
 } // namespace

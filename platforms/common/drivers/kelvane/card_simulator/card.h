@@ -17,14 +17,14 @@ card *card_create(const card_options &options);
 void card_destroy(card *card);
 
 // An access of the host, as the bus does it: all ones, or nothing written, beyond the BAR, at an offset
-// that is no multiple of 4 and on a removed card. After a write the firmware has done what it can.
+// that is not a multiple of 4 and on a removed card. After a write the firmware has done what it can.
 uint32_t card_host_read(card *card, uint32_t offset);
 void card_host_write(card *card, uint32_t offset, uint32_t value);
 
 // Time passed: does the work that is due, delayed answers for instance.
 void card_step(card *card);
 
-// When that will be (wait_monotonic), UINT64_MAX if nothing is due.
+// When card_step has work to do next (wait_monotonic), UINT64_MAX if nothing is due.
 uint64_t card_next_due(card *card);
 
 // Takes one of the interrupts that the card raised; false when none is left.

@@ -7,7 +7,7 @@
 #include "card_simulator/firmware/card_record.h"
 #include "card_simulator/state/card_options.h"
 
-// A card on the memory of `memory_fd`, which other processes map too; -1 for memory of its own.
+// card_create on the memory of `memory_fd`, which other processes map; -1 for memory of its own.
 card *card_create_on(const card_options &options, int memory_fd, const card_outlets &outlets);
 
 // A host in another process wrote a posted register; its word is in the memory already. The offset comes

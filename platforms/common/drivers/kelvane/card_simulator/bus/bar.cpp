@@ -73,7 +73,7 @@ void bar_clear(bar &bar)
     }
 }
 
-// The orders matter between processes: who sees a state sees the message that was written before it.
+// The orders matter between processes: whoever sees a state sees the message that was written before it.
 uint32_t bar_read(const bar &bar, uint32_t offset)
 {
     return __atomic_load_n(word_at(bar, offset), __ATOMIC_ACQUIRE);

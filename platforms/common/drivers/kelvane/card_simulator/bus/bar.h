@@ -9,7 +9,7 @@
 struct bar {
     uint32_t *words = nullptr;
     bool shared = false;               // with other processes
-    bool plain = false;                // memory that nobody watches: see polled_memory.h
+    bool plain = false;                // memory in which a write goes unnoticed: see polled_memory.h
     std::atomic<bool> removed = false; // the host reads all ones, and its writes are lost
 };
 
@@ -21,14 +21,14 @@ void bar_unmap(bar &bar);
 // Zeroes the whole memory and gives its pages back.
 void bar_clear(bar &bar);
 
-// The firmware's accesses: of a word in the BAR, with nothing else happening.
+// The firmware's accesses to a word of the BAR, without side effects.
 uint32_t bar_read(const bar &bar, uint32_t offset);
 void bar_write(bar &bar, uint32_t offset, uint32_t value);
 void bar_set_bits(bar &bar, uint32_t offset, uint32_t bits);
 void bar_clear_bits(bar &bar, uint32_t offset, uint32_t bits);
 
 // The host's accesses, as the bus does them. A write returns whether it hit a posted register: one
-// whose every write the firmware has to hear of.
+// whose every write the firmware has to know about.
 uint32_t bar_host_read(const bar &bar, uint32_t offset);
 bool bar_host_write(bar &bar, uint32_t offset, uint32_t value);
 

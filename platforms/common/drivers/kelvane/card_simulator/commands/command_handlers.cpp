@@ -6,7 +6,7 @@ const command_row *command_row_of(uint32_t command)
 {
     const command_family families[] = {
         alarm_commands,       card_control_commands, image_commands,  module_commands,
-        performance_commands, provisioning_commands, status_commands,
+        performance_commands, port_commands,         sirane_commands, status_commands,
     };
     for (const command_family &family : families) {
         for (const command_row &row : family) {

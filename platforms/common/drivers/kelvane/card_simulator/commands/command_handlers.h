@@ -78,7 +78,8 @@ extern const command_family card_control_commands;
 extern const command_family image_commands;
 extern const command_family module_commands;
 extern const command_family performance_commands;
-extern const command_family provisioning_commands;
+extern const command_family port_commands;
+extern const command_family sirane_commands;
 extern const command_family status_commands;
 
 #endif

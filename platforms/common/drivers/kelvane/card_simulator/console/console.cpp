@@ -16,8 +16,6 @@
 
 namespace {
 
-// ---- the verbs
-
 bool verb_help(card &, arguments &args, std::string *answer)
 {
     *answer = console_help();

@@ -13,7 +13,7 @@
 #include "card_simulator/state/card_state.h"
 #include "card_simulator/state/faults.h"
 
-// Ways out of the card beside the BAR. Called with the card's mutex held.
+// What leaves the card other than through the BAR. Called with the card's mutex held.
 struct card_outlets {
     void *self = nullptr;
     void (*interrupt)(void *self) = nullptr;

@@ -10,8 +10,7 @@ struct card;
 constexpr uint32_t DAP_REQUEST_BYTES_MAX = 1024;
 constexpr uint32_t DAP_ANSWER_BYTES_MAX = 1100; // more than a host takes
 constexpr uint64_t DAP_REMINDER_PERIOD_NS = 100000000;
-constexpr uint32_t DAP_REMINDERS_MAX =
-    10; // a host resets the channel at link-up, too, and then wants nothing
+constexpr uint32_t DAP_REMINDERS_MAX = 10; // a host that resets the channel at link-up never reacts
 
 void dap_start(card &card);
 void dap_stop(card &card);

@@ -1,4 +1,4 @@
-// How the card's logs come by what happens, and what becomes of them when the firmware or the power goes.
+// Feeds the card's logs with what happens, and decides what of them survives a restart or a loss of power.
 #ifndef CARD_SIMULATOR_FIRMWARE_LOG_KEEPING_H
 #define CARD_SIMULATOR_FIRMWARE_LOG_KEEPING_H
 

@@ -18,12 +18,12 @@ void firmware_start(card &card);
 
 // Goes down and comes up again after FIRMWARE_START_NS; `cold` as after a loss of power.
 void firmware_restart(card &card, bool cold);
-void firmware_come_up(card &card);
+void firmware_come_up(card &card); // when that time is over
 
 // The restarts that a host is told of. A warm one is announced RESTART_NOTICE_NS before and told again when
 // it is done, possibly with another version; of one with the power lost only its end is told.
 void firmware_announce_restart(card &card, const std::optional<firmware_version> &version);
-void firmware_restart_as_announced(card &card);
+void firmware_restart_as_announced(card &card); // when its time has come
 void firmware_restart_cold(card &card);
 
 // The firmware stays down for that many resets by the host.

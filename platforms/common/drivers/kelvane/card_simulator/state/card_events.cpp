@@ -12,27 +12,15 @@ constexpr event_label COMMAND = {"command", value_form::decimal};
 constexpr event_label WORD = {"word", value_form::decimal};
 constexpr event_label BITS = {"bits", value_form::hexadecimal};
 constexpr event_label BIT = {"bit", value_form::decimal};
+constexpr event_label COLD = {"cold", value_form::decimal};
 
 using enum event_kind;
 
-// In the order of event_kind.
+// In the order of event_kind: kind, row, source module and line, text, labels of the values, whether it goes
+// into the sirane's log and into the controller's.
 constexpr event_shape SHAPES[] = {
-    {started,
-     ROW_INFO,
-     9,
-     212,
-     "firmware started",
-     {VERSION, {"cold", value_form::decimal}, NONE},
-     false,
-     true},
-    {goes_down,
-     ROW_INFO,
-     9,
-     487,
-     "firmware goes down",
-     {{"cold", value_form::decimal}, NONE, NONE},
-     false,
-     true},
+    {started, ROW_INFO, 9, 212, "firmware started", {VERSION, COLD, NONE}, false, true},
+    {goes_down, ROW_INFO, 9, 487, "firmware goes down", {COLD, NONE, NONE}, false, true},
     {message_refused, ROW_ERROR, 4, 133, "message refused", {COMMAND, NONE, NONE}, false, false},
     {command_failed, ROW_ERROR, 3, 301, "command failed", {COMMAND, NONE, NONE}, false, false},
     {download_begun, ROW_INFO, 38, 95, "download begun", {KIND, BYTES, NONE}, false, false},

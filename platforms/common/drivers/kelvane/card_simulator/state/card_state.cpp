@@ -17,6 +17,11 @@ bool firmware_is_before(const card_state &state, uint32_t major, uint32_t minor)
     return state.running < firmware_version{major, minor};
 }
 
+bool knows_flex_grid(const card_state &state)
+{
+    return !firmware_is_before(state, 4, 1);
+}
+
 bool has_module(const card_state &state, uint32_t device)
 {
     return state.devices[device].plugged && !state.devices[device].simulated_out;

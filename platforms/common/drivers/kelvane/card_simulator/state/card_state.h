@@ -16,11 +16,13 @@
 
 enum direction : uint32_t { TRANSMIT = 0, RECEIVE = 1, DIRECTIONS = 2 };
 
+constexpr uint32_t CHANNELS_PER_LEGACY_CHANNEL = 10;
+
 // What the host sets on a network port and the module in it.
 struct port_settings {
     uint32_t traffic_type = KELVANE_TRAFFIC_TYPE_NONE;
     uint32_t laser = 0;
-    uint32_t channel[DIRECTIONS] = {1931000, 1931000}; // 0.1 GHz; a legacy channel is ten of them
+    uint32_t channel[DIRECTIONS] = {1931000, 1931000}; // 0.1 GHz
     uint32_t bright_tuning[DIRECTIONS] = {};
     uint32_t power = 0;       // bits of a float, dBm
     int32_t target_power = 0; // 0.01 dBm; what the latest of both ways to set it said
@@ -103,6 +105,7 @@ struct card_state {
 };
 
 bool firmware_is_before(const card_state &state, uint32_t major, uint32_t minor);
+bool knows_flex_grid(const card_state &state);
 
 bool has_module(const card_state &state, uint32_t device);
 

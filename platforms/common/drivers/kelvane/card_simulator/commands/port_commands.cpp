@@ -1,4 +1,4 @@
-// What the host sets on network ports, host ports and siranes: kept, judged and given back.
+// What the host sets on a network port and its module: judged, kept and given back.
 #include <algorithm>
 #include <cassert>
 #include <cmath>
@@ -11,9 +11,8 @@ namespace {
 constexpr uint32_t NO_COMMAND = COMMAND_COUNT;
 constexpr uint32_t CHANNEL_MIN = 1913000; // 191.3 THz, in 0.1 GHz
 constexpr uint32_t CHANNEL_MAX = 1961000;
-constexpr uint32_t CHANNELS_PER_LEGACY_CHANNEL = 10;
-constexpr int32_t CD_SEARCH_MAX = 280000; // ps/nm, of either sign
-constexpr float POWER_DBM_MIN = -25;      // dBm
+constexpr int32_t CD_SEARCH_PS_PER_NM_MAX = 280000; // of either sign
+constexpr float POWER_DBM_MIN = -25;
 constexpr float POWER_DBM_MAX = 10;
 
 // A word of a network port: the commands that set and get it, its range, and the error word for anything
@@ -37,9 +36,9 @@ constexpr single_value SINGLE_VALUES[] = {
     {CMD_SET_NETWORK_LOOPBACK, CMD_GET_NETWORK_LOOPBACK, &port_settings::network_loopback, 0, 1,
      ORDUNE_OPERATION_NOT_ALLOWED},
     {CMD_SET_RX_CD_LOW_SEARCH_VALUE, CMD_GET_RX_CD_LOW_SEARCH_VALUE, &port_settings::cd_low_search,
-     -CD_SEARCH_MAX, CD_SEARCH_MAX, ORDUNE_OPERATION_NOT_ALLOWED},
+     -CD_SEARCH_PS_PER_NM_MAX, CD_SEARCH_PS_PER_NM_MAX, ORDUNE_OPERATION_NOT_ALLOWED},
     {CMD_SET_RX_CD_HIGH_SEARCH_VALUE, CMD_GET_RX_CD_HIGH_SEARCH_VALUE, &port_settings::cd_high_search,
-     -CD_SEARCH_MAX, CD_SEARCH_MAX, ORDUNE_OPERATION_NOT_ALLOWED},
+     -CD_SEARCH_PS_PER_NM_MAX, CD_SEARCH_PS_PER_NM_MAX, ORDUNE_OPERATION_NOT_ALLOWED},
 };
 
 const single_value &value_of_command(uint32_t command)
@@ -170,11 +169,6 @@ int32_t get_channel(command_exchange &exchange)
     return get_channel_in_steps(exchange, CHANNELS_PER_LEGACY_CHANNEL);
 }
 
-bool knows_flex_grid(const card_state &state)
-{
-    return !firmware_is_before(state, 4, 1);
-}
-
 int32_t set_channel_flex_grid(command_exchange &exchange)
 {
     return knows_flex_grid(exchange.state) ? set_channel_in_steps(exchange, 1)
@@ -254,102 +248,6 @@ int32_t set_runtime_power(command_exchange &exchange)
     return 0;
 }
 
-// ---- host ports and siranes
-
-// A host port, or the whole sirane for all four.
-int32_t find_host_ports(const command_exchange &exchange, std::span<uint32_t> *loopbacks)
-{
-    uint32_t sirane_id = 0;
-    uint32_t host_port = 0;
-    if (find_whole_sirane(exchange, &sirane_id) == 0) {
-        *loopbacks = exchange.state.devices[sirane_device(sirane_id)].sirane.host_loopback;
-        return 0;
-    }
-    const int32_t result = find_host_port(exchange, &sirane_id, &host_port);
-    if (result == 0) {
-        *loopbacks = {&exchange.state.devices[sirane_device(sirane_id)].sirane.host_loopback[host_port], 1};
-    }
-    return result;
-}
-
-int32_t set_host_loopback(command_exchange &exchange)
-{
-    std::span<uint32_t> loopbacks;
-    const int32_t result = find_host_ports(exchange, &loopbacks);
-    if (result == 0 && exchange.words[VALUE_WORD] > 1) {
-        return ORDUNE_OPERATION_NOT_ALLOWED;
-    }
-    for (uint32_t &loopback : loopbacks) {
-        loopback = exchange.words[VALUE_WORD];
-    }
-    return result;
-}
-
-int32_t get_host_loopback(command_exchange &exchange)
-{
-    std::span<uint32_t> loopbacks;
-    const int32_t result = find_host_ports(exchange, &loopbacks);
-    exchange.words[VALUE_WORD] = 0;
-    for (const uint32_t loopback : loopbacks) {
-        exchange.words[VALUE_WORD] |= loopback;
-    }
-    return result;
-}
-
-int32_t set_consequent_action(command_exchange &exchange)
-{
-    uint32_t sirane_id = 0;
-    const int32_t result = find_whole_sirane(exchange, &sirane_id);
-    if (result == 0) {
-        sirane_settings &sirane = exchange.state.devices[sirane_device(sirane_id)].sirane;
-        sirane.consequent_action = exchange.words[VALUE_WORD];
-        sirane.consequent_status = exchange.words[SECOND_VALUE_WORD];
-    }
-    return result;
-}
-
-// ---- all of a sirane
-
-void put_port(kelvane_provisioned_config_t &config, uint32_t i, const port_settings &port)
-{
-    config.traffic_type[i] = port.traffic_type;
-    config.laser[i] = port.laser;
-    config.tx_channel[i] = port.channel[TRANSMIT] / CHANNELS_PER_LEGACY_CHANNEL;
-    config.rx_channel[i] = port.channel[RECEIVE] / CHANNELS_PER_LEGACY_CHANNEL;
-    config.tx_bright_tuning[i] = port.bright_tuning[TRANSMIT];
-    config.rx_bright_tuning[i] = port.bright_tuning[RECEIVE];
-    config.power[i] = port.power;
-    config.rx_cd_low_search_value[i] = port.cd_low_search;
-    config.rx_cd_high_search_value[i] = port.cd_high_search;
-    config.xpm2_led[i] = port.led;
-    config.network_loopback[i] = port.network_loopback;
-    config.tx_channel_flex_grid[i] = port.channel[TRANSMIT];
-    config.rx_channel_flex_grid[i] = port.channel[RECEIVE];
-}
-
-// Firmware that does not know the flex grid leaves its words 0; from 2.7 on it claims the newer version
-// anyway.
-int32_t get_provisioned_config(command_exchange &exchange)
-{
-    exchange.version = firmware_is_before(exchange.state, 2, 7) ? 0 : 1;
-    uint32_t sirane_id = 0;
-    const int32_t result = find_whole_sirane(exchange, &sirane_id);
-    kelvane_provisioned_config_t config = {};
-    if (result == 0) {
-        for (uint32_t i = 0; i < NETWORK_PORTS_PER_SIRANE; i++) {
-            put_port(config, i, exchange.state.devices[module_device(sirane_id, i)].port);
-            if (!knows_flex_grid(exchange.state)) {
-                config.tx_channel_flex_grid[i] = 0;
-                config.rx_channel_flex_grid[i] = 0;
-            }
-        }
-        const sirane_settings &sirane = exchange.state.devices[sirane_device(sirane_id)].sirane;
-        std::memcpy(config.host_loopback, sirane.host_loopback, sizeof config.host_loopback);
-    }
-    put_record(exchange, config);
-    return result;
-}
-
 constexpr command_row ROWS[] = {
     {CMD_SET_TRAFFIC_TYPE, 4, 0, set_single_value, command_answer::when_done},
     {CMD_GET_TRAFFIC_TYPE, 3, 0, get_single_value},
@@ -360,13 +258,10 @@ constexpr command_row ROWS[] = {
     {CMD_SET_LASER_BRIGHT_TUNING, 4, 0, set_bright_tuning},
     {CMD_GET_LASER_BRIGHT_TUNING, 4, 0, get_bright_tuning},
     {CMD_SET_OPTICAL_OUTPUT_POWER, 3, 0, set_power},
-    {CMD_GLOBAL_PROVISIONED_CONFIG, 32, 1, get_provisioned_config},
     {CMD_SET_TX_DISABLE, 3, 0, set_single_value},
     {CMD_SET_XPM2_LED, 3, 0, set_single_value},
     {CMD_GET_XPM2_LED, 3, 0, get_single_value},
     {CMD_SET_NETWORK_LOOPBACK, 3, 0, set_single_value},
-    {CMD_SET_HOST_LOOPBACK, 3, 0, set_host_loopback},
-    {CMD_GET_HOST_LOOPBACK, 3, 0, get_host_loopback},
     {CMD_GET_NETWORK_LOOPBACK, 3, 0, get_single_value},
     {CMD_SET_RX_CD_LOW_SEARCH_VALUE, 3, 0, set_single_value},
     {CMD_SET_RX_CD_HIGH_SEARCH_VALUE, 3, 0, set_single_value},
@@ -376,9 +271,8 @@ constexpr command_row ROWS[] = {
     {CMD_SET_RUNTIME_OPTICAL_OUTPUT_POWER, 3, 0, set_runtime_power},
     {CMD_SET_LASER_CHANNEL_FLEX_GRID, 4, 0, set_channel_flex_grid},
     {CMD_GET_LASER_CHANNEL_FLEX_GRID, 4, 0, get_channel_flex_grid},
-    {CMD_SET_CONS_ACTION, 4, 0, set_consequent_action},
 };
 
 } // namespace
 
-constinit const command_family provisioning_commands = ROWS;
+constinit const command_family port_commands = ROWS;
