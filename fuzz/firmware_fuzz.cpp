@@ -102,7 +102,8 @@ int32_t write_word(kelvane_handle, uint32_t, uint32_t offset, uint32_t value, ui
         return 0;
     } else if (offset % SIRANE_BYTES == COMMAND) {
         const uint32_t command = word[offset + AREA];
-        if (value == 2 && word[offset + 4] == 4 && command != 24 && command != 35 && command != 36) {
+        if (value == 2 && word[offset + 4] == 4 && command != CMD_ENABLE_PM_NOTIFY &&
+            command != CMD_ENABLE_ALARMS_NOTIFY && command != CMD_FORCE_GLOBAL_ALARMS_NOTIFY) {
             for (uint32_t at = offset + AREA; at < offset + AREA + 4 * AREA_WORDS; at += 4) {
                 word[ANSWER + at] = word[at];
             }
@@ -176,13 +177,18 @@ constexpr fuzz_operation OPERATIONS[] = {
     {"response thread",
      [](operation_call &it) {
          const uint32_t choice = it.in();
-         return kelvane_asyc_resp_common(it.handle, choice % 4, choice / 16 % 4);
+         return kelvane_asyc_resp_common(0, local_handles_array[0].sirane[choice % 3],
+                                         ANSWER_MAILBOXES[choice / 16 % 3]);
      }},
     {"low-priority thread", [](operation_call &) { return low_priority_pass(&the_card.low_priority), 0; }},
     {"DAP thread", [](operation_call &) { return dap_serve_event(0, &the_dap_record, &the_card.dap), 0; }},
     {LINK_UP, [](operation_call &it) { return kelvane_pci_mapped(it.handle, it.in() % 16 != 15, 0, 0); }},
     {"the drain",
-     [](operation_call &it) { return kelvane_deque_resp_receive(it.handle, it.address, it.in() % 4); }},
+     [](operation_call &it) {
+         const uint32_t choice = it.in();
+         return kelvane_deque_resp_receive(0, local_handles_array[0].sirane[choice % 3],
+                                           ANSWER_MAILBOXES[choice / 16 % 3]);
+     }},
     {"kelvane_keep_alive", [](operation_call &it) { return kelvane_keep_alive(it.handle, it.address); }},
     {"kelvane_enable_keep_alive_notify",
      [](operation_call &it) {

@@ -46,11 +46,11 @@ void send(uint32_t ref_id)
     wait_for_state(0x01C00004, 0x2);
     TRACE_AS("write_mbox_header", LEVEL_DEBUG, CARD, SIRANE_0, " offset mailbox_addr %08x size %d",
              0x01C00100u, 6);
-    const uint32_t header[] = {9, ref_id, 4, 0, 0xFF00FF00, 0};
+    const uint32_t header[] = {CMD_READ_REGISTER, ref_id, 4, 0, 0xFF00FF00, 0};
     for (uint32_t i = 0; i < 6; i++) {
         write(0x01C00100 + 4 * i, header[i]);
     }
-    line_of_header(LEVEL_INFO, 3, 9, ref_id, 4, 0xFF00FF00);
+    line_of_header(LEVEL_INFO, 3, CMD_READ_REGISTER, ref_id, 4, 0xFF00FF00);
     TRACE_AS("write_mbox_data", LEVEL_DEBUG, CARD, SIRANE_0, " offset mailbox_addr %08x size %d", 0x01C00100u,
              4);
     const uint32_t data[] = {0, 0xFF00FFFF, 0x9010, 0};
@@ -78,7 +78,7 @@ void receive_message(uint32_t ref_id)
     for (uint32_t offset = 0x01C02100; offset < 0x01C02118; offset += 4) {
         bare_read(offset);
     }
-    line_of_header(LEVEL_INFO, 0, 9, ref_id, 4, 0xFF00FF00);
+    line_of_header(LEVEL_INFO, 0, CMD_READ_REGISTER, ref_id, 4, 0xFF00FF00);
     TRACE_AS("manage_resp_receive", LEVEL_DEBUG, CARD, SIRANE_0, "validate_header = %d ", 1);
     TRACE_AS("read_mbox_data", LEVEL_DEBUG, CARD, SIRANE_0, " offset mailbox_addr  %08x ", 0x01C02100u);
     for (uint32_t offset = 0x01C02118; offset < 0x01C02128; offset += 4) {
@@ -131,11 +131,11 @@ void lines_of_record()
 void lines_of_header_read(uint32_t ref_id)
 {
     TRACE_AS("read_mbox_header", LEVEL_LOWPR, CARD, SIRANE_0, " offset mailbox_addr  %08x ", 0x01C04100u);
-    const uint32_t header[] = {35, ref_id, 14, 0, 14, 0};
+    const uint32_t header[] = {CMD_ENABLE_ALARMS_NOTIFY, ref_id, 14, 0, 14, 0};
     for (uint32_t i = 0; i < 6; i++) {
         line_of_read(0x01C04100 + 4 * i, header[i]);
     }
-    line_of_header(LEVEL_ALARM, 2, 35, ref_id, 14, 14);
+    line_of_header(LEVEL_ALARM, 2, CMD_ENABLE_ALARMS_NOTIFY, ref_id, 14, 14);
 }
 
 void lines_of_look()
@@ -155,7 +155,7 @@ void lines_of_look()
 void lines_of_request(uint32_t ref_id, kelvane_alarms_notify_cb callback)
 {
     constexpr const char *name = "print_asynch_req_t";
-    line_of_header(LEVEL_LOWPR, 2, 35, ref_id, 14, 14);
+    line_of_header(LEVEL_LOWPR, 2, CMD_ENABLE_ALARMS_NOTIFY, ref_id, 14, 14);
     TRACE_AS(name, LEVEL_LOWPR, CARD, SIRANE_0, " asynch_req_p->fn_cb      = %p",
              reinterpret_cast<void *>(callback));
     TRACE_AS(name, LEVEL_LOWPR, CARD, SIRANE_0, " asynch_req_p->aging_time = %d", 0);

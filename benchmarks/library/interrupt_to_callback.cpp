@@ -83,7 +83,8 @@ void raise_event()
 
 void offer_alarms()
 {
-    const uint32_t header[] = {35, reference_of_subscription, ALARM_MESSAGE_WORDS, 0, FIXED_REQ_ID_ALARM, 0};
+    const uint32_t header[] = {
+        CMD_ENABLE_ALARMS_NOTIFY, reference_of_subscription, ALARM_MESSAGE_WORDS, 0, FIXED_REQ_ID_ALARM, 0};
     uint32_t offset = ALARM_MAILBOX.mailbox_addr;
     for (const uint32_t header_word : header) {
         bench_word(offset) = header_word;
@@ -133,7 +134,7 @@ void compare_once()
     bare_take(arrived);
     sleep_ms(100);
     const std::vector<logged_line> library = take_logged_lines();
-    const int32_t response_tid = handle_record(0)->mbox_tid[0][MBOX_ALARM];
+    const int32_t response_tid = handle_record(0)->sirane[0].answers[MBOX_ALARM].mbox_tid;
     bare_interrupt_lines();
     expect_same_lines(lines_up_to(library, false, response_tid, "kelvane_sem_give"), take_logged_lines());
     bare_response_lines(reference_of_subscription, on_alarms);
@@ -148,7 +149,7 @@ void start_threads()
     std::thread first(hop_once_more);
     std::thread second(arrive_at_last);
     stay_on(interrupt.native_handle(), 0);
-    stay_on(handle_record(0)->response_thread[0][MBOX_ALARM], 1);
+    stay_on(handle_record(0)->sirane[0].answers[MBOX_ALARM].thread, 1);
     stay_on(first.native_handle(), 0);
     stay_on(second.native_handle(), 1);
     for (std::thread *thread : {&interrupt, &first, &second}) {

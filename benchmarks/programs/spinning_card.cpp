@@ -9,7 +9,8 @@
 #include <unistd.h>
 
 #include "benchmarks/figures.h"
-#include "card_simulator/firmware/card_record.h"
+#include "card_simulator/card.h"
+#include "card_simulator/shared_card.h"
 #include "kelvane_bar.h"
 #include "platform/simulated_uio_client.h"
 #include "platform/simulated_uio_queue.h"

@@ -3,26 +3,28 @@
 //
 //     > unplug 3 = text         a verb that is accepted; the text is a part of its answer
 //     ! plug 10 = DEV is 0      a verb that is refused
-//     9 0 s0 0x9010 0 = 0 0 s0  a command over sirane 0's mailbox: error word and first words of the answer,
-//                               or `none`; an error word of 0 and nothing else when nothing is said
-//     1: 9 0 s1 0x9010 0        over sirane 1's mailbox
-//     offer 9 0 s0 = 16         what F shows when the host only offers the command
+//     get_laser m00 0 = 0 1     a command over sirane 0's mailbox, and its answer: error word and first words
+//                               after handle and address, or `none`; an error word of 0 when nothing is said
+//     m01 0 = 0x8050000F        the latest command once more, with other words
+//     1: get_laser m10 0        over sirane 1's mailbox
+//     offer get_laser m00 0 = 4 what F shows when the host only offers the command
 //     take 4000 = none          header and words that the mailbox at 0x01C04000 offers
-//     r 1c00004 = 2 0           words of the BAR, one behind the other
+//     r 1c00004 = 2 0           words of the BAR, one after the other
 //     text 3f00020 = LOG        the letters that begin there
 //     w 1c00000 4 2             the same word written as 4, then as 2
 //     t 300ms                   time passes
 //     events = 1                interrupts that came; `irq` clears the pending bits after each
-//     reference 0x51            of the commands from now on; `sync 13` likewise
+//     reference 0x51            of the commands from now on; `sync 13` and `handle 7` likewise
 //     link                      the host resets the mailboxes, as when it comes
 //
-// What stands behind a # is a remark. b is the board's address, s1 a sirane's, m10 the one of port 0's module
+// What follows a # is a remark. b is the board's address, s1 a sirane's, m10 the one of port 0's module
 // there, h12 of its host port 2; 7*3 is the word 7 three times.
 #ifndef TESTS_CARD_BENCH_H
 #define TESTS_CARD_BENCH_H
 
 #include <algorithm>
 #include <cstdint>
+#include <iterator>
 #include <memory>
 #include <sstream>
 #include <string>
@@ -31,6 +33,7 @@
 #include <gtest/gtest.h>
 
 #include "card_simulator/card.h"
+#include "kelvane_commands.h"
 #include "support/virtual_time.h"
 
 // A test that is a script and nothing else.
@@ -73,7 +76,7 @@ class bench : public testing::Test {
     // Writes a message into a sirane's command mailbox and offers it; what the firmware then shows.
     words offer(const words &message, uint32_t base = 0x01C00000) const
     {
-        words all = {message.at(0), reference, static_cast<uint32_t>(message.size() - 1), 0, sync, 0};
+        words all = {message.at(0), reference, static_cast<uint32_t>(message.size()), 0, sync, 0, handle};
         all.insert(all.end(), message.begin() + 1, message.end());
         for (uint32_t i = 0; i < all.size(); i++) {
             write(base + 0x100 + 4 * i, all[i]);
@@ -94,7 +97,7 @@ class bench : public testing::Test {
         return got;
     }
 
-    // Header and words of the answer to a command; notices in front of it are taken along.
+    // Header and words of the answer to a command; notices before it are taken along.
     words run(const std::string &command, uint32_t base = 0x01C00000) const
     {
         const words message = words_of(command);
@@ -104,7 +107,9 @@ class bench : public testing::Test {
         while (!got.empty() && got[0] != message[0]) {
             got = take(base + 0x2000);
         }
-        EXPECT_TRUE(got.empty() || (got[1] == reference && got[2] == message.size() - 1 && got[4] == sync));
+        EXPECT_TRUE(got.empty() || (words{got[1], got[2], got[4], got[6]} ==
+                                    words{reference, static_cast<uint32_t>(message.size()), sync, handle}));
+        EXPECT_TRUE(got.size() < 8 || got[7] == message[1]);
         return got;
     }
 
@@ -136,17 +141,24 @@ class bench : public testing::Test {
     }
 
     virtual_time time;
-    uint32_t reference = 0x1234, sync = 0xFF00FF00;
+    uint32_t reference = 0x1234, sync = 0xFF00FF00, handle = 0;
 
   private:
+    static uint32_t command_of(const std::string &name) // COMMAND_COUNT: there is none
+    {
+        return static_cast<uint32_t>(std::ranges::find(command_names, name) - command_names);
+    }
+
     static uint32_t word_of(const std::string &text)
     {
+        const uint32_t command = command_of(text);
         const auto digit = [&text](size_t i) { return static_cast<uint32_t>(text.at(i) - '0'); };
-        return text[0] == 'b'   ? 0xF0FFFFFF
-               : text[0] == 's' ? 0xFF00FFFF | digit(1) << 16
-               : text[0] == 'm' ? 0xFF0000FF | digit(1) << 16 | digit(2) << 8
-               : text[0] == 'h' ? 0xFF00FF00 | digit(1) << 16 | digit(2)
-                                : static_cast<uint32_t>(std::stoll(text, nullptr, 0));
+        return command < COMMAND_COUNT ? command
+               : text[0] == 'b'        ? 0xF0FFFFFF
+               : text[0] == 's'        ? 0xFF00FFFF | digit(1) << 16
+               : text[0] == 'm'        ? 0xFF0000FF | digit(1) << 16 | digit(2) << 8
+               : text[0] == 'h'        ? 0xFF00FF00 | digit(1) << 16 | digit(2)
+                                       : static_cast<uint32_t>(std::stoll(text, nullptr, 0));
     }
 
     void play_step(const std::string &step, const std::string &kind, const std::string &rest,
@@ -182,21 +194,29 @@ class bench : public testing::Test {
             for (got = {0}; card_take_interrupt(card_.get()); got[0]++) {
                 write(0x24, kind == "irq" ? 7 : 0);
             }
-        } else if (kind == "reference" || kind == "sync") {
-            (kind == "sync" ? sync : reference) = number(0);
+        } else if (kind == "reference" || kind == "sync" || kind == "handle") {
+            (kind == "sync" ? sync : kind == "handle" ? handle : reference) = number(0);
         } else if (kind == "link") {
             play("w 1c00000 0 2; w 1c02000 0 2; w 1c04000 0 2; w 1c08000 0 2; w 1d00000 0 2; w 1d02000 0 2;"
                  "w 1d04000 0 2; w 1d08000 0 2; w 1e00000 0 2; w 1e02000 0 2; w 1e04000 0 2; w 1e08000 0 2");
         } else {
             const bool other = kind.ends_with(':'); // sirane
-            got = run(other ? rest : step, 0x01C00000 + (other ? (kind[0] - '0') * 0x100000u : 0));
-            got.erase(got.begin(), got.begin() + (got.empty() ? 0 : 5));
+            const std::string said = other ? rest : step, name = said.substr(0, said.find(' '));
+            const bool again = command_of(name) == COMMAND_COUNT;
+            latest_ = again ? latest_ : name;
+            got = run(again ? latest_ + " " + said : said,
+                      0x01C00000 + (other ? (kind[0] - '0') * 0x100000u : 0));
+            if (!got.empty()) { // error word, and what follows handle and address
+                got.erase(got.begin() + 6, got.begin() + std::min<ptrdiff_t>(8, std::ssize(got)));
+                got.erase(got.begin(), got.begin() + 5);
+            }
             wanted = expected.empty() ? words{0} : wanted;
             got.resize(std::min(got.size(), expected == "none" ? got.size() : wanted.size()));
         }
         EXPECT_EQ(got, wanted);
     }
 
+    std::string latest_; // command
     std::unique_ptr<card, decltype(&card_destroy)> card_{nullptr, card_destroy};
 };
 

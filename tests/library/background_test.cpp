@@ -59,9 +59,9 @@ class background_test : public firmware_test {
     }
 
     // The result of a drain, and the accesses behind the question for the version.
-    static std::string drain(uint32_t mbox = 0)
+    static std::string drain(mbox_id mbox = MBOX_RESPONSE)
     {
-        std::string told = did(kelvane_deque_resp_receive(0, 0xFF00FFFF, mbox));
+        std::string told = did(kelvane_deque_resp_receive(0, sirane_0, mbox));
         return told.replace(told.find("r1f04000+16"), 11, "...");
     }
 
@@ -132,7 +132,7 @@ TEST_F(background_test, one_missing_echo_is_dead_and_one_echo_alive)
     }
     EXPECT_EQ(pass(), "");
     echoes = true;
-    offer_message({9, 0x77, 4, 0, 0xFF00FF00, 0}, {1, 2, 3, 4}); // left from before
+    offer_message({CMD_READ_REGISTER, 0x77, 4, 0, 0xFF00FF00, 0}, {1, 2, 3, 4}); // left from before
     EXPECT_EQ(pass(), "0 1; ");
     EXPECT_EQ(the_bar.word[RESPONSE_AREA], 0xFFFFFFFFu); // drained
     the_bar.fail_from = the_bar.access_number + 1;       // a token that was never written, whatever is echoed
@@ -204,7 +204,7 @@ TEST_F(background_test, interrupts_are_enabled_and_wake_the_thread_that_their_so
     EXPECT_EQ(did(kelvane_notify_msi(0)) + did(kelvane_deque_msi(0)), "64174 64174 ");
 }
 
-const std::vector<uint32_t> ANSWER = {9, 0x77, 4, 0, 0xFF00FF00, 0};
+const std::vector<uint32_t> ANSWER = {CMD_READ_REGISTER, 0x77, 4, 0, 0xFF00FF00, 0};
 
 TEST_F(background_test, an_answer_without_an_owner_is_thrown_away)
 {
@@ -213,7 +213,7 @@ TEST_F(background_test, an_answer_without_an_owner_is_thrown_away)
     offer_message(ANSWER, {});
     EXPECT_EQ(drain(),
               "0 " + looks + "r1c02100+10 w1c02100=ffffffff*6 w1c02000=4 r1c02004 w1c02000=2 r1c02004");
-    offer_message({9, 0x77, 16, 0, 0xFF00FF00, 0}, {});
+    offer_message({CMD_READ_REGISTER, 0x77, 16, 0, 0xFF00FF00, 0}, {});
     EXPECT_EQ(drain(), "64173 " + looks +
                            "r1c02100+22 w1c02100=ffffffff*6 w1c02000=10 r1c02004 w1c02000=2 w1c02000=2");
     the_bar.word[RESPONSE_F] = 0;
@@ -238,7 +238,7 @@ TEST_F(background_test, an_answer_without_an_owner_is_thrown_away)
     }
     EXPECT_EQ(held_locks(), "");
     const uint64_t before = time.now();
-    std::thread([] { kelvane_mutex_lock(&local_handles_array[0].command_mutex[0]); }).join();
+    std::thread([] { kelvane_mutex_lock(&sirane_0.command_mutex); }).join();
     EXPECT_EQ(drain(), "110 " + look); // a command of the sirane runs
     EXPECT_EQ(time.now() - before, 10u);
     EXPECT_EQ(held_locks(), "0 command, ");
@@ -247,21 +247,21 @@ TEST_F(background_test, an_answer_without_an_owner_is_thrown_away)
 TEST_F(background_test, the_performance_mailbox_is_held_back_without_a_subscription)
 {
     the_bar.word[0x01F04004] = 0x00050016;
-    EXPECT_EQ(drain(2), "0 ... r1c04004"); // alarms never
-    EXPECT_EQ(drain(1), "64175 ...");
+    EXPECT_EQ(drain(MBOX_ALARM), "0 ... r1c04004"); // alarms never
+    EXPECT_EQ(drain(MBOX_PM), "64175 ...");
     EXPECT_EQ(time.now(), 1000000000u);
     the_bar.word[0x01F04004] = 0x00050015;
-    EXPECT_EQ(drain(1), "0 ... r1c08004");
+    EXPECT_EQ(drain(MBOX_PM), "0 ... r1c08004");
     the_bar.word[0x01F04004] = 0x00050016;
     firmware.answer = false;
     EXPECT_EQ(kelvane_enable_pm_notify(0, 0xFF00FFFF, 1, [](auto...) { return 0; }), 0);
-    offer_message({24, 1, 4, 1, 13, 0}, {}, PERFORMANCE_H);
+    offer_message({CMD_ENABLE_PM_NOTIFY, 1, 4, 1, 13, 0}, {}, PERFORMANCE_H);
     time.on_sleep([this, before = time.sleeps()] {
         if (time.sleeps() - before == 3) { // asked in every round
             EXPECT_EQ(kelvane_enable_pm_notify(0, 0xFF00FFFF, 0, nullptr), 0);
         }
     });
-    EXPECT_EQ(kelvane_deque_resp_receive(0, 0xFF00FFFF, 1), 64175);
+    EXPECT_EQ(kelvane_deque_resp_receive(0, sirane_0, MBOX_PM), 64175);
     EXPECT_EQ(woken_threads(), "01 ");
     EXPECT_EQ(time.now(), 2004000000u);
 }

@@ -67,7 +67,7 @@ class deliveries_test : public firmware_test {
     std::string outcome(uint32_t mbox, const std::vector<uint32_t> &header, const std::vector<uint32_t> &data)
     {
         const std::string rc = std::to_string(deliver(mbox, header, data));
-        EXPECT_EQ(kelvane_mutex_get_owner(&local_handles_array[0].response_mutex[0][mbox]), 0);
+        EXPECT_EQ(kelvane_mutex_get_owner(&sirane_0.answers[mbox].response_mutex), 0);
         return rc + (accesses().find("=10 ") != std::string::npos ? " refused " : " ") + told();
     }
 
@@ -84,7 +84,7 @@ class deliveries_test : public firmware_test {
         data[1] = 0xFF00FFFF;
         data[102] = 0xABCDFF9C;
         data.insert(data.end(), {number, upper_half});
-        return outcome(1, {24, reference, 116, 1, 13, 0}, data);
+        return outcome(1, {CMD_ENABLE_PM_NOTIFY, reference, 116, 1, 13, 0}, data);
     }
 };
 
@@ -111,7 +111,7 @@ TEST_F(deliveries_test, requests_in_flight_are_each_answered_once)
     the_bar.on_write = [&, follow = the_bar.on_write](uint32_t offset, uint32_t value) {
         follow(offset, value);
         if (offset == RESPONSE_H && value == 2 && heard == "laser ff0001ff 43 0; ") { // in one wake-up
-            offer_message({2, 0x1235, 4, 0, 1, 0}, {0, 0xFF0001FF, 1, 0x41});
+            offer_message({CMD_SET_LASER, 0x1235, 4, 0, 1, 0}, {0, 0xFF0001FF, 1, 0x41});
         }
     };
     callback_returns = 0x77; // logged, and no matter
@@ -163,10 +163,10 @@ TEST_F(deliveries_test, a_synchronous_answer_is_left_to_its_caller)
         EXPECT_EQ(held_locks(), ""); // not during the pause
         if (time.sleeps() == 3) {
             EXPECT_EQ(accesses().find('w'), std::string::npos);
-            offer_message({2, 0x1234, 4, 0, 0, 0}, {0, 0xFF0001FF, 1, 0x40});
+            offer_message({CMD_SET_LASER, 0x1234, 4, 0, 0, 0}, {0, 0xFF0001FF, 1, 0x40});
         }
     });
-    EXPECT_EQ(outcome(0, {9, 7, 4, 0, 0xFF00FF00, 0}, {}), "0 laser ff0001ff 40 0; ");
+    EXPECT_EQ(outcome(0, {CMD_READ_REGISTER, 7, 4, 0, 0xFF00FF00, 0}, {}), "0 laser ff0001ff 40 0; ");
     EXPECT_EQ(time.now(), 2 * 2000500000ull + 500000); // the pause is for a synchronous answer only
 }
 
@@ -175,14 +175,18 @@ TEST_F(deliveries_test, messages_that_belong_to_nobody)
     constexpr uint32_t r = 0x1234;
     request(0x40);
     const std::pair<std::vector<uint32_t>, std::string> messages[] = {
-        {{2, r + 1, 4, 0, 0, 0}, "0 "},        {{2, r, 4, 0, 5, 0}, "0 "},
-        {{2, r, 4, 0, 17, 0}, "0 "},           {{9, r, 4, 0, 3, 0}, "0 "},
-        {{66, r, 4, 0, 0, 0}, "0 refused "},   {{2, r, 4, 1, 0, 0}, "0 refused "},
-        {{9, r, 4, 0, 0, 0}, "64170 refused "}}; // of a command that nobody handles
+        {{CMD_SET_LASER, r + 1, 4, 0, 0, 0}, "0 "},
+        {{CMD_SET_LASER, r, 4, 0, 5, 0}, "0 "},
+        {{CMD_SET_LASER, r, 4, 0, 17, 0}, "0 "},
+        {{CMD_READ_REGISTER, r, 4, 0, 3, 0}, "0 "},
+        {{66, r, 4, 0, 0, 0}, "0 refused "},
+        {{CMD_SET_LASER, r, 4, 1, 0, 0}, "0 refused "},
+        {{CMD_READ_REGISTER, r, 4, 0, 0, 0}, "64170 refused "},     // of a command that nobody handles
+        {{CMD_ENABLE_PM_NOTIFY, r, 4, 1, 0, 0}, "64170 refused "}}; // of one whose callback is another
     for (const auto &[header, expected] : messages) {
         EXPECT_EQ(outcome(0, header, {}), expected) << header[0] << " " << header[4];
     }
-    kelvane_mutex *lock = &local_handles_array[0].asynch_req_lock[0];
+    kelvane_mutex *lock = &sirane_0.requests.lock;
     ASSERT_EQ(kelvane_mutex_lock(lock), 0); // and while nobody can look
     EXPECT_EQ(kelvane_set_laser(0, 0xFF0001FF, 1, on_laser, 41), 64172);
     for (const uint32_t command : {2u, 9u, 66u}) {
@@ -201,18 +205,19 @@ TEST_F(deliveries_test, a_command_from_a_callback_fails)
     request(0x40, commanding);
     EXPECT_EQ(answer(0x1234), "0 command faac; ");
     request(0x40, commanding);
-    std::thread([] { kelvane_mutex_lock(&local_handles_array[0].command_mutex[0]); }).join();
+    std::thread([] { kelvane_mutex_lock(&sirane_0.command_mutex); }).join();
     EXPECT_EQ(answer(0x1236), "0 command 6e; "); // does not wait for who may wait for it
     EXPECT_LT(time.now(), 1000000000u);
 }
 
-TEST_F(deliveries_test, a_mailbox_that_is_not_there_or_shows_no_state)
+TEST_F(deliveries_test, a_mailbox_with_nothing_or_no_state)
 {
-    EXPECT_EQ(did(kelvane_asyc_resp_common(0, 0, 0)), "0 r1f04000+16 r1c02004 r1c02004"); // nothing offered
-    EXPECT_EQ(kelvane_asyc_resp_common(0, 3, 0) + kelvane_asyc_resp_common(0, 0, 3), 2 * 64170);
+    EXPECT_EQ(did(kelvane_asyc_resp_common(0, sirane_0, MBOX_RESPONSE)),
+              "0 r1f04000+16 r1c02004 r1c02004"); // nothing offered
     the_bar.next_values[RESPONSE_F] = {0, 2, 0xFFFFFFFF};
-    EXPECT_EQ(did(kelvane_asyc_resp_common(0, 0, 0)), "64175 r1f04000+16 r1c02004 w1c02000=2");
-    EXPECT_EQ(kelvane_asyc_resp_common(0, 0, 0), 64171); // gone at the second look
+    EXPECT_EQ(did(kelvane_asyc_resp_common(0, sirane_0, MBOX_RESPONSE)),
+              "64175 r1f04000+16 r1c02004 w1c02000=2");
+    EXPECT_EQ(kelvane_asyc_resp_common(0, sirane_0, MBOX_RESPONSE), 64171); // gone at the second look
     EXPECT_EQ(held_locks(), "");
 }
 
@@ -220,6 +225,8 @@ TEST_F(deliveries_test, batches)
 {
     EXPECT_EQ(kelvane_enable_pm_notify(0, 0xFF00FFFF, 1, on_batch), 0);
     callback_returns = 5; // logged, and no matter
+    EXPECT_EQ(outcome(1, {CMD_SET_LASER, 0x1234, 4, 0, 13, 0}, {}),
+              "64170 refused "); // a laser's answer is no batch
     EXPECT_EQ(batch(0x1234, 5, 1), "0 batch ff00ffff 100000005; ");
     EXPECT_EQ(last_batch.host[0].otn.fec_frame_counter, 0x500000004u);
     EXPECT_EQ(last_batch.xpm2_port[0].optical_output_power, -100);
@@ -234,7 +241,7 @@ TEST_F(deliveries_test, batches)
     older[40] = 0x1024;
     older[94] = 0x77; // the number of older firmware
     older[95] = 1;
-    EXPECT_EQ(outcome(1, {24, 0x1235, 116, 0, 13, 0}, older), "0 batch 1000 100000077; ");
+    EXPECT_EQ(outcome(1, {CMD_ENABLE_PM_NOTIFY, 0x1235, 116, 0, 13, 0}, older), "0 batch 1000 100000077; ");
     EXPECT_EQ(last_batch.sirane_port[1].pdl_max, -1);
     local_handles_array[0].signature = 0x01010101; // the device is deleted meanwhile
     EXPECT_EQ(batch(0x1235, 5, 0), "0 batch ff00ffff 5; ");
@@ -245,13 +252,16 @@ TEST_F(deliveries_test, alarm_changes_and_modules)
     const std::vector<uint32_t> change = {0, 0xFF00FFFF, 1, 1, 2, 3, 4, 5, 6, 7, 8, 9, 0x55, 1};
     firmware.refuse = true; // first the record is made, then the command fails
     EXPECT_EQ(kelvane_enable_alarms_notify(0, 0xFF00FFFF, 1, on_alarms), 64173);
-    EXPECT_EQ(outcome(0, {37, 0x999, 3, 0, 3, 0}, {0, 0xFF0001FF, 1}), "0 plugin ff0001ff 1; ");
+    EXPECT_EQ(outcome(0, {CMD_NOTIFY_PLUGIN, 0x999, 3, 0, 3, 0}, {0, 0xFF0001FF, 1}),
+              "0 plugin ff0001ff 1; ");
     callback_returns = 0x99; // no matter, but for a module, of which the firmware hears
-    EXPECT_EQ(outcome(2, {35, 0x1234, 14, 0, 14, 0}, change), "0 alarms ff00ffff 100000055; ");
+    EXPECT_EQ(outcome(2, {CMD_ENABLE_ALARMS_NOTIFY, 0x1234, 14, 0, 14, 0}, change),
+              "0 alarms ff00ffff 100000055; ");
     EXPECT_EQ(kelvane_enable_alarms_notify(0, 0xFF00FFFF, 0, nullptr), 64173);
-    EXPECT_EQ(outcome(2, {35, 0x1234, 14, 0, 14, 0}, change), "0 ");
+    EXPECT_EQ(outcome(2, {CMD_ENABLE_ALARMS_NOTIFY, 0x1234, 14, 0, 14, 0}, change), "0 ");
     EXPECT_EQ(memcmp(&last_alarms, &change[3], sizeof last_alarms), 0);
-    EXPECT_EQ(outcome(0, {37, 0x999, 3, 0, 15, 0}, {0, 0xFF0001FF, 0}), "153 refused plugin ff0001ff 0; ");
+    EXPECT_EQ(outcome(0, {CMD_NOTIFY_PLUGIN, 0x999, 3, 0, 15, 0}, {0, 0xFF0001FF, 0}),
+              "153 refused plugin ff0001ff 0; ");
     EXPECT_TRUE(log_contains("mbox_manage_notify_plugin: ERROR after calling callback rc = 0x99"));
 }
 
@@ -260,7 +270,7 @@ TEST_F(deliveries_test, restarts_of_the_firmware)
     const std::string resets = "w1c00000=0 w1c00000=2 w1d00000=0 w1d00000=2 w1e00000=0 w1e00000=2 ";
     for (uint32_t restart = 0; restart < 6; restart++) {
         the_bar.word[0x01F04004] = 0x00050010 + restart;
-        EXPECT_EQ(did(deliver(0, {41, 0, 2, 0, 0, 0}, {0, restart})),
+        EXPECT_EQ(did(deliver(0, {CMD_APP_ZYNQ_RESTART_NOTIFY, 0, 2, 0, 0, 0}, {0, restart})),
                   "0 r1f04000+16 r1c02004 r1c02100+8 r1f04000+16 " + (restart == 4 ? resets : "") +
                       "w1c02100=ffffffff*6 w1c02000=4 r1c02004 w1c02000=2 r1c02004");
         EXPECT_EQ(local_handles_array[0].stored_ordune_ver_min, 16 + restart); // refreshed
@@ -276,15 +286,18 @@ TEST_F(deliveries_test, what_cannot_be_read_is_refused_and_not_told)
     request(0x40);
     // The mailbox, the access that fails, the header.
     const std::tuple<uint32_t, uint64_t, std::vector<uint32_t>> messages[] = {
-        {1, 24, {24, 0x1234, 1, 1, 13, 0}}, {2, 24, {35, 0x1235, 1, 0, 14, 0}},
-        {0, 24, {2, 0x1236, 4, 0, 0, 0}},   {0, 24, {37, 0, 1, 0, 15, 0}},
-        {0, 24, {41, 0, 1, 0, 16, 0}},      {0, 43, {41, 0, 2, 0, 16, 0}}};
+        {1, 24, {CMD_ENABLE_PM_NOTIFY, 0x1234, 1, 1, 13, 0}},
+        {2, 24, {CMD_ENABLE_ALARMS_NOTIFY, 0x1235, 1, 0, 14, 0}},
+        {0, 24, {CMD_SET_LASER, 0x1236, 4, 0, 0, 0}},
+        {0, 24, {CMD_NOTIFY_PLUGIN, 0, 1, 0, 15, 0}},
+        {0, 24, {CMD_APP_ZYNQ_RESTART_NOTIFY, 0, 1, 0, 16, 0}},
+        {0, 43, {CMD_APP_ZYNQ_RESTART_NOTIFY, 0, 2, 0, 16, 0}}};
     for (const auto &[mbox, failing, header] : messages) {
         the_bar.fail_from = the_bar.access_number + failing;
         EXPECT_EQ(outcome(mbox, header, {0, 4}), "64174 refused ");
     }
     the_bar.fail_from = the_bar.access_number + 18; // the header itself: nobody answers the firmware
-    EXPECT_EQ(outcome(0, {2, 0x1236, 4, 0, 0, 0}, {}), "64174 ");
+    EXPECT_EQ(outcome(0, {CMD_SET_LASER, 0x1236, 4, 0, 0, 0}, {}), "64174 ");
 }
 
 } // namespace

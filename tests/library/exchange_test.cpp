@@ -125,7 +125,9 @@ TEST_F(exchange_test, answers_that_do_not_belong_to_the_request)
         EXPECT_NE(accesses().find(code == 0 ? " w1c02000=4 " : " w1c02000=10 "), std::string::npos);
         EXPECT_EQ(held_locks(), "");
     }
-    EXPECT_EQ(kelvane_validate_header(0, 0xFF00FFFF, 7, {38, 7, 59, 0, 0xFF00FF00, 0}), 1u); // older
+    EXPECT_EQ(
+        kelvane_validate_header({0, 0xFF00FFFF}, 7, {CMD_GET_XPM2_INVENTORY_INF, 7, 59, 0, 0xFF00FF00, 0}),
+        true); // older
 }
 
 TEST_F(exchange_test, an_answer_that_comes_late_or_for_another_or_never)
@@ -139,7 +141,8 @@ TEST_F(exchange_test, an_answer_that_comes_late_or_for_another_or_never)
         const uint64_t before = time.sleeps();
         time.on_sleep([&] {
             if (time.sleeps() - before == offered_after) {
-                offer_message({9, firmware.request_header[1], 4, 0, 0xFF00FF00, 0}, {1, 2, 3, 4});
+                offer_message({CMD_READ_REGISTER, firmware.request_header[1], 4, 0, 0xFF00FF00, 0},
+                              {1, 2, 3, 4});
             }
         });
         EXPECT_EQ(read_register(), offered_after == 1999 ? 110 : 0);
@@ -148,7 +151,7 @@ TEST_F(exchange_test, an_answer_that_comes_late_or_for_another_or_never)
     EXPECT_EQ(value, 4u);
     time.on_sleep([] {});
     local_handles_array[0].low_prio_tid = kelvane_gettid();
-    offer_message({9, 0x1234, 4, 0, 0xD, 0}, {1, 2, 3, 4});
+    offer_message({CMD_READ_REGISTER, 0x1234, 4, 0, 0xD, 0}, {1, 2, 3, 4});
     EXPECT_EQ(read_register(), 110);
     EXPECT_TRUE(log_contains("manage_resp_receive: TIMEOUT EXPIRED_ON_LOW_PRIO "));
     EXPECT_EQ(the_bar.word[RESPONSE_F], 4u); // a message of another is left alone
@@ -162,7 +165,7 @@ TEST_F(exchange_test, an_answer_that_comes_late_or_for_another_or_never)
 
 TEST_F(exchange_test, a_response_mutex_that_is_not_to_be_had_or_given_away_in_the_middle)
 {
-    kelvane_mutex *mutex = &local_handles_array[0].response_mutex[0][0];
+    kelvane_mutex *mutex = &sirane_0.answers[0].response_mutex;
     the_bar.on_write = [&, follow = the_bar.on_write](uint32_t offset, uint32_t state) {
         follow(offset, state);
         if (offset == RESPONSE_AREA) { // the wiping of the header
@@ -177,18 +180,10 @@ TEST_F(exchange_test, a_response_mutex_that_is_not_to_be_had_or_given_away_in_th
     EXPECT_GE(time.now(), 360000000000u);
 }
 
-TEST_F(exchange_test, a_sirane_mailbox_or_state_that_is_not_there)
+TEST_F(exchange_test, a_sirane_or_state_that_is_not_there)
 {
-    mbox_data_header header{};
-    mbox_data data{};
-    // Mailbox 3 has no response mutex, 6 is not there at all.
-    EXPECT_EQ((std::vector{
-                  kelvane_write_register(0, 0xFF03FFFF, 1, 2), kelvane_deque_resp_receive(0, 0xFF03FFFF, 0),
-                  kelvane_deque_resp_receive(0, 0xFF00FFFF, 3), kelvane_deque_resp_receive(0, 0xFF00FFFF, 6),
-                  manage_resp_receive(0, 0xFF00FFFF, 3, &header, &data, {}),
-                  manage_resp_receive(0, 0xFF00FFFF, 6, &header, &data, {}),
-                  manage_resp_mbox_new_state(0, 0xFF00FFFF, get_mbox_handler(0, 0), 8, 1)}),
-              std::vector(7, 64170));
+    EXPECT_EQ(kelvane_write_register(0, 0xFF03FFFF, 1, 2), 64170);
+    EXPECT_EQ(manage_resp_mbox_new_state({0, 0xFF00FFFF}, mailbox_of(0, MBOX_RESPONSE), 8, true), 64170);
     EXPECT_EQ(accesses(), "");
 }
 

@@ -47,9 +47,9 @@ TEST_F(lifecycle_test, creating_and_deleting)
     };
     const auto of_type_7 = [](auto &device) { device.client_type = 7; };
     EXPECT_EQ(create(of_type_7), 0);
-    EXPECT_EQ(kelvane_get_client_type(0), 0u);                  // the one there is stays
-    ASSERT_EQ(kelvane_mutex_lock(&record.command_mutex[0]), 0); // made once
-    record.local_pm_incremental_id[1] = 5;
+    EXPECT_EQ(kelvane_get_client_type(0), 0u);                         // the one there is stays
+    ASSERT_EQ(kelvane_mutex_lock(&record.sirane[0].command_mutex), 0); // made once
+    record.sirane[1].local_pm_incremental_id = 5;
     set_watch(1, 1);
     EXPECT_EQ(create([](auto &device) { device.slot_id = 1; }), -1);
     for (const uint32_t handle : {1u, 3u, 0xFFFFFFFFu, 0u, 0u}) {
@@ -71,10 +71,10 @@ TEST_F(lifecycle_test, creating_and_deleting)
     kelvane_print_local_handler(0);
     EXPECT_EQ(log_lines().size(), 6u + 9 + 9 + 2 + 9 + 3 * 1 * 6);
     EXPECT_EQ(held_locks(), "0 command, ");
-    EXPECT_EQ(record.local_pm_incremental_id[1], 0u);
+    EXPECT_EQ(record.sirane[1].local_pm_incremental_id, 0u);
     EXPECT_EQ(record.keep_alive_enabled + record.keep_alive_status, 0u);
     kelvane_device_delete(0);
-    kelvane_mutex_lock(&record.asynch_req_lock[0]);
+    kelvane_mutex_lock(&record.sirane[0].requests.lock);
     EXPECT_EQ(create(of_type_7), 64172);
     EXPECT_EQ(check_kelvane_handler_input(0), 0); // the record stays claimed
     record.dev = 0xFFFFFFFF;                      // only half in use
@@ -164,8 +164,8 @@ TEST_F(lifecycle_test, what_fails_a_link_up_and_what_does_not)
     the_bar.next_values[0x304] = {2}; // a link that answers wrong
     EXPECT_EQ(link_up(), "64171 closed");
     EXPECT_EQ(accesses(), "w300=0 r300 w304=1 r304");
-    offer_message({9, 0x77, 4, 0, 0xFF00FF00, 0}, {1, 2, 3, 4});     // left by an earlier run
-    the_bar.next_values[0x01C04004] = std::deque<uint32_t>(2100, 6); // idle only among other bits
+    offer_message({CMD_READ_REGISTER, 0x77, 4, 0, 0xFF00FF00, 0}, {1, 2, 3, 4}); // left by an earlier run
+    the_bar.next_values[0x01C04004] = std::deque<uint32_t>(2100, 6);             // idle only among other bits
     shorten_waits();
     EXPECT_EQ(link_up(), "0 open");
     EXPECT_EQ(the_bar.word[RESPONSE_AREA], 0xFFFFFFFFu);
@@ -213,7 +213,7 @@ TEST_F(lifecycle_test, a_failure_past_5_22_keeps_its_locks)
     EXPECT_EQ(held_locks(), "1 command, 1 response 0, 1 response 1, 1 response 2, ");
     the_bar.on_write = nullptr;
     the_bar.fail_from = 0;
-    std::thread([&] { kelvane_mutex_lock(&record.response_mutex[0][1]); }).join();
+    std::thread([&] { kelvane_mutex_lock(&record.sirane[0].answers[1].response_mutex); }).join();
     // What was taken before is locked once more, and that failure is what the caller sees.
     EXPECT_EQ(link_up(), "64172 closed");
     EXPECT_EQ(held_locks().substr(0, 38), "0 command, 0 response 0, 0 response 1,");

@@ -102,7 +102,7 @@ int32_t firmware_test::deliver(uint32_t mbox, const std::vector<uint32_t> &heade
     constexpr uint32_t BASES[] = {0x01C02000, 0x01C08000, 0x01C04000};
     offer_message(header, data, BASES[mbox]);
     the_bar.told();
-    return kelvane_asyc_resp_common(0, 0, mbox);
+    return kelvane_asyc_resp_common(0, sirane_0, static_cast<mbox_id>(mbox));
 }
 
 std::vector<std::pair<std::string, std::string>> cases_of(const std::string &table)
@@ -127,9 +127,6 @@ void firmware_test::shorten_waits()
 void firmware_test::background_passes(int count)
 {
     kelvane_set_low_prio_active(0, 1);
-    if (background_.mb == nullptr) {
-        background_ = low_priority_start(0);
-    }
     for (int i = 0; i < count; i++) {
         low_priority_pass(&background_);
     }
@@ -138,15 +135,14 @@ void firmware_test::background_passes(int count)
 std::string woken_threads()
 {
     std::string woken;
-    kelvane_handle_record &record = local_handles_array[0];
-    for (uint32_t sirane = 0; sirane < KELVANE_SIRANE_COUNT; sirane++) {
-        for (uint32_t mbox = 0; mbox < MBOX_THREAD_COUNT; mbox++) {
-            if (record.mbox_semaphore[sirane][mbox].semState.exchange(0) == 1) {
-                woken += std::to_string(sirane) + std::to_string(mbox) + " ";
+    for (sirane_link &link : local_handles_array[0].sirane) {
+        for (const mbox_id mbox : ANSWER_MAILBOXES) {
+            if (link.answers[mbox].semaphore.semState.exchange(0) == 1) {
+                woken += std::to_string(link.sirane_id) + std::to_string(mbox) + " ";
             }
         }
     }
-    return woken + (record.dap_semaphore.semState.exchange(0) == 1 ? "dap " : "");
+    return woken + (local_handles_array[0].dap_semaphore.semState.exchange(0) == 1 ? "dap " : "");
 }
 
 void set_watch(uint32_t enabled, uint32_t status)

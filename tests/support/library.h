@@ -18,6 +18,8 @@
 #include "support/temporary_folder.h"
 #include "support/virtual_time.h"
 
+inline sirane_link &sirane_0 = local_handles_array[0].sirane[0];
+
 class library_test : public testing::Test {
   protected:
     library_test();
@@ -70,7 +72,7 @@ class firmware_test : public library_test {
     answering_firmware firmware;
 
   private:
-    low_priority_state background_{};
+    low_priority_state background_ = low_priority_start(0);
 };
 
 // The threads that were woken since the last call, by sirane and mailbox: "00 12 dap ".

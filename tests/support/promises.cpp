@@ -22,11 +22,12 @@ std::string held_locks()
     for (uint32_t sirane = 0; sirane < SIRANE_COUNT; sirane++) {
         const kelvane_handle_record &record = local_handles_array[0];
         const std::string of = std::to_string(sirane);
-        look(record.command_mutex[sirane], of + " command");
+        look(record.sirane[sirane].command_mutex, of + " command");
         for (uint32_t mbox = 0; mbox < MBOX_THREAD_COUNT; mbox++) {
-            look(record.response_mutex[sirane][mbox], of + " response " + std::to_string(mbox));
+            look(record.sirane[sirane].answers[mbox].response_mutex,
+                 of + " response " + std::to_string(mbox));
         }
-        look(record.asynch_req_lock[sirane], of + " requests");
+        look(record.sirane[sirane].requests.lock, of + " requests");
     }
     look(the_dap_record.dap_lock, "DAP");
     look(kelvane_transaction_counter.mutex, "transaction");

@@ -11,11 +11,11 @@
 #include "background/keep_alive.h"
 #include "background/low_priority_thread.h"
 #include "background/response_thread.h"
-#include "card_simulator/firmware/card_record.h"
 #include "core/handle.h"
 #include "core/semaphore.h"
 #include "core/transaction_id.h"
 #include "dap/dap_channel.h"
+#include "mbox/model.h"
 #include "platform/wait.h"
 #include "support/promises.h"
 
@@ -152,16 +152,16 @@ void add_library_threads()
 {
     fibers_add(serve_interrupts);
     fibers_add(look_after_everything);
-    kelvane_handle_record &record = local_handles_array[0];
     fibers_add([] {
         dap_state state = {kelvane_dap_wait_for_call};
-        serve(&record.dap_semaphore, [&state] { dap_serve_event(0, &the_dap_record, &state); });
+        serve(&local_handles_array[0].dap_semaphore,
+              [&state] { dap_serve_event(0, &the_dap_record, &state); });
     });
-    for (uint32_t sirane = 0; sirane < SIRANE_COUNT; sirane++) {
-        for (uint32_t mbox = 0; mbox < MBOX_THREAD_COUNT; mbox++) {
-            fibers_add([sirane, mbox] {
-                serve(&record.mbox_semaphore[sirane][mbox],
-                      [sirane, mbox] { kelvane_asyc_resp_common(0, sirane, mbox); });
+    for (sirane_link &link : local_handles_array[0].sirane) {
+        for (const mbox_id mbox : ANSWER_MAILBOXES) {
+            fibers_add([&link, mbox] {
+                serve(&link.answers[mbox].semaphore,
+                      [&link, mbox] { kelvane_asyc_resp_common(0, link, mbox); });
             });
         }
     }

@@ -24,6 +24,9 @@ void card_host_write(card *card, uint32_t offset, uint32_t value);
 // Time passed: does the work that is due, delayed answers for instance.
 void card_step(card *card);
 
+// When that will be (wait_monotonic), UINT64_MAX if nothing is due.
+uint64_t card_next_due(card *card);
+
 // Takes one of the interrupts that the card raised; false when none is left.
 bool card_take_interrupt(card *card);
 

@@ -5,15 +5,14 @@
 #include <cerrno>
 #include <sys/mman.h>
 
+#include "card_simulator/bus/mailbox_map.h"
 #include "kelvane_bar.h"
-#include "kelvane_mbox.h"
 
 namespace {
 
-constexpr uint32_t SIRANE_MAILBOXES[] = {MBOX_COMMAND, MBOX_RESPONSE, MBOX_ALARM, MBOX_PM};
 constexpr uint32_t CARD_REGISTERS[] = {
-    mbox_registers_of(0, MBOX_DAP).resp_reg_to_write,
-    mbox_registers_of(0, MBOX_KEEP_ALIVE).resp_reg_to_write,
+    DAP_REGISTERS.resp_reg_to_write,
+    KEEP_ALIVE_REGISTERS.resp_reg_to_write,
     MSI_ENABLE_REG,
     MSI_STATUS_REG,
     GLOBAL_IRQ_ENABLE_REG,

@@ -10,7 +10,7 @@ struct bar {
     uint32_t *words = nullptr;
     bool shared = false;               // with other processes
     bool plain = false;                // memory that nobody watches: see polled_memory.h
-    std::atomic<bool> removed = false; // the host reads all ones and writes nothing
+    std::atomic<bool> removed = false; // the host reads all ones, and its writes are lost
 };
 
 // Maps the memory: that of `memory_fd`, which stays the caller's, or for -1 memory of its own. All zero

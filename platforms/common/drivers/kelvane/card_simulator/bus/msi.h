@@ -1,5 +1,5 @@
-// The card's interrupts: for each sirane one pending bit, one register that names the mailbox, and
-// behind them a queue of the mailboxes that have something to say.
+// The card's interrupts: for each sirane one pending bit, one register that names the mailbox, and a queue
+// of the mailboxes that have something to say.
 #ifndef CARD_SIMULATOR_BUS_MSI_H
 #define CARD_SIMULATOR_BUS_MSI_H
 

@@ -95,14 +95,14 @@ int32_t force_change(command_exchange &exchange)
 }
 
 constexpr command_row ROWS[] = {
-    {26, 3, 0, get_host_port},
-    {27, 3, 0, get_host_port},
-    {28, 3, 0, get_network_port},
-    {31, 3, 0, get_generic},
-    {32, 3, 0, get_module},
-    {34, 11, 0, get_global},
-    {35, 14, 0, enable_changes, command_answer::none},
-    {36, 11, 0, force_change, command_answer::none},
+    {CMD_GET_HOST_PCS_ALARMS, 3, 0, get_host_port},
+    {CMD_GET_HOST_OTN_ALARMS, 3, 0, get_host_port},
+    {CMD_GET_NWTK_PORT_ALARMS, 3, 0, get_network_port},
+    {CMD_GET_GENERIC_ALARMS, 3, 0, get_generic},
+    {CMD_GET_XPM2_ALARMS, 3, 0, get_module},
+    {CMD_GET_GLOBAL_ALARMS, 11, 0, get_global},
+    {CMD_ENABLE_ALARMS_NOTIFY, 14, 0, enable_changes, command_answer::none},
+    {CMD_FORCE_GLOBAL_ALARMS_NOTIFY, 11, 0, force_change, command_answer::none},
 };
 
 } // namespace

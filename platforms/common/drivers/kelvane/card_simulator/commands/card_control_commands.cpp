@@ -15,7 +15,7 @@ int32_t find_register(const command_exchange &exchange, uint32_t *device)
     if (result != 0) {
         return result;
     }
-    return exchange.words[VALUE_WORD] <= LAST_REGISTER ? 0 : static_cast<int32_t>(ORDUNE_INVALID_PAGE);
+    return exchange.words[VALUE_WORD] <= REGISTER_MAX ? 0 : static_cast<int32_t>(ORDUNE_INVALID_PAGE);
 }
 
 int32_t read_register(command_exchange &exchange)
@@ -55,21 +55,29 @@ void laser_times_out(device_state &device)
     device.laser_times_out = true;
 }
 
-void measure_nothing(device_state &)
+void change_nothing(device_state &)
 {
 }
 
+enum diagnostic_number : uint32_t {
+    SELF_TEST = 1,
+    MEMORY_TEST = 2,
+    BUS_TEST = 3,
+    HIGH_POWER = 4,
+    LOW_POWER = 5,
+    LASER_TIME_OUT = 34, // of the next laser operation
+};
+
 struct diagnostic {
-    uint32_t number;
+    diagnostic_number number;
     bool of_sirane_only;
     void (*run)(device_state &device);
 };
 
 constexpr diagnostic DIAGNOSTICS[] = {
-    {1, false, measure_nothing}, // self test
-    {2, false, measure_nothing}, // memory test
-    {3, true, measure_nothing},  // test of the management bus
-    {4, true, high_power},       {5, true, low_power}, {34, false, laser_times_out},
+    {SELF_TEST, false, change_nothing}, {MEMORY_TEST, false, change_nothing},
+    {BUS_TEST, true, change_nothing},   {HIGH_POWER, true, high_power},
+    {LOW_POWER, true, low_power},       {LASER_TIME_OUT, false, laser_times_out},
 };
 
 int32_t run_diagnostic(command_exchange &exchange)
@@ -149,9 +157,14 @@ int32_t get_module_status(command_exchange &exchange)
 }
 
 constexpr command_row ROWS[] = {
-    {9, 4, 0, read_register},       {10, 4, 0, write_register},    {13, 3, 0, run_diagnostic},
-    {16, 1, 0, default_initialize}, {55, 2, 0, enable_keep_alive}, {56, 2, 0, set_trace_level},
-    {59, 2, 0, recover_device},     {60, 3, 0, get_module_status},
+    {CMD_READ_REGISTER, 4, 0, read_register},
+    {CMD_WRITE_REGISTER, 4, 0, write_register},
+    {CMD_DIAG_COMMAND, 3, 0, run_diagnostic},
+    {CMD_DEFAULT_INITIALIZE, 1, 0, default_initialize},
+    {CMD_ENABLE_KEEP_ALIVE_NOTIFY, 2, 0, enable_keep_alive},
+    {CMD_SET_ARM_TRACE_LEVEL, 2, 0, set_trace_level},
+    {CMD_RECOVER_DEVICE, 2, 0, recover_device},
+    {CMD_GET_XPM2_STATUS, 3, 0, get_module_status},
 };
 
 } // namespace

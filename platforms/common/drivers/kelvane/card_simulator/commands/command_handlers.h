@@ -8,6 +8,7 @@
 #include <span>
 #include <type_traits>
 
+#include "card_simulator/bus/bar.h"
 #include "card_simulator/state/card_state.h"
 #include "kelvane.h"
 #include "kelvane_mbox.h"
@@ -19,9 +20,9 @@ struct command_exchange {
     struct bar &bar;
     uint32_t sirane_id; // whose mailbox brought it
     const mbox_data_header &request;
-    uint32_t version;          // of the answer's layout; a handler for older firmware lowers it
+    uint32_t version;          // of the answer's layout; lowered for older firmware
     std::span<uint32_t> words; // as many as the command's row says
-    uint64_t work_ms = 0;      // that a handler began, and with whose end the answer comes
+    uint64_t work_ms = 0;      // of work that the handler began; the answer comes at its end
 };
 
 // Words of a request and of its answer.
@@ -32,7 +33,7 @@ constexpr size_t RECORD_WORD = VALUE_WORD;
 
 enum class command_answer {
     at_once,
-    when_done, // of a request that nobody waits for: after the time that the work takes
+    when_done, // a request that nobody waits for is answered after the time that the work takes
     none,
 };
 
@@ -42,7 +43,7 @@ struct command_row {
     uint32_t version;
     int32_t (*run)(command_exchange &exchange); // 0 or an enum kelvane_arm_error
     command_answer answer = command_answer::at_once;
-    bool uses_download_memory = false; // over which the logs stand
+    bool uses_download_memory = false; // an image there may have covered the logs
 };
 
 using command_family = std::span<const command_row>;
@@ -50,8 +51,7 @@ using command_family = std::span<const command_row>;
 // The command's row, null for one that this firmware refuses.
 const command_row *command_row_of(uint32_t command);
 
-// What the request's device address names, or why it cannot be worked on: nothing the card has, an empty
-// port, something else than was asked for.
+// What the request's device address names, or why not: no such device, an empty port, one of another kind.
 int32_t find_device(const command_exchange &exchange, uint32_t *device);
 int32_t find_module(const command_exchange &exchange, uint32_t *device);
 int32_t find_network_port(const command_exchange &exchange, uint32_t *device); // with a module or without
@@ -61,7 +61,7 @@ int32_t find_host_port(const command_exchange &exchange, uint32_t *sirane_id, ui
 // The sirane of any address on it; for the board that of the mailbox.
 int32_t find_sirane(const command_exchange &exchange, uint32_t *sirane_id);
 
-// A record becomes the answer's data behind its two first words.
+// A record becomes the answer's data after its first two words.
 template <typename record> void put_record(command_exchange &exchange, const record &it)
 {
     static_assert(std::is_trivially_copyable_v<record> && sizeof it % sizeof(uint32_t) == 0);
@@ -69,7 +69,7 @@ template <typename record> void put_record(command_exchange &exchange, const rec
     std::memcpy(place.data(), &it, place.size_bytes());
 }
 
-// What a request to enable or disable a subscription asks for; its first own word says which.
+// What a request to enable or disable a subscription asks for.
 subscription subscription_of(const command_exchange &exchange);
 
 // The families.

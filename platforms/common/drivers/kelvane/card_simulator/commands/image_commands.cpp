@@ -6,7 +6,7 @@
 #include <md5.h>
 
 #include "card_simulator/commands/command_handlers.h"
-#include "card_simulator/state/card_events.h"
+#include "card_simulator/state/image_work.h"
 #include "kelvane_bar.h"
 
 namespace {
@@ -18,7 +18,7 @@ constexpr size_t DIGEST_LETTERS = DOWNLOAD_DIGEST_WORDS * sizeof(uint32_t);
 constexpr uint64_t VALIDATION_MS = 100;
 constexpr uint32_t BYTES_VALIDATED_PER_MS = 0x10000;
 
-static_assert(IMAGE + LARGEST_IMAGE_BYTES <= BAR_BYTES);
+static_assert(IMAGE + IMAGE_BYTES_MAX <= BAR_BYTES);
 static_assert(sizeof firmware_image::digest == DIGEST_LETTERS + 1);
 
 // Copied piece by piece: another process may write the memory meanwhile.
@@ -50,7 +50,7 @@ bool digest_is_told(const bar &bar, const char *digest)
     return true;
 }
 
-// Who shows the progress while the image is for no device in particular.
+// The device that shows the progress while the image is for none in particular.
 uint32_t device_of_kind(uint32_t kind)
 {
     switch (kind) {
@@ -69,7 +69,7 @@ uint32_t device_of_kind(uint32_t kind)
 int32_t begin(command_exchange &exchange, const image_work &work, uint64_t duration_ms)
 {
     exchange.work_ms = duration_ms;
-    images_begin(exchange.state, exchange.bar, work, duration_ms);
+    image_work_begin(exchange.state, work, duration_ms);
     return exchange.state.images.work.verdict;
 }
 
@@ -85,12 +85,13 @@ int32_t download(command_exchange &exchange)
     if (device == DEVICE_NONE) {
         return ORDUNE_FLASH_WRONGDEV;
     }
-    if (bytes == 0 || bytes > LARGEST_IMAGE_BYTES) {
+    if (bytes == 0 || bytes > IMAGE_BYTES_MAX) {
         return ORDUNE_UPGRADE_ERROR;
     }
     note_event(exchange.state, event_kind::download_begun, device, {kind, bytes});
     image_work work{.operation = IMAGE_DOWNLOAD, .device = device};
-    work.image = {kind, images_next_version(exchange.state, kind), bytes, {}};
+    const auto known_kind = static_cast<image_kind>(kind);
+    work.image = {known_kind, next_image_version(exchange.state, known_kind), bytes, {}};
     digest_of_image(exchange.bar, bytes, work.image.digest);
     if (digest_is_told(exchange.bar, work.image.digest)) {
         images.next_version.reset();
@@ -134,9 +135,12 @@ int32_t program_and_activate(command_exchange &exchange)
     return begin(exchange, work, images.program_time_ms);
 }
 
+constexpr bool USES_DOWNLOAD_MEMORY = true;
+
 constexpr command_row ROWS[] = {
-    {14, 3, 0, download, command_answer::at_once, true},
-    {15, 3, 0, program_and_activate, command_answer::at_once, true},
+    {CMD_DOWNLOAD_SOFTWARE, 3, 0, download, command_answer::at_once, USES_DOWNLOAD_MEMORY},
+    {CMD_PROGRAM_ACTIVATE_SOFTWARE, 3, 0, program_and_activate, command_answer::at_once,
+     USES_DOWNLOAD_MEMORY},
 };
 
 } // namespace

@@ -1,4 +1,4 @@
-// The pluggable modules: whether they are there, what they are, and the host's pretence that one is out.
+// The pluggable modules: whether they are there, what they are, and the host's simulated removal of one.
 #include <algorithm>
 #include <string_view>
 
@@ -55,7 +55,7 @@ kelvane_xpm2_inventory_t inventory_of(const card_state &state, uint32_t device)
     put_text(it.date_code_number, label.date_code);
     put_text(it.CLEI_code_number, "WMXA0Q2BAA");
     it.module_hardware_version_number = label.hardware;
-    const auto programmed = state.images.modules[sirane_of_device(device)][port];
+    const auto programmed = state.images.modules[device];
     const auto software = programmed.has_value()
                               ? static_cast<uint16_t>(programmed->major << 8 | (programmed->minor & 0xFF))
                               : label.running_firmware;
@@ -140,9 +140,9 @@ int32_t simulate_removal(command_exchange &exchange)
 }
 
 constexpr command_row ROWS[] = {
-    {17, 4, 0, is_present},
-    {38, 60, 2, get_inventory},
-    {39, 3, 0, simulate_removal},
+    {CMD_IS_XPM2_PRESENT, 4, 0, is_present},
+    {CMD_GET_XPM2_INVENTORY_INF, 60, 2, get_inventory},
+    {CMD_SET_XPM2_SIMULATED_OIR, 3, 0, simulate_removal},
 };
 
 } // namespace

@@ -7,7 +7,7 @@
 
 namespace {
 
-constexpr uint32_t INTERVAL_MOST = 64;
+constexpr uint32_t PM_INTERVAL_S_MAX = 64;
 
 int32_t set_parameters(command_exchange &exchange)
 {
@@ -15,12 +15,13 @@ int32_t set_parameters(command_exchange &exchange)
     if (device == DEVICE_NONE) {
         return ORDUNE_NOT_EXISTING_DEVICE;
     }
-    if (exchange.words[VALUE_WORD] > INTERVAL_MOST) {
+    if (exchange.words[VALUE_WORD] > PM_INTERVAL_S_MAX) {
         return ORDUNE_OPERATION_NOT_ALLOWED;
     }
     for (uint32_t sirane_id = 0; sirane_id < SIRANE_COUNT; sirane_id++) {
         if (device == BOARD_DEVICE || sirane_of_device(device) == sirane_id) {
-            exchange.state.devices[sirane_device(sirane_id)].sirane.pm_interval = exchange.words[VALUE_WORD];
+            exchange.state.devices[sirane_device(sirane_id)].sirane.pm_interval_s =
+                exchange.words[VALUE_WORD];
         }
     }
     return 0;
@@ -110,14 +111,14 @@ int32_t enable_batches(command_exchange &exchange)
 }
 
 constexpr command_row ROWS[] = {
-    {18, 3, 0, set_parameters},
-    {19, 8, 0, get_module},
-    {20, 34, 1, get_network_port},
-    {21, 10, 0, get_host_port},
-    {22, 4, 0, get_generic},
-    {23, 112, 1, get_global},
-    {24, 116, 1, enable_batches, command_answer::none},
-    {61, 60, 0, get_frame_counters},
+    {CMD_SET_PM_PARAMETERS, 3, 0, set_parameters},
+    {CMD_GET_XPM2_PORT_PM, 8, 0, get_module},
+    {CMD_GET_SIRANE_PORT_PM, 34, 1, get_network_port},
+    {CMD_GET_HOST_PORT_PM, 10, 0, get_host_port},
+    {CMD_GET_GENERIC_PM, 4, 0, get_generic},
+    {CMD_GET_GLOBAL_PM, 112, 1, get_global},
+    {CMD_ENABLE_PM_NOTIFY, 116, 1, enable_batches, command_answer::none},
+    {CMD_DBG_GET_HOSTPORT_PCS_COUNTERS, 60, 0, get_frame_counters},
 };
 
 } // namespace

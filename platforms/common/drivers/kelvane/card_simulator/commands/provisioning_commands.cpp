@@ -4,37 +4,42 @@
 #include <cmath>
 
 #include "card_simulator/commands/command_handlers.h"
+#include "card_simulator/state/measurements.h"
 
 namespace {
 
 constexpr uint32_t NO_COMMAND = COMMAND_COUNT;
-constexpr uint32_t CHANNEL_LEAST = 1913000; // 0.1 GHz: 191.3 THz
-constexpr uint32_t CHANNEL_MOST = 1961000;
-constexpr uint32_t CHANNELS_PER_LEGACY = 10;
-constexpr int32_t SEARCH_MOST = 280000; // ps/nm, of either sign
-constexpr float POWER_LEAST = -25;      // dBm
-constexpr float POWER_MOST = 10;
-constexpr int32_t POWER_UNITS_PER_DBM = 100;
+constexpr uint32_t CHANNEL_MIN = 1913000; // 191.3 THz, in 0.1 GHz
+constexpr uint32_t CHANNEL_MAX = 1961000;
+constexpr uint32_t CHANNELS_PER_LEGACY_CHANNEL = 10;
+constexpr int32_t CD_SEARCH_MAX = 280000; // ps/nm, of either sign
+constexpr float POWER_DBM_MIN = -25;      // dBm
+constexpr float POWER_DBM_MAX = 10;
 
-// A word of a network port with the commands that set and get it, what it may be, and the error word
-// for anything else.
+// A word of a network port: the commands that set and get it, its range, and the error word for anything
+// outside.
 struct single_value {
     uint32_t set;
     uint32_t get;
     uint32_t port_settings::*place;
-    int32_t least;
-    int32_t most;
+    int32_t min;
+    int32_t max;
     int32_t refusal;
 };
 
 constexpr single_value SINGLE_VALUES[] = {
-    {0, 1, &port_settings::traffic_type, 0, KELVANE_TRAFFIC_TYPE_NONE, ORDUNE_INVALID_RATE},
-    {2, 3, &port_settings::laser, 0, 1, ORDUNE_SIRANE_SETLASER_ERROR},
-    {42, NO_COMMAND, &port_settings::tx_disable, 0, 1, ORDUNE_OPERATION_NOT_ALLOWED},
-    {43, 44, &port_settings::led, KELVANE_LED_GREEN, KELVANE_LED_OFF, ORDUNE_OPERATION_NOT_ALLOWED},
-    {45, 48, &port_settings::network_loopback, 0, 1, ORDUNE_OPERATION_NOT_ALLOWED},
-    {49, 51, &port_settings::cd_low_search, -SEARCH_MOST, SEARCH_MOST, ORDUNE_OPERATION_NOT_ALLOWED},
-    {50, 52, &port_settings::cd_high_search, -SEARCH_MOST, SEARCH_MOST, ORDUNE_OPERATION_NOT_ALLOWED},
+    {CMD_SET_TRAFFIC_TYPE, CMD_GET_TRAFFIC_TYPE, &port_settings::traffic_type, 0, KELVANE_TRAFFIC_TYPE_NONE,
+     ORDUNE_INVALID_RATE},
+    {CMD_SET_LASER, CMD_GET_LASER, &port_settings::laser, 0, 1, ORDUNE_SIRANE_SETLASER_ERROR},
+    {CMD_SET_TX_DISABLE, NO_COMMAND, &port_settings::tx_disable, 0, 1, ORDUNE_OPERATION_NOT_ALLOWED},
+    {CMD_SET_XPM2_LED, CMD_GET_XPM2_LED, &port_settings::led, KELVANE_LED_GREEN, KELVANE_LED_OFF,
+     ORDUNE_OPERATION_NOT_ALLOWED},
+    {CMD_SET_NETWORK_LOOPBACK, CMD_GET_NETWORK_LOOPBACK, &port_settings::network_loopback, 0, 1,
+     ORDUNE_OPERATION_NOT_ALLOWED},
+    {CMD_SET_RX_CD_LOW_SEARCH_VALUE, CMD_GET_RX_CD_LOW_SEARCH_VALUE, &port_settings::cd_low_search,
+     -CD_SEARCH_MAX, CD_SEARCH_MAX, ORDUNE_OPERATION_NOT_ALLOWED},
+    {CMD_SET_RX_CD_HIGH_SEARCH_VALUE, CMD_GET_RX_CD_HIGH_SEARCH_VALUE, &port_settings::cd_high_search,
+     -CD_SEARCH_MAX, CD_SEARCH_MAX, ORDUNE_OPERATION_NOT_ALLOWED},
 };
 
 const single_value &value_of_command(uint32_t command)
@@ -63,7 +68,7 @@ int32_t set_single_value(command_exchange &exchange)
     }
     const single_value &it = value_of_command(exchange.request.cmd);
     const auto value = static_cast<int32_t>(exchange.words[VALUE_WORD]);
-    if (value < it.least || value > it.most) {
+    if (value < it.min || value > it.max) {
         return it.refusal;
     }
     port->*it.place = exchange.words[VALUE_WORD];
@@ -82,7 +87,7 @@ int32_t get_single_value(command_exchange &exchange)
 
 // ---- the laser
 
-// Diagnostic 34 of the module, of its sirane or of the board spoils one switch of a laser.
+// The laser time-out diagnostic of the module, of its sirane or of the board spoils one switch of a laser.
 bool laser_times_out(card_state &state, uint32_t device)
 {
     for (const uint32_t armed : {device, sirane_device(sirane_of_device(device)), BOARD_DEVICE}) {
@@ -113,7 +118,7 @@ int32_t set_laser(command_exchange &exchange)
 
 // ---- what a port has for each direction
 
-// The second word: 1 transmit, 2 receive, and 0 means receive too.
+// The second word: 1 is transmit, 2 and 0 are receive.
 int32_t find_direction(const command_exchange &exchange, port_settings **port, direction *which)
 {
     const int32_t result = find_port(exchange, port);
@@ -127,7 +132,7 @@ int32_t find_direction(const command_exchange &exchange, port_settings **port, d
 
 bool is_channel(uint32_t channel)
 {
-    return channel >= CHANNEL_LEAST && channel <= CHANNEL_MOST;
+    return channel >= CHANNEL_MIN && channel <= CHANNEL_MAX;
 }
 
 int32_t set_channel_in_steps(command_exchange &exchange, uint32_t step)
@@ -139,7 +144,7 @@ int32_t set_channel_in_steps(command_exchange &exchange, uint32_t step)
         return result;
     }
     const uint32_t channel = exchange.words[VALUE_WORD];
-    if (channel > CHANNEL_MOST || !is_channel(channel * step)) {
+    if (channel > CHANNEL_MAX || !is_channel(channel * step)) {
         return ORDUNE_XPM2_WLFAIL;
     }
     port->channel[which] = channel * step;
@@ -157,12 +162,12 @@ int32_t get_channel_in_steps(command_exchange &exchange, uint32_t step)
 
 int32_t set_channel(command_exchange &exchange)
 {
-    return set_channel_in_steps(exchange, CHANNELS_PER_LEGACY);
+    return set_channel_in_steps(exchange, CHANNELS_PER_LEGACY_CHANNEL);
 }
 
 int32_t get_channel(command_exchange &exchange)
 {
-    return get_channel_in_steps(exchange, CHANNELS_PER_LEGACY);
+    return get_channel_in_steps(exchange, CHANNELS_PER_LEGACY_CHANNEL);
 }
 
 bool knows_flex_grid(const card_state &state)
@@ -217,7 +222,7 @@ int32_t set_power(command_exchange &exchange)
     }
     float power = 0;
     std::memcpy(&power, &exchange.words[VALUE_WORD], sizeof power);
-    if (!(power >= POWER_LEAST && power <= POWER_MOST)) { // no number is neither
+    if (!(power >= POWER_DBM_MIN && power <= POWER_DBM_MAX)) { // NaN is refused, too
         return ORDUNE_XPM2_POUTFAIL;
     }
     port->power = exchange.words[VALUE_WORD];
@@ -241,8 +246,8 @@ int32_t set_runtime_power(command_exchange &exchange)
         return result;
     }
     const auto power = static_cast<int32_t>(exchange.words[VALUE_WORD]);
-    if (power < static_cast<int32_t>(POWER_LEAST) * POWER_UNITS_PER_DBM ||
-        power > static_cast<int32_t>(POWER_MOST) * POWER_UNITS_PER_DBM) {
+    if (power < static_cast<int32_t>(POWER_DBM_MIN) * POWER_UNITS_PER_DBM ||
+        power > static_cast<int32_t>(POWER_DBM_MAX) * POWER_UNITS_PER_DBM) {
         return ORDUNE_XPM2_POUTFAIL;
     }
     port->target_power = power;
@@ -309,8 +314,8 @@ void put_port(kelvane_provisioned_config_t &config, uint32_t i, const port_setti
 {
     config.traffic_type[i] = port.traffic_type;
     config.laser[i] = port.laser;
-    config.tx_channel[i] = port.channel[TRANSMIT] / CHANNELS_PER_LEGACY;
-    config.rx_channel[i] = port.channel[RECEIVE] / CHANNELS_PER_LEGACY;
+    config.tx_channel[i] = port.channel[TRANSMIT] / CHANNELS_PER_LEGACY_CHANNEL;
+    config.rx_channel[i] = port.channel[RECEIVE] / CHANNELS_PER_LEGACY_CHANNEL;
     config.tx_bright_tuning[i] = port.bright_tuning[TRANSMIT];
     config.rx_bright_tuning[i] = port.bright_tuning[RECEIVE];
     config.power[i] = port.power;
@@ -322,7 +327,8 @@ void put_port(kelvane_provisioned_config_t &config, uint32_t i, const port_setti
     config.rx_channel_flex_grid[i] = port.channel[RECEIVE];
 }
 
-// Firmware of before the flex grid leaves its words 0, and from 2.7 on says the newer version all the same.
+// Firmware that does not know the flex grid leaves its words 0; from 2.7 on it claims the newer version
+// anyway.
 int32_t get_provisioned_config(command_exchange &exchange)
 {
     exchange.version = firmware_is_before(exchange.state, 2, 7) ? 0 : 1;
@@ -345,32 +351,32 @@ int32_t get_provisioned_config(command_exchange &exchange)
 }
 
 constexpr command_row ROWS[] = {
-    {0, 4, 0, set_single_value, command_answer::when_done},
-    {1, 3, 0, get_single_value},
-    {2, 4, 0, set_laser, command_answer::when_done},
-    {3, 3, 0, get_single_value},
-    {4, 4, 0, set_channel},
-    {5, 4, 0, get_channel},
-    {6, 4, 0, set_bright_tuning},
-    {7, 4, 0, get_bright_tuning},
-    {8, 3, 0, set_power},
-    {40, 32, 1, get_provisioned_config},
-    {42, 3, 0, set_single_value},
-    {43, 3, 0, set_single_value},
-    {44, 3, 0, get_single_value},
-    {45, 3, 0, set_single_value},
-    {46, 3, 0, set_host_loopback},
-    {47, 3, 0, get_host_loopback},
-    {48, 3, 0, get_single_value},
-    {49, 3, 0, set_single_value},
-    {50, 3, 0, set_single_value},
-    {51, 3, 0, get_single_value},
-    {52, 3, 0, get_single_value},
-    {57, 3, 0, get_power},
-    {58, 3, 0, set_runtime_power},
-    {63, 4, 0, set_channel_flex_grid},
-    {64, 4, 0, get_channel_flex_grid},
-    {65, 4, 0, set_consequent_action},
+    {CMD_SET_TRAFFIC_TYPE, 4, 0, set_single_value, command_answer::when_done},
+    {CMD_GET_TRAFFIC_TYPE, 3, 0, get_single_value},
+    {CMD_SET_LASER, 4, 0, set_laser, command_answer::when_done},
+    {CMD_GET_LASER, 3, 0, get_single_value},
+    {CMD_SET_LASER_CHANNEL, 4, 0, set_channel},
+    {CMD_GET_LASER_CHANNEL, 4, 0, get_channel},
+    {CMD_SET_LASER_BRIGHT_TUNING, 4, 0, set_bright_tuning},
+    {CMD_GET_LASER_BRIGHT_TUNING, 4, 0, get_bright_tuning},
+    {CMD_SET_OPTICAL_OUTPUT_POWER, 3, 0, set_power},
+    {CMD_GLOBAL_PROVISIONED_CONFIG, 32, 1, get_provisioned_config},
+    {CMD_SET_TX_DISABLE, 3, 0, set_single_value},
+    {CMD_SET_XPM2_LED, 3, 0, set_single_value},
+    {CMD_GET_XPM2_LED, 3, 0, get_single_value},
+    {CMD_SET_NETWORK_LOOPBACK, 3, 0, set_single_value},
+    {CMD_SET_HOST_LOOPBACK, 3, 0, set_host_loopback},
+    {CMD_GET_HOST_LOOPBACK, 3, 0, get_host_loopback},
+    {CMD_GET_NETWORK_LOOPBACK, 3, 0, get_single_value},
+    {CMD_SET_RX_CD_LOW_SEARCH_VALUE, 3, 0, set_single_value},
+    {CMD_SET_RX_CD_HIGH_SEARCH_VALUE, 3, 0, set_single_value},
+    {CMD_GET_RX_CD_LOW_SEARCH_VALUE, 3, 0, get_single_value},
+    {CMD_GET_RX_CD_HIGH_SEARCH_VALUE, 3, 0, get_single_value},
+    {CMD_GET_CONFIG_OPTICAL_OUTPUT_POWER, 3, 0, get_power},
+    {CMD_SET_RUNTIME_OPTICAL_OUTPUT_POWER, 3, 0, set_runtime_power},
+    {CMD_SET_LASER_CHANNEL_FLEX_GRID, 4, 0, set_channel_flex_grid},
+    {CMD_GET_LASER_CHANNEL_FLEX_GRID, 4, 0, get_channel_flex_grid},
+    {CMD_SET_CONS_ACTION, 4, 0, set_consequent_action},
 };
 
 } // namespace

@@ -50,8 +50,8 @@ int32_t check_image(command_exchange &exchange)
 }
 
 constexpr command_row ROWS[] = {
-    {53, 39, 0, get_subsystem_status},
-    {62, 3, 0, check_image},
+    {CMD_GET_SUBSYSTEM_STATUS_INFO, 39, 0, get_subsystem_status},
+    {CMD_GET_ZYNQ_RSA_CHECK, 3, 0, check_image},
 };
 
 } // namespace

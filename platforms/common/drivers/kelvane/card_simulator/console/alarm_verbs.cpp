@@ -12,7 +12,7 @@ namespace {
 
 using alarm_names = std::span<const kelvane_alarm_name>;
 
-// A word of alarms as the operator reaches it: whose it is and what its bits are called.
+// A word of alarms as the operator sees it: whose it is and what its bits are called.
 struct alarm_word {
     uint32_t sirane_id;
     uint32_t *raised;
@@ -49,7 +49,7 @@ void add_network_port(card_state &state, alarm_place &place, uint32_t sirane_id,
     }
 }
 
-// The part of a sirane that a letter and a number behind a point name.
+// The part of a sirane that is named by a letter and a number after a point.
 bool add_part(card_state &state, alarm_place &place, uint32_t sirane_id, std::string_view part)
 {
     uint32_t port = 0;
@@ -117,16 +117,16 @@ bool is_summary(const alarm_word &word, uint32_t bits)
            (word.names.data() == kelvane_generic_alarm_names && (bits & SUMMARY_BITS_OF_GENERIC) != 0);
 }
 
-bool take_place(card &card, arguments &it, alarm_place *place, std::string_view *name)
+bool take_place(card &card, arguments &args, alarm_place *place, std::string_view *name)
 {
     std::string_view text;
-    if (!take_word(it, "PLACE", &text)) {
+    if (!take_word(args, "PLACE", &text)) {
         return false;
     }
     if (!find_place(card.state, text, place)) {
-        return reject(it, "PLACE is a device from 0 to 9 or like 1.h0, 1.n0: " + std::string(text));
+        return reject(args, "PLACE is a device from 0 to 9 or like 1.h0, 1.n0: " + std::string(text));
     }
-    return take_word(it, "NAME", name) && take_end(it);
+    return take_word(args, "NAME", name) && take_end(args);
 }
 
 bool clear_all(std::span<const alarm_word> words)
@@ -137,11 +137,11 @@ bool clear_all(std::span<const alarm_word> words)
     return true;
 }
 
-bool change(card &card, arguments &it, bool raise)
+bool change(card &card, arguments &args, bool raise)
 {
     alarm_place place;
     std::string_view name;
-    if (!take_place(card, it, &place, &name)) {
+    if (!take_place(card, args, &place, &name)) {
         return false;
     }
     const std::span<const alarm_word> words(place.words, place.count);
@@ -153,16 +153,16 @@ bool change(card &card, arguments &it, bool raise)
     for (const alarm_word &word : words) {
         const uint32_t bits = bits_of_name(word, name);
         if (is_summary(word, bits)) {
-            return reject(it, "this alarm follows from the others: " + std::string(name));
+            return reject(args, "this alarm follows from the others: " + std::string(name));
         }
         known = known || bits != 0;
         was_raised = was_raised || (*word.raised & bits) != 0;
         *word.raised = raise ? *word.raised | bits : *word.raised & ~bits;
     }
     if (!known) {
-        return reject(it, "there is no such alarm: " + std::string(name));
+        return reject(args, "there is no such alarm: " + std::string(name));
     }
-    return raise || was_raised || reject(it, "nobody raised it: " + std::string(name));
+    return raise || was_raised || reject(args, "nobody raised it: " + std::string(name));
 }
 
 void append_word(std::string *text, const std::string &place, uint32_t word, alarm_names names)
@@ -182,9 +182,9 @@ void append_word(std::string *text, const std::string &place, uint32_t word, ala
     *text += '\n';
 }
 
-bool list(const card &card, arguments &it, std::string *answer)
+bool list(const card &card, arguments &args, std::string *answer)
 {
-    if (!take_end(it)) {
+    if (!take_end(args)) {
         return false;
     }
     for (uint32_t sirane_id = 0; sirane_id < SIRANE_COUNT; sirane_id++) {
@@ -207,17 +207,17 @@ bool list(const card &card, arguments &it, std::string *answer)
 
 } // namespace
 
-bool verb_alarm(card &card, arguments &it, std::string *answer)
+bool verb_alarm(card &card, arguments &args, std::string *answer)
 {
     std::string_view what;
-    if (!take_word(it, "raise, clear or list", &what)) {
+    if (!take_word(args, "raise, clear or list", &what)) {
         return false;
     }
     if (what == "list") {
-        return list(card, it, answer);
+        return list(card, args, answer);
     }
     if (what != "raise" && what != "clear") {
-        return reject(it, "what is to be done is raise, clear or list: " + std::string(what));
+        return reject(args, "what is to be done is raise, clear or list: " + std::string(what));
     }
-    return change(card, it, what == "raise");
+    return change(card, args, what == "raise");
 }

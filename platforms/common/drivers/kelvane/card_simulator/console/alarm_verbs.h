@@ -7,6 +7,6 @@
 #include "card_simulator/console/arguments.h"
 #include "card_simulator/firmware/card_record.h"
 
-bool verb_alarm(card &card, arguments &it, std::string *answer);
+bool verb_alarm(card &card, arguments &args, std::string *answer);
 
 #endif

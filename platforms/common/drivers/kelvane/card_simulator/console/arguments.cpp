@@ -6,7 +6,7 @@
 #include "card_simulator/bus/bar.h"
 #include "card_simulator/state/card_state.h"
 #include "card_simulator/state/faults.h"
-#include "kelvane_mbox.h"
+#include "kelvane_commands.h"
 
 arguments split(std::string_view line)
 {
@@ -20,20 +20,20 @@ arguments split(std::string_view line)
     return result;
 }
 
-bool reject(arguments &it, std::string problem)
+bool reject(arguments &args, std::string problem)
 {
-    if (it.problem.empty()) {
-        it.problem = std::move(problem);
+    if (args.problem.empty()) {
+        args.problem = std::move(problem);
     }
     return false;
 }
 
-bool take_word(arguments &it, const char *what, std::string_view *word)
+bool take_word(arguments &args, const char *what, std::string_view *word)
 {
-    if (it.next >= it.given.size()) {
-        return reject(it, std::string(what) + " is missing");
+    if (args.next >= args.given.size()) {
+        return reject(args, std::string(what) + " is missing");
     }
-    *word = it.given[it.next++];
+    *word = args.given[args.next++];
     return true;
 }
 
@@ -47,50 +47,69 @@ bool to_number(std::string_view word, int base, uint32_t *number)
     return error == std::errc{} && stop == end;
 }
 
-bool take_number(arguments &it, const char *what, int base, uint32_t *number)
+bool take_number(arguments &args, const char *what, int base, uint32_t *number)
 {
     std::string_view word;
-    if (!take_word(it, what, &word)) {
+    if (!take_word(args, what, &word)) {
         return false;
     }
     return to_number(word, base, number) ||
-           reject(it, std::string(what) + " is no " + (base == 16 ? "hexadecimal" : "decimal") +
-                          " number: " + std::string(word));
+           reject(args, std::string(what) + " is not a " + (base == 16 ? "hexadecimal" : "decimal") +
+                            " number: " + std::string(word));
 }
 
-bool take_command(arguments &it, uint32_t *command)
+bool to_version(std::string_view word, firmware_version *version)
 {
-    return take_number(it, "COMMAND", 10, command) &&
-           (*command < COMMAND_COUNT || reject(it, "there is no command above 65"));
+    const size_t point = word.find('.');
+    return point != std::string_view::npos && to_number(word.substr(0, point), 10, &version->major) &&
+           to_number(word.substr(point + 1), 10, &version->minor) && version->major <= VERSION_PART_MAX &&
+           version->minor <= VERSION_PART_MAX;
 }
 
-bool take_count(arguments &it, uint32_t *count)
+bool take_command(arguments &args, uint32_t *command)
 {
-    *count = 1;
-    if (it.next == it.given.size()) {
+    std::string_view word;
+    if (!take_word(args, "COMMAND", &word)) {
+        return false;
+    }
+    const auto *name =
+        std::ranges::find(command_names, word, [](const char *text) { return std::string_view(text); });
+    if (name != std::end(command_names)) {
+        *command = static_cast<uint32_t>(name - command_names);
         return true;
     }
-    if (it.given[it.next] == ALWAYS) {
-        it.next++;
+    return (to_number(word, 10, command) && *command < COMMAND_COUNT) ||
+           reject(args,
+                  "COMMAND is neither a command's name nor a number from 0 to 65: " + std::string(word));
+}
+
+bool take_count(arguments &args, uint32_t *count)
+{
+    *count = 1;
+    if (args.next == args.given.size()) {
+        return true;
+    }
+    if (args.given[args.next] == ALWAYS) {
+        args.next++;
         *count = FAULT_ALWAYS;
         return true;
     }
-    return take_number(it, "COUNT", 10, count);
+    return take_number(args, "COUNT", 10, count);
 }
 
-bool take_offset(arguments &it, uint32_t *offset)
+bool take_offset(arguments &args, uint32_t *offset)
 {
-    return take_number(it, "OFFSET", 16, offset) &&
-           (bar_holds(*offset) || reject(it, "OFFSET is beyond 0x03fffffc or no multiple of 4"));
+    return take_number(args, "OFFSET", 16, offset) &&
+           (bar_holds(*offset) || reject(args, "OFFSET is beyond 0x03fffffc or not a multiple of 4"));
 }
 
-bool take_device(arguments &it, uint32_t *device)
+bool take_device(arguments &args, uint32_t *device)
 {
-    return take_number(it, "DEV", 10, device) && (*device < DEVICE_COUNT || reject(it, "DEV is 0 to 9"));
+    return take_number(args, "DEV", 10, device) && (*device < DEVICE_COUNT || reject(args, "DEV is 0 to 9"));
 }
 
-bool take_end(arguments &it)
+bool take_end(arguments &args)
 {
-    return it.next == it.given.size() ||
-           reject(it, "nothing is expected behind: " + std::string(it.given[it.next]));
+    return args.next == args.given.size() ||
+           reject(args, "nothing is expected after: " + std::string(args.given[args.next]));
 }

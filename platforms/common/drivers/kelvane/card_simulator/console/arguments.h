@@ -1,4 +1,4 @@
-// The words of a console line, taken one after the other; the first that is missing or wrong is told.
+// The words of a console line, taken one after the other; the first problem is kept.
 #ifndef CARD_SIMULATOR_CONSOLE_ARGUMENTS_H
 #define CARD_SIMULATOR_CONSOLE_ARGUMENTS_H
 
@@ -6,6 +6,8 @@
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "card_simulator/state/firmware_images.h"
 
 constexpr std::string_view ALWAYS = "always"; // as a count
 
@@ -17,17 +19,19 @@ struct arguments {
 
 arguments split(std::string_view line);
 
-// Notes why the line is refused, if nothing was noted before. Returns false, as all below do then.
-bool reject(arguments &it, std::string problem);
+// Notes why the line is refused, unless a reason is noted already. Returns false, as the operations below do
+// after a rejection.
+bool reject(arguments &args, std::string problem);
 
-bool take_word(arguments &it, const char *what, std::string_view *word);
-bool take_number(arguments &it, const char *what, int base, uint32_t *number);
-bool take_command(arguments &it, uint32_t *command);
-bool take_count(arguments &it, uint32_t *count); // the last one, 1 when it is not there
-bool take_offset(arguments &it, uint32_t *offset);
-bool take_device(arguments &it, uint32_t *device);
-bool take_end(arguments &it);
+bool take_word(arguments &args, const char *what, std::string_view *word);
+bool take_number(arguments &args, const char *what, int base, uint32_t *number);
+bool take_command(arguments &args, uint32_t *command); // by name or number
+bool take_count(arguments &args, uint32_t *count);     // the last one, 1 when it is not there
+bool take_offset(arguments &args, uint32_t *offset);
+bool take_device(arguments &args, uint32_t *device);
+bool take_end(arguments &args);
 
 bool to_number(std::string_view word, int base, uint32_t *number);
+bool to_version(std::string_view word, firmware_version *version); // "5.23"
 
 #endif

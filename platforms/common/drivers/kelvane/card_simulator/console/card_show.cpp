@@ -4,6 +4,7 @@
 #include <cinttypes>
 #include <string_view>
 
+#include "card_simulator/bus/mailbox_map.h"
 #include "card_simulator/console/error_words.h"
 #include "card_simulator/console/fault_verbs.h"
 #include "card_simulator/console/images_show.h"
@@ -14,7 +15,6 @@
 
 namespace {
 
-constexpr mbox_registers DAP = mbox_registers_of(0, MBOX_DAP);
 constexpr uint32_t REGISTERS_SHOWN = 24; // of a device
 
 struct mailbox_line {
@@ -115,9 +115,10 @@ void append_fault(std::string &text, const armed_fault &fault)
 {
     const auto *shape = std::ranges::find(FAULT_SHAPES, fault.kind, &fault_shape::kind);
     append(text, "fault: %.*s", static_cast<int>(shape->verb.size()), shape->verb.data());
-    if (shape->subject != fault_subject::none) {
-        append(text, "%s %u", shape->subject == fault_subject::header_word ? " header word" : "",
-               fault.subject);
+    if (shape->subject == fault_subject::command) {
+        append(text, " %s", command_names[fault.subject]);
+    } else if (shape->subject == fault_subject::header_word) {
+        append(text, " header word %u", fault.subject);
     }
     append_fault_value(text, fault, shape->value);
     if (fault.percent < 100) {
@@ -133,8 +134,8 @@ void append_dap(std::string &text, const card &card)
 {
     const dap_settings &settings = card.firmware.dap_settings;
     append(text, "dap: H %u F %u; %u holds, %u ms, %u resets ignored, error word 0x%x, ",
-           bar_read(card.bar, DAP.resp_reg_to_write), bar_read(card.bar, DAP.waiting_reg), settings.holds,
-           settings.delay_ms, settings.ignored_resets, settings.error_word);
+           bar_read(card.bar, DAP_REGISTERS.resp_reg_to_write), bar_read(card.bar, DAP_REGISTERS.waiting_reg),
+           settings.holds, settings.delay_ms, settings.ignored_resets, settings.error_word);
     if (settings.answer_bytes.has_value()) {
         append(text, "answers of %u bytes\n", *settings.answer_bytes);
     } else {
@@ -144,9 +145,10 @@ void append_dap(std::string &text, const card &card)
 
 void append_memory(std::string &text, const bar &bar)
 {
-    const auto word = [&bar](uint32_t number) { return bar_read(bar, DDR_INFO_TABLE + 4 * number); };
-    append(text, "memory errors: %u corrected, %u not; upsets: %u corrected, logic %s\n", word(1), word(2),
-           word(4), word(3) == DDR_UPSET_UNCORRECTABLE ? "spoiled" : "good");
+    const auto word = [&bar](ddr_info_word number) { return bar_read(bar, DDR_INFO_TABLE + 4 * number); };
+    append(text, "memory errors: %u corrected, %u not; upsets: %u corrected, logic %s\n",
+           word(DDR_CORRECTABLE_COUNTER), word(DDR_UNCORRECTABLE_COUNTER), word(DDR_UPSET_COUNTER),
+           word(DDR_UPSET_STATE) == DDR_UPSET_UNCORRECTABLE ? "spoiled" : "good");
 }
 
 } // namespace
@@ -154,8 +156,8 @@ void append_memory(std::string &text, const bar &bar)
 std::string card_show(const card &card)
 {
     std::string text;
-    append(text, "firmware %u.%u, %s, started %u times, seed %" PRIu64 "\n", card.state.firmware_major,
-           card.state.firmware_minor, firmware_condition(card), card.state.starts, card.state.seed);
+    append(text, "firmware %u.%u, %s, started %u times, seed %" PRIu64 "\n", card.state.running.major,
+           card.state.running.minor, firmware_condition(card), card.state.starts, card.state.seed);
     append(text, "%u clients, %" PRIu64 " interrupts raised, watch %s, trace level 0x%08x\n",
            card.clients.load(), card.interrupts, card.state.watch_on ? "on" : "off", card.state.trace_level);
     append(text,

@@ -1,4 +1,4 @@
-// What the operator is told of the card.
+// What the operator is shown of the card.
 #ifndef CARD_SIMULATOR_CONSOLE_CARD_SHOW_H
 #define CARD_SIMULATOR_CONSOLE_CARD_SHOW_H
 

@@ -1,4 +1,4 @@
-// The operator's verbs: one table behind the prompt, the script file and the control socket.
+// The operator's verbs: one table for the prompt, the script file and the control socket.
 #ifndef CARD_SIMULATOR_CONSOLE_CONSOLE_H
 #define CARD_SIMULATOR_CONSOLE_CONSOLE_H
 
@@ -12,7 +12,7 @@
 // Returns 0, or 22 (EINVAL) with the reason in `answer`.
 int32_t console_run(card &card, std::string_view line, std::string *answer);
 
-// What each verb does, a line each.
+// A line for each form of each verb.
 std::string console_help();
 
 #endif

@@ -1,6 +1,7 @@
 #include "card_simulator/console/dap_verbs.h"
 
 #include "card_simulator/firmware/card_record.h"
+#include "card_simulator/firmware/dap.h"
 
 namespace {
 
@@ -18,14 +19,14 @@ constexpr dap_number NUMBERS[] = {
     {"error", "WORD", 16, &dap_settings::error_word},
 };
 
-bool set_answer(dap_settings &settings, arguments &it)
+bool set_answer(dap_settings &settings, arguments &args)
 {
     uint32_t bytes = 0;
-    if (!take_number(it, "BYTES", 10, &bytes) || !take_end(it)) {
+    if (!take_number(args, "BYTES", 10, &bytes) || !take_end(args)) {
         return false;
     }
-    if (bytes > DAP_ANSWER_BYTES_MOST) {
-        return reject(it, "BYTES is 0 to 1100");
+    if (bytes > DAP_ANSWER_BYTES_MAX) {
+        return reject(args, "BYTES is 0 to 1100");
     }
     settings.answer_bytes = bytes;
     return true;
@@ -33,18 +34,18 @@ bool set_answer(dap_settings &settings, arguments &it)
 
 } // namespace
 
-bool verb_dap(card &card, arguments &it, std::string *)
+bool verb_dap(card &card, arguments &args, std::string *)
 {
     dap_settings &settings = card.firmware.dap_settings;
     std::string_view what;
-    if (!take_word(it, "what is to be set", &what)) {
+    if (!take_word(args, "what is to be set", &what)) {
         return false;
     }
     if (what == "answer") {
-        return set_answer(settings, it);
+        return set_answer(settings, args);
     }
     if (what == "echo") {
-        if (!take_end(it)) {
+        if (!take_end(args)) {
             return false;
         }
         settings = {};
@@ -53,12 +54,12 @@ bool verb_dap(card &card, arguments &it, std::string *)
     for (const dap_number &number : NUMBERS) {
         uint32_t value = 0;
         if (number.name == what) {
-            if (!take_number(it, number.what, number.base, &value) || !take_end(it)) {
+            if (!take_number(args, number.what, number.base, &value) || !take_end(args)) {
                 return false;
             }
             settings.*number.place = value;
             return true;
         }
     }
-    return reject(it, "it is hold, delay, answer, ignore-reset, error or echo: " + std::string(what));
+    return reject(args, "it is hold, delay, answer, ignore-reset, error or echo: " + std::string(what));
 }

@@ -1,4 +1,4 @@
-// The operator's part in the DAP channel: how the firmware behaves in the exchanges to come.
+// The verb `dap`: how the firmware behaves in the DAP exchanges to come.
 #ifndef CARD_SIMULATOR_CONSOLE_DAP_VERBS_H
 #define CARD_SIMULATOR_CONSOLE_DAP_VERBS_H
 
@@ -8,6 +8,6 @@
 
 struct card;
 
-bool verb_dap(card &card, arguments &it, std::string *answer);
+bool verb_dap(card &card, arguments &args, std::string *answer);
 
 #endif

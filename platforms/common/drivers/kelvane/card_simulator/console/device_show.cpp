@@ -8,8 +8,8 @@
 
 namespace {
 
-constexpr double UNITS_PER_DEGREE = 256;
-constexpr double UNITS_PER_DBM = 100;
+constexpr double DEGREE = TEMPERATURE_UNITS_PER_DEGREE;
+constexpr double DBM = POWER_UNITS_PER_DBM;
 
 float float_of(uint32_t bits)
 {
@@ -41,7 +41,7 @@ void append_settings(std::string &text, const port_settings &port)
     append(text, "    channel tx %u rx %u (0.1 GHz), bright tuning tx %u rx %u\n", port.channel[TRANSMIT],
            port.channel[RECEIVE], port.bright_tuning[TRANSMIT], port.bright_tuning[RECEIVE]);
     append(text, "    power configured %.2f dBm, in use %.2f dBm\n",
-           static_cast<double>(float_of(port.power)), port.target_power / UNITS_PER_DBM);
+           static_cast<double>(float_of(port.power)), port.target_power / DBM);
 }
 
 // One measured quantity of a network port, over the interval.
@@ -49,8 +49,8 @@ struct line_measure {
     const char *name;
     const char *unit;
     int32_t kelvane_sirane_port_pm::*current;
-    int32_t kelvane_sirane_port_pm::*least;
-    int32_t kelvane_sirane_port_pm::*most;
+    int32_t kelvane_sirane_port_pm::*min;
+    int32_t kelvane_sirane_port_pm::*max;
     int32_t kelvane_sirane_port_pm::*average;
 };
 
@@ -69,8 +69,8 @@ void append_measurements(std::string &text, const card_state &state, uint32_t de
 {
     const kelvane_xpm2_port_pm module = measure_module(state, device);
     append(text, "    output %.2f input %.2f signal %.2f dBm, %.1f degree C\n",
-           module.optical_output_power / UNITS_PER_DBM, module.optical_input_power / UNITS_PER_DBM,
-           module.optical_signal_power / UNITS_PER_DBM, module.xpm2_temperature / UNITS_PER_DEGREE);
+           module.optical_output_power / DBM, module.optical_input_power / DBM,
+           module.optical_signal_power / DBM, module.xpm2_temperature / DEGREE);
     const port_pm port = measure_network_port(state, device);
     append(text, "    %d parity errors here, %d at the far end%s\n", port.bip8_error_counter,
            port.bei_error_counter, state.signals[device].runs ? "" : ", no signal");
@@ -78,8 +78,8 @@ void append_measurements(std::string &text, const card_state &state, uint32_t de
         return;
     }
     for (const line_measure &it : LINE_MEASURES) {
-        append(text, "    %s %d, from %d to %d, average %d %s\n", it.name, port.*it.current, port.*it.least,
-               port.*it.most, port.*it.average, it.unit);
+        append(text, "    %s %d, from %d to %d, average %d %s\n", it.name, port.*it.current, port.*it.min,
+               port.*it.max, port.*it.average, it.unit);
     }
     append(text, "    errors before FEC %.3e, corrected bits of the interval %" PRIu64 "\n",
            static_cast<double>(port.pre_fec_ber_est_curr), port.corrected_bits_count_pm_int);
@@ -95,7 +95,7 @@ void append_sirane(std::string &text, const card_state &state, uint32_t sirane_i
 {
     const sirane_settings &sirane = state.devices[sirane_device(sirane_id)].sirane;
     append(text, "    consequent action 0x%x status 0x%x, pm interval %u s\n", sirane.consequent_action,
-           sirane.consequent_status, sirane.pm_interval);
+           sirane.consequent_status, sirane.pm_interval_s);
     append_subscription(text, "pm batches", state.pm_batches[sirane_id]);
     append_subscription(text, "alarm changes", state.alarm_changes[sirane_id]);
     for (uint32_t port = 0; port < HOST_PORTS_PER_SIRANE; port++) {
@@ -108,8 +108,7 @@ void append_sirane(std::string &text, const card_state &state, uint32_t sirane_i
                    pm.otn.corrected_bits_counter);
         }
     }
-    append(text, "    %.1f degree C\n",
-           measure_generic(state, sirane_id).sirane_temperature / UNITS_PER_DEGREE);
+    append(text, "    %.1f degree C\n", measure_generic(state, sirane_id).sirane_temperature / DEGREE);
 }
 
 } // namespace
@@ -118,9 +117,9 @@ std::string device_show(const card_state &state, uint32_t device)
 {
     std::string text;
     if (device == BOARD_DEVICE) {
-        append(text, "device 0, board: firmware %u.%u, %s host ports\n", state.firmware_major,
-               state.firmware_minor, state.client == host_client::ethernet ? "ethernet" : "otn");
-        append(text, "    %.1f degree C\n", measure_generic(state, 0).ordune_temperature / UNITS_PER_DEGREE);
+        append(text, "device 0, board: firmware %u.%u, %s host ports\n", state.running.major,
+               state.running.minor, state.client == host_client::ethernet ? "ethernet" : "otn");
+        append(text, "    %.1f degree C\n", measure_generic(state, 0).ordune_temperature / DEGREE);
     } else if (is_sirane_device(device)) {
         append(text, "device %u, sirane %u\n", device, sirane_of_device(device));
         append_sirane(text, state, sirane_of_device(device));

@@ -1,4 +1,4 @@
-// What the operator is told of one device: what is set on it, and what it measures.
+// What the operator is shown of one device: its settings and measurements.
 #ifndef CARD_SIMULATOR_CONSOLE_DEVICE_SHOW_H
 #define CARD_SIMULATOR_CONSOLE_DEVICE_SHOW_H
 

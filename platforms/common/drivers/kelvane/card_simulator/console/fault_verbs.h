@@ -34,9 +34,9 @@ constexpr fault_shape FAULT_SHAPES[] = {
 };
 
 // The verb of the line is one of them.
-bool verb_fault(card &card, arguments &it, std::string *answer);
+bool verb_fault(card &card, arguments &args, std::string *answer);
 
-bool verb_clear(card &card, arguments &it, std::string *answer);
-bool verb_spurious_interrupt(card &card, arguments &it, std::string *answer);
+bool verb_clear(card &card, arguments &args, std::string *answer);
+bool verb_spurious_interrupt(card &card, arguments &args, std::string *answer);
 
 #endif

@@ -1,4 +1,4 @@
-// What the card tells of its firmware images.
+// What the operator is shown of the firmware images.
 #ifndef CARD_SIMULATOR_CONSOLE_IMAGES_SHOW_H
 #define CARD_SIMULATOR_CONSOLE_IMAGES_SHOW_H
 

@@ -2,51 +2,50 @@
 
 #include "card_simulator/firmware/card_record.h"
 #include "card_simulator/state/append_text.h"
-#include "platform/wait.h"
+#include "card_simulator/state/durations.h"
 
 namespace {
 
-constexpr uint32_t ROWS_AT_MOST = 100000; // of one fill: three times round the longest ring
+constexpr uint32_t FILL_ROWS_MAX = 100000; // of one fill: three times the longest ring
 constexpr uint32_t BITS_OF_WORD = 32;
-constexpr uint64_t NS_PER_MS = 1000000;
 
-uint64_t ms_since_power(const card_state &state)
+uint64_t uptime_ms(const card_state &state)
 {
-    return (wait_monotonic() - state.power_on_ns) / NS_PER_MS;
+    return uptime_ns(state) / NS_PER_MS;
 }
 
-// What is left of the line, with one blank between its words.
-bool take_text(arguments &it, std::string *text)
+// The rest of the line, with one blank between its words.
+bool take_text(arguments &args, std::string *text)
 {
-    if (it.next == it.given.size()) {
-        return reject(it, "TEXT is missing");
+    if (args.next == args.given.size()) {
+        return reject(args, "TEXT is missing");
     }
-    while (it.next < it.given.size()) {
+    while (args.next < args.given.size()) {
         *text += text->empty() ? "" : " ";
-        *text += it.given[it.next++];
+        *text += args.given[args.next++];
     }
     return true;
 }
 
-bool take_rows(arguments &it, uint32_t *rows)
+bool take_rows(arguments &args, uint32_t *rows)
 {
-    return take_number(it, "ROWS", 10, rows) && take_end(it) &&
-           (*rows <= ROWS_AT_MOST || reject(it, "ROWS is 100000 at most"));
+    return take_number(args, "ROWS", 10, rows) && take_end(args) &&
+           (*rows <= FILL_ROWS_MAX || reject(args, "ROWS is 100000 at most"));
 }
 
-bool take_indexes(arguments &it, uint32_t *first, uint32_t *last)
+bool take_indexes(arguments &args, uint32_t *first, uint32_t *last)
 {
-    return take_number(it, "FIRST", 16, first) && take_number(it, "LAST", 16, last) && take_end(it);
+    return take_number(args, "FIRST", 16, first) && take_number(args, "LAST", 16, last) && take_end(args);
 }
 
-bool take_switch(arguments &it, bool *on)
+bool take_switch(arguments &args, bool *on)
 {
     std::string_view word;
-    if (!take_word(it, "on or off", &word) || !take_end(it)) {
+    if (!take_word(args, "on or off", &word) || !take_end(args)) {
         return false;
     }
     *on = word == "on";
-    return *on || word == "off" || reject(it, "it is on or off: " + std::string(word));
+    return *on || word == "off" || reject(args, "it is on or off: " + std::string(word));
 }
 
 std::string numbered(uint32_t number)
@@ -59,7 +58,7 @@ std::string numbered(uint32_t number)
 void fill_trace(card &card, uint32_t rows)
 {
     for (uint32_t row = 0; row < rows; row++) {
-        trace_log_text(card.logs.trace, card.bar, numbered(row), ms_since_power(card.state));
+        trace_log_text(card.logs.trace, card.bar, numbered(row), uptime_ms(card.state));
     }
 }
 
@@ -69,16 +68,15 @@ void fill_slice(card &card, uint32_t slice, uint32_t rows)
         if (slice < SIRANE_COUNT) {
             eprom_put_line(card.logs.eprom, card.bar, slice, numbered(row));
         } else {
-            eprom_put_row(
-                card.logs.eprom, card.bar,
-                {static_cast<uint32_t>(ms_since_power(card.state)), EPROM_OPERATORS_ROW, 0, 0, row, 0});
+            eprom_put_row(card.logs.eprom, card.bar,
+                          {static_cast<uint32_t>(uptime_ms(card.state)), EPROM_OPERATORS_ROW, 0, 0, row, 0});
         }
     }
 }
 
 enum class log_change { text, fill, indexes, clear };
 
-// What is to be done to a log, whichever it is.
+// What is to be done to a log.
 struct log_request {
     log_change change = log_change::clear;
     std::string text;
@@ -87,39 +85,39 @@ struct log_request {
     uint32_t last = 0;
 };
 
-bool take_log_request(arguments &it, log_request *request)
+bool take_log_request(arguments &args, log_request *request)
 {
     std::string_view what;
-    if (!take_word(it, "text, fill, indexes or clear", &what)) {
+    if (!take_word(args, "text, fill, indexes or clear", &what)) {
         return false;
     }
     if (what == "text") {
         request->change = log_change::text;
-        return take_text(it, &request->text);
+        return take_text(args, &request->text);
     }
     if (what == "fill") {
         request->change = log_change::fill;
-        return take_rows(it, &request->rows);
+        return take_rows(args, &request->rows);
     }
     if (what == "indexes") {
         request->change = log_change::indexes;
-        return take_indexes(it, &request->first, &request->last);
+        return take_indexes(args, &request->first, &request->last);
     }
-    return what == "clear" ? take_end(it)
-                           : reject(it, "it is text, fill, indexes or clear: " + std::string(what));
+    return what == "clear" ? take_end(args)
+                           : reject(args, "it is text, fill, indexes or clear: " + std::string(what));
 }
 
-bool verb_slice(card &card, arguments &it, uint32_t slice)
+bool verb_slice(card &card, arguments &args, uint32_t slice)
 {
     eprom_log &eprom = card.logs.eprom;
     log_request request;
-    if (!take_log_request(it, &request)) {
+    if (!take_log_request(args, &request)) {
         return false;
     }
     switch (request.change) {
     case log_change::text:
         if (slice >= SIRANE_COUNT) {
-            return reject(it, "the controller's log has no text");
+            return reject(args, "the controller's log has no text");
         }
         eprom_put_line(eprom, card.bar, slice, request.text);
         break;
@@ -138,16 +136,16 @@ bool verb_slice(card &card, arguments &it, uint32_t slice)
 
 } // namespace
 
-bool verb_log(card &card, arguments &it, std::string *)
+bool verb_log(card &card, arguments &args, std::string *)
 {
     trace_log &log = card.logs.trace;
     log_request request;
-    if (!take_log_request(it, &request)) {
+    if (!take_log_request(args, &request)) {
         return false;
     }
     switch (request.change) {
     case log_change::text:
-        trace_log_text(log, card.bar, request.text, ms_since_power(card.state));
+        trace_log_text(log, card.bar, request.text, uptime_ms(card.state));
         break;
     case log_change::fill:
         fill_trace(card, request.rows);
@@ -162,44 +160,44 @@ bool verb_log(card &card, arguments &it, std::string *)
     return true;
 }
 
-bool verb_eprom(card &card, arguments &it, std::string *)
+bool verb_eprom(card &card, arguments &args, std::string *)
 {
-    if (it.next < it.given.size() && it.given[it.next] == "ready") {
+    if (args.next < args.given.size() && args.given[args.next] == "ready") {
         bool on = false;
-        it.next++;
-        if (!take_switch(it, &on)) {
+        args.next++;
+        if (!take_switch(args, &on)) {
             return false;
         }
         eprom_set_ready(card.logs.eprom, card.bar, on);
         return true;
     }
     uint32_t slice = 0;
-    if (!take_number(it, "SLICE", 16, &slice)) {
+    if (!take_number(args, "SLICE", 16, &slice)) {
         return false;
     }
-    return slice < EPROM_SLICE_COUNT ? verb_slice(card, it, slice) : reject(it, "SLICE is 0 to 3");
+    return slice < EPROM_SLICE_COUNT ? verb_slice(card, args, slice) : reject(args, "SLICE is 0 to 3");
 }
 
-bool verb_regulator(card &card, arguments &it, std::string *)
+bool verb_regulator(card &card, arguments &args, std::string *)
 {
     uint32_t device = 0;
     uint32_t bit = 0;
     bool on = false;
-    if (!take_device(it, &device) || !take_number(it, "BIT", 10, &bit) || !take_switch(it, &on)) {
+    if (!take_device(args, &device) || !take_number(args, "BIT", 10, &bit) || !take_switch(args, &on)) {
         return false;
     }
     if (!is_sirane_device(device)) {
-        return reject(it, "a sirane is one of the devices 1, 4, 7");
+        return reject(args, "a sirane is one of the devices 1, 4, 7");
     }
     if (bit >= BITS_OF_WORD) {
-        return reject(it, "BIT is 0 to 31");
+        return reject(args, "BIT is 0 to 31");
     }
     eprom_log &eprom = card.logs.eprom;
     const uint32_t sirane_id = sirane_of_device(device);
     const uint32_t word = eprom_regulators(eprom, sirane_id);
     const uint32_t mask = uint32_t{1} << bit;
     if (((word & mask) != 0) == on) {
-        return reject(it, on ? "it failed already" : "it did not fail");
+        return reject(args, on ? "it failed already" : "it did not fail");
     }
     eprom_set_regulators(eprom, card.bar, sirane_id, word ^ mask);
     note_event(card.state, on ? event_kind::regulator_failed : event_kind::regulator_recovered, device,

@@ -1,4 +1,4 @@
-// The verbs that write into the card's logs and spoil what they show.
+// The verbs that write into the card's logs and tamper with their indexes.
 #ifndef CARD_SIMULATOR_CONSOLE_LOG_VERBS_H
 #define CARD_SIMULATOR_CONSOLE_LOG_VERBS_H
 
@@ -8,8 +8,8 @@
 
 struct card;
 
-bool verb_log(card &card, arguments &it, std::string *answer);
-bool verb_eprom(card &card, arguments &it, std::string *answer);
-bool verb_regulator(card &card, arguments &it, std::string *answer);
+bool verb_log(card &card, arguments &args, std::string *answer);
+bool verb_eprom(card &card, arguments &args, std::string *answer);
+bool verb_regulator(card &card, arguments &args, std::string *answer);
 
 #endif

@@ -4,11 +4,11 @@
 
 namespace {
 
-// The indexes as a host reads them, and whether it reads the card's.
+// The indexes as a host reads them, and whether they are the card's.
 void append_indexes(std::string &text, const log_area &area, const bar &bar, uint32_t first, uint32_t last)
 {
     append(text, "first 0x%x, last 0x%x%s\n", bar_read(bar, area.base + first),
-           bar_read(bar, area.base + last), log_area_stands(area, bar) ? "" : ", overwritten");
+           bar_read(bar, area.base + last), log_area_is_intact(area, bar) ? "" : ", overwritten");
 }
 
 } // namespace
@@ -17,7 +17,7 @@ void append_logs(std::string &text, const card_logs &logs, const bar &bar)
 {
     const trace_log &trace = logs.trace;
     append(text, "log: %s rows, the next is %u%s, ", trace.text ? "text" : "coded", trace.next,
-           trace.came_round ? " of another round" : "");
+           trace.wrapped ? " of another round" : "");
     append_indexes(text, trace.area, bar, TRACE_FIRST_INDEX_REG - trace.area.base,
                    TRACE_LAST_INDEX_REG - trace.area.base);
     for (uint32_t sirane_id = 0; sirane_id < SIRANE_COUNT; sirane_id++) {
@@ -28,6 +28,6 @@ void append_logs(std::string &text, const card_logs &logs, const bar &bar)
     }
     const eprom_rows &rows = logs.eprom.controller;
     append(text, "eprom log of the controller: %s, the next row is %u%s, ",
-           rows.ready ? "ready" : "not ready", rows.next, rows.came_round ? " of another round" : "");
+           rows.ready ? "ready" : "not ready", rows.next, rows.wrapped ? " of another round" : "");
     append_indexes(text, rows.area, bar, CONTROLLER_EPROM_FIRST_INDEX, CONTROLLER_EPROM_LAST_INDEX);
 }

@@ -1,19 +1,19 @@
 #include "card_simulator/firmware/answers.h"
 
-#include <algorithm>
 #include <utility>
 
 #include "card_simulator/commands/command_handlers.h"
 #include "card_simulator/firmware/card_record.h"
 #include "card_simulator/firmware/delivery.h"
+#include "card_simulator/firmware/due.h"
+#include "card_simulator/firmware/log_keeping.h"
 #include "card_simulator/state/measurements.h"
+#include "card_simulator/state/tables.h"
 #include "platform/wait.h"
 
 namespace {
 
-constexpr uint64_t NS_PER_MS = 1000000;
-
-// The command's data become those of its answer.
+// The request's data words become the answer's.
 uint32_t run_command(card &card, uint32_t sirane_id, const command_row &row, mailbox_message &message,
                      uint64_t *work_ms)
 {
@@ -32,13 +32,11 @@ uint32_t run_command(card &card, uint32_t sirane_id, const command_row &row, mai
     message.header.version = exchange.version;
     *work_ms = exchange.work_ms;
     measurements_follow(card.state);
-    if (card.state.tables_changed) {
-        publish_tables(card.state, card.bar);
-    }
+    publish_changed_tables(card.state, card.bar);
     return static_cast<uint32_t>(result);
 }
 
-// Logs what came of a command, unless work that it began will tell.
+// Logs a command that failed, unless it began work that logs its own outcome.
 void log_command(card &card, const command_row &row, const mailbox_message &message, uint32_t sirane_id,
                  uint64_t work_ms)
 {
@@ -57,7 +55,7 @@ void log_command(card &card, const command_row &row, const mailbox_message &mess
 void answers_run_command(card &card, uint32_t sirane_id)
 {
     mailbox_message message = std::move(card.firmware.siranes[sirane_id].commands.message);
-    const command_row &row = *command_row_of(message.header.cmd); // else it had not been accepted
+    const command_row &row = *command_row_of(message.header.cmd); // others are refused
     uint64_t work_ms = 0;
     message.header.rc = run_command(card, sirane_id, row, message, &work_ms);
     message.header.size = row.words;
@@ -88,7 +86,7 @@ void answers_run_command(card &card, uint32_t sirane_id)
 bool answers_have_room(const card &card, uint32_t sirane_id)
 {
     const size_t waiting = card.firmware.siranes[sirane_id].out[MBOX_RESPONSE].queue.size();
-    return waiting + card.firmware.late.size() < MESSAGES_AT_MOST;
+    return waiting + card.firmware.late.size() < QUEUE_MESSAGES_MAX;
 }
 
 void answers_drop_late(card &card, uint32_t sirane_id)
@@ -106,18 +104,14 @@ void answers_tell_verdict(card &card)
     }
 }
 
-void answers_send_due(card &card, uint64_t now)
+void answers_send_due(card &card, uint64_t now_ns)
 {
-    for (late_answer &answer : take_due(card.firmware.late, now)) {
+    for (late_answer &answer : take_due(card.firmware.late, now_ns)) {
         delivery_post(card, answer.sirane_id, MBOX_RESPONSE, std::move(answer.message));
     }
 }
 
 uint64_t answers_next_due(const card &card)
 {
-    uint64_t due = FIRMWARE_NOTHING_DUE;
-    for (const late_answer &answer : card.firmware.late) {
-        due = std::min(due, answer.due_ns);
-    }
-    return due;
+    return earliest_due_ns(card.firmware.late);
 }

@@ -1,4 +1,4 @@
-// Commands that were taken: they are run and answered, some of them later.
+// Accepted commands: run, and answered at once or later.
 #ifndef CARD_SIMULATOR_FIRMWARE_ANSWERS_H
 #define CARD_SIMULATOR_FIRMWARE_ANSWERS_H
 
@@ -14,10 +14,10 @@ bool answers_have_room(const card &card, uint32_t sirane_id);
 
 void answers_drop_late(card &card, uint32_t sirane_id);
 
-// The work on an image is done: who waits for its end hears what came of it.
+// The work on an image is done: the answer that waits for it gets its verdict.
 void answers_tell_verdict(card &card);
 
-void answers_send_due(card &card, uint64_t now);
+void answers_send_due(card &card, uint64_t now_ns);
 uint64_t answers_next_due(const card &card);
 
 #endif

@@ -6,7 +6,7 @@
 
 struct card;
 
-void batches_send_due(card &card, uint64_t now);
-uint64_t batches_next_due(const card &card); // FIRMWARE_NOTHING_DUE without a subscription
+void batches_send_due(card &card, uint64_t now_ns);
+uint64_t batches_next_due(const card &card); // NEVER_NS without a subscription
 
 #endif

@@ -1,5 +1,5 @@
-// The card as one record. Its parts are guarded by its mutex, which the operations of card.h take; the
-// words of the BAR are not, for the host reads them at any time.
+// The card as one record. Its mutex, which the operations of card.h take, guards all of it but the words of
+// the BAR, which the host reads at any time.
 #ifndef CARD_SIMULATOR_FIRMWARE_CARD_RECORD_H
 #define CARD_SIMULATOR_FIRMWARE_CARD_RECORD_H
 
@@ -8,13 +8,12 @@
 #include <mutex>
 
 #include "card_simulator/bus/bar.h"
-#include "card_simulator/card.h"
-#include "card_simulator/firmware/card_logs.h"
-#include "card_simulator/firmware/firmware.h"
+#include "card_simulator/firmware/firmware_state.h"
+#include "card_simulator/logs/card_logs.h"
 #include "card_simulator/state/card_state.h"
 #include "card_simulator/state/faults.h"
 
-// What goes out of the card by other ways than the BAR. Called with the card's mutex held.
+// Ways out of the card beside the BAR. Called with the card's mutex held.
 struct card_outlets {
     void *self = nullptr;
     void (*interrupt)(void *self) = nullptr;
@@ -30,24 +29,15 @@ struct card {
     card_logs logs;
     card_outlets outlets;
     uint64_t interrupts = 0;              // events raised since the start
-    std::atomic<uint32_t> untaken = 0;    // those of them that card_take_interrupt has not told of
+    std::atomic<uint32_t> untaken = 0;    // those that card_take_interrupt has not returned
     std::atomic<uint32_t> clients = 0;    // of the simulator's process
     std::atomic<bool> quit_asked = false; // by the operator
 };
 
-// A card on the memory of `memory_fd`, which other processes map too; -1 for memory of its own.
-card *card_create_on(const card_options &options, int memory_fd, const card_outlets &outlets);
-
-// A host in another process wrote a posted register; its word is in the memory already. The offset comes
-// from memory that the host can write: any other than a posted register's is thrown away.
-void card_posted_write(card *card, uint32_t offset, uint32_t value);
-
-uint64_t card_next_due(card *card);
-
-void card_raise_interrupts(card &card, uint32_t events);
-
-// The card is pulled out of its slot, and put back without power meanwhile.
-void card_remove(card &card);
-void card_insert(card &card);
+// Whether the firmware runs, and is not out of its host's reach.
+inline bool firmware_runs(const card &card)
+{
+    return card.firmware.up && !card.firmware.hung && !card.bar.removed;
+}
 
 #endif

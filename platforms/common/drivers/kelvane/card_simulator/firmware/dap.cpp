@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "card_simulator/bus/mailbox.h"
+#include "card_simulator/bus/mailbox_map.h"
 #include "card_simulator/firmware/card_record.h"
 #include "card_simulator/firmware/delivery.h"
 #include "kelvane_bar.h"
@@ -10,10 +11,8 @@
 
 namespace {
 
-constexpr mbox_registers REGISTERS = mbox_registers_of(0, MBOX_DAP);
-constexpr uint32_t DATA = REGISTERS.mailbox_addr + MBOX_HEADER_BYTES;
-constexpr uint32_t INTERRUPT_SIRANE = 0; // whose interrupt the card-wide mailbox uses
-constexpr uint64_t NS_PER_MS = 1000000;
+constexpr uint32_t DATA = DAP_REGISTERS.mailbox_addr + MBOX_HEADER_BYTES;
+constexpr uint32_t INTERRUPT_SIRANE = 0; // the card-wide mailbox uses its interrupt
 
 uint32_t words_of(uint32_t bytes)
 {
@@ -22,21 +21,21 @@ uint32_t words_of(uint32_t bytes)
 
 void show(card &card, uint32_t state)
 {
-    bar_write(card.bar, REGISTERS.waiting_reg, state);
+    bar_write(card.bar, DAP_REGISTERS.waiting_reg, state);
 }
 
-// Shows a state that the host has to follow up. It is reminded for a while until it does.
+// Shows a state that the host has to react to, and reminds it for a while until it does.
 void call_host(card &card, dap_phase phase, uint32_t state)
 {
     card.firmware.dap.phase = phase;
-    card.firmware.dap.due_ns = wait_monotonic() + DAP_REMINDER_NS;
-    card.firmware.dap.reminders_left = DAP_REMINDERS;
+    card.firmware.dap.due_ns = wait_monotonic() + DAP_REMINDER_PERIOD_NS;
+    card.firmware.dap.reminders_left = DAP_REMINDERS_MAX;
     show(card, state);
     delivery_interrupt(card, INTERRUPT_SIRANE, MSI_SOURCE_DAP);
 }
 
-// Byte i of the answer is byte i of the request, which begins anew where it ends.
-std::vector<uint32_t> answer_of(const dap &dap, uint32_t request_bytes, uint32_t bytes)
+// The answer repeats the request's bytes until it is full.
+std::vector<uint32_t> answer_of(const dap_exchange &dap, uint32_t request_bytes, uint32_t bytes)
 {
     std::vector<uint32_t> words(words_of(bytes), 0);
     const auto *from = reinterpret_cast<const unsigned char *>(dap.data.data());
@@ -50,7 +49,7 @@ std::vector<uint32_t> answer_of(const dap &dap, uint32_t request_bytes, uint32_t
 void answer(card &card)
 {
     const dap_settings &settings = card.firmware.dap_settings;
-    const uint32_t request_bytes = std::min(card.firmware.dap.request.size, DAP_REQUEST_BYTES_MOST);
+    const uint32_t request_bytes = std::min(card.firmware.dap.request.size, DAP_REQUEST_BYTES_MAX);
     mbox_data_header header = card.firmware.dap.request;
     header.size = settings.answer_bytes.value_or(request_bytes);
     header.rc = settings.error_word;
@@ -59,13 +58,13 @@ void answer(card &card)
         bar_write(card.bar, DATA + 4 * i, data[i]);
     }
     faults_corrupt(card.faults, fault_kind::corrupt, header);
-    message_write_header(card.bar, REGISTERS.mailbox_addr, header);
+    message_write_header(card.bar, DAP_REGISTERS.mailbox_addr, header);
     call_host(card, dap_phase::done, MBOX_STATE_DONE);
 }
 
 void work(card &card)
 {
-    dap &dap = card.firmware.dap;
+    dap_exchange &dap = card.firmware.dap;
     if (dap.holds_left > 0) {
         dap.holds_left--;
         call_host(card, dap_phase::held, MBOX_STATE_HOLD);
@@ -76,9 +75,9 @@ void work(card &card)
 
 void take_message(card &card)
 {
-    dap &dap = card.firmware.dap;
-    dap.request = message_read_header(card.bar, REGISTERS.mailbox_addr);
-    dap.data.resize(words_of(std::min(dap.request.size, DAP_REQUEST_BYTES_MOST)));
+    dap_exchange &dap = card.firmware.dap;
+    dap.request = message_read_header(card.bar, DAP_REGISTERS.mailbox_addr);
+    dap.data.resize(words_of(std::min(dap.request.size, DAP_REQUEST_BYTES_MAX)));
     for (uint32_t i = 0; i < dap.data.size(); i++) {
         dap.data[i] = bar_read(card.bar, DATA + 4 * i);
     }
@@ -104,7 +103,7 @@ void dap_stop(card &card)
 
 void dap_host_wrote(card &card, uint32_t state)
 {
-    dap &dap = card.firmware.dap;
+    dap_exchange &dap = card.firmware.dap;
     uint32_t &ignored = card.firmware.dap_settings.ignored_resets;
     if (state == MBOX_STATE_RESET && ignored > 0) {
         ignored--;
@@ -119,23 +118,23 @@ void dap_host_wrote(card &card, uint32_t state)
     }
 }
 
-void dap_step(card &card, uint64_t now)
+void dap_step(card &card, uint64_t now_ns)
 {
-    dap &dap = card.firmware.dap;
-    if (dap.phase == dap_phase::idle || dap.due_ns > now) {
+    dap_exchange &dap = card.firmware.dap;
+    if (dap.phase == dap_phase::idle || dap.due_ns > now_ns) {
         return;
     }
     if (dap.phase == dap_phase::working) {
         work(card);
     } else {
         dap.reminders_left--;
-        dap.due_ns = dap.reminders_left > 0 ? now + DAP_REMINDER_NS : FIRMWARE_NOTHING_DUE;
+        dap.due_ns = dap.reminders_left > 0 ? now_ns + DAP_REMINDER_PERIOD_NS : NEVER_NS;
         delivery_interrupt(card, INTERRUPT_SIRANE, MSI_SOURCE_DAP);
     }
 }
 
 uint64_t dap_next_due(const card &card)
 {
-    const dap &dap = card.firmware.dap;
-    return dap.phase == dap_phase::idle ? FIRMWARE_NOTHING_DUE : dap.due_ns;
+    const dap_exchange &dap = card.firmware.dap;
+    return dap.phase == dap_phase::idle ? NEVER_NS : dap.due_ns;
 }

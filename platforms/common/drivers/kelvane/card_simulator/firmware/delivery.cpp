@@ -1,16 +1,15 @@
 #include "card_simulator/firmware/delivery.h"
 
-#include <algorithm>
 #include <utility>
 
 #include "card_simulator/firmware/card_record.h"
+#include "card_simulator/firmware/due.h"
 #include "kelvane_bar.h"
 #include "platform/wait.h"
 
 namespace {
 
 constexpr uint32_t SOURCE_OF_OUTBOX[OUTBOX_COUNT] = {MSI_SOURCE_RESPONSE, MSI_SOURCE_PM, MSI_SOURCE_ALARM};
-constexpr uint64_t NS_PER_MS = 1000000;
 
 void present_interrupt(card &card, uint32_t sirane_id, uint32_t source)
 {
@@ -18,10 +17,10 @@ void present_interrupt(card &card, uint32_t sirane_id, uint32_t source)
     if (events != 0 && faults_strike(card.faults, fault_kind::double_interrupt, 0)) {
         events++;
     }
-    card_raise_interrupts(card, events);
+    delivery_raise(card, events);
 }
 
-// A source that waits already waits once, as behind a pending bit.
+// A source that is late already comes once, as one that waits for a pending bit does.
 void delay_interrupt(firmware &firmware, const late_interrupt &interrupt)
 {
     for (const late_interrupt &it : firmware.late_interrupts) {
@@ -34,9 +33,15 @@ void delay_interrupt(firmware &firmware, const late_interrupt &interrupt)
 
 } // namespace
 
-bool firmware_runs(const card &card)
+void delivery_raise(card &card, uint32_t events)
 {
-    return card.firmware.up && !card.firmware.hung && !card.bar.removed;
+    for (uint32_t i = 0; i < events; i++) {
+        card.interrupts++;
+        card.untaken++;
+        if (card.outlets.interrupt != nullptr) {
+            card.outlets.interrupt(card.outlets.self);
+        }
+    }
 }
 
 void delivery_offer_next(card &card, uint32_t sirane_id, uint32_t mbox)
@@ -65,7 +70,7 @@ void delivery_post(card &card, uint32_t sirane_id, uint32_t mbox, mailbox_messag
         return; // it has no mailbox yet
     }
     std::deque<mailbox_message> &queue = card.firmware.siranes[sirane_id].out[mbox].queue;
-    if (queue.size() >= MESSAGES_AT_MOST) {
+    if (queue.size() >= QUEUE_MESSAGES_MAX) {
         card.firmware.lost_messages++;
         return;
     }
@@ -82,18 +87,14 @@ void delivery_post_notice(card &card, uint32_t sirane_id, uint32_t mbox, mailbox
     delivery_post(card, sirane_id, mbox, std::move(message));
 }
 
-void delivery_step(card &card, uint64_t now)
+void delivery_step(card &card, uint64_t now_ns)
 {
-    for (const late_interrupt &interrupt : take_due(card.firmware.late_interrupts, now)) {
+    for (const late_interrupt &interrupt : take_due(card.firmware.late_interrupts, now_ns)) {
         present_interrupt(card, interrupt.sirane_id, interrupt.source);
     }
 }
 
 uint64_t delivery_next_due(const card &card)
 {
-    uint64_t due = FIRMWARE_NOTHING_DUE;
-    for (const late_interrupt &interrupt : card.firmware.late_interrupts) {
-        due = std::min(due, interrupt.due_ns);
-    }
-    return due;
+    return earliest_due_ns(card.firmware.late_interrupts);
 }

@@ -5,18 +5,17 @@
 
 #include "card_simulator/firmware/card_record.h"
 #include "card_simulator/firmware/delivery.h"
+#include "card_simulator/firmware/log_keeping.h"
 #include "card_simulator/state/alarms.h"
+#include "card_simulator/state/memory_health.h"
 
 namespace {
 
-constexpr uint32_t ALARMS_COMMAND = 35;
-constexpr uint32_t PLUGIN_COMMAND = 37;
-constexpr uint32_t RESTART_COMMAND = 41;
-constexpr uint32_t RESTART_SIRANE = 0; // whose mailbox tells what is the whole card's
+constexpr uint32_t RESTART_SIRANE = 0; // its mailbox carries what concerns the whole card
 constexpr size_t ALARM_WORDS = sizeof(global_alarms) / sizeof(uint32_t);
-constexpr size_t ALARM_RECORD_WORD = 3; // behind handle, device address and enable
+constexpr size_t ALARM_RECORD_WORD = 3; // after handle, device address and enable
 
-// Without a subscription nobody hears of it.
+// Without a subscription nobody is told.
 void tell_alarms(card &card, uint32_t sirane_id, const global_alarms &alarms)
 {
     subscription &to = card.state.alarm_changes[sirane_id];
@@ -31,7 +30,7 @@ void tell_alarms(card &card, uint32_t sirane_id, const global_alarms &alarms)
     data.push_back(static_cast<uint32_t>(to.number >> 32));
     const auto words = static_cast<uint32_t>(data.size());
     delivery_post_notice(card, sirane_id, MBOX_ALARM,
-                         {{ALARMS_COMMAND, to.ref_id, words, 0, to.sync_word, 0}, std::move(data)});
+                         {{CMD_ENABLE_ALARMS_NOTIFY, to.ref_id, words, 0, to.sync_word, 0}, std::move(data)});
 }
 
 void note_alarms(card_state &state, uint32_t sirane_id, const global_alarms &now, const global_alarms &before)
@@ -63,36 +62,27 @@ void tell_plugged(card &card, uint32_t device, bool plugged)
 {
     const uint32_t sirane_id = sirane_of_device(device);
     const uint32_t address = KELVANE_ADDRESS_NETWORK_PORT(sirane_id, network_port_of_device(device));
-    tell(card, sirane_id, PLUGIN_COMMAND, FIXED_REQ_ID_NOTIFY_PLUGIN, {0, address, plugged ? 1u : 0u});
+    tell(card, sirane_id, CMD_NOTIFY_PLUGIN, FIXED_REQ_ID_NOTIFY_PLUGIN, {0, address, plugged ? 1u : 0u});
 }
 
-} // namespace
-
-void notices_start(card &card)
+void follow_modules(card &card)
 {
-    notices &told = card.firmware.told;
-    for (uint32_t device = 0; device < DEVICE_COUNT; device++) {
-        told.present[device] = has_module(card.state, device);
-    }
-    for (uint32_t sirane_id = 0; sirane_id < SIRANE_COUNT; sirane_id++) {
-        told.alarms[sirane_id] = alarms_of(card.state, sirane_id);
-    }
-}
-
-void notices_follow(card &card)
-{
-    notices &told = card.firmware.told;
     for (uint32_t device = 0; device < DEVICE_COUNT; device++) {
         const bool present = has_module(card.state, device);
-        if (is_module_device(device) && std::exchange(told.present[device], present) != present) {
+        if (is_module_device(device) &&
+            std::exchange(card.firmware.told.present[device], present) != present) {
             note_event(card.state, present ? event_kind::module_plugged : event_kind::module_unplugged,
                        device);
             tell_plugged(card, device, present);
         }
     }
+}
+
+void follow_alarms(card &card)
+{
     for (uint32_t sirane_id = 0; sirane_id < SIRANE_COUNT; sirane_id++) {
         const global_alarms now = alarms_of(card.state, sirane_id);
-        const global_alarms before = std::exchange(told.alarms[sirane_id], now);
+        const global_alarms before = std::exchange(card.firmware.told.alarms[sirane_id], now);
         if (std::memcmp(&now, &before, sizeof now) != 0) {
             note_alarms(card.state, sirane_id, now, before);
             tell_alarms(card, sirane_id, now);
@@ -104,7 +94,33 @@ void notices_follow(card &card)
     }
 }
 
+} // namespace
+
+void notices_start(card &card)
+{
+    told_changes &told = card.firmware.told;
+    for (uint32_t device = 0; device < DEVICE_COUNT; device++) {
+        told.present[device] = has_module(card.state, device);
+    }
+    for (uint32_t sirane_id = 0; sirane_id < SIRANE_COUNT; sirane_id++) {
+        told.alarms[sirane_id] = alarms_of(card.state, sirane_id);
+    }
+}
+
+void notices_follow(card &card)
+{
+    if (!firmware_runs(card)) {
+        return;
+    }
+    if (card.state.memory.changed) {
+        publish_memory_health(card.state, card.bar);
+    }
+    follow_modules(card);
+    follow_alarms(card);
+    logs_follow(card);
+}
+
 void notices_tell_restart(card &card, kelvane_app_zynq_restart restart)
 {
-    tell(card, RESTART_SIRANE, RESTART_COMMAND, FIXED_REQ_ID_APP_ZYNQ_RESTART, {0, restart});
+    tell(card, RESTART_SIRANE, CMD_APP_ZYNQ_RESTART_NOTIFY, FIXED_REQ_ID_APP_ZYNQ_RESTART, {0, restart});
 }

@@ -5,16 +5,16 @@
 #include <cstring>
 
 #include "card_simulator/state/append_text.h"
-#include "card_simulator/state/card_state.h"
+#include "card_simulator/state/devices.h"
+#include "card_simulator/state/durations.h"
 #include "kelvane_bar.h"
 
 namespace {
 
 constexpr uint32_t TEXT_BYTES = EPROM_LOG_END - SIRANE_EPROM_LOG;
 constexpr uint32_t ROWS = (EPROM_LOG_END - CONTROLLER_EPROM_LOG) / EPROM_CONTROLLER_ROW_BYTES;
-constexpr uint32_t LINE_BYTES_AT_MOST = 128;
+constexpr uint32_t LINE_BYTES_MAX = 128;
 constexpr uint32_t ERASED_BYTES = sizeof(uint32_t);
-constexpr uint64_t MS_PER_S = 1000;
 static_assert(sizeof(eprom_row) == EPROM_CONTROLLER_ROW_BYTES);
 
 uint32_t regulator_place(uint32_t sirane_id)
@@ -28,8 +28,8 @@ uint32_t used_bytes(const eprom_text &text)
     return (text.last + TEXT_BYTES - text.first) % TEXT_BYTES;
 }
 
-// Where the line behind the oldest one begins: a line's last byte is its newline.
-uint32_t behind_oldest_line(const eprom_text &text)
+// A line's last byte is its newline.
+uint32_t end_of_oldest_line(const eprom_text &text)
 {
     uint32_t at = text.first;
     while (at != text.last) {
@@ -42,15 +42,15 @@ uint32_t behind_oldest_line(const eprom_text &text)
     return at;
 }
 
-// The oldest lines are given up before they are overwritten, the new one is there before it is told of.
+// The oldest lines are dropped before they are overwritten, and the new one is complete before `last` moves.
 void put_line(eprom_text &text, bar &bar, std::string line)
 {
-    line.resize(std::min<size_t>(line.size(), LINE_BYTES_AT_MOST - 1));
+    line.resize(std::min<size_t>(line.size(), LINE_BYTES_MAX - 1));
     line.resize((line.size() + 4) / 4 * 4 - 1, ' ');
     line += '\n';
     const auto bytes = static_cast<uint32_t>(line.size());
     while (used_bytes(text) + bytes + ERASED_BYTES >= TEXT_BYTES) {
-        text.first = behind_oldest_line(text);
+        text.first = end_of_oldest_line(text);
     }
     log_area_put(text.area, bar, SIRANE_EPROM_FIRST_INDEX, text.first);
     uint32_t at = text.last;
@@ -66,8 +66,8 @@ void put_row(eprom_rows &rows, bar &bar, const eprom_row &row)
 {
     const uint32_t newest = rows.next;
     rows.next = (rows.next + 1) % ROWS;
-    const uint32_t oldest = rows.came_round ? rows.next : 0;
-    rows.came_round = rows.came_round || rows.next == 0;
+    const uint32_t oldest = rows.wrapped ? rows.next : 0;
+    rows.wrapped = rows.wrapped || rows.next == 0;
     log_area_put(rows.area, bar, CONTROLLER_EPROM_FIRST_INDEX, oldest);
     for (uint32_t i = 0; i < row.size(); i++) {
         const uint32_t place = CONTROLLER_EPROM_LOG + newest * EPROM_CONTROLLER_ROW_BYTES + 4 * i;
@@ -75,7 +75,7 @@ void put_row(eprom_rows &rows, bar &bar, const eprom_row &row)
     }
     log_area_put(rows.area, bar, CONTROLLER_EPROM_LAST_INDEX, newest);
     log_area_put(rows.area, bar, CONTROLLER_EPROM_SIZE,
-                 (rows.came_round ? ROWS : rows.next) * EPROM_CONTROLLER_ROW_BYTES);
+                 (rows.wrapped ? ROWS : rows.next) * EPROM_CONTROLLER_ROW_BYTES);
 }
 
 void put_mark(eprom_rows &rows, bar &bar)
@@ -128,7 +128,7 @@ void eprom_put_row(eprom_log &log, bar &bar, const eprom_row &row)
     put_row(log.controller, bar, row);
 }
 
-// The regulators' words stand behind the controller's log, and stay.
+// The regulators' words lie in the controller's slice, after its log, and stay.
 void eprom_clear(eprom_log &log, bar &bar, uint32_t slice)
 {
     if (slice < SIRANE_COUNT) {
@@ -145,7 +145,7 @@ void eprom_clear(eprom_log &log, bar &bar, uint32_t slice)
         regulators[sirane_id] = eprom_regulators(log, sirane_id);
     }
     rows.next = 0;
-    rows.came_round = false;
+    rows.wrapped = false;
     log_area_clear(rows.area);
     log_area_restore(rows.area, bar);
     put_mark(rows, bar);

@@ -1,8 +1,8 @@
-// The logs that outlast a loss of power: a text of each sirane's, the controller's rows, and which
+// The logs that survive a loss of power: a text for each sirane, the controller's rows, and which
 // regulators failed.
 //
-// A text's `first` is where its oldest line begins, its `last` is behind its newest; a line is a multiple of
-// 4 bytes long, and 4 bytes behind the newest are erased. In the controller's, `first` is the oldest row and
+// A text begins at `first`, with its oldest line, and ends before `last`; a line is a multiple of 4 bytes
+// long, and the 4 bytes after the newest are erased. Of the controller's rows `first` is the oldest and
 // `last` the newest.
 #ifndef CARD_SIMULATOR_LOGS_EPROM_LOG_H
 #define CARD_SIMULATOR_LOGS_EPROM_LOG_H
@@ -32,7 +32,7 @@ struct eprom_text {
 struct eprom_rows {
     log_area area;
     bool ready = true;
-    bool came_round = false;
+    bool wrapped = false;
     uint32_t next = 0;
 };
 

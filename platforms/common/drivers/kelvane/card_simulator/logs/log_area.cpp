@@ -7,12 +7,12 @@
 
 namespace {
 
-// Two words in the middle of the firmware's log are the host's: there it tells its version.
-constexpr uint32_t HOSTS_BYTES = 8;
+// Two words in the middle of the firmware's log belong to the host, which writes its version there.
+constexpr uint32_t HOST_WORDS_BYTES = 8;
 
 bool is_hosts(uint32_t place)
 {
-    return place >= SDK_TO_ARM_DATA && place < SDK_TO_ARM_DATA + HOSTS_BYTES;
+    return place >= SDK_TO_ARM_DATA && place < SDK_TO_ARM_DATA + HOST_WORDS_BYTES;
 }
 
 } // namespace
@@ -25,7 +25,7 @@ uint32_t log_area_get(const log_area &area, uint32_t offset)
 
 void log_area_put(log_area &area, bar &bar, uint32_t offset, uint32_t value)
 {
-    const bool seen = log_area_stands(area, bar) && !is_hosts(area.base + offset);
+    const bool seen = log_area_is_intact(area, bar) && !is_hosts(area.base + offset);
     const size_t word = offset / sizeof(uint32_t);
     if (word >= area.words.size()) {
         area.words.resize(word + 1);
@@ -53,7 +53,7 @@ void log_area_clear(log_area &area)
     area.words.clear();
 }
 
-bool log_area_stands(const log_area &area, const bar &bar)
+bool log_area_is_intact(const log_area &area, const bar &bar)
 {
     for (uint32_t offset = 0; offset < area.head_bytes; offset += sizeof(uint32_t)) {
         if (bar_read(bar, area.base + offset) != log_area_get(area, offset)) {

@@ -6,16 +6,16 @@
 #include <cstring>
 
 #include "card_simulator/state/append_text.h"
+#include "card_simulator/state/durations.h"
 
 namespace {
 
 constexpr uint32_t TEXT_ROWS = TRACE_TEXT_BYTES / TRACE_TEXT_ROW_BYTES;
-constexpr uint32_t FIRST_INDEX = TRACE_FIRST_INDEX_REG - trace_log::TRACE_AREA;
-constexpr uint32_t LAST_INDEX = TRACE_LAST_INDEX_REG - trace_log::TRACE_AREA;
-constexpr uint32_t ROWS = TRACE_ROWS - trace_log::TRACE_AREA;
+constexpr uint32_t FIRST_INDEX = TRACE_FIRST_INDEX_REG - TRACE_LOG;
+constexpr uint32_t LAST_INDEX = TRACE_LAST_INDEX_REG - TRACE_LOG;
+constexpr uint32_t ROWS = TRACE_ROWS - TRACE_LOG;
 constexpr uint32_t DATA_WORDS = 5;
 constexpr uint32_t OPERATORS_MODULE = 20;
-constexpr uint64_t MS_PER_S = 1000;
 
 struct coded_row {
     uint32_t at_ms;
@@ -29,12 +29,12 @@ static_assert(sizeof(coded_row) == TRACE_CODED_ROW_BYTES);
 
 constexpr const char *ROW_NAMES[] = {"LOG ", "INFO", "ERR "};
 
-// The row is there before the indexes tell of it.
+// The row is complete before the indexes move.
 void show_text_row(trace_log &log, bar &bar)
 {
     log.next = (log.next + 1) % TEXT_ROWS;
-    log.came_round = log.came_round || log.next == 0;
-    const uint32_t oldest = log.came_round ? (log.next + 1) % TEXT_ROWS : 0;
+    log.wrapped = log.wrapped || log.next == 0;
+    const uint32_t oldest = log.wrapped ? (log.next + 1) % TEXT_ROWS : 0;
     trace_log_show_indexes(log, bar, oldest * TRACE_TEXT_ROW_BYTES, log.next * TRACE_TEXT_ROW_BYTES);
 }
 
@@ -42,15 +42,15 @@ void show_coded_row(trace_log &log, bar &bar)
 {
     const uint32_t newest = log.next;
     log.next = (log.next + 1) % TRACE_CODED_ROWS;
-    if (!log.came_round || log.next == 0) {
-        log.came_round = log.came_round || log.next == 0;
+    if (!log.wrapped || log.next == 0) {
+        log.wrapped = log.wrapped || log.next == 0;
         trace_log_show_indexes(log, bar, 0, newest);
     } else {
         trace_log_show_indexes(log, bar, newest + 2, newest + 1);
     }
 }
 
-// A row in which the host tells its version ends before that.
+// The row that holds the host's version words ends before them.
 uint32_t text_room(uint32_t row)
 {
     const uint32_t place = TRACE_ROWS + row * TRACE_TEXT_ROW_BYTES;
@@ -127,12 +127,12 @@ void trace_log_text(trace_log &log, bar &bar, const std::string &text, uint64_t 
 void trace_log_clear(trace_log &log, bar &bar)
 {
     log_area_clear(log.area);
-    log.came_round = false;
+    log.wrapped = false;
     log.next = 0;
     log_area_restore(log.area, bar);
 }
 
-// The oldest row is given up before the newest one is told of.
+// In this order: the oldest row is dropped before the newest one appears.
 void trace_log_show_indexes(trace_log &log, bar &bar, uint32_t first, uint32_t last)
 {
     log_area_put(log.area, bar, FIRST_INDEX, first);

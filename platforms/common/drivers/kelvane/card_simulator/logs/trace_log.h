@@ -1,12 +1,12 @@
 // The firmware's log: a ring of rows that the host reads whenever it likes. Older firmware writes coded
 // rows, newer firmware lines of text.
 //
-// The two indexes are set so that a host that follows them as they are meant shows the rows in order:
-// - text: `first` is the oldest row, `last` is behind the newest. One row is kept free, since equal indexes
-//   are an empty ring.
+// The two indexes are such that a host which follows them shows the rows in order:
+// - text: `first` is the oldest row, `last` the one after the newest. One row is kept free, since equal
+//   indexes mean an empty ring.
 // - coded, until the ring is full: `first` is 0, `last` the newest row. A host that finds `first` above
-//   `last` shows `last` to the end and then 0 to `first`, so on a ring that has come round `last` is the
-//   oldest row and `first` the one behind it: all rows come in order, and the two oldest once again.
+//   `last` shows `last` to the end and then 0 to `first`, so on a ring that has wrapped `last` is the
+//   oldest row and `first` the one after it: all rows come in order, and the two oldest once again.
 #ifndef CARD_SIMULATOR_LOGS_TRACE_LOG_H
 #define CARD_SIMULATOR_LOGS_TRACE_LOG_H
 
@@ -18,16 +18,15 @@
 #include "kelvane_bar.h"
 
 struct trace_log {
-    log_area area = {TRACE_AREA, TRACE_ROWS - TRACE_AREA + TRACE_TEXT_BYTES, TRACE_ROWS - TRACE_AREA, {}};
+    log_area area = {TRACE_LOG, TRACE_ROWS - TRACE_LOG + TRACE_TEXT_BYTES, TRACE_ROWS - TRACE_LOG, {}};
     bool text = true;
-    bool came_round = false;
+    bool wrapped = false;
     uint32_t next = 0; // row to be written
-    static constexpr uint32_t TRACE_AREA = 0x03F00000;
 };
 
 void trace_log_event(trace_log &log, bar &bar, const card_event &event);
 
-// A line of the operator's; in coded rows its first 20 characters are the data.
+// A line from the operator; a coded row takes its first 20 characters as data.
 void trace_log_text(trace_log &log, bar &bar, const std::string &text, uint64_t at_ms);
 
 void trace_log_clear(trace_log &log, bar &bar);

@@ -30,9 +30,9 @@ constexpr const char *FOLDERS[] = {
     "/sys/class/uio/uio0/maps",
     "/sys/class/uio/uio0/maps/map0",
 };
-// How the folders are called that nobody chose: by a card, and by the script that starts one.
+// Folders that nobody chose a name for: a card's own, and those of the script that starts one.
 constexpr const char *MADE_UP_NAMES[] = {"kelvane_card.", "kelvane_host."};
-// Files of the device; `name`, by which it is found, goes first and comes last.
+// Files of the device; `name`, by which it is found, is removed first and written last.
 constexpr const char *FILES[] = {
     "/name",           "/version",          "/event", "/maps/map0/name", "/maps/map0/addr",
     "/maps/map0/size", "/maps/map0/offset",
@@ -79,8 +79,8 @@ std::string owner_of(int lock_fd)
     return pread(lock_fd, text, sizeof text - 1, 0) > 0 ? std::string(", process ") + text : "";
 }
 
-// The lock file may be removed by the card that ends, between the open and the lock: then it is another
-// file by now, and it is tried again.
+// A card that ends may remove the lock file between the open and the lock: then the locked file is not the
+// named one any more, and it is tried again.
 bool lock(card_tree &tree, std::string *problem)
 {
     const std::string path = tree.root + LOCK_FILE;
@@ -143,7 +143,7 @@ void name_sockets(card_tree &tree)
     tree.control = card_tree_control_path(tree.root);
 }
 
-// A card that has just made its lock file has not written its process into it yet.
+// A live card that has just made its lock file may not have written its process id into it yet.
 bool is_of_a_dead_card(int lock_fd)
 {
     char owner = 0;
@@ -171,7 +171,7 @@ void remove_if_dead(const std::string &root)
     card_tree_close(dead);
 }
 
-// Nobody comes back to a folder that nobody chose: without this its sockets would stay for ever.
+// Nobody comes back to a folder with a made-up name: without this its sockets would stay forever.
 void remove_dead_trees_beside(const std::string &root)
 {
     const std::string folder = root.substr(0, root.rfind('/') + 1);

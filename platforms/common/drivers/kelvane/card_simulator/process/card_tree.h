@@ -1,8 +1,8 @@
 // The folder that stands in for the host's file tree: the files by which a host finds the card, its
 // node, the control socket, and root/ for what the host would keep in /root.
 //
-// A tree belongs to one running card. The lock on its file card.lock says so; the kernel takes it away
-// when the process ends in whatever way, and the next card then takes the tree over.
+// A tree belongs to one running card, which holds the lock on its file card.lock. The kernel releases it
+// when the process ends, however it ends, and the next card then takes the tree over.
 #ifndef CARD_SIMULATOR_PROCESS_CARD_TREE_H
 #define CARD_SIMULATOR_PROCESS_CARD_TREE_H
 
@@ -28,10 +28,10 @@ bool card_tree_publish(const card_tree &tree, const std::string &device_name, ui
 
 bool card_tree_write_event_count(const card_tree &tree, uint32_t count, std::string *problem);
 
-// Puts a symbolic link to the tree in place of what is at `path`, if that is a link.
+// Makes `path` a symbolic link to the tree; what is there may only be a link, which is replaced.
 bool card_tree_link(card_tree &tree, const std::string &path, std::string *problem);
 
-// Removes all that the card made and gives the lock back. Files of the host stay, and their folders.
+// Removes all that the card made and releases the lock. The host's files stay, and their folders.
 void card_tree_close(card_tree &tree);
 
 // The control socket of the tree at `folder`.

@@ -12,7 +12,7 @@
 
 namespace {
 
-constexpr time_t ANSWER_SECONDS = 10;
+constexpr time_t ANSWER_TIMEOUT_S = 10;
 constexpr char DONE = '0';
 constexpr char REFUSED = '1';
 
@@ -26,19 +26,19 @@ void drop_connection(control_socket &control, int fd)
 std::string answer_to(uio_server &server, const std::string &line)
 {
     std::string answer;
-    if (line.size() > CONTROL_LINE_BYTES || line.find('\0') != std::string::npos) {
+    if (line.size() > CONTROL_LINE_BYTES_MAX || line.find('\0') != std::string::npos) {
         return std::string(1, REFUSED) + "a line is text of up to 1024 characters\n";
     }
     const int32_t result = uio_server_verb(server, line.c_str(), &answer);
     answer.insert(answer.begin(), result == 0 ? DONE : REFUSED);
-    answer.resize(std::min(answer.size(), CONTROL_ANSWER_BYTES));
+    answer.resize(std::min(answer.size(), CONTROL_ANSWER_BYTES_MAX));
     return answer;
 }
 
 void line_came(void *self, int fd)
 {
     auto &control = *static_cast<control_socket *>(self);
-    std::string line(CONTROL_LINE_BYTES + 1, '\0');
+    std::string line(CONTROL_LINE_BYTES_MAX + 1, '\0');
     const ssize_t got = recv(fd, line.data(), line.size(), MSG_DONTWAIT);
     if (got < 0 && (errno == EAGAIN || errno == EINTR)) {
         return;
@@ -62,7 +62,7 @@ void sender_connects(void *self, int listener)
     if (fd < 0) {
         return;
     }
-    if (control.connections.size() >= CONTROL_CONNECTIONS_AT_MOST) {
+    if (control.connections.size() >= CONTROL_CONNECTIONS_MAX) {
         std::fprintf(stderr, "card_simulator: too many connections to the control socket\n");
         close(fd);
         return;
@@ -71,11 +71,11 @@ void sender_connects(void *self, int listener)
     event_loop_watch(*control.loop, {fd, &control, line_came});
 }
 
-// The answer with its first character, empty when none came.
+// The answer with its status character, empty when none came.
 std::string ask(int fd, const std::string &line)
 {
-    const timeval patience{ANSWER_SECONDS, 0};
-    std::string answer(CONTROL_ANSWER_BYTES, '\0');
+    const timeval patience{ANSWER_TIMEOUT_S, 0};
+    std::string answer(CONTROL_ANSWER_BYTES_MAX, '\0');
     ssize_t got = -1;
     if (setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience) == 0 &&
         send(fd, line.data(), line.size(), MSG_NOSIGNAL) >= 0) {

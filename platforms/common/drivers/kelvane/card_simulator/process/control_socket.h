@@ -9,9 +9,9 @@
 #include "card_simulator/process/event_loop.h"
 #include "card_simulator/process/uio_server.h"
 
-constexpr size_t CONTROL_LINE_BYTES = 1024;
-constexpr size_t CONTROL_ANSWER_BYTES = 65536;
-constexpr size_t CONTROL_CONNECTIONS_AT_MOST = 16;
+constexpr size_t CONTROL_LINE_BYTES_MAX = 1024;
+constexpr size_t CONTROL_ANSWER_BYTES_MAX = 65536;
+constexpr size_t CONTROL_CONNECTIONS_MAX = 16;
 
 struct control_socket {
     uio_server *server = nullptr;
@@ -24,8 +24,8 @@ bool control_socket_start(control_socket &socket, const std::string &path, uio_s
                           event_loop &loop, std::string *problem);
 void control_socket_stop(control_socket &socket);
 
-// The other end: sends one line to the card whose tree is `folder` and prints what it says, a refusal on
-// standard error. Returns what a process should: 0 done, 1 refused, or no card is there to say anything.
+// The other end: sends one line to the card whose tree is `folder` and prints its answer, a refusal on
+// standard error. Returns a process's status: 0 done, 1 refused or no card there.
 int control_socket_send(const std::string &folder, const std::string &line);
 
 #endif

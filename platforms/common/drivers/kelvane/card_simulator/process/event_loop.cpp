@@ -27,7 +27,7 @@ int event_loop_turn(event_loop &loop)
         if (fd.revents == 0) {
             continue;
         }
-        // What was done for the descriptors before it may have ended this one's watch.
+        // A handler called before this one may have ended its watch.
         const auto it =
             std::ranges::find_if(loop.watches, [&fd](const watch &watch) { return watch.fd == fd.fd; });
         if (it != loop.watches.end()) {

@@ -8,7 +8,7 @@
 struct watch {
     int fd;
     void *self;
-    void (*ready)(void *self, int fd); // may be called for nothing: it must not block
+    void (*ready)(void *self, int fd); // may be called without need: it must not block
 };
 
 struct event_loop {

@@ -4,10 +4,11 @@
 #include <getopt.h>
 #include <string_view>
 
+#include "card_simulator/console/arguments.h"
+
 namespace {
 
-constexpr uint32_t VERSION_NUMBER_MAX = 0xFFFF;
-constexpr size_t NAME_MAX_BYTES = 63;
+constexpr size_t NAME_BYTES_MAX = 63;
 
 enum option_id {
     OPTION_CLIENT_TYPE = 256,
@@ -51,12 +52,13 @@ template <typename number> bool to_number(std::string_view text, number *out)
     return error == std::errc{} && stop == end;
 }
 
-bool to_version(std::string_view text, card_options *card)
+bool take_version(std::string_view text, card_options *card)
 {
-    const size_t point = text.find('.');
-    return point != std::string_view::npos && to_number(text.substr(0, point), &card->firmware_major) &&
-           to_number(text.substr(point + 1), &card->firmware_minor) &&
-           card->firmware_major <= VERSION_NUMBER_MAX && card->firmware_minor <= VERSION_NUMBER_MAX;
+    firmware_version version = {};
+    const bool is_version = to_version(text, &version);
+    card->firmware_major = version.major;
+    card->firmware_minor = version.minor;
+    return is_version;
 }
 
 bool to_client(std::string_view text, host_client *client)
@@ -67,7 +69,7 @@ bool to_client(std::string_view text, host_client *client)
 
 bool is_device_name(std::string_view name)
 {
-    return !name.empty() && name.size() <= NAME_MAX_BYTES && name.find('\n') == std::string_view::npos;
+    return !name.empty() && name.size() <= NAME_BYTES_MAX && name.find('\n') == std::string_view::npos;
 }
 
 // Takes one option; false when its argument makes no sense.
@@ -80,7 +82,7 @@ bool take_option(int id, const char *argument, simulator_options *options)
         options->exit_with_parent = true;
         return true;
     case OPTION_FIRMWARE:
-        return to_version(argument, &options->card);
+        return take_version(argument, &options->card);
     case OPTION_HELP:
         options->help = true;
         return true;

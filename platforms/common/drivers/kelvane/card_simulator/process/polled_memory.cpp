@@ -1,6 +1,7 @@
 #include "card_simulator/process/polled_memory.h"
 
-#include "card_simulator/firmware/card_record.h"
+#include "card_simulator/firmware/delivery.h"
+#include "card_simulator/shared_card.h"
 #include "kelvane_bar.h"
 #include "platform/wait.h"
 
@@ -51,7 +52,7 @@ void settle_interrupts(polled_memory &it, card &card)
             since = now;
         }
     }
-    card_raise_interrupts(card, msi_settle(card.firmware.interrupts, card.bar, over));
+    delivery_raise(card, msi_settle(card.firmware.interrupts, card.bar, over));
 }
 
 } // namespace

@@ -39,7 +39,7 @@ void take_character(prompt &prompt, char character)
 {
     if (character == '\n') {
         run_line(prompt);
-    } else if (prompt.line.size() < CONTROL_LINE_BYTES) {
+    } else if (prompt.line.size() < CONTROL_LINE_BYTES_MAX) {
         prompt.line += character;
     } else {
         prompt.too_long = true;

@@ -13,11 +13,11 @@ struct prompt {
     bool terminal = false;
     bool ended = false; // the operator closed the terminal's input
     bool too_long = false;
-    std::string line; // what came of it so far
+    std::string line; // as far as it has come
 };
 
-// Reads standard input as it comes. On a terminal it shows a prompt, and the end of the input ends the
-// card; elsewhere the card goes on without input.
+// Reads standard input as it comes. A terminal gets a prompt, and the end of its input ends the card;
+// otherwise the card goes on without input.
 void prompt_start(prompt &prompt, uio_server &server, event_loop &loop);
 
 // Runs the file's lines. Returns false with the line's number and the reason at the first one refused.

@@ -7,9 +7,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "card_simulator/firmware/card_record.h"
 #include "card_simulator/process/polled_memory.h"
 #include "card_simulator/process/uio_server.h"
+#include "card_simulator/shared_card.h"
 #include "kelvane_bar.h"
 #include "platform/wait.h"
 
@@ -26,7 +26,8 @@ bool open_file(const std::string &path, int flags, int *fd, std::string *problem
     return *fd >= 0;
 }
 
-// A card that died left its words behind. A plain file may be too short: touching what it lacks is fatal.
+// A card that died left its words in the memory. A plain file may be too short, and touching what it lacks is
+// fatal.
 bool clear_memory(int fd, const std::string &path, std::string *problem)
 {
     bar memory;

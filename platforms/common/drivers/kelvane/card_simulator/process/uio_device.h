@@ -1,5 +1,5 @@
-// The card in the memory of a UIO device that the kernel of this machine has, for test rigs: a host finds it
-// without a tree of its own. The memory outlives the card; nobody else takes the device away.
+// The card in the memory of one of this machine's own UIO devices, for test rigs: a host finds it without a
+// tree. The memory outlives the card.
 #ifndef CARD_SIMULATOR_PROCESS_UIO_DEVICE_H
 #define CARD_SIMULATOR_PROCESS_UIO_DEVICE_H
 

@@ -9,14 +9,14 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include "card_simulator/firmware/card_record.h"
 #include "card_simulator/process/local_socket.h"
+#include "card_simulator/shared_card.h"
 #include "kelvane_bar.h"
 #include "platform/wait.h"
 
 namespace {
 
-// Sealed against resizing, so that no process can make another fault.
+// Sealed against resizing, so that no process can make another one fault.
 int shared_memory(const char *name, size_t bytes, std::string *problem)
 {
     const int fd = memfd_create(name, MFD_CLOEXEC | MFD_ALLOW_SEALING);
@@ -94,15 +94,15 @@ void run_firmware(uio_server &server)
         } else if (now < awake_until) {
             std::this_thread::yield();
         } else {
-            simulated_uio_sleep(&server.reader, due == FIRMWARE_NOTHING_DUE ? UINT64_MAX : due - now);
+            simulated_uio_sleep(&server.reader, due == NEVER_NS ? UINT64_MAX : due - now);
         }
     }
 }
 
 // ---- clients
 
-// A client that reads too slowly has unread counts before it. It looks at the card after each of them,
-// so the newest one is lost to it without harm.
+// A client that reads too slowly has unread counts queued. It looks at the card after each of them, so it
+// loses nothing with the newest one.
 void send_interrupt(void *self)
 {
     auto &server = *static_cast<uio_server *>(self);
@@ -159,7 +159,7 @@ void drop_client(uio_server &server, int fd)
     clients_changed(server);
 }
 
-// Nothing is expected of a client: what comes is thrown away, and its end is noticed.
+// Nothing is expected from a client: what it sends is discarded, and its end is noticed.
 void client_ready(void *self, int fd)
 {
     char dropped[64];
@@ -177,7 +177,7 @@ void host_connects(void *self, int listener)
         return;
     }
     // The greeting is out before the first interrupt can be.
-    if (server.clients.size() >= UIO_CLIENTS_AT_MOST || !greet(server, fd)) {
+    if (server.clients.size() >= UIO_CLIENTS_MAX || !greet(server, fd)) {
         std::fprintf(stderr, "card_simulator: a client was turned away\n");
         close(fd);
         return;

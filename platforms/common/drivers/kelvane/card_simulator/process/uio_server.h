@@ -15,7 +15,7 @@
 #include "card_simulator/process/event_loop.h"
 #include "platform/simulated_uio_queue.h"
 
-constexpr size_t UIO_CLIENTS_AT_MOST = 32;
+constexpr size_t UIO_CLIENTS_MAX = 32;
 
 struct uio_server {
     struct card *card = nullptr;
@@ -42,7 +42,7 @@ struct uio_server {
 bool uio_server_start(uio_server &server, const card_options &options, card_tree &tree, event_loop &loop,
                       std::string *problem);
 
-// The hosts read all ones from now on and get no interrupt any more.
+// The hosts read all ones from now on and get no more interrupts.
 void uio_server_stop(uio_server &server);
 
 // card_verb on the server's card.

@@ -1,4 +1,4 @@
-// Which alarms are active: those that the operator raised, and those that follow from the card's state.
+// The active alarms: those that the operator raised, and those that follow from the card's state.
 #ifndef CARD_SIMULATOR_STATE_ALARMS_H
 #define CARD_SIMULATOR_STATE_ALARMS_H
 

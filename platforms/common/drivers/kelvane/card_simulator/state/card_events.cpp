@@ -1,12 +1,8 @@
 #include "card_simulator/state/card_events.h"
 
 #include "card_simulator/state/append_text.h"
-#include "card_simulator/state/card_state.h"
-#include "platform/wait.h"
 
 namespace {
-
-constexpr uint64_t NS_PER_MS = 1000000;
 
 constexpr event_label NONE = {nullptr, value_form::decimal};
 constexpr event_label KIND = {"kind", value_form::decimal};
@@ -85,12 +81,6 @@ void append_value(std::string &text, const event_label &label, uint32_t value)
 }
 
 } // namespace
-
-void note_event(card_state &state, event_kind kind, uint32_t device, event_values values, int32_t code)
-{
-    const uint64_t at_ms = (wait_monotonic() - state.power_on_ns) / NS_PER_MS;
-    state.events.push_back({kind, device, values, static_cast<uint32_t>(code), at_ms});
-}
 
 const event_shape &shape_of_event(event_kind kind)
 {

@@ -1,11 +1,9 @@
-// What happens on the card that its logs tell of.
+// What happens on the card and goes into its logs.
 #ifndef CARD_SIMULATOR_STATE_CARD_EVENTS_H
 #define CARD_SIMULATOR_STATE_CARD_EVENTS_H
 
 #include <cstdint>
 #include <string>
-
-struct card_state;
 
 enum class event_kind : uint32_t {
     started,
@@ -57,17 +55,13 @@ struct event_label {
 struct event_shape {
     event_kind kind;
     row_kind row;
-    uint32_t source_module; // by its number in the firmware
+    uint32_t source_module; // its number in the firmware
     uint32_t source_line;
     const char *text;
     event_label labels[EVENT_VALUES];
     bool in_sirane_log;
     bool in_controller_log;
 };
-
-// Remembered until the logs take it.
-void note_event(card_state &state, event_kind kind, uint32_t device, event_values values = {},
-                int32_t code = 0);
 
 const event_shape &shape_of_event(event_kind kind);
 

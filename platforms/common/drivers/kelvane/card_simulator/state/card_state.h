@@ -1,4 +1,4 @@
-// What the card knows of itself: its firmware's version, its devices with their registers, what the
+// What the card knows about itself: its firmware's version, its devices with their registers, what the
 // host has set. The firmware's commands work on this and on nothing else.
 #ifndef CARD_SIMULATOR_STATE_CARD_STATE_H
 #define CARD_SIMULATOR_STATE_CARD_STATE_H
@@ -8,51 +8,11 @@
 #include <optional>
 #include <vector>
 
-#include "card_simulator/bus/bar.h"
 #include "card_simulator/state/card_events.h"
 #include "card_simulator/state/card_options.h"
+#include "card_simulator/state/devices.h"
 #include "card_simulator/state/firmware_images.h"
 #include "kelvane.h"
-#include "kelvane_mbox.h"
-
-// Devices by the numbers that the operator uses: 0 the board; then for each sirane the sirane itself
-// (1, 4, 7) and the modules in its two ports (2 and 3, 5 and 6, 8 and 9).
-constexpr uint32_t DEVICE_COUNT = 10;
-constexpr uint32_t DEVICE_NONE = DEVICE_COUNT;
-constexpr uint32_t BOARD_DEVICE = 0;
-constexpr uint32_t DEVICES_PER_SIRANE = 3;
-constexpr uint32_t NETWORK_PORTS_PER_SIRANE = 2;
-constexpr uint32_t HOST_PORTS_PER_SIRANE = 4;
-
-constexpr uint32_t sirane_device(uint32_t sirane_id)
-{
-    return 1 + DEVICES_PER_SIRANE * sirane_id;
-}
-
-constexpr uint32_t module_device(uint32_t sirane_id, uint32_t network_port)
-{
-    return sirane_device(sirane_id) + 1 + network_port;
-}
-
-constexpr uint32_t sirane_of_device(uint32_t device)
-{
-    return (device - 1) / DEVICES_PER_SIRANE;
-}
-
-constexpr bool is_sirane_device(uint32_t device)
-{
-    return device < DEVICE_COUNT && device % DEVICES_PER_SIRANE == 1;
-}
-
-constexpr bool is_module_device(uint32_t device)
-{
-    return device != BOARD_DEVICE && device < DEVICE_COUNT && !is_sirane_device(device);
-}
-
-constexpr uint32_t network_port_of_device(uint32_t device)
-{
-    return device - sirane_device(sirane_of_device(device)) - 1;
-}
 
 enum direction : uint32_t { TRANSMIT = 0, RECEIVE = 1, DIRECTIONS = 2 };
 
@@ -71,12 +31,14 @@ struct port_settings {
     uint32_t cd_high_search = 60000;
 };
 
+constexpr uint32_t PM_INTERVAL_DEFAULT_S = 10;
+
 // And on a sirane.
 struct sirane_settings {
     uint32_t host_loopback[HOST_PORTS_PER_SIRANE] = {};
     uint32_t consequent_action = 0;
     uint32_t consequent_status = 0;
-    uint32_t pm_interval = 10; // seconds
+    uint32_t pm_interval_s = PM_INTERVAL_DEFAULT_S; // 0: the default
 };
 
 struct device_state {
@@ -84,21 +46,21 @@ struct device_state {
     uint32_t resets = 0;
     uint32_t last_diagnostic = 0;
     bool plugged = true;        // modules
-    bool simulated_out = false; // modules: the host has it treated as pulled out
+    bool simulated_out = false; // modules: treated as pulled out, because the host says so
     bool low_power = false;     // siranes
     bool laser_times_out = false;
     port_settings port;     // modules
     sirane_settings sirane; // siranes
 };
 
-// The seconds for which a port's receiver has had its signal.
+// How long a port's receiver has had its signal.
 struct signal_clock {
     bool runs = false;
     uint64_t since_s = 0;  // when it started, if it runs
     uint64_t before_s = 0; // what it had counted by then
 };
 
-// Who wants to hear of something without asking for it: the latest enable of a sirane.
+// A subscription to batches or alarms: the latest enable of a sirane.
 struct subscription {
     uint32_t enable = 0; // as sent; 0 is off
     uint32_t ref_id = 0;
@@ -109,7 +71,7 @@ struct subscription {
     uint64_t number = 0;   // of the latest message
 };
 
-// Memory errors and upsets of the programmable logic that the operator brought about.
+// Memory errors, and upsets of the programmable logic, by the operator.
 struct memory_errors {
     uint32_t corrected = 0;
     uint32_t uncorrected = 0;
@@ -119,31 +81,26 @@ struct memory_errors {
 };
 
 struct card_state {
-    uint32_t firmware_major = 0;
-    uint32_t firmware_minor = 0;
+    firmware_version running = {}; // the firmware's
     uint64_t seed = 0;
     host_client client = host_client::ethernet;
     device_state devices[DEVICE_COUNT];
     uint32_t trace_level = 0;
     bool watch_on = false;       // the host watches the firmware's life sign
     uint32_t starts = 0;         // of the firmware
-    bool tables_changed = false; // what they tell has, since they were published
+    bool tables_changed = false; // what they tell, since they were published
     uint64_t power_on_ns = 0;    // of wait_monotonic
     uint64_t started_ns = 0;     // the firmware
     signal_clock signals[DEVICE_COUNT];
     global_alarms raised[SIRANE_COUNT] = {}; // by the operator
     subscription pm_batches[SIRANE_COUNT];
     subscription alarm_changes[SIRANE_COUNT];
-    std::optional<global_alarms> forced_alarms[SIRANE_COUNT]; // that the host wants sent as if changed
+    std::optional<global_alarms> forced_alarms[SIRANE_COUNT]; // to be sent as if changed; by the host
     memory_errors memory;
     firmware_images images;
-    std::vector<card_event> events; // that the logs have not taken yet
+    std::vector<card_event> events; // not in the logs yet
     uint64_t unanswered_errors = 0; // of commands that get no answer
 };
-
-// The device of a device address as it travels in a command, DEVICE_NONE when there is no such device.
-// A host port counts as its sirane.
-uint32_t device_of_address(uint32_t device_address);
 
 bool firmware_is_before(const card_state &state, uint32_t major, uint32_t minor);
 
@@ -156,10 +113,13 @@ void reset_device(card_state &state, uint32_t device);
 // The firmware starts: what it keeps only in its memory is gone. The devices' registers stay.
 void card_state_firmware_start(card_state &state);
 
-// Power comes: everything is as it was delivered, but for the modules, which stay where they are.
+// Power comes: everything is as delivered, but the modules stay where they are.
 void card_state_power_on(card_state &state);
 
-// Writes the tables that tell the host what this card is and runs.
-void publish_tables(card_state &state, bar &bar);
+// Remembers what happened until the logs take it.
+void note_event(card_state &state, event_kind kind, uint32_t device, event_values values = {},
+                int32_t code = 0);
+
+uint64_t uptime_ns(const card_state &state); // since power came
 
 #endif

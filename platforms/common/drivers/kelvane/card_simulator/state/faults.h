@@ -1,4 +1,4 @@
-// Faults that the operator arms, and that the firmware then commits a number of times.
+// Faults that the operator arms and the firmware then commits, a number of times.
 #ifndef CARD_SIMULATOR_STATE_FAULTS_H
 #define CARD_SIMULATOR_STATE_FAULTS_H
 
@@ -13,7 +13,7 @@ enum class fault_kind {
     delay,          // the command's answer comes `value` milliseconds late
     drop_answer,    // the command is run and never answered
     corrupt,        // header word `subject` of an answer becomes `value`
-    corrupt_notice, // the same, of what the firmware says by itself
+    corrupt_notice, // the same, of what the firmware says of its own accord
     skip_batch,     // a performance batch is counted and not sent
     drop_interrupt, // a message is offered without an interrupt
     late_interrupt, // its interrupt comes `value` milliseconds late
@@ -35,7 +35,7 @@ struct faults {
     uint64_t dice = 0; // what the occasions are drawn from
 };
 
-// Arms the fault, in place of one of the same kind and subject; `left` 0 takes that one away.
+// Arms the fault, in place of one of the same kind and subject; `left` 0 only removes that one.
 void faults_arm(faults &faults, const armed_fault &fault);
 
 // Whether the fault is to be committed now, which uses it up once. `value` gets the fault's, if any.

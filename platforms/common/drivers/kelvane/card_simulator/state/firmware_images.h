@@ -1,31 +1,32 @@
-// The firmware images that the card holds, which of them its devices run, and the work on one.
+// The firmware images that the card holds, and which of them its devices run.
 #ifndef CARD_SIMULATOR_STATE_FIRMWARE_IMAGES_H
 #define CARD_SIMULATOR_STATE_FIRMWARE_IMAGES_H
 
+#include <compare>
 #include <cstdint>
 #include <optional>
 
-#include "card_simulator/bus/bar.h"
-#include "kelvane_mbox.h"
+#include "card_simulator/state/devices.h"
 
-struct card_state;
-
-constexpr uint32_t LARGEST_IMAGE_BYTES = 33553403;
+constexpr uint32_t IMAGE_BYTES_MAX = 33553403;
 constexpr uint32_t BANK_COUNT = 2;
-constexpr uint64_t IMAGES_NOTHING_DUE = UINT64_MAX;
+
+constexpr uint32_t VERSION_PART_MAX = 0xFFFF;
 
 struct firmware_version {
     uint32_t major;
     uint32_t minor;
+
+    auto operator<=>(const firmware_version &) const = default;
 };
 
-// As tables and logs have it, but for a sirane's.
+// As it appears in tables and logs, except for a sirane's banks.
 constexpr uint32_t bundle_version(firmware_version version)
 {
-    return version.major << 16 | (version.minor & 0xFFFF);
+    return version.major << 16 | (version.minor & VERSION_PART_MAX);
 }
 
-// As a download names them.
+// The kinds as a download names them.
 enum image_kind : uint32_t {
     IMAGE_OF_GOLDEN_HESPERA = 0,
     IMAGE_OF_HESPERA = 1,
@@ -34,7 +35,7 @@ enum image_kind : uint32_t {
 };
 
 struct firmware_image {
-    uint32_t kind = IMAGE_OF_GOLDEN_HESPERA;
+    image_kind kind = IMAGE_OF_GOLDEN_HESPERA;
     firmware_version version = {};
     uint32_t bytes = 0;
     char digest[33] = {}; // MD5, lower case
@@ -50,11 +51,11 @@ struct sirane_banks {
 // Bit 7 of a progress byte.
 enum image_operation : uint32_t { IMAGE_DOWNLOAD = 0, IMAGE_PROGRAM = 1 };
 
-// What the firmware does with an image, one at a time.
+// Work on an image.
 struct image_work {
     bool under_way = false;
     image_operation operation = IMAGE_DOWNLOAD;
-    uint32_t device = 0; // whose progress it is; for a program operation, which it programs
+    uint32_t device = 0; // shows the progress; a program operation programs it
     firmware_image image = {};
     int32_t verdict = 0; // 0 or an enum kelvane_arm_error
     uint64_t begun_ns = 0;
@@ -65,32 +66,21 @@ struct firmware_images {
     firmware_version working = {};
     firmware_version golden = {2, 4};
     sirane_banks siranes[SIRANE_COUNT];
-    std::optional<firmware_version> modules[SIRANE_COUNT][2]; // what was programmed since delivery
-    std::optional<firmware_image> downloaded;                 // and not activated yet
+    std::optional<firmware_version> modules[DEVICE_COUNT]; // programmed since delivery
+    std::optional<firmware_image> downloaded;              // and not activated yet
     image_work work;
     uint32_t progress[SIRANE_COUNT] = {}; // the words in the tables
+    bool progress_changed = false;        // since they were published
 
     // By the operator.
     std::optional<firmware_version> next_version; // of the next image
     uint32_t program_time_ms = 800;
 };
 
-// The version of an image of this kind that follows on what the card runs.
-firmware_version images_next_version(const card_state &state, uint32_t kind);
+// Whether an image of this kind was downloaded and not activated yet, and whether one is checked just now.
+bool image_is_held(const firmware_images &images, image_kind kind);
+bool image_is_being_checked(const firmware_images &images, image_kind kind);
 
-// Begins `work`, whose operation, device, image and verdict are given; `duration_ms` 0 has it done at once.
-void images_begin(card_state &state, bar &bar, const image_work &work, uint64_t duration_ms);
-
-// Moves the progress, and returns whether the work was done now. Its verdict may have become another.
-bool images_step(card_state &state, bar &bar, uint64_t now);
-uint64_t images_next_due(const card_state &state);
-
-// The firmware starts: what it runs is the working image, which one that was downloaded has become without an
-// activation; another's image, and what was under way, is lost.
-void images_firmware_start(card_state &state);
-
-// Writes what the tables tell of images; publish_tables does.
-void publish_images(const card_state &state, bar &bar);
-firmware_version module_software(const card_state &state, uint32_t device);
+firmware_version module_software(const firmware_images &images, uint32_t device);
 
 #endif

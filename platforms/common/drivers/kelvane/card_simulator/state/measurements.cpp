@@ -5,15 +5,13 @@
 #include <cstring>
 #include <numbers>
 
-#include "platform/wait.h"
+#include "card_simulator/state/durations.h"
 
 namespace {
 
-constexpr uint64_t NS_PER_S = 1000000000;
-constexpr uint32_t DEFAULT_INTERVAL_S = 10;
-constexpr double DEGREE = 256; // units of a temperature
+constexpr double DEGREE = TEMPERATURE_UNITS_PER_DEGREE;
 
-// A quantity that swings slowly about a middle, which differs a little from device to device.
+// A quantity that swings slowly about a middle, which varies a little from device to device.
 struct quantity {
     uint32_t id; // its own; the seed of its phases
     double middle;
@@ -41,7 +39,7 @@ constexpr quantity CORRECTED_BITS_RATE = {17, 118000, 20000, 0}; // a second
 constexpr quantity FRAME_RATE = {18, 10000, 1000, 0};            // a second
 constexpr quantity FRAME_BURSTS = {19, 2500, 0, 2000};           // frames ahead of the rate
 constexpr quantity HOST_ERROR_EXPONENT = {20, -7, 0.5, 0.3};
-constexpr quantity OSCILLATOR = {21, 1.1, 0.05, 0.004}; // and the three behind it
+constexpr quantity OSCILLATOR = {21, 1.1, 0.05, 0.004}; // and the three after it
 
 uint64_t mixed(uint64_t value)
 {
@@ -78,10 +76,10 @@ int32_t whole(double value)
 
 uint64_t uptime_s(const card_state &state)
 {
-    return (wait_monotonic() - state.power_on_ns) / NS_PER_S;
+    return uptime_ns(state) / NS_PER_S;
 }
 
-// Host ports are places of their own, behind the devices.
+// Host ports are places of their own, numbered after the devices.
 uint32_t place_of_host_port(uint32_t sirane_id, uint32_t host_port)
 {
     return DEVICE_COUNT + HOST_PORTS_PER_SIRANE * sirane_id + host_port;
@@ -112,8 +110,8 @@ interval interval_of(const card_state &state, uint32_t device, uint64_t now)
 
 template <typename number> struct summary {
     number current;
-    number least;
-    number most;
+    number min;
+    number max;
     number average;
 };
 
@@ -123,12 +121,12 @@ template <typename number, typename sample_at> summary<number> summary_of(const 
     double sum = 0;
     for (uint64_t second = over.first; second <= over.last; second++) {
         const number sample = at(second);
-        it.least = std::min(it.least, sample);
-        it.most = std::max(it.most, sample);
+        it.min = std::min(it.min, sample);
+        it.max = std::max(it.max, sample);
         sum += sample;
     }
     const double average = sum / static_cast<double>(over.last - over.first + 1);
-    it.average = std::clamp(static_cast<number>(average), it.least, it.most);
+    it.average = std::clamp(static_cast<number>(average), it.min, it.max);
     return it;
 }
 
@@ -160,7 +158,7 @@ uint64_t good_octets(uint64_t frames)
     return octets;
 }
 
-// The four groups of a port's frame counters have one layout, told here in words.
+// The four groups of a port's frame counters have one layout, here in words.
 constexpr uint32_t GROUP_WORDS = 14;
 constexpr uint32_t GROUP_OCTETS = 2; // and 3
 constexpr uint32_t GROUP_MULTICAST = 4;
@@ -202,12 +200,12 @@ void measure_line(const card_state &state, uint32_t device, const interval &over
             return whole(value_of(state, device, it, second));
         });
     };
-    const auto put = [&integer](const quantity &it, int32_t *current, int32_t *least, int32_t *most,
+    const auto put = [&integer](const quantity &it, int32_t *current, int32_t *min, int32_t *max,
                                 int32_t *average) {
         const summary<int32_t> values = integer(it);
         *current = values.current;
-        *least = values.least;
-        *most = values.most;
+        *min = values.min;
+        *max = values.max;
         *average = values.average;
     };
     put(DISPERSION, &pm->rx_cd_curr, &pm->rx_cd_min, &pm->rx_cd_max, &pm->rx_cd_avg);
@@ -221,8 +219,8 @@ void measure_line(const card_state &state, uint32_t device, const interval &over
         return static_cast<float>(std::pow(10, value_of(state, device, ERROR_EXPONENT, second)));
     });
     pm->pre_fec_ber_est_curr = errors.current;
-    pm->pre_fec_ber_est_min = errors.least;
-    pm->pre_fec_ber_est_max = errors.most;
+    pm->pre_fec_ber_est_min = errors.min;
+    pm->pre_fec_ber_est_max = errors.max;
     pm->pre_fec_ber_est_avg = errors.average;
 }
 
@@ -230,8 +228,8 @@ void measure_line(const card_state &state, uint32_t device, const interval &over
 
 uint32_t pm_interval_s(const card_state &state, uint32_t sirane_id)
 {
-    const uint32_t asked = state.devices[sirane_device(sirane_id)].sirane.pm_interval;
-    return asked == 0 ? DEFAULT_INTERVAL_S : asked;
+    const uint32_t asked_s = state.devices[sirane_device(sirane_id)].sirane.pm_interval_s;
+    return asked_s == 0 ? PM_INTERVAL_DEFAULT_S : asked_s;
 }
 
 void measurements_follow(card_state &state)
@@ -250,7 +248,7 @@ void measurements_follow(card_state &state)
 
 kelvane_xpm2_port_pm measure_module(const card_state &state, uint32_t device)
 {
-    kelvane_xpm2_port_pm pm = {0, 0, NO_LIGHT, NO_LIGHT, NO_LIGHT, 0};
+    kelvane_xpm2_port_pm pm = {0, 0, NO_LIGHT_POWER, NO_LIGHT_POWER, NO_LIGHT_POWER, 0};
     if (!has_module(state, device)) {
         return pm;
     }

@@ -1,5 +1,5 @@
-// What the card measures. Every value is a function of the seed, the device and the whole seconds since
-// power came, and of what has been set meanwhile: nothing has to run for the values to move.
+// What the card measures. Every value is a function of the seed, the device, the whole seconds since power
+// came, and what has been set meanwhile: nothing has to run for the values to move.
 #ifndef CARD_SIMULATOR_STATE_MEASUREMENTS_H
 #define CARD_SIMULATOR_STATE_MEASUREMENTS_H
 
@@ -8,14 +8,15 @@
 #include "card_simulator/state/card_state.h"
 #include "kelvane.h"
 
-// Starts and stops the counting of the ports whose signal came or went. After whatever may have done so.
+// Starts and stops the counting of the ports whose signal came or went; to be called after any such change.
 void measurements_follow(card_state &state);
 
-// How long a sirane measures before it begins anew.
+// The length of a sirane's measuring interval.
 uint32_t pm_interval_s(const card_state &state, uint32_t sirane_id);
 
-// A dark port reads this: 0.01 dBm.
-constexpr int32_t NO_LIGHT = -4000;
+constexpr int32_t POWER_UNITS_PER_DBM = 100;
+constexpr int32_t TEMPERATURE_UNITS_PER_DEGREE = 256;
+constexpr int32_t NO_LIGHT_POWER = -40 * POWER_UNITS_PER_DBM; // what a dark port reads
 
 kelvane_xpm2_port_pm measure_module(const card_state &state, uint32_t device);
 kelvane_sirane_port_pm measure_network_port(const card_state &state, uint32_t device);

@@ -8,7 +8,7 @@ namespace {
 
 constexpr size_t OLD_PORT_BYTES = 88;
 
-// A power is a half word; what the module's bus left in the other half comes along.
+// A power is a half word; the other half is what the module's bus left there.
 int32_t half_word_of(int32_t power)
 {
     return static_cast<int32_t>(0x5A5A0000u | (static_cast<uint32_t>(power) & 0xFFFF));

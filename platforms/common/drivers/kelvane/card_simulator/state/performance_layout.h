@@ -9,7 +9,7 @@
 #include "card_simulator/state/card_state.h"
 #include "kelvane.h"
 
-// Firmware before 4.1 knows nothing of polarisation: its records of network ports end before it.
+// Firmware before 4.1 does not measure polarisation: its records of network ports end before it.
 constexpr size_t OLD_PORT_FIELDS_BYTES = offsetof(kelvane_sirane_port_pm, sopmd_cur);
 
 // 0 for that firmware, otherwise 1.

@@ -1,5 +1,5 @@
-// The registers of a sirane that have a name, with the values that they hold after a reset. Every other
-// 16-bit register number exists too, nameless and 0 after a reset.
+// The named registers of a sirane, with their values after a reset. Every other 16-bit register number
+// exists too, nameless and 0 after a reset.
 #ifndef CARD_SIMULATOR_STATE_REGISTERS_H
 #define CARD_SIMULATOR_STATE_REGISTERS_H
 
@@ -11,7 +11,7 @@ struct named_register {
     const char *name;
 };
 
-constexpr uint32_t LAST_REGISTER = 0xFFFF;
+constexpr uint32_t REGISTER_MAX = 0xFFFF;
 
 constexpr named_register SIRANE_REGISTERS[] = {
     {0x9000, 0x51A0, "Device Identification"},

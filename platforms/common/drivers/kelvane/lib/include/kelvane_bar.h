@@ -1,4 +1,4 @@
-// The map of the card's BAR: byte offsets, and the marks that stand in its tables.
+// The map of the card's BAR: byte offsets, the words of its tables, and the marks that stand in them.
 #ifndef KELVANE_BAR_H
 #define KELVANE_BAR_H
 
@@ -39,24 +39,64 @@ constexpr uint32_t TRIGGER_RESET_ARM = 0xA5670000;
 constexpr uint32_t TRIGGER_RESET_SET = 0xA5110000;
 constexpr uint32_t TRIGGER_RESET_UNSET = 0xA5330000;
 
-// Tables that the card publishes.
+// The controller's table.
 constexpr uint32_t ZYNQ_INFO_TABLE = 0x01F04000;
 constexpr uint32_t ZYNQ_INFO_WORDS = 16;
+
+enum zynq_info_word : uint32_t {
+    ZYNQ_IMAGE_BUNDLE_RUNNING = 0,
+    ZYNQ_RUNNING_BUNDLE_VERSION = 1,
+    ZYNQ_FSBL_VERSION = 2,        // packed version and date
+    ZYNQ_APPLICATION_VERSION = 3, // packed version and date
+    ZYNQ_APP_IS_BARE_METAL = 4,
+    ZYNQ_PLBIT_VERSION = 5,
+    ZYNQ_WORKING_BUNDLE_VERSION = 6,
+    ZYNQ_GOLDEN_BUNDLE_VERSION = 7,
+    ZYNQ_SECURE_BOOT_FLAG = 8,
+    ZYNQ_DDR_DIM_FLAG = 9,
+    ZYNQ_CARD_ID = 10,
+    ZYNQ_CARD_VERSION = 11,
+    ZYNQ_SIRANE_BOARD_ID = 12,
+    ZYNQ_SIRANE_BOARD_REVISION = 13,
+};
+
+// Marks in its words.
 constexpr uint32_t ZYNQ_WORKING_IMAGE_RUNS = 0x55667788;
 constexpr uint32_t ZYNQ_IS_BARE_METAL = 0xAA005500;
 constexpr uint32_t ZYNQ_SECURE_BOOT = 0x53C0EEDD;
 constexpr uint32_t ZYNQ_IMAGE_UNCHECKED = 0xFFFFFFFD;
+
+// A sirane's table. Words that have no name here are not read.
 constexpr uint32_t SIRANE_INFO_TABLE = 0x01F04200;
 constexpr uint32_t SIRANE_INFO_WORDS = 193;
+
+enum sirane_info_word : uint32_t {
+    SIRANE_BANK_VERSION = 0, // one word for each of the two banks
+    SIRANE_BANK_VALID = 2,   // one word for each of the two banks
+    SIRANE_DOWNLOADED_BANK = 4,
+    SIRANE_RUNNING_BANK = 5,
+    SIRANE_PORT_SOFTWARE = 64, // SIRANE_PORT_STRIDE words further for each port
+    SIRANE_PORT_VERSION = 65,
+    SIRANE_PROGRESS = 192,
+};
+constexpr uint32_t SIRANE_PORT_STRIDE = 64; // words
 
 constexpr uint32_t sirane_info_table(uint32_t sirane_id)
 {
     return SIRANE_INFO_TABLE + 4 * SIRANE_INFO_WORDS * sirane_id;
 }
 
-// Memory errors and upsets.
+// Memory errors, and upsets of the programmable logic.
 constexpr uint32_t DDR_INFO_TABLE = 0x01F04F00;
 constexpr uint32_t DDR_INFO_WORDS = 8;
+
+enum ddr_info_word : uint32_t {
+    DDR_UNCORRECTABLE_FLAG = 0,
+    DDR_CORRECTABLE_COUNTER = 1,
+    DDR_UNCORRECTABLE_COUNTER = 2,
+    DDR_UPSET_STATE = 3, // one of the marks below
+    DDR_UPSET_COUNTER = 4,
+};
 constexpr uint32_t DDR_NO_UPSET = 0x2233EEAA;
 constexpr uint32_t DDR_UPSET_UNCORRECTABLE = 0xBBCC0066;
 
@@ -100,6 +140,7 @@ constexpr uint32_t REGULATOR_ALARM_WORD = 28;
 
 // The firmware's log: two indexes and a ring of rows. Firmware below 3.6 counts rows of 32 bytes, later
 // firmware the bytes to rows of 96.
+constexpr uint32_t TRACE_LOG = 0x03F00000;
 constexpr uint32_t TRACE_FIRST_INDEX_REG = 0x03F0000C;
 constexpr uint32_t TRACE_LAST_INDEX_REG = 0x03F00010;
 constexpr uint32_t TRACE_ROWS = 0x03F00020;

@@ -18,6 +18,28 @@ constexpr uint32_t HANDLE_DEV_FREE = 0xFFFFFFFF;
 
 static_assert(SIRANE_COUNT == KELVANE_SIRANE_COUNT);
 
+// A mailbox in which the firmware speaks, and the thread that listens there.
+struct answer_mailbox {
+    kelvane_mutex response_mutex; // of whoever looks at the mailbox, for one poll or one message
+    kelvane_semaphore semaphore;  // wakes the thread
+    pthread_t thread;
+    std::atomic<int32_t> mbox_tid;
+};
+
+struct request_table {
+    kelvane_mutex lock;
+    asynch_req_t record[KELVANE_MAX_ASYNCH_REQ];
+};
+
+// All that belongs to one sirane. Its locks are taken in the order in which they stand.
+struct sirane_link {
+    uint32_t sirane_id;
+    kelvane_mutex command_mutex = {}; // that of sirane 0 serves the board as well
+    answer_mailbox answers[MBOX_THREAD_COUNT] = {};
+    request_table requests = {};
+    std::atomic<uint64_t> local_pm_incremental_id = 0; // last batch seen, 0 none
+};
+
 // Fields that one thread writes and others read without a lock are atomic words.
 struct kelvane_handle_record {
     std::atomic<uint32_t> signature;
@@ -27,15 +49,8 @@ struct kelvane_handle_record {
     std::atomic<uint32_t> client_type; // of init_device
     std::atomic<int32_t> pci_mapped;   // the gate: released after init_device is written
 
-    kelvane_mutex command_mutex[SIRANE_COUNT]; // 0 also serves the board
-    kelvane_mutex response_mutex[SIRANE_COUNT][MBOX_THREAD_COUNT];
-    kelvane_semaphore mbox_semaphore[SIRANE_COUNT][MBOX_THREAD_COUNT];
-    pthread_t response_thread[SIRANE_COUNT][MBOX_THREAD_COUNT];
-    std::atomic<int32_t> mbox_tid[SIRANE_COUNT][MBOX_THREAD_COUNT];
+    sirane_link sirane[SIRANE_COUNT] = {{.sirane_id = 0}, {.sirane_id = 1}, {.sirane_id = 2}};
     uint32_t is_thread_initialized; // 1 once locks, semaphores, tables and response threads exist
-
-    asynch_req_t asynch_req_array[SIRANE_COUNT][KELVANE_MAX_ASYNCH_REQ];
-    kelvane_mutex asynch_req_lock[SIRANE_COUNT];
 
     pthread_t low_prio_thread;
     std::atomic<int32_t> low_prio_tid;
@@ -51,8 +66,7 @@ struct kelvane_handle_record {
     std::atomic<int32_t> dap_tid;
     uint32_t dap_started;
 
-    std::atomic<uint64_t> local_pm_incremental_id[SIRANE_COUNT]; // last batch seen, 0 none
-    kelvane_mutex kelvane_sel_trace_sirane_eprom_mutex;          // made, taken by nobody
+    kelvane_mutex kelvane_sel_trace_sirane_eprom_mutex; // made, taken by nobody
     std::atomic<kelvane_generic_cb> generic_cb;
     std::atomic<uint32_t> last_seu_pl_uncorrectable;
     std::atomic<uint32_t> stored_ordune_ver_maj;

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "kelvane.h"
 #include "kelvane_commands.h"
 
 constexpr uint32_t SIRANE_COUNT = 3;
@@ -124,7 +125,16 @@ enum kelvane_asynch_type : uint32_t {
     KELVANE_ASYNCH_TYPE_OP_APP_ZYNQ_RESTART_NOTIFY = 5,
 };
 
-using asynch_callback = void (*)(); // cast back to the callback type of the record's command
+// The application's callback: which one, the asynch_op_type beside it says.
+union asynch_callback {
+    kelvane_set_laser_cb completion; // of KELVANE_ASYNCH_TYPE_OP_STANDARD_ASYNCH, the traffic type's as well
+    kelvane_pm_notify_cb performance;
+    kelvane_alarms_notify_cb alarms;
+    kelvane_notify_plugin_cb plugin;
+    kelvane_app_zynq_restart_notify_cb restart;
+    void (*address)(void); // for the log, and to be compared with null
+};
+static_assert(sizeof(asynch_callback) == sizeof(void *));
 
 // One request or subscription under way.
 struct asynch_req_t {

@@ -4,43 +4,48 @@
 
 #include <cstdint>
 
+#include "core/trace_context.h"
 #include "kelvane.h"
 #include "kelvane_mbox.h"
+#include "mbox/catalogue.h"
 
-// `header` and `record` are copies. A status other than 0 refuses the message.
-using mbox_answer_handler = int32_t (*)(kelvane_handle handle, const mailbox_handler *mb,
-                                        mbox_data_header header, asynch_req_t record);
+// The record is of the handler's type. A status other than 0 refuses the message.
+using mbox_answer_handler = int32_t (*)(kelvane_handle handle, const mailbox_handler &mb,
+                                        const mbox_data_header &header, const asynch_req_t &record);
 
-struct cb_fn_data_row {
-    uint32_t command; // equal to the row's index
-    mbox_answer_handler handler;
+struct answer_handler {
+    kelvane_asynch_type type; // of the record that the message must belong to
+    mbox_answer_handler run;  // null: the command has no such message
 };
 
-extern const cb_fn_data_row cb_fn_data_table[COMMAND_COUNT];
+extern const answer_handler cb_fn_data_table[ANSWER_KINDS]; // by the catalogue's column `answer`
 
-// The handler of a command, null for a command without one. 0, or 22 for a command above the table.
-int32_t kelvane_get_cb_fn_data_table(uint32_t command, mbox_answer_handler *callback_out);
+// The handler of a command's messages. 0, or EINVAL for a command above the catalogue.
+int32_t kelvane_get_cb_fn_data_table(uint32_t command, answer_handler *handler_out);
+
+// The line of a callback that failed, where its failure is not the message's; nothing for 0.
+void trace_callback_failure(trace_context at, int32_t rc, const char *function);
 
 // Completion of a request with a callback: an answer, or after the time limit the stored request with the
 // code in `rc`. The application's failure is logged and is not the message's. Return 0, 22 for a record
 // without callback, or the failure of reading the message.
-int32_t mbox_manage_asynch_set_traffic_type(kelvane_handle handle, const mailbox_handler *mb,
-                                            mbox_data_header header, asynch_req_t record);
-int32_t mbox_manage_asynch_set_laser(kelvane_handle handle, const mailbox_handler *mb,
-                                     mbox_data_header header, asynch_req_t record);
+int32_t mbox_manage_asynch_set_traffic_type(kelvane_handle handle, const mailbox_handler &mb,
+                                            const mbox_data_header &header, const asynch_req_t &record);
+int32_t mbox_manage_asynch_set_laser(kelvane_handle handle, const mailbox_handler &mb,
+                                     const mbox_data_header &header, const asynch_req_t &record);
 
 // A batch of performance data, an alarm change: decoded, traced, and given to the subscription's callback,
 // whose failure is logged and is not the message's. Return 0, or the failure of reading the message.
-int32_t mbox_manage_enable_pm_notify(kelvane_handle handle, const mailbox_handler *mb,
-                                     mbox_data_header header, asynch_req_t record);
-int32_t mbox_manage_enable_alarms_notify(kelvane_handle handle, const mailbox_handler *mb,
-                                         mbox_data_header header, asynch_req_t record);
+int32_t mbox_manage_enable_pm_notify(kelvane_handle handle, const mailbox_handler &mb,
+                                     const mbox_data_header &header, const asynch_req_t &record);
+int32_t mbox_manage_enable_alarms_notify(kelvane_handle handle, const mailbox_handler &mb,
+                                         const mbox_data_header &header, const asynch_req_t &record);
 
 // A module plugged or unplugged, a restart of the firmware. Here the callback's failure refuses the message.
-int32_t mbox_manage_notify_plugin(kelvane_handle handle, const mailbox_handler *mb, mbox_data_header header,
-                                  asynch_req_t record);
-int32_t mbox_manage_app_zynq_restart_notify(kelvane_handle handle, const mailbox_handler *mb,
-                                            mbox_data_header header, asynch_req_t record);
+int32_t mbox_manage_notify_plugin(kelvane_handle handle, const mailbox_handler &mb,
+                                  const mbox_data_header &header, const asynch_req_t &record);
+int32_t mbox_manage_app_zynq_restart_notify(kelvane_handle handle, const mailbox_handler &mb,
+                                            const mbox_data_header &header, const asynch_req_t &record);
 
 // The data of a performance notification of version 0, brought to the current layout in place. Returns 0.
 int32_t kelvane_post_proc_enable_pm_notify(kelvane_handle handle, mbox_data *data,

@@ -1,5 +1,6 @@
 #include "background/keep_alive.h"
 
+#include "background/handlers.h"
 #include "core/device_address.h"
 #include "core/handle.h"
 #include "core/pci.h"
@@ -14,14 +15,13 @@ uint16_t keep_alive_sequence;
 namespace {
 
 // Writes the token and awaits its echo; `status` is the verdict.
-int32_t exchange_token(kelvane_handle handle, kelvane_device_address device_address,
-                       const mailbox_handler *mb, uint32_t *status)
+int32_t exchange_token(trace_context at, const mailbox_handler &mb, uint32_t *status)
 {
     keep_alive_sequence++;
     const uint32_t token = KEEP_ALIVE_TOKEN | keep_alive_sequence;
     uint32_t echo = 0;
-    const int32_t write_rc = write_mbox_state(handle, mb, token, SKIP_ALIVE);
-    int32_t rc = mbox_wait_for_state(handle, device_address, mb, token, MATCH_EXACT, SKIP_ALIVE, &echo);
+    const int32_t write_rc = write_mbox_state(at.handle, mb, token, SKIP_ALIVE);
+    int32_t rc = mbox_wait_for_state(at, mb, token, MATCH_EXACT, SKIP_ALIVE, &echo);
     *status =
         rc == KELVANE_EOK && write_rc == KELVANE_EOK && echo == token ? KELVANE_ALIVE : KELVANE_NOT_ALIVE;
     return rc != KELVANE_EOK ? rc : write_rc;
@@ -31,8 +31,8 @@ void drain_mailboxes(kelvane_handle handle)
 {
     for (uint32_t sirane_id = 0; sirane_id < SIRANE_COUNT; sirane_id++) {
         const kelvane_device_address address = KELVANE_ADDRESS_SIRANE(sirane_id);
-        for (uint32_t mbox = 0; mbox < MBOX_THREAD_COUNT; mbox++) {
-            const int32_t rc = kelvane_deque_resp_receive(handle, address, mbox);
+        for (const mbox_id mbox : ANSWER_MAILBOXES) {
+            const int32_t rc = kelvane_deque_resp_receive(handle, *find_link(handle, sirane_id), mbox);
             if (rc != KELVANE_EOK) {
                 TRACE_AS("kelvane_keep_alive", LEVEL_ERROR, handle, address,
                          "ERROR on deque_resp_receive rc %x", static_cast<unsigned>(rc));
@@ -59,7 +59,7 @@ int32_t kelvane_keep_alive(kelvane_handle handle, kelvane_device_address device_
     }
     const uint32_t old_status = record->keep_alive_status.load(std::memory_order_relaxed);
     uint32_t new_status = KELVANE_NOT_ALIVE;
-    int32_t rc = exchange_token(handle, device_address, mb, &new_status);
+    int32_t rc = exchange_token({handle, device_address}, *mb, &new_status);
     if (new_status == old_status) {
         return rc;
     }
@@ -77,10 +77,7 @@ int32_t kelvane_keep_alive(kelvane_handle handle, kelvane_device_address device_
     const kelvane_keep_alive_cb callback = record->keep_alive_cb.load(std::memory_order_relaxed);
     if (callback != nullptr) {
         rc = callback(handle, rc, new_status);
-        if (rc != KELVANE_EOK) {
-            TRACE(LEVEL_ERROR, handle, device_address, "ERROR after calling callback rc = %x",
-                  static_cast<unsigned>(rc));
-        }
+        trace_callback_failure({handle, device_address}, rc, __func__);
     }
     return rc;
 }
@@ -109,10 +106,7 @@ int32_t kelvane_manage_seu_pl_uncorrectable(kelvane_handle handle)
         TRACE(LEVEL_ERROR, handle, KELVANE_ADDRESS_BOARD, " invalid cb function");
         return KELVANE_RET_CODE_EINVAL;
     }
-    rc = callback(handle, KELVANE_ADDRESS_BOARD, value);
-    if (rc != KELVANE_EOK) {
-        TRACE(LEVEL_ERROR, handle, KELVANE_ADDRESS_BOARD, "ERROR after calling callback rc = %x",
-              static_cast<unsigned>(rc));
-    }
+    trace_callback_failure({handle, KELVANE_ADDRESS_BOARD}, callback(handle, KELVANE_ADDRESS_BOARD, value),
+                           __func__);
     return KELVANE_EOK;
 }

@@ -18,7 +18,7 @@ constexpr uint32_t PERIOD_SEC = 2;
 
 low_priority_state low_priority_start(kelvane_handle handle)
 {
-    return {handle, get_mbox_handler(0, MBOX_KEEP_ALIVE), NO_ADDRESS, -1, 0};
+    return {handle, NO_ADDRESS, -1, 0};
 }
 
 void low_priority_pass(low_priority_state *state)
@@ -28,19 +28,18 @@ void low_priority_pass(low_priority_state *state)
         return;
     }
     kelvane_handle_record &record = *handle_record(handle);
-    TRACE_AS("kelvane_low_prio_th", mbox_fields(state->mb).header_level, handle, state->device_address,
+    const mailbox_handler &echo = mailbox_of(0, MBOX_KEEP_ALIVE);
+    TRACE_AS("kelvane_low_prio_th", echo.header_level, handle, state->device_address,
              "sirane %d keep alive counter = %d ", state->label, static_cast<int>(state->passes));
-    for (uint32_t sirane_id = 0; sirane_id < SIRANE_COUNT; sirane_id++) {
+    for (sirane_link &link : record.sirane) {
         if (kelvane_get_pci_mapped(handle) != 0) {
-            state->device_address = KELVANE_ADDRESS_SIRANE(sirane_id);
-            for (uint32_t mbox = 0; mbox < MBOX_THREAD_COUNT; mbox++) {
-                kelvane_deque_resp_receive(handle, state->device_address, mbox);
+            state->device_address = KELVANE_ADDRESS_SIRANE(link.sirane_id);
+            for (const mbox_id mbox : ANSWER_MAILBOXES) {
+                kelvane_deque_resp_receive(handle, link, mbox);
             }
         }
         // While the mapping is down the address is stale, and names the table that the reports come from.
-        kelvane_manage_asynch_req_aging(handle, state->device_address, state->mb,
-                                        record.asynch_req_array[sirane_id],
-                                        &record.asynch_req_lock[sirane_id]);
+        kelvane_manage_asynch_req_aging({handle, state->device_address}, echo, link.requests);
     }
     state->label = static_cast<int32_t>(SIRANE_COUNT);
     if (record.keep_alive_enabled.load(std::memory_order_relaxed) == 1) {
@@ -62,9 +61,6 @@ void *kelvane_low_prio_th(void *argument)
     record->low_prio_tid.store(kelvane_gettid(), std::memory_order_relaxed);
     kelvane_delay(START_DELAY_SEC, 0);
     low_priority_state state = low_priority_start(start.handle);
-    if (state.mb == nullptr) {
-        return nullptr;
-    }
     for (;;) {
         low_priority_pass(&state);
         kelvane_delay(PERIOD_SEC, 0);

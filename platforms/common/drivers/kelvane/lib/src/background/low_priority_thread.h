@@ -11,7 +11,6 @@
 // What the thread carries from one pass to the next.
 struct low_priority_state {
     kelvane_handle handle;
-    const mailbox_handler *mb;             // of the keep-alive echo; serves all passes
     kelvane_device_address device_address; // all ones until the first pass with the mapping up, then the
                                            // last sirane's, also while the mapping is down
     int32_t label;                         // of the pass's line: -1 the first time, 3 later

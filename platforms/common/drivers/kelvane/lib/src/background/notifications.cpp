@@ -36,24 +36,14 @@ template <typename value_type> value_type load(const mbox_data &data, size_t off
     return value;
 }
 
-void trace_reference(kelvane_handle handle, const mailbox_handler *mb, const mbox_data_header &header,
+void trace_reference(kelvane_handle handle, const mailbox_handler &mb, const mbox_data_header &header,
                      const char *function)
 {
-    TRACE_AS(function, mbox_fields(mb).flow_level, handle, KELVANE_ADDRESS_SIRANE(mbox_fields(mb).sirane_id),
-             "ref id = %x ", header.ref_id);
+    TRACE_AS(function, mb.flow_level, handle, KELVANE_ADDRESS_SIRANE(mb.sirane_id), "ref id = %x ",
+             header.ref_id);
 }
 
-// A failure that the mailbox does not hear of.
-void trace_callback_failure(kelvane_handle handle, kelvane_device_address device_address, int32_t rc,
-                            const char *function)
-{
-    if (rc != KELVANE_EOK) {
-        TRACE_AS(function, LEVEL_ERROR, handle, device_address, "ERROR after calling callback rc = %x",
-                 static_cast<unsigned>(rc));
-    }
-}
-
-// One that makes the response thread refuse the message.
+// A failure that makes the response thread refuse the message.
 int32_t callback_result(kelvane_handle handle, kelvane_device_address device_address, int32_t rc,
                         const char *function)
 {
@@ -109,10 +99,7 @@ void follow_sequence(kelvane_handle handle, uint32_t sirane_id, uint64_t new_id)
 int32_t reset_command_mailboxes(kelvane_handle handle)
 {
     for (uint32_t sirane_id = 0; sirane_id < SIRANE_COUNT; sirane_id++) {
-        const mailbox_handler *mb = get_mbox_handler(sirane_id, MBOX_COMMAND);
-        if (mb == nullptr) {
-            return KELVANE_RET_CODE_GEN_ERR;
-        }
+        const mailbox_handler &mb = mailbox_of(sirane_id, MBOX_COMMAND);
         int32_t rc = write_mbox_state(handle, mb, MBOX_STATE_NONE, SKIP_ALIVE);
         if (rc == KELVANE_EOK) {
             kelvane_delay(0, RESET_PAUSE_NSEC);
@@ -143,8 +130,8 @@ int32_t kelvane_post_proc_enable_pm_notify(kelvane_handle handle, mbox_data *dat
     return KELVANE_EOK;
 }
 
-int32_t mbox_manage_enable_pm_notify(kelvane_handle handle, const mailbox_handler *mb,
-                                     mbox_data_header header, asynch_req_t record)
+int32_t mbox_manage_enable_pm_notify(kelvane_handle handle, const mailbox_handler &mb,
+                                     const mbox_data_header &header, const asynch_req_t &record)
 {
     trace_reference(handle, mb, header, __func__);
     mbox_data data{};
@@ -154,7 +141,7 @@ int32_t mbox_manage_enable_pm_notify(kelvane_handle handle, const mailbox_handle
     }
     kelvane_post_proc_enable_pm_notify(handle, &data, header);
     const auto pm_incremental_id = load<uint64_t>(data, PM_INCREMENTAL_ID);
-    follow_sequence(handle, mbox_fields(mb).sirane_id, pm_incremental_id);
+    follow_sequence(handle, mb.sirane_id, pm_incremental_id);
     auto pm = load<kelvane_global_pm>(data, PM_RECORD);
     for (kelvane_xpm2_port_pm &module : pm.xpm2_port) {
         rc = post_proc_xpm2_port_pm(&module, module);
@@ -164,15 +151,15 @@ int32_t mbox_manage_enable_pm_notify(kelvane_handle handle, const mailbox_handle
     }
     const kelvane_device_address device_address = data.word[WORD_DEVICE_ADDRESS];
     trace_kelvane_global_pm(handle, device_address, pm);
-    TRACE(mbox_fields(mb).flow_level, handle, device_address, "calling callback function");
-    const auto callback = reinterpret_cast<kelvane_pm_notify_cb>(record.fn_cb);
-    trace_callback_failure(handle, device_address, callback(handle, device_address, &pm, pm_incremental_id),
+    TRACE(mb.flow_level, handle, device_address, "calling callback function");
+    trace_callback_failure({handle, device_address},
+                           record.fn_cb.performance(handle, device_address, &pm, pm_incremental_id),
                            __func__);
     return KELVANE_EOK;
 }
 
-int32_t mbox_manage_enable_alarms_notify(kelvane_handle handle, const mailbox_handler *mb,
-                                         mbox_data_header header, asynch_req_t record)
+int32_t mbox_manage_enable_alarms_notify(kelvane_handle handle, const mailbox_handler &mb,
+                                         const mbox_data_header &header, const asynch_req_t &record)
 {
     trace_reference(handle, mb, header, __func__);
     mbox_data data{};
@@ -183,16 +170,15 @@ int32_t mbox_manage_enable_alarms_notify(kelvane_handle handle, const mailbox_ha
     const kelvane_device_address device_address = data.word[WORD_DEVICE_ADDRESS];
     const auto alarms = load<global_alarms>(data, ALARM_RECORD);
     trace_kelvane_global_alarms(handle, device_address, alarms);
-    TRACE(mbox_fields(mb).flow_level, handle, device_address, "calling callback function");
-    const auto callback = reinterpret_cast<kelvane_alarms_notify_cb>(record.fn_cb);
-    trace_callback_failure(handle, device_address,
-                           callback(handle, device_address, &alarms, load<uint64_t>(data, ALARM_VALUE)),
-                           __func__);
+    TRACE(mb.flow_level, handle, device_address, "calling callback function");
+    trace_callback_failure(
+        {handle, device_address},
+        record.fn_cb.alarms(handle, device_address, &alarms, load<uint64_t>(data, ALARM_VALUE)), __func__);
     return KELVANE_EOK;
 }
 
-int32_t mbox_manage_notify_plugin(kelvane_handle handle, const mailbox_handler *mb, mbox_data_header header,
-                                  asynch_req_t record)
+int32_t mbox_manage_notify_plugin(kelvane_handle handle, const mailbox_handler &mb,
+                                  const mbox_data_header &header, const asynch_req_t &record)
 {
     mbox_data data{};
     const int32_t rc = read_mbox_data(handle, mb, &data, header.size);
@@ -206,12 +192,12 @@ int32_t mbox_manage_notify_plugin(kelvane_handle handle, const mailbox_handler *
     TRACE(LEVEL_INFO, handle, device_address,
           "calling callback function handler=%d dev_addr=0x%08x plugin=%d rc=0x%x", static_cast<int>(handle),
           device_address, static_cast<int>(plugged), header.rc);
-    const auto callback = reinterpret_cast<kelvane_notify_plugin_cb>(record.fn_cb);
-    return callback_result(handle, device_address, callback(handle, device_address, plugged), __func__);
+    return callback_result(handle, device_address, record.fn_cb.plugin(handle, device_address, plugged),
+                           __func__);
 }
 
-int32_t mbox_manage_app_zynq_restart_notify(kelvane_handle handle, const mailbox_handler *mb,
-                                            mbox_data_header header, asynch_req_t record)
+int32_t mbox_manage_app_zynq_restart_notify(kelvane_handle handle, const mailbox_handler &mb,
+                                            const mbox_data_header &header, const asynch_req_t &record)
 {
     mbox_data data{};
     int32_t rc = read_mbox_data(handle, mb, &data, header.size);
@@ -231,6 +217,6 @@ int32_t mbox_manage_app_zynq_restart_notify(kelvane_handle handle, const mailbox
     TRACE(LEVEL_INFO, handle, KELVANE_ADDRESS_BOARD,
           "calling callback function handler=%d  zynq_restart %s rc=0x%x", static_cast<int>(handle),
           zynq_restart_name(zynq_restart), header.rc);
-    const auto callback = reinterpret_cast<kelvane_app_zynq_restart_notify_cb>(record.fn_cb);
-    return callback_result(handle, KELVANE_ADDRESS_BOARD, callback(handle, zynq_restart), __func__);
+    return callback_result(handle, KELVANE_ADDRESS_BOARD, record.fn_cb.restart(handle, zynq_restart),
+                           __func__);
 }

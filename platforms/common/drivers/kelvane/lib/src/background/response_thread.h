@@ -4,13 +4,13 @@
 
 #include <cstdint>
 
-#include "kelvane.h"
+#include "kelvane_handle.h"
 
 // Thread body; takes over its thread_argument. Ends only when its mailbox does not exist.
 void *kelvane_asyc_resp_th(void *argument);
 
 // One service pass: takes messages until none is offered. Leaves a synchronous answer to its caller and
 // looks again after 2 seconds, with no lock held. Returns 0 or what ended the pass.
-int32_t kelvane_asyc_resp_common(kelvane_handle handle, uint32_t sirane_id, uint32_t mbox);
+int32_t kelvane_asyc_resp_common(kelvane_handle handle, sirane_link &link, mbox_id mbox);
 
 #endif

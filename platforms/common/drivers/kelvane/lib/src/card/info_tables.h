@@ -7,36 +7,6 @@
 #include "kelvane.h"
 #include "kelvane_bar.h"
 
-// Words of the controller's table.
-enum zynq_info_word : uint32_t {
-    ZYNQ_IMAGE_BUNDLE_RUNNING = 0,
-    ZYNQ_RUNNING_BUNDLE_VERSION = 1,
-    ZYNQ_FSBL_VERSION = 2,        // packed version and date
-    ZYNQ_APPLICATION_VERSION = 3, // packed version and date
-    ZYNQ_APP_IS_BARE_METAL = 4,
-    ZYNQ_PLBIT_VERSION = 5,
-    ZYNQ_WORKING_BUNDLE_VERSION = 6,
-    ZYNQ_GOLDEN_BUNDLE_VERSION = 7,
-    ZYNQ_SECURE_BOOT_FLAG = 8,
-    ZYNQ_DDR_DIM_FLAG = 9,
-    ZYNQ_CARD_ID = 10,
-    ZYNQ_CARD_VERSION = 11,
-    ZYNQ_SIRANE_BOARD_ID = 12,
-    ZYNQ_SIRANE_BOARD_REVISION = 13,
-};
-
-// Words of a sirane's table. Those between the four runs below are not read.
-enum sirane_info_word : uint32_t {
-    SIRANE_BANK_VERSION = 0, // one word for each of the two banks
-    SIRANE_BANK_VALID = 2,   // one word for each of the two banks
-    SIRANE_DOWNLOADED_BANK = 4,
-    SIRANE_RUNNING_BANK = 5,
-    SIRANE_PORT_SOFTWARE = 64, // 64 words further for each port
-    SIRANE_PORT_VERSION = 65,
-    SIRANE_PROGRESS = 192,
-};
-constexpr uint32_t SIRANE_PORT_STRIDE = 64;
-
 struct zynq_info_table {
     uint32_t word[ZYNQ_INFO_WORDS];
 };

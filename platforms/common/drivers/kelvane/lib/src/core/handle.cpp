@@ -55,7 +55,7 @@ int32_t kelvane_get_local_pm_incremental_id(kelvane_handle handle, uint32_t sira
     if (rc != KELVANE_EOK || sirane_id >= SIRANE_COUNT) {
         return KELVANE_RET_CODE_EINVAL;
     }
-    *value = local_handles_array[handle].local_pm_incremental_id[sirane_id].load(std::memory_order_relaxed);
+    *value = find_link(handle, sirane_id)->local_pm_incremental_id.load(std::memory_order_relaxed);
     return KELVANE_EOK;
 }
 
@@ -65,7 +65,7 @@ int32_t kelvane_set_local_pm_incremental_id(kelvane_handle handle, uint32_t sira
     if (rc != KELVANE_EOK || sirane_id >= SIRANE_COUNT) {
         return KELVANE_RET_CODE_EINVAL;
     }
-    local_handles_array[handle].local_pm_incremental_id[sirane_id].store(value, std::memory_order_relaxed);
+    find_link(handle, sirane_id)->local_pm_incremental_id.store(value, std::memory_order_relaxed);
     return KELVANE_EOK;
 }
 
@@ -131,5 +131,5 @@ uint64_t kelvane_get_low_prio_thread(kelvane_handle handle)
 kelvane_mutex *kelvane_get_command_mutex(kelvane_handle handle, uint32_t index)
 {
     kelvane_handle_record *record = handle_record(handle);
-    return record == nullptr || index > 3 ? nullptr : &record->command_mutex[0];
+    return record == nullptr || index > 3 ? nullptr : &record->sirane[0].command_mutex;
 }

@@ -16,6 +16,13 @@ inline kelvane_handle_record *handle_record(kelvane_handle handle)
     return handle < HANDLE_COUNT ? &local_handles_array[handle] : nullptr;
 }
 
+// What belongs to a sirane of the handle, null where there is no such thing.
+inline sirane_link *find_link(kelvane_handle handle, uint32_t sirane_id)
+{
+    kelvane_handle_record *record = handle_record(handle);
+    return record != nullptr && sirane_id < SIRANE_COUNT ? &record->sirane[sirane_id] : nullptr;
+}
+
 // Returns the table to the state before the first use of the library.
 void zero_handle_record(void);
 

@@ -18,9 +18,9 @@ namespace {
 constexpr kelvane_device_address DAP_ADDRESS = KELVANE_ADDRESS_BOARD;
 constexpr uint32_t DAP_LOCK_SEC = 1;
 
-const mailbox_handler *dap_mailbox(void)
+const mailbox_handler &dap_mailbox(void)
 {
-    return get_mbox_handler(0, MBOX_DAP);
+    return mailbox_of(0, MBOX_DAP);
 }
 
 int32_t show(kelvane_handle handle, uint32_t state)
@@ -30,13 +30,13 @@ int32_t show(kelvane_handle handle, uint32_t state)
 
 void trace_start(kelvane_handle handle, const dap_record *record, const char *function)
 {
-    TRACE_AS(function, mbox_fields(dap_mailbox()).header_level, handle, DAP_ADDRESS, "start cmd =%d ",
+    TRACE_AS(function, dap_mailbox().header_level, handle, DAP_ADDRESS, "start cmd =%d ",
              static_cast<int>(record->dap_cmd));
 }
 
 dap_state trace_end(kelvane_handle handle, dap_state next, const char *function)
 {
-    TRACE_AS(function, mbox_fields(dap_mailbox()).header_level, handle, DAP_ADDRESS, "end  ");
+    TRACE_AS(function, dap_mailbox().header_level, handle, DAP_ADDRESS, "end  ");
     return next;
 }
 
@@ -76,7 +76,7 @@ dap_state kelvane_dap_wait_for_reset(kelvane_handle handle, dap_record *record)
         // The message is offered in any case; after a failed move the firmware's next state decides.
         const int32_t move_rc = kelvane_dap_mbox_handler_move_data_to_regs(handle, record);
         const int32_t show_rc = show(handle, MBOX_STATE_READY);
-        TRACE(mbox_fields(dap_mailbox()).flow_level, handle, DAP_ADDRESS, "message sent to ARM");
+        TRACE(dap_mailbox().flow_level, handle, DAP_ADDRESS, "message sent to ARM");
         if (move_rc == KELVANE_EOK && show_rc == KELVANE_EOK) {
             next = {kelvane_dap_wait_for_done};
         }
@@ -105,7 +105,7 @@ dap_state kelvane_dap_wait_for_done(kelvane_handle handle, dap_record *record)
     case MBOX_STATE_DONE: {
         const int32_t done_rc = kelvane_dap_mbox_handler_manage_done_state(handle, record);
         const int32_t show_rc = show(handle, MBOX_STATE_IDLE);
-        TRACE(mbox_fields(dap_mailbox()).flow_level, handle, DAP_ADDRESS, "message get from ARM");
+        TRACE(dap_mailbox().flow_level, handle, DAP_ADDRESS, "message get from ARM");
         if (done_rc == KELVANE_EOK && show_rc == KELVANE_EOK) {
             next = {kelvane_dap_wait_for_call};
         }
@@ -128,7 +128,7 @@ dap_state kelvane_dap_wait_for_done(kelvane_handle handle, dap_record *record)
 
 int32_t dap_record_init(dap_record *record)
 {
-    const mailbox_handler &mb = mbox_fields(dap_mailbox());
+    const mailbox_handler &mb = dap_mailbox();
     record->dap_valid = 0;
     record->dap_state_reg_write = mb.resp_reg_to_write;
     record->dap_state_reg_read = mb.waiting_reg;
@@ -150,7 +150,7 @@ int32_t dap_record_init(dap_record *record)
 
 void dap_serve_event(kelvane_handle handle, dap_record *record, dap_state *state)
 {
-    const mailbox_handler *mb = dap_mailbox();
+    const mailbox_handler &mb = dap_mailbox();
     int32_t rc = kelvane_mutex_timed_lock(&record->dap_lock, record->dap_lock_sec, record->dap_lock_nsec);
     if (rc != KELVANE_EOK) {
         kelvane_mutex_unlock(&record->dap_lock); // not this thread's: refused, and logged
@@ -163,7 +163,7 @@ void dap_serve_event(kelvane_handle handle, dap_record *record, dap_state *state
         rc = read_mbox_state(handle, mb, &event, CHECK_ALIVE);
     }
     if (rc == KELVANE_EOK) {
-        TRACE_AS("kelvane_dap_th", mbox_fields(mb).flow_level, handle, DAP_ADDRESS, "dap_cmd = %d ",
+        TRACE_AS("kelvane_dap_th", mb.flow_level, handle, DAP_ADDRESS, "dap_cmd = %d ",
                  static_cast<int>(event));
         record->dap_cmd = event;
         *state = state->handle_event(handle, record);
@@ -184,7 +184,7 @@ void *kelvane_dap_th(void *argument)
     dap_state state = {kelvane_dap_wait_for_call};
     kelvane_sem_take(&handle_fields->dap_semaphore); // the token that it was made with
     for (;;) {
-        const uint32_t level = mbox_fields(dap_mailbox()).flow_level;
+        const uint32_t level = dap_mailbox().flow_level;
         TRACE(level, start.handle, DAP_ADDRESS, "waiting sem mbox = %d ", static_cast<int>(MBOX_DAP));
         if (kelvane_sem_take(&handle_fields->dap_semaphore) != KELVANE_EOK) {
             kelvane_mutex_unlock(&the_dap_record.dap_lock); // not this thread's: refused, and logged
@@ -231,11 +231,11 @@ int32_t kelvane_dap_command(kelvane_handle handle, const void *data, const uint3
                             kelvane_dap_cb callback)
 {
     dap_record &record = the_dap_record;
-    const mailbox_handler *mb = dap_mailbox();
-    if (mb == nullptr || record.dap_valid != 1 || handle_record(handle) == nullptr) {
+    const mailbox_handler &mb = dap_mailbox();
+    if (record.dap_valid != 1 || handle_record(handle) == nullptr) {
         return KELVANE_RET_CODE_GEN_ERR;
     }
-    TRACE(mb->header_level, handle, DAP_ADDRESS, "start ");
+    TRACE(mb.header_level, handle, DAP_ADDRESS, "start ");
     int32_t rc = kelvane_mutex_timed_lock(&record.dap_lock, record.dap_lock_sec, record.dap_lock_nsec);
     if (rc != KELVANE_EOK) {
         return rc;
@@ -244,7 +244,7 @@ int32_t kelvane_dap_command(kelvane_handle handle, const void *data, const uint3
     if (rc == KELVANE_EOK) {
         record.dap_pending = 1;
         rc = kelvane_sem_give(mbox_sem_of(handle, 0, MBOX_DAP));
-        TRACE(mb->flow_level, handle, DAP_ADDRESS, "unloking sem mbox = %d ", static_cast<int>(MBOX_DAP));
+        TRACE(mb.flow_level, handle, DAP_ADDRESS, "unloking sem mbox = %d ", static_cast<int>(MBOX_DAP));
     }
     kelvane_mutex_unlock(&record.dap_lock);
     return rc;

@@ -52,7 +52,7 @@ int32_t write_and_read_back(kelvane_handle handle, uint32_t offset, uint32_t wri
 }
 
 // The answer behind a good header, and the application's callback.
-int32_t take_answer(kelvane_handle handle, dap_record *record, const mailbox_handler *mb,
+int32_t take_answer(kelvane_handle handle, dap_record *record, const mailbox_handler &mb,
                     mbox_data_header *header)
 {
     constexpr const char *name = "kelvane_dap_mbox_handler_manage_done_state";
@@ -67,14 +67,14 @@ int32_t take_answer(kelvane_handle handle, dap_record *record, const mailbox_han
     }
     memcpy(record->dap_buffer, data.word, sizeof record->dap_buffer);
     for (uint32_t i = 0; i < words_of(header->size); i++) {
-        TRACE_AS(name, mb->flow_level, handle, DAP_ADDRESS, " %d  data %08x ", static_cast<int>(i),
+        TRACE_AS(name, mb.flow_level, handle, DAP_ADDRESS, " %d  data %08x ", static_cast<int>(i),
                  record->dap_buffer[i]);
     }
     if (record->dap_callback == nullptr) {
         TRACE_AS(name, LEVEL_ERROR, handle, DAP_ADDRESS, " callback not evaluated ");
         return KELVANE_EOK;
     }
-    TRACE_AS(name, mb->flow_level, handle, DAP_ADDRESS, " size = %d", static_cast<int>(header->size));
+    TRACE_AS(name, mb.flow_level, handle, DAP_ADDRESS, " size = %d", static_cast<int>(header->size));
     const int32_t callback_rc = record->dap_callback(handle, record->dap_buffer, &header->size);
     if (callback_rc != KELVANE_EOK) {
         TRACE_AS(name, LEVEL_ERROR, handle, DAP_ADDRESS, " ERROR FROM callback rc = %d  ", callback_rc);
@@ -127,19 +127,15 @@ int32_t kelvane_dap_mbox_handler_move_data_to_regs(kelvane_handle handle, dap_re
 
 int32_t kelvane_dap_mbox_handler_manage_done_state(kelvane_handle handle, dap_record *record)
 {
-    const mailbox_handler *mb = get_mbox_handler(0, MBOX_DAP);
-    int32_t rc = KELVANE_RET_CODE_GEN_ERR;
-    if (mb != nullptr) {
-        mbox_data_header header{};
-        rc = read_mbox_header(handle, mb, &header, 1);
-        if (rc == KELVANE_EOK) {
-            TRACE(mb->flow_level, handle, DAP_ADDRESS, "size red from header[%d]",
-                  static_cast<int>(header.size));
-        }
-        if (rc == KELVANE_EOK && header.rc == 0) { // a failure of the firmware: the application hears nothing
-            rc = take_answer(handle, record, mb, &header);
-        }
+    const mailbox_handler &mb = mailbox_of(0, MBOX_DAP);
+    mbox_data_header header{};
+    int32_t rc = read_mbox_header(handle, mb, &header, true);
+    if (rc == KELVANE_EOK) {
+        TRACE(mb.flow_level, handle, DAP_ADDRESS, "size red from header[%d]", static_cast<int>(header.size));
     }
-    TRACE(mbox_fields(mb).header_level, handle, DAP_ADDRESS, " end rc = %d  ", rc);
+    if (rc == KELVANE_EOK && header.rc == 0) { // a failure of the firmware: the application hears nothing
+        rc = take_answer(handle, record, mb, &header);
+    }
+    TRACE(mb.header_level, handle, DAP_ADDRESS, " end rc = %d  ", rc);
     return rc;
 }

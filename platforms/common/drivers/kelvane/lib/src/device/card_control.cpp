@@ -27,7 +27,8 @@ int32_t kelvane_diag_command(kelvane_handle handle, kelvane_device_address devic
     TRACE(LEVEL_INFO, handle, device_address, " start diag_command=%d ", static_cast<int>(diag_command));
     command c;
     const int32_t rc = command_run(
-        &c, {13, OWN_PATH, CHECK_DEVICE, __func__, handle, device_address, device_address, DIAG_DELAY_NSEC},
+        &c,
+        {CMD_DIAG_COMMAND, CHECK_DEVICE, __func__, handle, device_address, device_address, DIAG_DELAY_NSEC},
         {handle, device_address, diag_command});
     return rc != KELVANE_EOK ? rc : command_result(c);
 }
@@ -37,7 +38,7 @@ int32_t kelvane_recover_device(kelvane_handle handle, kelvane_device_address dev
     TRACE(LEVEL_INFO, handle, device_address, "start ");
     command c;
     const int32_t rc = command_run(
-        &c, {59, SHARED_PATH, CHECK_DEVICE, __func__, handle, device_address, sirane_of(device_address)},
+        &c, {CMD_RECOVER_DEVICE, CHECK_DEVICE, __func__, handle, device_address, sirane_of(device_address)},
         {handle, device_address});
     return rc != KELVANE_EOK ? rc : command_result(c);
 }
@@ -47,10 +48,10 @@ int32_t kelvane_get_xpm2_status(kelvane_handle handle, kelvane_device_address de
 {
     TRACE(LEVEL_INFO, handle, device_address, "start ");
     command c;
-    const int32_t rc = command_run(
-        &c,
-        {60, SHARED_PATH, CHECK_NETWORK_PORT, __func__, handle, device_address, sirane_of(device_address)},
-        {handle, device_address});
+    const int32_t rc = command_run(&c,
+                                   {CMD_GET_XPM2_STATUS, CHECK_NETWORK_PORT, __func__, handle, device_address,
+                                    sirane_of(device_address)},
+                                   {handle, device_address});
     if (rc != KELVANE_EOK) {
         return rc;
     }
@@ -64,7 +65,7 @@ int32_t kelvane_set_arm_trace_level(kelvane_handle handle, uint32_t arm_trace_le
     TRACE(LEVEL_INFO, handle, KELVANE_ADDRESS_SIRANE(0), "start arm_trace_level 0x%08x ", arm_trace_level);
     command c;
     const int32_t rc =
-        command_run(&c, {56, SHARED_PATH, CHECK_HANDLE, __func__, handle, KELVANE_ADDRESS_SIRANE(0)},
+        command_run(&c, {CMD_SET_ARM_TRACE_LEVEL, CHECK_HANDLE, __func__, handle, KELVANE_ADDRESS_SIRANE(0)},
                     {handle, arm_trace_level});
     return rc != KELVANE_EOK ? rc : command_result(c);
 }
@@ -73,8 +74,8 @@ int32_t kelvane_default_initialize(kelvane_handle handle)
 {
     TRACE(LEVEL_INFO, handle, KELVANE_ADDRESS_BOARD, "start ");
     command c;
-    const int32_t rc =
-        command_run(&c, {16, SHARED_PATH, CHECK_NOTHING, __func__, handle, KELVANE_ADDRESS_BOARD}, {handle});
+    const int32_t rc = command_run(
+        &c, {CMD_DEFAULT_INITIALIZE, CHECK_NOTHING, __func__, handle, KELVANE_ADDRESS_BOARD}, {handle});
     if (rc != KELVANE_EOK) {
         return rc;
     }

@@ -13,9 +13,6 @@
 
 namespace {
 
-constexpr uint32_t DOWNLOAD_COMMAND = 14;
-constexpr uint32_t ACTIVATE_COMMAND = 15;
-
 constexpr uint64_t PAUSE_NSEC = 2000; // lets the card keep up
 constexpr uint32_t WORDS_BETWEEN_PAUSES = 50;
 constexpr uint32_t TRACED_WORDS = 10;
@@ -253,9 +250,9 @@ int32_t kelvane_download_software(kelvane_handle handle, uint32_t download_devic
     }
     command c;
     if (rc == KELVANE_EOK) {
-        rc = command_run(
-            &c, {DOWNLOAD_COMMAND, SHARED_PATH, CHECK_NOTHING, __func__, handle, KELVANE_ADDRESS_SIRANE(0)},
-            {handle, download_device, size});
+        rc = command_run(&c,
+                         {CMD_DOWNLOAD_SOFTWARE, CHECK_NOTHING, __func__, handle, KELVANE_ADDRESS_SIRANE(0)},
+                         {handle, download_device, size});
     }
     if (rc != KELVANE_EOK) {
         return rc;
@@ -276,7 +273,7 @@ int32_t kelvane_program_activate_software(kelvane_handle handle, kelvane_device_
     }
     command c;
     const int32_t rc =
-        command_run(&c, {ACTIVATE_COMMAND, SHARED_PATH, CHECK_HANDLE, __func__, handle, device_address},
+        command_run(&c, {CMD_PROGRAM_ACTIVATE_SOFTWARE, CHECK_HANDLE, __func__, handle, device_address},
                     {handle, device_address, transaction_id});
     if (rc != KELVANE_EOK) {
         return rc;

@@ -21,7 +21,8 @@ int32_t kelvane_enable_keep_alive_notify(kelvane_handle handle, uint32_t enable,
         record.keep_alive_cb.store(nullptr, std::memory_order_relaxed);
     }
     command c;
-    rc = command_run(&c, {55, SHARED_PATH, CHECK_HANDLE, __func__, handle, address}, {handle, enable});
+    rc = command_run(&c, {CMD_ENABLE_KEEP_ALIVE_NOTIFY, CHECK_HANDLE, __func__, handle, address},
+                     {handle, enable});
     if (rc != KELVANE_EOK) {
         return rc;
     }

@@ -106,7 +106,7 @@ void kelvane_post_proc_get_xpm2_inventory_inf(kelvane_handle handle, kelvane_xpm
 int32_t kelvane_get_xpm2_inventory_inf(kelvane_handle handle, kelvane_device_address device_address,
                                        kelvane_xpm2_inventory_t *record)
 {
-    const operation op = {38, OWN_PATH, CHECK_NETWORK_PORT, __func__, handle, device_address};
+    const operation op = {CMD_GET_XPM2_INVENTORY_INF, CHECK_NETWORK_PORT, __func__, handle, device_address};
     int32_t rc = command_check(op);
     if (rc != KELVANE_EOK) {
         return rc;
@@ -133,7 +133,8 @@ int32_t kelvane_get_zynq_rsa_check(kelvane_handle handle, int32_t run_type, uint
     }
     command c;
     if (rc == KELVANE_EOK) {
-        rc = command_run(&c, {62, SHARED_PATH, CHECK_HANDLE, __func__, handle, KELVANE_ADDRESS_SIRANE(0)},
+        rc = command_run(&c,
+                         {CMD_GET_ZYNQ_RSA_CHECK, CHECK_HANDLE, __func__, handle, KELVANE_ADDRESS_SIRANE(0)},
                          {handle, static_cast<uint32_t>(run_type), 0});
     }
     if (rc == KELVANE_EOK) { // the firmware's result is not looked at

@@ -7,7 +7,7 @@ int32_t kelvane_read_register(kelvane_handle handle, kelvane_device_address devi
 {
     TRACE(LEVEL_INFO, handle, device_address, " start reg_address = %08x ", reg_address);
     command c;
-    const int32_t rc = command_run(&c, {9, OWN_PATH, CHECK_DEVICE, __func__, handle, device_address},
+    const int32_t rc = command_run(&c, {CMD_READ_REGISTER, CHECK_DEVICE, __func__, handle, device_address},
                                    {handle, device_address, reg_address, 0});
     if (rc != KELVANE_EOK) {
         return rc;
@@ -23,7 +23,7 @@ int32_t kelvane_write_register(kelvane_handle handle, kelvane_device_address dev
 {
     TRACE(LEVEL_INFO, handle, device_address, " start reg_address = %08x ", reg_address);
     command c;
-    const int32_t rc = command_run(&c, {10, OWN_PATH, CHECK_NOTHING, __func__, handle, device_address},
+    const int32_t rc = command_run(&c, {CMD_WRITE_REGISTER, CHECK_NOTHING, __func__, handle, device_address},
                                    {handle, device_address, reg_address, value});
     if (rc != KELVANE_EOK) {
         return rc;

@@ -35,8 +35,8 @@ enum failure_kind { UNWIND, LEAVE_CLAIMED };
 int32_t make_command_mutexes(kelvane_handle_record &record, kelvane_handle handle)
 {
     int32_t rc = KELVANE_EOK;
-    for (kelvane_mutex &mutex : record.command_mutex) {
-        rc |= kelvane_mutex_init(&mutex);
+    for (sirane_link &link : record.sirane) {
+        rc |= kelvane_mutex_init(&link.command_mutex);
     }
     if (rc != KELVANE_EOK) {
         TRACE_AS(CREATE, LEVEL_ERROR, handle, NO_ADDRESS, "problem with cmd kelvane_mutex_init ");
@@ -46,9 +46,9 @@ int32_t make_command_mutexes(kelvane_handle_record &record, kelvane_handle handl
 
 int32_t make_response_mutexes(kelvane_handle_record &record, kelvane_handle handle)
 {
-    for (auto &sirane : record.response_mutex) {
-        for (kelvane_mutex &mutex : sirane) {
-            const int32_t rc = kelvane_mutex_init(&mutex);
+    for (sirane_link &link : record.sirane) {
+        for (answer_mailbox &mailbox : link.answers) {
+            const int32_t rc = kelvane_mutex_init(&mailbox.response_mutex);
             if (rc != KELVANE_EOK) {
                 TRACE_AS(CREATE, LEVEL_ERROR, handle, NO_ADDRESS, "problem with resp kelvane_mutex_init ");
                 return rc;
@@ -63,7 +63,7 @@ int32_t make_semaphores(kelvane_handle_record &record, kelvane_handle handle)
     for (int i = 0; i < static_cast<int>(SIRANE_COUNT); i++) {
         for (int j = 0; j < static_cast<int>(MBOX_THREAD_COUNT); j++) {
             TRACE_AS(CREATE, LEVEL_DEBUG, handle, NO_ADDRESS, "i %d j %d", i, j);
-            const int32_t rc = kelvane_sem_init(&record.mbox_semaphore[i][j]);
+            const int32_t rc = kelvane_sem_init(&record.sirane[i].answers[j].semaphore);
             if (rc != KELVANE_EOK) {
                 TRACE_AS(CREATE, LEVEL_ERROR, handle, NO_ADDRESS,
                          "problem with kelvane_sem_init srn %d sem %d", i, j);
@@ -74,11 +74,10 @@ int32_t make_semaphores(kelvane_handle_record &record, kelvane_handle handle)
     return KELVANE_EOK;
 }
 
-int32_t make_request_tables(kelvane_handle_record &record, kelvane_handle handle)
+int32_t make_request_tables(kelvane_handle_record &record)
 {
-    for (uint32_t sirane_id = 0; sirane_id < SIRANE_COUNT; sirane_id++) {
-        const int32_t rc = init_asynch_req_array(handle, record.asynch_req_array[sirane_id],
-                                                 &record.asynch_req_lock[sirane_id]);
+    for (sirane_link &link : record.sirane) {
+        const int32_t rc = init_asynch_req_array(link.requests);
         if (rc != KELVANE_EOK) {
             return rc;
         }
@@ -96,10 +95,10 @@ int32_t start_response_threads(kelvane_handle_record &record, kelvane_handle han
             thread_argument *argument = make_thread_argument(handle, srn, mbox);
             const int32_t rc = argument == nullptr
                                    ? static_cast<int32_t>(KELVANE_RET_CODE_GEN_PLATFORM_PROBLEM)
-                                   : kelvane_thread_create(&record.response_thread[srn][mbox],
+                                   : kelvane_thread_create(&record.sirane[srn].answers[mbox].thread,
                                                            kelvane_asyc_resp_th, argument);
             TRACE_AS(CREATE, LEVEL_DEBUG, handle, NO_ADDRESS, "th_idAdd  0x%p ",
-                     static_cast<void *>(&record.response_thread[srn][mbox]));
+                     static_cast<void *>(&record.sirane[srn].answers[mbox].thread));
             if (rc != KELVANE_EOK) {
                 TRACE_AS(CREATE, LEVEL_ERROR, handle, NO_ADDRESS,
                          "problem with kelvane_thread_create srn %d sem %d", static_cast<int>(srn),
@@ -124,7 +123,7 @@ int32_t make_lasting(kelvane_handle_record &record, kelvane_handle handle, failu
     }
     if (rc == KELVANE_EOK) {
         *on_failure = LEAVE_CLAIMED;
-        rc = make_request_tables(record, handle);
+        rc = make_request_tables(record);
     }
     if (rc == KELVANE_EOK) {
         *on_failure = UNWIND;
@@ -137,40 +136,32 @@ int32_t make_lasting(kelvane_handle_record &record, kelvane_handle handle, failu
 }
 
 struct standing_request {
-    uint32_t command;
+    command_id command;
     uint32_t words;
-    uint32_t type;
+    kelvane_asynch_type type;
     uint32_t fixed_slot;
     asynch_callback callback;
 };
 
 // Both requests are sent with the version of the plug-in notification.
-int32_t register_standing(kelvane_handle_record &record, kelvane_handle handle, uint32_t sirane_id,
-                          const standing_request &standing, failure_kind *on_failure)
+int32_t register_standing(sirane_link &link, kelvane_handle handle, const standing_request &standing,
+                          failure_kind *on_failure)
 {
     *on_failure = LEAVE_CLAIMED;
-    uint32_t version = 0;
-    int32_t rc = kelvane_get_mbox_data_command_version(37, &version);
-    if (rc != KELVANE_EOK) {
-        return rc;
-    }
-    const mailbox_handler *mb = get_mbox_handler(sirane_id, MBOX_RESPONSE);
-    if (mb == nullptr) {
-        return KELVANE_RET_CODE_GEN_ERR;
-    }
+    const trace_context at = {handle, KELVANE_ADDRESS_SIRANE(link.sirane_id)};
     asynch_req_t request{};
-    request.header = {standing.command, 0, standing.words, version, standing.fixed_slot, 0};
+    request.header = {standing.command,    0, standing.words, mbox_data_table[CMD_NOTIFY_PLUGIN].version,
+                      standing.fixed_slot, 0};
     request.fn_cb = standing.callback;
     request.asynch_op_type = standing.type;
     uint32_t id = 0;
-    rc = insert_asynch_req(handle, KELVANE_ADDRESS_SIRANE(sirane_id), mb, record.asynch_req_array[sirane_id],
-                           &record.asynch_req_lock[sirane_id], &id, request);
+    const int32_t rc =
+        insert_asynch_req(at, mailbox_of(link.sirane_id, MBOX_RESPONSE), link.requests, request, &id);
     if (rc != KELVANE_EOK) {
         return rc;
     }
     if (id != standing.fixed_slot) {
-        TRACE_AS(CREATE, LEVEL_ERROR, handle, KELVANE_ADDRESS_SIRANE(sirane_id),
-                 "problem with plugin cb registration ");
+        TRACE_AT_AS(CREATE, LEVEL_ERROR, at, "problem with plugin cb registration ");
         *on_failure = UNWIND;
         return -1;
     }
@@ -180,15 +171,20 @@ int32_t register_standing(kelvane_handle_record &record, kelvane_handle handle, 
 int32_t register_notifications(kelvane_handle_record &record, kelvane_handle handle, failure_kind *on_failure)
 {
     TRACE_AS(CREATE, LEVEL_DEBUG, handle, NO_ADDRESS, "storing notify plugin callback in asynq req array ");
-    const standing_request plugin = {37, 3, KELVANE_ASYNCH_TYPE_OP_NOTIFY_PLUGIN, FIXED_REQ_ID_NOTIFY_PLUGIN,
-                                     reinterpret_cast<asynch_callback>(record.init_device.notify_plugin_cb)};
-    const standing_request restart = {
-        41, 2, KELVANE_ASYNCH_TYPE_OP_APP_ZYNQ_RESTART_NOTIFY, FIXED_REQ_ID_APP_ZYNQ_RESTART,
-        reinterpret_cast<asynch_callback>(record.init_device.app_zynq_restart_notify_cb)};
-    for (uint32_t sirane_id = 0; sirane_id < SIRANE_COUNT; sirane_id++) {
-        int32_t rc = register_standing(record, handle, sirane_id, plugin, on_failure);
-        if (rc == KELVANE_EOK && restart.callback != nullptr) {
-            rc = register_standing(record, handle, sirane_id, restart, on_failure);
+    const standing_request plugin = {CMD_NOTIFY_PLUGIN,
+                                     3,
+                                     KELVANE_ASYNCH_TYPE_OP_NOTIFY_PLUGIN,
+                                     FIXED_REQ_ID_NOTIFY_PLUGIN,
+                                     {.plugin = record.init_device.notify_plugin_cb}};
+    const standing_request restart = {CMD_APP_ZYNQ_RESTART_NOTIFY,
+                                      2,
+                                      KELVANE_ASYNCH_TYPE_OP_APP_ZYNQ_RESTART_NOTIFY,
+                                      FIXED_REQ_ID_APP_ZYNQ_RESTART,
+                                      {.restart = record.init_device.app_zynq_restart_notify_cb}};
+    for (sirane_link &link : record.sirane) {
+        int32_t rc = register_standing(link, handle, plugin, on_failure);
+        if (rc == KELVANE_EOK && restart.callback.restart != nullptr) {
+            rc = register_standing(link, handle, restart, on_failure);
         }
         if (rc != KELVANE_EOK) {
             return rc;
@@ -223,8 +219,8 @@ int32_t start_low_priority_thread(kelvane_handle_record &record, kelvane_handle 
 
 void reset_watches(kelvane_handle_record &record)
 {
-    for (auto &last_batch : record.local_pm_incremental_id) {
-        last_batch.store(0, std::memory_order_relaxed);
+    for (sirane_link &link : record.sirane) {
+        link.local_pm_incremental_id.store(0, std::memory_order_relaxed);
     }
     record.keep_alive_status.store(KELVANE_UNDEF, std::memory_order_relaxed);
     record.keep_alive_enabled.store(0, std::memory_order_relaxed);

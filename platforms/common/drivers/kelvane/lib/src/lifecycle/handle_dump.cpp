@@ -33,14 +33,14 @@ void kelvane_print_th_array(kelvane_handle handle)
 {
     kelvane_handle_record &record = local_handles_array[handle];
     for (uint32_t srn = 0; srn < SIRANE_COUNT; srn++) {
-        kelvane_mutex &command = record.command_mutex[srn];
+        kelvane_mutex &command = record.sirane[srn].command_mutex;
         for (uint32_t mbox = 0; mbox < MBOX_THREAD_COUNT; mbox++) {
-            kelvane_mutex &response = record.response_mutex[srn][mbox];
+            answer_mailbox &mailbox = record.sirane[srn].answers[mbox];
+            kelvane_mutex &response = mailbox.response_mutex;
             TRACE(LEVEL_INFO, handle, NO_ADDRESS,
                   "srn=%d mbox=%d th=%08lx  mbox_tid t%d MUT resp=%p own=t%d cmd=%p own=t%d ",
-                  static_cast<int>(srn), static_cast<int>(mbox),
-                  static_cast<unsigned long>(record.response_thread[srn][mbox]),
-                  record.mbox_tid[srn][mbox].load(std::memory_order_relaxed), static_cast<void *>(&response),
+                  static_cast<int>(srn), static_cast<int>(mbox), static_cast<unsigned long>(mailbox.thread),
+                  mailbox.mbox_tid.load(std::memory_order_relaxed), static_cast<void *>(&response),
                   kelvane_mutex_get_owner(&response), static_cast<void *>(&command),
                   kelvane_mutex_get_owner(&command));
         }
@@ -88,7 +88,7 @@ void kelvane_print_local_handler(kelvane_handle handle)
     kelvane_print_th_array(handle);
     kelvane_print_sem_array(handle);
     for (uint32_t srn = 0; srn < SIRANE_COUNT && record->is_thread_initialized == 1; srn++) {
-        print_asynch_req_array_copy(handle, KELVANE_ADDRESS_SIRANE(srn), nullptr,
-                                    record->asynch_req_array[srn], &record->asynch_req_lock[srn], LEVEL_INFO);
+        print_asynch_req_array({handle, KELVANE_ADDRESS_SIRANE(srn)}, MBOX_NONE, record->sirane[srn].requests,
+                               LEVEL_INFO);
     }
 }

@@ -16,52 +16,44 @@ namespace {
 
 constexpr const char *LINK_UP = "kelvane_pci_mapped"; // the steps below log under its name
 
-// The locks of the sirane that is being brought to idle.
+// The locks of the sirane that is being brought to idle, in the order in which they are taken.
 struct sirane_locks {
-    kelvane_mutex *command;
-    kelvane_mutex *response[MBOX_THREAD_COUNT];
-    bool command_held;
-    bool response_held[MBOX_THREAD_COUNT];
+    kelvane_mutex *taken[1 + MBOX_THREAD_COUNT];
+    uint32_t count;
 };
 
-int32_t take(kelvane_handle handle, uint32_t sirane_id, sirane_locks *locks)
+int32_t take(sirane_link &link, sirane_locks *locks)
 {
     *locks = {};
-    locks->command = mbox_command_mutex(handle, sirane_id);
-    int32_t rc = kelvane_mutex_timed_lock(locks->command, LOCK_LIMIT_SECONDS, 0);
-    locks->command_held = rc == KELVANE_EOK;
-    for (uint32_t mbox = 0; mbox < MBOX_THREAD_COUNT && rc == KELVANE_EOK; mbox++) {
-        locks->response[mbox] = mbox_response_mutex(handle, sirane_id, mbox);
-        rc = kelvane_mutex_timed_lock(locks->response[mbox], LOCK_LIMIT_SECONDS, 0);
-        locks->response_held[mbox] = rc == KELVANE_EOK;
+    const auto take_one = [locks](kelvane_mutex *mutex) {
+        const int32_t rc = kelvane_mutex_timed_lock(mutex, LOCK_LIMIT_SECONDS, 0);
+        if (rc == KELVANE_EOK) {
+            locks->taken[locks->count++] = mutex;
+        }
+        return rc;
+    };
+    int32_t rc = take_one(&link.command_mutex);
+    for (answer_mailbox &mailbox : link.answers) {
+        if (rc == KELVANE_EOK) {
+            rc = take_one(&mailbox.response_mutex);
+        }
     }
     return rc;
 }
 
 void release(sirane_locks *locks)
 {
-    for (uint32_t mbox = 0; mbox < MBOX_THREAD_COUNT; mbox++) {
-        if (locks->response_held[mbox]) {
-            kelvane_mutex_unlock(locks->response[mbox]);
-        }
+    while (locks->count > 0) {
+        kelvane_mutex_unlock(locks->taken[--locks->count]);
     }
-    if (locks->command_held) {
-        kelvane_mutex_unlock(locks->command);
-    }
-    *locks = {};
 }
 
 // A failed link-up takes the locks that it holds once more. They stay held until the process ends, so
 // that nothing runs on that sirane any more, and the failure of locking twice takes the place of `rc`.
 int32_t take_again(const sirane_locks &locks, int32_t rc)
 {
-    if (locks.command_held) {
-        rc = kelvane_mutex_timed_lock(locks.command, LOCK_LIMIT_SECONDS, 0);
-    }
-    for (uint32_t mbox = 0; mbox < MBOX_THREAD_COUNT; mbox++) {
-        if (locks.response_held[mbox]) {
-            rc = kelvane_mutex_timed_lock(locks.response[mbox], LOCK_LIMIT_SECONDS, 0);
-        }
+    for (uint32_t i = 0; i < locks.count; i++) {
+        rc = kelvane_mutex_timed_lock(locks.taken[i], LOCK_LIMIT_SECONDS, 0);
     }
     return rc;
 }
@@ -78,8 +70,8 @@ int32_t greet_card(kelvane_handle handle)
     if (rc != KELVANE_EOK) {
         return rc;
     }
-    for (uint32_t sirane_id = 0; sirane_id < SIRANE_COUNT; sirane_id++) {
-        kelvane_deque_resp_receive(handle, KELVANE_ADDRESS_SIRANE(sirane_id), MBOX_RESPONSE);
+    for (sirane_link &link : handle_record(handle)->sirane) {
+        kelvane_deque_resp_receive(handle, link, MBOX_RESPONSE);
     }
     rc = kelvane_trace_zynq_info_table(handle);
     if (rc != KELVANE_EOK) {
@@ -109,11 +101,7 @@ int32_t bring_to_idle(kelvane_handle handle, uint32_t sirane_id)
     TRACE_AS(LINK_UP, LEVEL_DEBUG, handle, KELVANE_ADDRESS_SIRANE(sirane_id),
              " is_current_ver_later_or_equal = %d ", static_cast<int>(answers_reset));
     global_reset_mbox(handle, sirane_id, MBOX_STATE_NONE);
-    const mailbox_handler *mb = get_mbox_handler(sirane_id, MBOX_COMMAND);
-    if (mb == nullptr) {
-        return KELVANE_RET_CODE_GEN_ERR;
-    }
-    rc = write_mbox_state(handle, mb, MBOX_STATE_IDLE, SKIP_ALIVE);
+    rc = write_mbox_state(handle, mailbox_of(sirane_id, MBOX_COMMAND), MBOX_STATE_IDLE, SKIP_ALIVE);
     if (rc != KELVANE_EOK) {
         return rc;
     }
@@ -138,7 +126,7 @@ int32_t bring_up(kelvane_handle handle, sirane_locks *locks)
              static_cast<int>(from_6_01));
     for (uint32_t sirane_id = 0; sirane_id < SIRANE_COUNT && rc == KELVANE_EOK; sirane_id++) {
         if (from_5_22 == 1) {
-            rc = take(handle, sirane_id, locks);
+            rc = take(*find_link(handle, sirane_id), locks);
         }
         if (rc == KELVANE_EOK) {
             rc = bring_to_idle(handle, sirane_id);

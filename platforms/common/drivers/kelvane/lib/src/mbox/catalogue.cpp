@@ -4,72 +4,72 @@
 #include "kelvane_trace_defs.h"
 
 const mbox_data_row mbox_data_table[COMMAND_COUNT] = {
-    {0, 0, 500, 0, 16},   // kelvane_set_traffic_type
-    {1, 0, 500, 0, 12},   // kelvane_get_traffic_type
-    {2, 0, 500, 0, 16},   // kelvane_set_laser
-    {3, 0, 500, 0, 12},   // kelvane_get_laser
-    {4, 0, 500, 0, 16},   // kelvane_set_laser_channel
-    {5, 0, 500, 0, 16},   // kelvane_get_laser_channel
-    {6, 0, 500, 0, 16},   // kelvane_set_laser_bright_tuning
-    {7, 0, 500, 0, 16},   // kelvane_get_laser_bright_tuning
-    {8, 0, 500, 0, 12},   // kelvane_set_optical_output_power
-    {9, 0, 500, 0, 16},   // kelvane_read_register
-    {10, 0, 500, 0, 16},  // kelvane_write_register
-    {11, 0, 500, 0, 12},  // no operation
-    {12, 0, 500, 0, 12},  // no operation
-    {13, 0, 500, 0, 12},  // kelvane_diag_command
-    {14, 0, 500, 0, 12},  // kelvane_download_software
-    {15, 0, 500, 0, 12},  // kelvane_program_activate_software
-    {16, 0, 500, 0, 4},   // kelvane_default_initialize
-    {17, 0, 500, 0, 16},  // kelvane_is_xpm2_present
-    {18, 0, 500, 0, 12},  // kelvane_set_pm_parameters
-    {19, 0, 500, 0, 32},  // kelvane_get_xpm2_port_pm
-    {20, 1, 500, 0, 136}, // kelvane_get_sirane_port_pm
-    {21, 0, 500, 0, 40},  // kelvane_get_host_port_pm
-    {22, 0, 500, 0, 16},  // kelvane_get_generic_pm
-    {23, 1, 500, 0, 448}, // kelvane_get_global_pm
-    {24, 1, 500, 0, 464}, // kelvane_enable_pm_notify, and its batches
-    {25, 0, 500, 0, 12},  // no operation
-    {26, 0, 500, 0, 12},  // kelvane_get_host_pcs_alarms
-    {27, 0, 500, 0, 12},  // kelvane_get_host_otn_alarms
-    {28, 0, 500, 0, 12},  // kelvane_get_nwtk_port_alarms
-    {29, 0, 500, 0, 12},  // no operation
-    {30, 0, 500, 0, 12},  // no operation
-    {31, 0, 500, 0, 12},  // kelvane_get_generic_alarms
-    {32, 0, 500, 0, 12},  // kelvane_get_xpm2_alarms
-    {33, 0, 500, 0, 12},  // no operation
-    {34, 0, 500, 0, 44},  // kelvane_get_global_alarms
-    {35, 0, 500, 0, 56},  // kelvane_enable_alarms_notify, and its notifications
-    {36, 0, 500, 0, 44},  // kelvane_force_global_alarms_notify
-    {37, 0, 500, 0, 12},  // from the firmware: a module was plugged or unplugged
-    {38, 2, 500, 0, 240}, // kelvane_get_xpm2_inventory_inf
-    {39, 0, 500, 0, 12},  // kelvane_set_xpm2_simulated_oir
-    {40, 1, 500, 0, 128}, // kelvane_global_provisioned_config
-    {41, 0, 500, 0, 8},   // from the firmware: it restarts
-    {42, 0, 500, 0, 12},  // kelvane_set_tx_disable
-    {43, 0, 500, 0, 12},  // kelvane_set_xpm2_led
-    {44, 0, 500, 0, 12},  // kelvane_get_xpm2_led
-    {45, 0, 500, 0, 12},  // kelvane_set_network_loopback
-    {46, 0, 500, 0, 12},  // kelvane_set_host_loopback
-    {47, 0, 500, 0, 12},  // kelvane_get_host_loopback
-    {48, 0, 500, 0, 12},  // kelvane_get_network_loopback
-    {49, 0, 500, 0, 12},  // kelvane_set_rx_cd_low_search_value
-    {50, 0, 500, 0, 12},  // kelvane_set_rx_cd_high_search_value
-    {51, 0, 500, 0, 12},  // kelvane_get_rx_cd_low_search_value
-    {52, 0, 500, 0, 12},  // kelvane_get_rx_cd_high_search_value
-    {53, 0, 500, 0, 156}, // kelvane_get_subsystem_status_info
-    {54, 0, 500, 0, 0},   // DAP message; never looked up here
-    {55, 0, 500, 0, 8},   // kelvane_enable_keep_alive_notify
-    {56, 0, 500, 0, 8},   // kelvane_set_arm_trace_level
-    {57, 0, 500, 0, 12},  // kelvane_get_config_optical_output_power
-    {58, 0, 500, 0, 12},  // kelvane_set_runtime_optical_output_power
-    {59, 0, 500, 0, 8},   // kelvane_recover_device
-    {60, 0, 500, 0, 12},  // kelvane_get_xpm2_status
-    {61, 0, 500, 0, 240}, // kelvane_dbg_get_hostport_pcs_counters
-    {62, 0, 500, 0, 12},  // kelvane_get_zynq_rsa_check
-    {63, 0, 500, 0, 16},  // kelvane_set_laser_channel_flex_grid
-    {64, 0, 500, 0, 16},  // kelvane_get_laser_channel_flex_grid
-    {65, 0, 500, 0, 16},  // kelvane_set_cons_action
+    {.command = CMD_SET_TRAFFIC_TYPE, .max_data_size = 16, .path = OWN_PATH, .answer = ANSWER_TRAFFIC_TYPE},
+    {.command = CMD_GET_TRAFFIC_TYPE, .max_data_size = 12, .path = OWN_PATH},
+    {.command = CMD_SET_LASER, .max_data_size = 16, .path = OWN_PATH, .answer = ANSWER_LASER},
+    {.command = CMD_GET_LASER, .max_data_size = 12, .path = OWN_PATH},
+    {.command = CMD_SET_LASER_CHANNEL, .max_data_size = 16, .path = OWN_PATH},
+    {.command = CMD_GET_LASER_CHANNEL, .max_data_size = 16, .path = OWN_PATH},
+    {.command = CMD_SET_LASER_BRIGHT_TUNING, .max_data_size = 16, .path = OWN_PATH},
+    {.command = CMD_GET_LASER_BRIGHT_TUNING, .max_data_size = 16, .path = OWN_PATH},
+    {.command = CMD_SET_OPTICAL_OUTPUT_POWER, .max_data_size = 12, .path = OWN_PATH},
+    {.command = CMD_READ_REGISTER, .max_data_size = 16, .path = OWN_PATH},
+    {.command = CMD_WRITE_REGISTER, .max_data_size = 16, .path = OWN_PATH},
+    {.command = CMD_UNUSED_11, .max_data_size = 12},
+    {.command = CMD_UNUSED_12, .max_data_size = 12},
+    {.command = CMD_DIAG_COMMAND, .max_data_size = 12, .path = OWN_PATH},
+    {.command = CMD_DOWNLOAD_SOFTWARE, .max_data_size = 12},
+    {.command = CMD_PROGRAM_ACTIVATE_SOFTWARE, .max_data_size = 12},
+    {.command = CMD_DEFAULT_INITIALIZE, .max_data_size = 4},
+    {.command = CMD_IS_XPM2_PRESENT, .max_data_size = 16},
+    {.command = CMD_SET_PM_PARAMETERS, .max_data_size = 12},
+    {.command = CMD_GET_XPM2_PORT_PM, .max_data_size = 32},
+    {.command = CMD_GET_SIRANE_PORT_PM, .version = 1, .max_data_size = 136},
+    {.command = CMD_GET_HOST_PORT_PM, .max_data_size = 40},
+    {.command = CMD_GET_GENERIC_PM, .max_data_size = 16},
+    {.command = CMD_GET_GLOBAL_PM, .version = 1, .max_data_size = 448},
+    {.command = CMD_ENABLE_PM_NOTIFY, .version = 1, .max_data_size = 464, .answer = ANSWER_PERFORMANCE},
+    {.command = CMD_UNUSED_25, .max_data_size = 12},
+    {.command = CMD_GET_HOST_PCS_ALARMS, .max_data_size = 12},
+    {.command = CMD_GET_HOST_OTN_ALARMS, .max_data_size = 12},
+    {.command = CMD_GET_NWTK_PORT_ALARMS, .max_data_size = 12},
+    {.command = CMD_UNUSED_29, .max_data_size = 12},
+    {.command = CMD_UNUSED_30, .max_data_size = 12},
+    {.command = CMD_GET_GENERIC_ALARMS, .max_data_size = 12},
+    {.command = CMD_GET_XPM2_ALARMS, .max_data_size = 12},
+    {.command = CMD_UNUSED_33, .max_data_size = 12},
+    {.command = CMD_GET_GLOBAL_ALARMS, .max_data_size = 44},
+    {.command = CMD_ENABLE_ALARMS_NOTIFY, .max_data_size = 56, .answer = ANSWER_ALARMS},
+    {.command = CMD_FORCE_GLOBAL_ALARMS_NOTIFY, .max_data_size = 44},
+    {.command = CMD_NOTIFY_PLUGIN, .max_data_size = 12, .answer = ANSWER_PLUGIN},
+    {.command = CMD_GET_XPM2_INVENTORY_INF, .version = 2, .max_data_size = 240, .path = OWN_PATH},
+    {.command = CMD_SET_XPM2_SIMULATED_OIR, .max_data_size = 12},
+    {.command = CMD_GLOBAL_PROVISIONED_CONFIG, .version = 1, .max_data_size = 128},
+    {.command = CMD_APP_ZYNQ_RESTART_NOTIFY, .max_data_size = 8, .answer = ANSWER_RESTART},
+    {.command = CMD_SET_TX_DISABLE, .max_data_size = 12},
+    {.command = CMD_SET_XPM2_LED, .max_data_size = 12},
+    {.command = CMD_GET_XPM2_LED, .max_data_size = 12},
+    {.command = CMD_SET_NETWORK_LOOPBACK, .max_data_size = 12},
+    {.command = CMD_SET_HOST_LOOPBACK, .max_data_size = 12},
+    {.command = CMD_GET_HOST_LOOPBACK, .max_data_size = 12},
+    {.command = CMD_GET_NETWORK_LOOPBACK, .max_data_size = 12},
+    {.command = CMD_SET_RX_CD_LOW_SEARCH_VALUE, .max_data_size = 12},
+    {.command = CMD_SET_RX_CD_HIGH_SEARCH_VALUE, .max_data_size = 12},
+    {.command = CMD_GET_RX_CD_LOW_SEARCH_VALUE, .max_data_size = 12},
+    {.command = CMD_GET_RX_CD_HIGH_SEARCH_VALUE, .max_data_size = 12},
+    {.command = CMD_GET_SUBSYSTEM_STATUS_INFO, .max_data_size = 156},
+    {.command = CMD_DAP_MESSAGE, .max_data_size = 0},
+    {.command = CMD_ENABLE_KEEP_ALIVE_NOTIFY, .max_data_size = 8},
+    {.command = CMD_SET_ARM_TRACE_LEVEL, .max_data_size = 8},
+    {.command = CMD_GET_CONFIG_OPTICAL_OUTPUT_POWER, .max_data_size = 12},
+    {.command = CMD_SET_RUNTIME_OPTICAL_OUTPUT_POWER, .max_data_size = 12, .path = OWN_PATH},
+    {.command = CMD_RECOVER_DEVICE, .max_data_size = 8},
+    {.command = CMD_GET_XPM2_STATUS, .max_data_size = 12},
+    {.command = CMD_DBG_GET_HOSTPORT_PCS_COUNTERS, .max_data_size = 240},
+    {.command = CMD_GET_ZYNQ_RSA_CHECK, .max_data_size = 12},
+    {.command = CMD_SET_LASER_CHANNEL_FLEX_GRID, .max_data_size = 16},
+    {.command = CMD_GET_LASER_CHANNEL_FLEX_GRID, .max_data_size = 16},
+    {.command = CMD_SET_CONS_ACTION, .max_data_size = 16},
 };
 
 namespace {

@@ -6,12 +6,32 @@
 
 #include "kelvane_mbox.h"
 
+// What a caller sees of the two ways to exchange a command.
+enum command_path {
+    SHARED_PATH, // kelvane_manage_sync_call: checks address and handle, and logs the header of a failure
+    OWN_PATH,    // the operation has made its checks; failures are logged under its name
+};
+
+// What a message of the command is when nobody waits for it, see background/handlers.h.
+enum answer_kind {
+    ANSWER_AWAITED, // no such message
+    ANSWER_TRAFFIC_TYPE,
+    ANSWER_LASER,
+    ANSWER_PERFORMANCE,
+    ANSWER_ALARMS,
+    ANSWER_PLUGIN,
+    ANSWER_RESTART,
+    ANSWER_KINDS,
+};
+
 struct mbox_data_row {
     uint32_t command; // equal to the row's index
-    uint32_t version;
-    uint32_t timeout_sec; // no path waits by these two
-    uint32_t timeout_nsec;
+    uint32_t version = 0;
+    uint32_t timeout_sec = 500; // no path waits by these two
+    uint32_t timeout_nsec = 0;
     uint32_t max_data_size; // bytes
+    command_path path = SHARED_PATH;
+    answer_kind answer = ANSWER_AWAITED;
 };
 
 extern const mbox_data_row mbox_data_table[COMMAND_COUNT];

@@ -35,22 +35,22 @@ struct exchange {
 
 // Whether a callback of the sirane's answers called. Whoever holds the command mutex then may be waiting for
 // this very thread, so the mutex is tried and not waited for.
-bool is_called_back(const exchange &e)
+bool is_called_back(const sirane_link &link)
 {
-    return mbox_mutex_served_here != nullptr &&
-           mbox_mutex_served_here ==
-               mbox_response_mutex(e.handle, sirane_id_of_address(e.device_address), MBOX_RESPONSE);
+    return mbox_mutex_served_here == &link.answers[MBOX_RESPONSE].response_mutex;
 }
 
 // Lock, send, receive, unlock. `reached` tells the step that the status belongs to.
 int32_t run(const exchange &e, exchange_step *reached)
 {
     *reached = STEP_LOCK;
-    kelvane_mutex *mutex = mbox_command_mutex(e.handle, sirane_id_of_address(e.device_address));
-    if (mutex == nullptr) {
+    const trace_context at = {e.handle, e.device_address};
+    sirane_link *link = find_link(e.handle, sirane_id_of_address(e.device_address));
+    if (link == nullptr) {
         return KELVANE_RET_CODE_GEN_ERR;
     }
-    int32_t rc = kelvane_mutex_timed_lock(mutex, is_called_back(e) ? 0 : LOCK_LIMIT_SECONDS, 0);
+    int32_t rc =
+        kelvane_mutex_timed_lock(&link->command_mutex, is_called_back(*link) ? 0 : LOCK_LIMIT_SECONDS, 0);
     if (rc != KELVANE_EOK) {
         return rc;
     }
@@ -58,13 +58,12 @@ int32_t run(const exchange &e, exchange_step *reached)
         kelvane_delay(0, e.delay_nsec);
     }
     *reached = STEP_SEND;
-    rc = manage_cmd_send(e.handle, e.device_address, MBOX_COMMAND, *e.header, e.data);
+    rc = manage_cmd_send(at, mailbox_of(link->sirane_id, MBOX_COMMAND), *e.header, e.data);
     if (rc == KELVANE_EOK && e.response_header != nullptr) {
         *reached = STEP_RECEIVE;
-        rc = manage_resp_receive(e.handle, e.device_address, MBOX_RESPONSE, e.response_header,
-                                 e.response_data, *e.header);
+        rc = manage_resp_receive(at, *link, MBOX_RESPONSE, e.response_header, e.response_data, *e.header);
     }
-    kelvane_mutex_unlock(mutex);
+    kelvane_mutex_unlock(&link->command_mutex);
     return rc;
 }
 
@@ -90,7 +89,7 @@ exchange exchange_of(command *c, kelvane_handle handle, kelvane_device_address d
 
 } // namespace
 
-int32_t command_prepare(command *c, uint32_t id, std::initializer_list<uint32_t> words)
+int32_t command_prepare(command *c, command_id id, std::initializer_list<uint32_t> words)
 {
     *c = command{};
     uint32_t version = 0;
@@ -133,7 +132,7 @@ int32_t command_check(const operation &op)
 int32_t command_exchange(command *c, const operation &op)
 {
     const kelvane_device_address carrier = op.carrier != 0 ? op.carrier : op.device_address;
-    if (op.path == SHARED_PATH) {
+    if (mbox_data_table[op.command].path == SHARED_PATH) {
         return kelvane_manage_sync_call(op.handle, carrier, c->header, c->data, &c->response_header,
                                         &c->response);
     }
@@ -149,13 +148,36 @@ int32_t command_run(command *c, const operation &op, std::initializer_list<uint3
     return rc != KELVANE_EOK ? rc : command_exchange(c, op);
 }
 
-int32_t command_register(command *c, kelvane_handle handle, kelvane_device_address device_address,
-                         uint32_t mbox, kelvane_asynch_type type, asynch_callback callback)
+int32_t command_set(const operation &op, std::initializer_list<uint32_t> words)
 {
-    kelvane_handle_record *record = handle_record(handle);
-    const uint32_t sirane_id = sirane_id_of_address(device_address);
-    const mailbox_handler *mb = get_mbox_handler(sirane_id, mbox);
-    if (record == nullptr || mb == nullptr) {
+    TRACE_AS(op.function, LEVEL_INFO, op.handle, op.device_address, "start ");
+    command c;
+    const int32_t rc = command_run(&c, op, words);
+    if (rc != KELVANE_EOK) {
+        return rc;
+    }
+    TRACE_AS(op.function, LEVEL_INFO, op.handle, op.device_address, "end ");
+    return command_result(c);
+}
+
+int32_t command_get(const operation &op, std::initializer_list<uint32_t> words, uint32_t *out)
+{
+    TRACE_AS(op.function, LEVEL_INFO, op.handle, op.device_address, "start ");
+    command c;
+    const int32_t rc = command_run(&c, op, words);
+    if (rc != KELVANE_EOK) {
+        return rc;
+    }
+    *out = c.response.word[2];
+    TRACE_AS(op.function, LEVEL_INFO, op.handle, op.device_address, "end value = %08x ", *out);
+    return command_result(c);
+}
+
+int32_t command_register(command *c, kelvane_handle handle, kelvane_device_address device_address,
+                         mbox_id mbox, kelvane_asynch_type type, asynch_callback callback)
+{
+    sirane_link *link = find_link(handle, sirane_id_of_address(device_address));
+    if (link == nullptr) {
         return KELVANE_RET_CODE_GEN_ERR;
     }
     asynch_req_t request{};
@@ -166,25 +188,21 @@ int32_t command_register(command *c, kelvane_handle handle, kelvane_device_addre
         std::copy(c->data, c->data + std::size(request.req_data), request.req_data);
     }
     uint32_t slot = ASYNCH_REQ_ID_NONE;
-    const int32_t rc = insert_asynch_req(handle, device_address, mb, record->asynch_req_array[sirane_id],
-                                         &record->asynch_req_lock[sirane_id], &slot, request);
+    const int32_t rc = insert_asynch_req({handle, device_address}, mailbox_of(link->sirane_id, mbox),
+                                         link->requests, request, &slot);
     if (rc == KELVANE_EOK) {
         c->header.sy = slot;
     }
     return rc;
 }
 
-int32_t command_unregister(kelvane_handle handle, kelvane_device_address device_address, uint32_t mbox,
+int32_t command_unregister(kelvane_handle handle, kelvane_device_address device_address, mbox_id mbox,
                            uint32_t fixed_slot)
 {
-    kelvane_handle_record *record = handle_record(handle);
-    const uint32_t sirane_id = sirane_id_of_address(device_address);
-    const mailbox_handler *mb = get_mbox_handler(sirane_id, mbox);
-    if (record == nullptr || mb == nullptr) {
-        return KELVANE_RET_CODE_GEN_ERR;
-    }
-    return remove_asynch_req(handle, device_address, mb, record->asynch_req_array[sirane_id],
-                             &record->asynch_req_lock[sirane_id], fixed_slot);
+    sirane_link *link = find_link(handle, sirane_id_of_address(device_address));
+    return link == nullptr ? static_cast<int32_t>(KELVANE_RET_CODE_GEN_ERR)
+                           : remove_asynch_req({handle, device_address}, mailbox_of(link->sirane_id, mbox),
+                                               link->requests, fixed_slot);
 }
 
 int32_t command_send(command *c, kelvane_handle handle, kelvane_device_address device_address,
@@ -221,10 +239,10 @@ int32_t kelvane_manage_sync_call(kelvane_handle handle, kelvane_device_address d
     }
     if (rc != KELVANE_EOK && reached == STEP_SEND) {
         TRACE(LEVEL_ERROR, handle, device_address, "returned rc = %d on manage_cmd_send ", rc);
-        trace_mbox_header(handle, device_address, MBOX_COMMAND, header, LEVEL_ERROR);
+        trace_mbox_header({handle, device_address}, MBOX_COMMAND, header, LEVEL_ERROR);
     } else if (rc != KELVANE_EOK) {
         TRACE(LEVEL_ERROR, handle, device_address, "returned rc = %d on manage_resp_receive ", rc);
-        trace_mbox_header(handle, device_address, MBOX_COMMAND, *response_header, LEVEL_ERROR);
+        trace_mbox_header({handle, device_address}, MBOX_COMMAND, *response_header, LEVEL_ERROR);
     }
     TRACE(LEVEL_DEBUG, handle, device_address, " end ");
     return rc;

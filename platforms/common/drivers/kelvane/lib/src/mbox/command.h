@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <initializer_list>
 
+#include "core/trace_context.h"
 #include "kelvane.h"
 #include "kelvane_mbox.h"
 
@@ -19,12 +20,6 @@ struct command {
     uint32_t data[COMMAND_MAX_WORDS]; // unassigned words go out as 0
     mbox_data_header response_header;
     mbox_data response; // words that did not come stay 0
-};
-
-// What a caller sees of the two ways to exchange a command.
-enum command_path {
-    OWN_PATH,    // the operation has made its checks; failures are logged under its name
-    SHARED_PATH, // kelvane_manage_sync_call: checks address and handle, and logs the header of a failure
 };
 
 // What an operation checks before anything is sent: the general address test, the narrow one, the handle; the
@@ -41,8 +36,7 @@ enum command_checks {
 
 // One operation: what is particular to it, and who called.
 struct operation {
-    uint32_t command;
-    command_path path;
+    command_id command;
     command_checks checks;
     const char *function; // its own name, for the log
     kelvane_handle handle;
@@ -60,20 +54,33 @@ int32_t command_check(const operation &op);
 
 // Fills the request: id, a new reference, size and version from the catalogue, and `words` at the start
 // of the data. Returns 0, 64170 for an unknown id, or the failure of the reference's lock.
-int32_t command_prepare(command *c, uint32_t id, std::initializer_list<uint32_t> words);
+int32_t command_prepare(command *c, command_id id, std::initializer_list<uint32_t> words);
 
 // One exchange under the sirane's command mutex: send, and receive the answer.
 int32_t command_exchange(command *c, const operation &op);
 
 // For a request that is answered later: stores its record in the request table of the address's sirane, with
 // the first words of the data for a standard one, and puts the slot into the request's `sy`. `mbox` is where
-// the answer will come. Returns 0, 64170 when there is no such mailbox, or what the table says.
+// the answer will come. Returns 0, GEN_ERR when there is no such sirane, or what the table says.
 int32_t command_register(command *c, kelvane_handle handle, kelvane_device_address device_address,
-                         uint32_t mbox, kelvane_asynch_type type, asynch_callback callback);
+                         mbox_id mbox, kelvane_asynch_type type, asynch_callback callback);
 
 // Takes a subscription's record out of the table. Returns as above.
-int32_t command_unregister(kelvane_handle handle, kelvane_device_address device_address, uint32_t mbox,
+int32_t command_unregister(kelvane_handle handle, kelvane_device_address device_address, mbox_id mbox,
                            uint32_t fixed_slot);
+
+// The usual shapes of an operation, with their lines in the log: set a value, get a word, fetch a record.
+
+// Returns the firmware's result, or what failed.
+int32_t command_set(const operation &op, std::initializer_list<uint32_t> words);
+
+// The same; `*out` is the answer's third word, whatever the result.
+int32_t command_get(const operation &op, std::initializer_list<uint32_t> words, uint32_t *out);
+
+// The same; the record is copied from the answer whatever the result, and `repair(header)` makes of it what
+// the caller shall see, and traces it.
+template <typename record_type, typename repair_type>
+int32_t command_fetch(const operation &op, record_type *record, repair_type repair);
 
 // Sends under the sirane's command mutex and awaits no answer. Returns the lock's or the send's status.
 int32_t command_send(command *c, kelvane_handle handle, kelvane_device_address device_address,
@@ -86,6 +93,21 @@ void command_copy_record(const command &c, void *record, size_t bytes);
 inline int32_t command_result(const command &c)
 {
     return static_cast<int32_t>(c.response_header.rc);
+}
+
+template <typename record_type, typename repair_type>
+int32_t command_fetch(const operation &op, record_type *record, repair_type repair)
+{
+    TRACE_AS(op.function, LEVEL_INFO, op.handle, op.device_address, "start ");
+    command c;
+    const int32_t rc = command_run(&c, op, {op.handle, op.device_address});
+    if (rc != KELVANE_EOK) {
+        return rc;
+    }
+    command_copy_record(c, record, sizeof *record);
+    repair(c.response_header);
+    TRACE_AS(op.function, LEVEL_INFO, op.handle, op.device_address, "end ");
+    return command_result(c);
 }
 
 int32_t kelvane_manage_sync_call(kelvane_handle handle, kelvane_device_address device_address,

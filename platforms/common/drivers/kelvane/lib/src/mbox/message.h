@@ -8,18 +8,18 @@
 #include "kelvane.h"
 #include "kelvane_mbox.h"
 
-int32_t write_mbox_header(kelvane_handle handle, const mailbox_handler *mb, const mbox_data_header &header);
-int32_t write_mbox_data(kelvane_handle handle, const mailbox_handler *mb, const uint32_t *data,
+int32_t write_mbox_header(kelvane_handle handle, const mailbox_handler &mb, const mbox_data_header &header);
+int32_t write_mbox_data(kelvane_handle handle, const mailbox_handler &mb, const uint32_t *data,
                         uint32_t words);
 
 // Wipes the first `words` words with all ones, so that an old header cannot be read twice.
-void invalidate_mbox_data(kelvane_handle handle, const mailbox_handler *mb, uint32_t words);
+void invalidate_mbox_data(kelvane_handle handle, const mailbox_handler &mb, uint32_t words);
 
-// An error word in the header is logged and is no failure. `trace` 1 prints the header in any case.
-int32_t read_mbox_header(kelvane_handle handle, const mailbox_handler *mb, mbox_data_header *header_out,
-                         uint32_t trace);
+// An error word in the header is logged and is no failure. `trace` prints the header in any case.
+int32_t read_mbox_header(kelvane_handle handle, const mailbox_handler &mb, mbox_data_header *header_out,
+                         bool trace);
 
 // Reads at most MBOX_DATA_WORDS words, whatever `words` asks for.
-int32_t read_mbox_data(kelvane_handle handle, const mailbox_handler *mb, mbox_data *data_out, uint32_t words);
+int32_t read_mbox_data(kelvane_handle handle, const mailbox_handler &mb, mbox_data *data_out, uint32_t words);
 
 #endif

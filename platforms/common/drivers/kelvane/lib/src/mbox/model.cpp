@@ -27,9 +27,6 @@ constexpr mbox_levels levels_of[MBOX_COUNT] = {
     {LEVEL_LOWPR, LEVEL_LOWPR, LEVEL_LOWPR}, {LEVEL_LOWPR, LEVEL_LOWPR, LEVEL_LOWPR},
 };
 
-// No field of these leads anywhere, and none divides by zero.
-constexpr mailbox_handler defaults = {0xFFFFFFFF, MBOX_NONE, 0, 0, 100, 100, 100, 100, 100, 0, 0, 0};
-
 } // namespace
 
 void init_global_mbox_register(void)
@@ -77,58 +74,25 @@ const mailbox_handler *get_mbox_handler(uint32_t sirane_id, uint32_t mbox)
     return &mbox_handlers[sirane_id][mbox];
 }
 
-uint32_t is_mbox_h_valid(const mailbox_handler *mb)
+uint64_t mbox_polling_number(const mailbox_handler &mb)
 {
-    const auto limit = reinterpret_cast<intptr_t>(&mbox_handlers[0][0] + SIRANE_COUNT * MBOX_COUNT);
-    if (reinterpret_cast<intptr_t>(mb) >= limit) {
-        TRACE(LEVEL_ERROR, NO_HANDLE, NO_ADDRESS, "invalid mbox_handler %p ", static_cast<const void *>(mb));
-        return 0;
-    }
-    return 1;
-}
-
-const mailbox_handler &mbox_fields(const mailbox_handler *mb)
-{
-    return mb != nullptr && is_mbox_h_valid(mb) == 1 ? *mb : defaults;
-}
-
-uint64_t mbox_polling_number(const mailbox_handler *mb)
-{
-    const mailbox_handler &m = mbox_fields(mb);
-    return static_cast<uint64_t>(m.timeout_sec) * (1000000000u / m.polling_nsec) +
-           m.timeout_nsec / m.polling_nsec;
+    return static_cast<uint64_t>(mb.timeout_sec) * (1000000000u / mb.polling_nsec) +
+           mb.timeout_nsec / mb.polling_nsec;
 }
 
 kelvane_semaphore *mbox_sem_of(kelvane_handle handle, uint32_t sirane_id, uint32_t mbox)
 {
     kelvane_handle_record *record = handle_record(handle);
-    if (record == nullptr) {
-        return nullptr;
-    }
-    if (mbox == MBOX_DAP) {
+    if (record != nullptr && mbox == MBOX_DAP) {
         return &record->dap_semaphore;
     }
-    const bool exists = sirane_id < SIRANE_COUNT && mbox < MBOX_THREAD_COUNT;
-    return exists ? &record->mbox_semaphore[sirane_id][mbox] : nullptr;
+    sirane_link *link = find_link(handle, sirane_id);
+    return link != nullptr && mbox < MBOX_THREAD_COUNT ? &link->answers[mbox].semaphore : nullptr;
 }
 
-kelvane_mutex *mbox_command_mutex(kelvane_handle handle, uint32_t sirane_id)
+void trace_mbox_header(trace_context at, uint32_t mbox, const mbox_data_header &header, uint32_t level)
 {
-    kelvane_handle_record *record = handle_record(handle);
-    return record != nullptr && sirane_id < SIRANE_COUNT ? &record->command_mutex[sirane_id] : nullptr;
-}
-
-kelvane_mutex *mbox_response_mutex(kelvane_handle handle, uint32_t sirane_id, uint32_t mbox)
-{
-    kelvane_handle_record *record = handle_record(handle);
-    const bool exists = record != nullptr && sirane_id < SIRANE_COUNT && mbox < MBOX_THREAD_COUNT;
-    return exists ? &record->response_mutex[sirane_id][mbox] : nullptr;
-}
-
-void trace_mbox_header(kelvane_handle handle, kelvane_device_address device_address, uint32_t mbox,
-                       const mbox_data_header &header, uint32_t level)
-{
-    TRACE(level, handle, device_address, "mbx %d cmd %d rfd 0x%08x sz %d ver %d sy 0x%08x rc 0x%x",
-          static_cast<int>(mbox), static_cast<int>(header.cmd), header.ref_id, static_cast<int>(header.size),
-          static_cast<int>(header.version), header.sy, header.rc);
+    TRACE_AT(level, at, "mbx %d cmd %d rfd 0x%08x sz %d ver %d sy 0x%08x rc 0x%x", static_cast<int>(mbox),
+             static_cast<int>(header.cmd), header.ref_id, static_cast<int>(header.size),
+             static_cast<int>(header.version), header.sy, header.rc);
 }

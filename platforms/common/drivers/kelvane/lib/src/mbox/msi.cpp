@@ -41,7 +41,6 @@ void wake_for_interrupt(kelvane_handle handle, uint32_t sirane_id)
         return;
     }
     kelvane_semaphore *semaphore = mbox_sem_of(handle, sirane_id, mbox);
-    const mailbox_handler *mb = get_mbox_handler(sirane_id, mbox);
     if (semaphore == nullptr) {
         TRACE_AS(name, LEVEL_ERROR, handle, address,
                  "problem with retrieve sem: sirane_id %d mbox_with_ir %d", static_cast<int>(sirane_id),
@@ -49,8 +48,8 @@ void wake_for_interrupt(kelvane_handle handle, uint32_t sirane_id)
         return;
     }
     kelvane_sem_give(semaphore);
-    TRACE_AS(name, mb != nullptr ? mb->flow_level : LEVEL_LOWPR, handle, address, "unloking sem mbox = %d ",
-             static_cast<int>(mbox));
+    TRACE_AS(name, mailbox_of(sirane_id, static_cast<mbox_id>(mbox)).flow_level, handle, address,
+             "unloking sem mbox = %d ", static_cast<int>(mbox));
 }
 
 } // namespace

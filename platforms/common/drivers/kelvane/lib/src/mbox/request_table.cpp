@@ -40,10 +40,10 @@ void make_free(asynch_req_t *record)
     record->signature = ASYNCH_REQ_SIGNATURE_FREE;
 }
 
-void make_all_free(asynch_req_t *array)
+void make_all_free(request_table &requests)
 {
-    for (uint32_t id = 0; id < KELVANE_MAX_ASYNCH_REQ; id++) {
-        make_free(&array[id]);
+    for (asynch_req_t &record : requests.record) {
+        make_free(&record);
     }
 }
 
@@ -53,13 +53,13 @@ bool ages(const asynch_req_t &record)
            record.asynch_op_type == KELVANE_ASYNCH_TYPE_OP_STANDARD_ASYNCH;
 }
 
-uint32_t pick_slot(const asynch_req_t *array, uint32_t type)
+uint32_t pick_slot(const request_table &requests, uint32_t type)
 {
     if (type != KELVANE_ASYNCH_TYPE_OP_STANDARD_ASYNCH) {
         return types[type].fixed_slot;
     }
     for (uint32_t id = 0; id < ASYNCH_REQ_STANDARD_SLOTS; id++) {
-        if (array[id].signature == ASYNCH_REQ_SIGNATURE_FREE) {
+        if (requests.record[id].signature == ASYNCH_REQ_SIGNATURE_FREE) {
             return id;
         }
     }
@@ -67,148 +67,164 @@ uint32_t pick_slot(const asynch_req_t *array, uint32_t type)
 }
 
 // Refuses an id above the table.
-int32_t check_id(kelvane_handle handle, kelvane_device_address device_address, const mailbox_handler *mb,
-                 uint32_t asynch_req_id, const char *function)
+int32_t check_id(trace_context at, const mailbox_handler &mb, uint32_t id, const char *function)
 {
-    if (asynch_req_id >= KELVANE_MAX_ASYNCH_REQ) {
-        TRACE_AS(function, mbox_fields(mb).error_level, handle, device_address,
-                 "ERROR  Invalid asynch_req_id %d > KELVANE_MAX_ASYNCH_REQ %d  ",
-                 static_cast<int>(asynch_req_id), static_cast<int>(KELVANE_MAX_ASYNCH_REQ));
+    if (id >= KELVANE_MAX_ASYNCH_REQ) {
+        TRACE_AT_AS(function, mb.error_level, at,
+                    "ERROR  Invalid asynch_req_id %d > KELVANE_MAX_ASYNCH_REQ %d  ", static_cast<int>(id),
+                    static_cast<int>(KELVANE_MAX_ASYNCH_REQ));
         return KELVANE_RET_CODE_EINVAL;
     }
     return KELVANE_EOK;
 }
 
-int32_t copy_record(const asynch_req_t *array, kelvane_mutex *lock, uint32_t id, asynch_req_t *out)
+int32_t copy_record(request_table &requests, uint32_t id, asynch_req_t *out)
 {
-    return with_lock(lock, [&] {
-        *out = array[id];
+    return with_lock(&requests.lock, [&] {
+        *out = requests.record[id];
         return KELVANE_EOK;
     });
+}
+
+// Runs `body(record)` with the lock held, of an id that the table has.
+template <typename body_type>
+int32_t with_record(trace_context at, const mailbox_handler &mb, request_table &requests, uint32_t id,
+                    const char *function, body_type body)
+{
+    const int32_t rc = check_id(at, mb, id, function);
+    if (rc != KELVANE_EOK) {
+        return rc;
+    }
+    return with_lock(&requests.lock, [&] {
+        body(requests.record[id]);
+        return KELVANE_EOK;
+    });
+}
+
+void print_asynch_req_t(trace_context at, uint32_t mbox, const asynch_req_t &record, uint32_t level)
+{
+    trace_mbox_header(at, mbox, record.header, level);
+    TRACE_AT(level, at, " asynch_req_p->fn_cb      = %p", reinterpret_cast<void *>(record.fn_cb.address));
+    TRACE_AT(level, at, " asynch_req_p->aging_time = %d", static_cast<int>(record.aging_time));
+    TRACE_AT(level, at, " asynch_req_p->signature  = %08x", record.signature);
+    TRACE_AT(level, at, " asynch_req_p->asynch_op_type  = %s", type_name(record.asynch_op_type));
+}
+
+// With the lock held, or of a copy.
+void print_records(trace_context at, uint32_t mbox, const asynch_req_t *records, uint32_t level)
+{
+    for (uint32_t id = 0; id < KELVANE_MAX_ASYNCH_REQ; id++) {
+        if (records[id].asynch_op_type != KELVANE_ASYNCH_TYPE_OP_UNDEF) {
+            TRACE_AS("print_asynch_req_array", level, at.handle, at.address, "pos %d  ",
+                     static_cast<int>(id));
+            print_asynch_req_t(at, mbox, records[id], level);
+        }
+    }
 }
 
 } // namespace
 
-int32_t init_asynch_req_array(kelvane_handle, asynch_req_t *array, kelvane_mutex *lock)
+int32_t init_asynch_req_array(request_table &requests)
 {
-    const int32_t rc = kelvane_mutex_init(lock);
+    const int32_t rc = kelvane_mutex_init(&requests.lock);
     if (rc != KELVANE_EOK) {
         return rc;
     }
-    return with_lock(lock, [&] {
-        make_all_free(array);
+    return with_lock(&requests.lock, [&] {
+        make_all_free(requests);
         return KELVANE_EOK;
     });
 }
 
-void delete_asynch_req_array(kelvane_handle, const mailbox_handler *, asynch_req_t *array,
-                             kelvane_mutex *lock)
+void delete_asynch_req_array(request_table &requests)
 {
-    with_lock(lock, [&] {
-        make_all_free(array);
+    with_lock(&requests.lock, [&] {
+        make_all_free(requests);
         return KELVANE_EOK;
     });
-    kelvane_mutex_destroy(lock);
+    kelvane_mutex_destroy(&requests.lock);
 }
 
-int32_t insert_asynch_req(kelvane_handle handle, kelvane_device_address device_address,
-                          const mailbox_handler *mb, asynch_req_t *array, kelvane_mutex *lock,
-                          uint32_t *id_out, asynch_req_t record)
+int32_t insert_asynch_req(trace_context at, const mailbox_handler &mb, request_table &requests,
+                          const asynch_req_t &record, uint32_t *id_out)
 {
-    const uint32_t level = mbox_fields(mb).error_level;
     const auto type = record.asynch_op_type;
     *id_out = ASYNCH_REQ_ID_NONE;
-    if (record.fn_cb == nullptr || type == KELVANE_ASYNCH_TYPE_OP_UNDEF) {
-        TRACE(level, handle, device_address, "invalid input parameter fn_cb %p asynch_op_type %d ",
-              reinterpret_cast<void *>(record.fn_cb), static_cast<int>(type));
+    if (record.fn_cb.address == nullptr || type == KELVANE_ASYNCH_TYPE_OP_UNDEF) {
+        TRACE_AT(mb.error_level, at, "invalid input parameter fn_cb %p asynch_op_type %d ",
+                 reinterpret_cast<void *>(record.fn_cb.address), static_cast<int>(type));
         return KELVANE_RET_CODE_EINVAL;
     }
     const char *const function = __func__;
-    return with_lock(lock, [&]() -> int32_t {
+    return with_lock(&requests.lock, [&]() -> int32_t {
         if (type >= TYPE_COUNT) {
-            TRACE_AS(function, level, handle, device_address, "unsupported asynch_req = %d ",
-                     static_cast<int>(type));
+            TRACE_AT_AS(function, mb.error_level, at, "unsupported asynch_req = %d ", static_cast<int>(type));
             return KELVANE_RET_CODE_EINVAL;
         }
-        const uint32_t slot = pick_slot(array, type);
+        const uint32_t slot = pick_slot(requests, type);
         if (slot == ASYNCH_REQ_ID_NONE) {
-            TRACE_AS(function, level, handle, device_address, "asynch req queue full: asynch_req_id %d",
-                     static_cast<int>(slot));
-            print_asynch_req_array(handle, device_address, mb, array, level);
+            TRACE_AT_AS(function, mb.error_level, at, "asynch req queue full: asynch_req_id %d",
+                        static_cast<int>(slot));
+            print_records(at, mb.mbox, requests.record, mb.error_level);
             return KELVANE_RET_CODE_EBUSY;
         }
-        array[slot] = record;
-        array[slot].signature = ASYNCH_REQ_SIGNATURE_USED;
-        array[slot].aging_time = 0;
-        array[slot].header.sy = slot;
+        asynch_req_t &stored = requests.record[slot];
+        stored = record;
+        stored.signature = ASYNCH_REQ_SIGNATURE_USED;
+        stored.aging_time = 0;
+        stored.header.sy = slot;
         *id_out = slot;
         return KELVANE_EOK;
     });
 }
 
-int32_t remove_asynch_req(kelvane_handle handle, kelvane_device_address device_address,
-                          const mailbox_handler *mb, asynch_req_t *array, kelvane_mutex *lock,
-                          uint32_t asynch_req_id)
+int32_t remove_asynch_req(trace_context at, const mailbox_handler &mb, request_table &requests, uint32_t id)
 {
-    const int32_t rc = check_id(handle, device_address, mb, asynch_req_id, __func__);
-    if (rc != KELVANE_EOK) {
-        return rc;
-    }
-    return with_lock(lock, [&] {
-        make_free(&array[asynch_req_id]);
-        return KELVANE_EOK;
-    });
+    return with_record(at, mb, requests, id, __func__, [](asynch_req_t &record) { make_free(&record); });
 }
 
-int32_t get_asynch_req(kelvane_handle handle, kelvane_device_address device_address,
-                       const mailbox_handler *mb, asynch_req_t *array, kelvane_mutex *lock,
-                       uint32_t asynch_req_id, asynch_req_t *record_out)
+int32_t get_asynch_req(trace_context at, const mailbox_handler &mb, request_table &requests, uint32_t id,
+                       asynch_req_t *record_out)
 {
-    const int32_t rc = check_id(handle, device_address, mb, asynch_req_id, __func__);
-    if (rc != KELVANE_EOK) {
-        return rc;
-    }
-    return with_lock(lock, [&] {
-        *record_out = array[asynch_req_id];
-        print_asynch_req_t(handle, device_address, mb, *record_out, 0);
-        return KELVANE_EOK;
+    return with_record(at, mb, requests, id, __func__, [&](const asynch_req_t &record) {
+        *record_out = record;
+        print_asynch_req_t(at, mb.mbox, record, mb.flow_level);
     });
 }
 
 namespace {
 
+constexpr const char *VALIDITY = "is_asynch_req_id_valid"; // both tests below log under its name
+
 // Judges a header against the record of its slot, with the lock held.
-bool belongs(kelvane_handle handle, kelvane_device_address device_address, const mailbox_handler *mb,
-             const asynch_req_t *array, const mbox_data_header &header)
+bool belongs(trace_context at, const mailbox_handler &mb, const request_table &requests,
+             const mbox_data_header &header)
 {
-    constexpr const char *name = "is_asynch_req_id_valid";
-    const uint32_t level = mbox_fields(mb).error_level;
+    const uint32_t level = mb.error_level;
     const uint32_t id = header.sy;
-    const asynch_req_t &record = array[id];
+    const asynch_req_t &record = requests.record[id];
     if (record.signature == ASYNCH_REQ_SIGNATURE_FREE) {
-        TRACE_AS(name, level, handle, device_address,
-                 "ERROR  Invalid asynch_req_id %d  signature KO = 0x%08x ", static_cast<int>(id),
-                 record.signature);
-        print_asynch_req_array(handle, device_address, mb, array, level);
+        TRACE_AT_AS(VALIDITY, level, at, "ERROR  Invalid asynch_req_id %d  signature KO = 0x%08x ",
+                    static_cast<int>(id), record.signature);
+        print_records(at, mb.mbox, requests.record, level);
         return false;
     }
     if (id >= FIXED_REQ_ID_NOTIFY_PLUGIN) { // the firmware starts these by itself, with no reference
         return true;
     }
     if (header.ref_id != record.header.ref_id) {
-        TRACE_AS(name, level, handle, device_address,
-                 "ERROR  Invalid asynch_req_id %d  local_asynch_req.header.ref_id %d != "
-                 "mbox_data_header.ref_id %d ",
-                 static_cast<int>(id), static_cast<int>(record.header.ref_id),
-                 static_cast<int>(header.ref_id));
-        print_asynch_req_t(handle, device_address, mb, record, level);
+        TRACE_AT_AS(VALIDITY, level, at,
+                    "ERROR  Invalid asynch_req_id %d  local_asynch_req.header.ref_id %d != "
+                    "mbox_data_header.ref_id %d ",
+                    static_cast<int>(id), static_cast<int>(record.header.ref_id),
+                    static_cast<int>(header.ref_id));
+        print_asynch_req_t(at, mb.mbox, record, level);
         return false;
     }
     if (is_aging_expired(record.aging_time)) { // the aging pass reports it, and nobody else
-        TRACE_AS(name, level, handle, device_address,
-                 "ERROR  Invalid asynch_req_id %d aging time  aging_time %d ", static_cast<int>(id),
-                 static_cast<int>(record.aging_time));
-        print_asynch_req_t(handle, device_address, mb, record, level);
+        TRACE_AT_AS(VALIDITY, level, at, "ERROR  Invalid asynch_req_id %d aging time  aging_time %d ",
+                    static_cast<int>(id), static_cast<int>(record.aging_time));
+        print_asynch_req_t(at, mb.mbox, record, level);
         return false;
     }
     return true;
@@ -216,157 +232,117 @@ bool belongs(kelvane_handle handle, kelvane_device_address device_address, const
 
 // The test, and `take(record)` of a valid header's record in the same step.
 template <typename take_type>
-int32_t test_and_take(kelvane_handle handle, kelvane_device_address device_address, const mailbox_handler *mb,
-                      asynch_req_t *array, kelvane_mutex *lock, uint32_t *is_valid_out,
-                      const mbox_data_header &header, take_type take)
+int32_t test_and_take(trace_context at, const mailbox_handler &mb, request_table &requests,
+                      const mbox_data_header &header, bool *is_valid_out, take_type take)
 {
-    constexpr const char *name = "is_asynch_req_id_valid";
-    *is_valid_out = 0;
-    if (check_id(handle, device_address, mb, header.sy, name) != KELVANE_EOK) {
+    *is_valid_out = false;
+    if (check_id(at, mb, header.sy, VALIDITY) != KELVANE_EOK) {
         return KELVANE_EOK; // refused, and no failure
     }
-    return with_lock(lock, [&] {
-        if (belongs(handle, device_address, mb, array, header)) {
-            *is_valid_out = 1;
-            take(&array[header.sy]);
+    return with_lock(&requests.lock, [&] {
+        int32_t rc = KELVANE_EOK;
+        if (belongs(at, mb, requests, header)) {
+            *is_valid_out = true;
+            rc = take(requests.record[header.sy]);
         }
-        TRACE_AS(name, mbox_fields(mb).flow_level, handle, device_address, "is_valid = %d ",
-                 static_cast<int>(*is_valid_out));
-        return KELVANE_EOK;
+        TRACE_AT_AS(VALIDITY, mb.flow_level, at, "is_valid = %d ", static_cast<int>(*is_valid_out));
+        return rc;
     });
 }
 
 } // namespace
 
-int32_t is_asynch_req_id_valid(kelvane_handle handle, kelvane_device_address device_address,
-                               const mailbox_handler *mb, asynch_req_t *array, kelvane_mutex *lock,
-                               uint32_t *is_valid_out, mbox_data_header header)
+int32_t is_asynch_req_id_valid(trace_context at, const mailbox_handler &mb, request_table &requests,
+                               const mbox_data_header &header, bool *is_valid_out)
 {
-    return test_and_take(handle, device_address, mb, array, lock, is_valid_out, header,
-                         [](asynch_req_t *) {});
+    return test_and_take(at, mb, requests, header, is_valid_out,
+                         [](const asynch_req_t &) -> int32_t { return KELVANE_EOK; });
 }
 
-int32_t claim_asynch_req(kelvane_handle handle, kelvane_device_address device_address,
-                         const mailbox_handler *mb, asynch_req_t *array, kelvane_mutex *lock,
-                         uint32_t *is_valid_out, mbox_data_header header, asynch_req_t *record_out)
+int32_t claim_asynch_req(trace_context at, const mailbox_handler &mb, request_table &requests,
+                         const mbox_data_header &header, kelvane_asynch_type type, bool *is_valid_out,
+                         asynch_req_t *record_out)
 {
-    return test_and_take(handle, device_address, mb, array, lock, is_valid_out, header,
-                         [&](asynch_req_t *record) {
-                             *record_out = *record;
-                             print_asynch_req_t(handle, device_address, mb, *record, 0);
-                             if (record->asynch_op_type == KELVANE_ASYNCH_TYPE_OP_STANDARD_ASYNCH) {
-                                 make_free(record);
-                             }
-                         });
-}
-
-int32_t increase_aging_asynch_req(kelvane_handle handle, kelvane_device_address device_address,
-                                  const mailbox_handler *mb, asynch_req_t *array, kelvane_mutex *lock,
-                                  uint32_t asynch_req_id)
-{
-    int32_t rc = check_id(handle, device_address, mb, asynch_req_id, __func__);
-    if (rc != KELVANE_EOK) {
-        return rc;
-    }
     const char *const function = __func__;
-    return with_lock(lock, [&] {
-        asynch_req_t &record = array[asynch_req_id];
-        if (ages(record)) {
-            record.aging_time += ASYNCH_REQ_AGING_STEP;
-            TRACE_AS(function, mbox_fields(mb).flow_level, handle, device_address,
-                     "asynch_req_id %d aging = %d ", static_cast<int>(asynch_req_id),
-                     static_cast<int>(record.aging_time));
+    return test_and_take(at, mb, requests, header, is_valid_out, [&](asynch_req_t &record) -> int32_t {
+        if (record.asynch_op_type != type) {
+            TRACE_AT_AS(function, LEVEL_ERROR, at, "ERROR command %d does not belong to a record of %s ",
+                        static_cast<int>(header.cmd), type_name(record.asynch_op_type));
+            return KELVANE_RET_CODE_GEN_ERR;
+        }
+        *record_out = record;
+        print_asynch_req_t(at, mb.mbox, record, mb.flow_level);
+        if (type == KELVANE_ASYNCH_TYPE_OP_STANDARD_ASYNCH) {
+            make_free(&record);
         }
         return KELVANE_EOK;
     });
 }
 
-int32_t is_out_of_date_asynch_req(kelvane_handle handle, kelvane_device_address device_address,
-                                  const mailbox_handler *mb, asynch_req_t *array, kelvane_mutex *lock,
-                                  uint32_t asynch_req_id, uint32_t *out_of_date_out)
+int32_t increase_aging_asynch_req(trace_context at, const mailbox_handler &mb, request_table &requests,
+                                  uint32_t id)
 {
-    *out_of_date_out = 0;
-    int32_t rc = check_id(handle, device_address, mb, asynch_req_id, __func__);
-    asynch_req_t record{};
-    if (rc == KELVANE_EOK) {
-        rc = copy_record(array, lock, asynch_req_id, &record);
-    }
-    if (rc == KELVANE_EOK && ages(record) && is_aging_expired(record.aging_time)) {
-        *out_of_date_out = 1;
-        TRACE(mbox_fields(mb).flow_level, handle, device_address, "asynch_req_id %d out_of_date = %d ",
-              static_cast<int>(asynch_req_id), static_cast<int>(*out_of_date_out));
-        print_asynch_req_t(handle, device_address, mb, record, 0);
+    const char *const function = __func__;
+    return with_record(at, mb, requests, id, function, [&](asynch_req_t &record) {
+        if (ages(record)) {
+            record.aging_time += ASYNCH_REQ_AGING_STEP;
+            TRACE_AT_AS(function, mb.flow_level, at, "asynch_req_id %d aging = %d ", static_cast<int>(id),
+                        static_cast<int>(record.aging_time));
+        }
+    });
+}
+
+int32_t is_out_of_date_asynch_req(trace_context at, const mailbox_handler &mb, request_table &requests,
+                                  uint32_t id, bool *out_of_date_out)
+{
+    *out_of_date_out = false;
+    asynch_req_t copy{};
+    const int32_t rc =
+        with_record(at, mb, requests, id, __func__, [&](const asynch_req_t &record) { copy = record; });
+    if (rc == KELVANE_EOK && ages(copy) && is_aging_expired(copy.aging_time)) {
+        *out_of_date_out = true;
+        TRACE_AT(mb.flow_level, at, "asynch_req_id %d out_of_date = %d ", static_cast<int>(id), 1);
+        print_asynch_req_t(at, mb.mbox, copy, mb.flow_level);
     }
     return rc;
 }
 
-int32_t check_if_cb_is_available(kelvane_handle handle, uint32_t sirane_id, uint32_t mbox)
+int32_t check_if_cb_is_available(kelvane_handle handle, sirane_link &link, mbox_id mbox)
 {
-    const kelvane_device_address address = KELVANE_ADDRESS_SIRANE(sirane_id);
-    TRACE(LEVEL_LOWPR, handle, address, "start handler=%d sirane_id=%d mbox=%d   ", static_cast<int>(handle),
-          static_cast<int>(sirane_id), static_cast<int>(mbox));
+    const trace_context at = {handle, KELVANE_ADDRESS_SIRANE(link.sirane_id)};
+    TRACE_AT(LEVEL_LOWPR, at, "start handler=%d sirane_id=%d mbox=%d   ", static_cast<int>(handle),
+             static_cast<int>(link.sirane_id), static_cast<int>(mbox));
     uint32_t from_5_22 = 0;
     is_current_ver_later_or_equal(handle, 5, 22, &from_5_22);
     if (from_5_22 == 0) {
         return KELVANE_EOK;
     }
     if (mbox != MBOX_PM) {
-        TRACE(LEVEL_LOWPR, handle, address,
-              "this api is valid only for mbox_pm mbox_alm mbox                 handler=%d sirane_id=%d "
-              "mbox=%d ",
-              static_cast<int>(handle), static_cast<int>(sirane_id), static_cast<int>(mbox));
+        TRACE_AT(LEVEL_LOWPR, at,
+                 "this api is valid only for mbox_pm mbox_alm mbox                 handler=%d sirane_id=%d "
+                 "mbox=%d ",
+                 static_cast<int>(handle), static_cast<int>(link.sirane_id), static_cast<int>(mbox));
         return KELVANE_EOK;
     }
-    kelvane_handle_record *record = handle_record(handle);
-    if (record == nullptr || sirane_id >= SIRANE_COUNT) {
-        return KELVANE_RET_CODE_GEN_ERR;
-    }
     asynch_req_t subscription{};
-    const int32_t rc = copy_record(record->asynch_req_array[sirane_id], &record->asynch_req_lock[sirane_id],
-                                   FIXED_REQ_ID_PM, &subscription);
+    const int32_t rc = copy_record(link.requests, FIXED_REQ_ID_PM, &subscription);
     if (rc == KELVANE_EOK && subscription.signature == ASYNCH_REQ_SIGNATURE_FREE) {
-        TRACE(LEVEL_DEBUG, handle, address, "ERROR  Invalid fixed_req_id %d  signature KO = 0x%08x ",
-              static_cast<int>(FIXED_REQ_ID_PM), subscription.signature);
+        TRACE_AT(LEVEL_DEBUG, at, "ERROR  Invalid fixed_req_id %d  signature KO = 0x%08x ",
+                 static_cast<int>(FIXED_REQ_ID_PM), subscription.signature);
         kelvane_delay(1, 0);
         return KELVANE_RET_CODE_DEVICE_NOT_READY;
     }
     return rc;
 }
 
-void print_asynch_req_t(kelvane_handle handle, kelvane_device_address device_address,
-                        const mailbox_handler *mb, const asynch_req_t &record, uint32_t level)
-{
-    const uint32_t at = level == 0 && mb != nullptr ? mbox_fields(mb).flow_level : level;
-    trace_mbox_header(handle, device_address, mbox_fields(mb).mbox, record.header, at);
-    TRACE(at, handle, device_address, " asynch_req_p->fn_cb      = %p",
-          reinterpret_cast<void *>(record.fn_cb));
-    TRACE(at, handle, device_address, " asynch_req_p->aging_time = %d", static_cast<int>(record.aging_time));
-    TRACE(at, handle, device_address, " asynch_req_p->signature  = %08x", record.signature);
-    TRACE(at, handle, device_address, " asynch_req_p->asynch_op_type  = %s",
-          type_name(record.asynch_op_type));
-}
-
-void print_asynch_req_array(kelvane_handle handle, kelvane_device_address device_address,
-                            const mailbox_handler *mb, const asynch_req_t *array, uint32_t level)
-{
-    for (uint32_t id = 0; id < KELVANE_MAX_ASYNCH_REQ; id++) {
-        if (array[id].asynch_op_type != KELVANE_ASYNCH_TYPE_OP_UNDEF) {
-            TRACE(level, handle, device_address, "pos %d  ", static_cast<int>(id));
-            print_asynch_req_t(handle, device_address, mb, array[id], level);
-        }
-    }
-}
-
-void print_asynch_req_array_copy(kelvane_handle handle, kelvane_device_address device_address,
-                                 const mailbox_handler *mb, const asynch_req_t *array, kelvane_mutex *lock,
-                                 uint32_t level)
+void print_asynch_req_array(trace_context at, uint32_t mbox, request_table &requests, uint32_t level)
 {
     asynch_req_t copy[KELVANE_MAX_ASYNCH_REQ];
-    const int32_t rc = with_lock(lock, [&] {
-        std::copy(array, array + KELVANE_MAX_ASYNCH_REQ, copy);
+    const int32_t rc = with_lock(&requests.lock, [&] {
+        std::copy(std::begin(requests.record), std::end(requests.record), copy);
         return KELVANE_EOK;
     });
     if (rc == KELVANE_EOK) {
-        print_asynch_req_array(handle, device_address, mb, copy, level);
+        print_records(at, mbox, copy, level);
     }
 }

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 
+#include "core/trace_context.h"
 #include "kelvane.h"
 #include "kelvane_mbox.h"
 
@@ -11,8 +12,8 @@
 // the sirane's command mutex. Blocks for up to two of the mailbox's time-outs. Returns 0, 110, 64170,
 // 64171, 64174, 64175, or 64173 when the firmware refused the message; the mailbox's state on the host's
 // side is idle again after any of them that the card still answers.
-int32_t manage_cmd_send(kelvane_handle handle, kelvane_device_address device_address, uint32_t mbox,
-                        const mbox_data_header &header, const uint32_t *data);
+int32_t manage_cmd_send(trace_context at, const mailbox_handler &mb, const mbox_data_header &header,
+                        const uint32_t *data);
 
 // Writes `value` into the host's state of mailboxes 3, 0, 2, 1 of the sirane, and a reset into that of
 // the DAP mailbox, whatever the value. Returns 0, 64170 or 64174.

@@ -32,23 +32,11 @@ void trace_word(kelvane_handle handle, kelvane_device_address device_address, co
 
 using word_trace = void (*)(kelvane_handle handle, kelvane_device_address device_address, uint32_t word);
 
-// One word; `trace` null: it is not traced.
-int32_t fetch_word(uint32_t id, kelvane_handle handle, kelvane_device_address device_address,
+int32_t fetch_word(command_id id, kelvane_handle handle, kelvane_device_address device_address,
                    uint32_t *alarms, word_trace trace, const char *function)
 {
-    TRACE_AS(function, LEVEL_INFO, handle, device_address, "start ");
-    command c;
-    const int32_t rc = command_run(&c, {id, SHARED_PATH, CHECK_DEVICE, function, handle, device_address},
-                                   {handle, device_address});
-    if (rc != KELVANE_EOK) {
-        return rc;
-    }
-    command_copy_record(c, alarms, sizeof *alarms);
-    if (trace != nullptr) {
-        trace(handle, device_address, *alarms);
-    }
-    TRACE_AS(function, LEVEL_INFO, handle, device_address, "end ");
-    return command_result(c);
+    return command_fetch({id, CHECK_DEVICE, function, handle, device_address}, alarms,
+                         [&](const mbox_data_header &) { trace(handle, device_address, *alarms); });
 }
 
 } // namespace
@@ -98,47 +86,44 @@ void trace_kelvane_global_alarms(kelvane_handle handle, kelvane_device_address d
 int32_t kelvane_get_host_pcs_alarms(kelvane_handle handle, kelvane_device_address device_address,
                                     uint32_t *alarms)
 {
-    return fetch_word(26, handle, device_address, alarms, nullptr, __func__);
+    return command_fetch({CMD_GET_HOST_PCS_ALARMS, CHECK_DEVICE, __func__, handle, device_address}, alarms,
+                         [](const mbox_data_header &) {});
 }
 
 int32_t kelvane_get_host_otn_alarms(kelvane_handle handle, kelvane_device_address device_address,
                                     uint32_t *alarms)
 {
-    return fetch_word(27, handle, device_address, alarms, kelvane_trace_host_alarms, __func__);
+    return fetch_word(CMD_GET_HOST_OTN_ALARMS, handle, device_address, alarms, kelvane_trace_host_alarms,
+                      __func__);
 }
 
 int32_t kelvane_get_nwtk_port_alarms(kelvane_handle handle, kelvane_device_address device_address,
                                      uint32_t *alarms)
 {
-    return fetch_word(28, handle, device_address, alarms, kelvane_trace_ntwk_port_alarms, __func__);
+    return fetch_word(CMD_GET_NWTK_PORT_ALARMS, handle, device_address, alarms,
+                      kelvane_trace_ntwk_port_alarms, __func__);
 }
 
 int32_t kelvane_get_generic_alarms(kelvane_handle handle, kelvane_device_address device_address,
                                    uint32_t *alarms)
 {
-    return fetch_word(31, handle, device_address, alarms, kelvane_trace_generic_alarms_t, __func__);
+    return fetch_word(CMD_GET_GENERIC_ALARMS, handle, device_address, alarms, kelvane_trace_generic_alarms_t,
+                      __func__);
 }
 
 int32_t kelvane_get_xpm2_alarms(kelvane_handle handle, kelvane_device_address device_address,
                                 uint32_t *alarms)
 {
-    return fetch_word(32, handle, device_address, alarms, kelvane_trace_xpm2_alarms_t, __func__);
+    return fetch_word(CMD_GET_XPM2_ALARMS, handle, device_address, alarms, kelvane_trace_xpm2_alarms_t,
+                      __func__);
 }
 
 int32_t kelvane_get_global_alarms(kelvane_handle handle, kelvane_device_address device_address,
                                   global_alarms *record)
 {
-    TRACE(LEVEL_INFO, handle, device_address, "start ");
-    command c;
-    const int32_t rc = command_run(&c, {34, SHARED_PATH, CHECK_DEVICE, __func__, handle, device_address},
-                                   {handle, device_address});
-    if (rc != KELVANE_EOK) {
-        return rc;
-    }
-    command_copy_record(c, record, sizeof *record);
-    trace_kelvane_global_alarms(handle, device_address, *record);
-    TRACE(LEVEL_INFO, handle, device_address, "end ");
-    return command_result(c);
+    return command_fetch(
+        {CMD_GET_GLOBAL_ALARMS, CHECK_DEVICE, __func__, handle, device_address}, record,
+        [&](const mbox_data_header &) { trace_kelvane_global_alarms(handle, device_address, *record); });
 }
 
 int32_t kelvane_force_global_alarms_notify(kelvane_handle handle, kelvane_device_address device_address,
@@ -148,7 +133,7 @@ int32_t kelvane_force_global_alarms_notify(kelvane_handle handle, kelvane_device
     int32_t rc = check_address_and_handle(device_address, handle);
     command c;
     if (rc == KELVANE_EOK) {
-        rc = command_prepare(&c, 36, {handle, device_address});
+        rc = command_prepare(&c, CMD_FORCE_GLOBAL_ALARMS_NOTIFY, {handle, device_address});
     }
     if (rc == KELVANE_EOK) {
         memcpy(&c.data[2], record, sizeof *record);

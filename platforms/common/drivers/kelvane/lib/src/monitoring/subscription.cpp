@@ -9,23 +9,24 @@
 namespace {
 
 struct subscription {
-    uint32_t command;
-    uint32_t mbox;
+    command_id command;
+    mbox_id mbox;
     kelvane_asynch_type type;
     uint32_t fixed_slot;
     bool counts_batches; // a new subscription starts a new sequence
 };
 
-constexpr subscription performance = {24, MBOX_PM, KELVANE_ASYNCH_TYPE_OP_PM, FIXED_REQ_ID_PM, true};
-constexpr subscription alarm_changes = {35, MBOX_ALARM, KELVANE_ASYNCH_TYPE_OP_ALARM, FIXED_REQ_ID_ALARM,
-                                        false};
+constexpr subscription performance = {CMD_ENABLE_PM_NOTIFY, MBOX_PM, KELVANE_ASYNCH_TYPE_OP_PM,
+                                      FIXED_REQ_ID_PM, true};
+constexpr subscription alarm_changes = {CMD_ENABLE_ALARMS_NOTIFY, MBOX_ALARM, KELVANE_ASYNCH_TYPE_OP_ALARM,
+                                        FIXED_REQ_ID_ALARM, false};
 
 int32_t subscribe(const subscription &s, kelvane_handle handle, kelvane_device_address device_address,
                   uint32_t enable, asynch_callback callback, const char *function)
 {
     TRACE_AS(function, LEVEL_INFO, handle, device_address, "start enable =%d ", static_cast<int>(enable));
     int32_t rc = check_address_and_handle(device_address, handle);
-    if (rc == KELVANE_EOK && enable == 1 && callback == nullptr) {
+    if (rc == KELVANE_EOK && enable == 1 && callback.address == nullptr) {
         TRACE_AS(function, LEVEL_ERROR, handle, device_address, "invalid calling callback must no be null ");
         rc = KELVANE_RET_CODE_EINVAL;
     }
@@ -53,13 +54,11 @@ int32_t subscribe(const subscription &s, kelvane_handle handle, kelvane_device_a
 int32_t kelvane_enable_pm_notify(kelvane_handle handle, kelvane_device_address device_address,
                                  uint32_t enable, kelvane_pm_notify_cb callback)
 {
-    return subscribe(performance, handle, device_address, enable, reinterpret_cast<asynch_callback>(callback),
-                     __func__);
+    return subscribe(performance, handle, device_address, enable, {.performance = callback}, __func__);
 }
 
 int32_t kelvane_enable_alarms_notify(kelvane_handle handle, kelvane_device_address device_address,
                                      uint32_t enable, kelvane_alarms_notify_cb callback)
 {
-    return subscribe(alarm_changes, handle, device_address, enable,
-                     reinterpret_cast<asynch_callback>(callback), __func__);
+    return subscribe(alarm_changes, handle, device_address, enable, {.alarms = callback}, __func__);
 }

@@ -89,8 +89,9 @@ int32_t kelvane_global_provisioned_config(kelvane_handle handle, kelvane_device_
 {
     TRACE(LEVEL_INFO, handle, device_address, "start ");
     command c;
-    const int32_t rc = command_run(&c, {40, SHARED_PATH, CHECK_SIRANE, __func__, handle, device_address},
-                                   {handle, device_address});
+    const int32_t rc =
+        command_run(&c, {CMD_GLOBAL_PROVISIONED_CONFIG, CHECK_SIRANE, __func__, handle, device_address},
+                    {handle, device_address});
     if (rc != KELVANE_EOK) {
         return rc;
     }

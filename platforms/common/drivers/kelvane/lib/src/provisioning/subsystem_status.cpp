@@ -76,8 +76,9 @@ int32_t kelvane_get_subsystem_status_info(kelvane_handle handle, kelvane_device_
 {
     TRACE(LEVEL_INFO, handle, device_address, "start ");
     command c;
-    const int32_t rc = command_run(&c, {53, SHARED_PATH, CHECK_SIRANE, __func__, handle, device_address},
-                                   {handle, device_address});
+    const int32_t rc =
+        command_run(&c, {CMD_GET_SUBSYSTEM_STATUS_INFO, CHECK_SIRANE, __func__, handle, device_address},
+                    {handle, device_address});
     if (rc != KELVANE_EOK) {
         return rc;
     }

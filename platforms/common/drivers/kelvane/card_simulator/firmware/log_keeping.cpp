@@ -1,9 +1,8 @@
-#include "card_simulator/firmware/card_logs.h"
+#include "card_simulator/firmware/log_keeping.h"
 
 #include <utility>
 
 #include "card_simulator/firmware/card_record.h"
-#include "card_simulator/firmware/delivery.h"
 
 namespace {
 
@@ -37,8 +36,7 @@ void logs_go_down(card &card, bool cold)
 
 void logs_come_up(card &card)
 {
-    const bool text = !firmware_is_before(card.state, 3, 6) ||
-                      (card.state.firmware_major == 0 && card.state.firmware_minor == 0);
+    const bool text = !firmware_is_before(card.state, 3, 6) || card.state.running == firmware_version{};
     if (std::exchange(card.logs.trace.text, text) != text) {
         trace_log_clear(card.logs.trace, card.bar);
     }
