@@ -7,7 +7,7 @@
 #include <iterator>
 
 #include "benchmarks/figure_process.h"
-#include "core/trace/trace.h"
+#include "core/trace/file.h"
 
 std::vector<logged_line> take_logged_lines()
 {
