@@ -15,7 +15,7 @@ constexpr unsigned RING_ENTRIES = 65536;
 {
     va_list arguments;
     va_start(arguments, format);
-    vsnprintf(out, TRACE_MESSAGE_BYTES, format, arguments);
+    vsnprintf(out, TRACE_MESSAGE_BYTES_MAX, format, arguments);
     va_end(arguments);
 }
 
@@ -23,7 +23,7 @@ constexpr unsigned RING_ENTRIES = 65536;
 void bare_lines(unsigned turns)
 {
     for (unsigned turn = 0; turn < turns; turn++) {
-        char text[TRACE_MESSAGE_BYTES];
+        char text[TRACE_MESSAGE_BYTES_MAX];
         timespec now;
         format_text(text, "offset 0x%08x value 0x%08x ", 0x01C00000 + 4 * turn, turn);
         clock_gettime(CLOCK_REALTIME, &now);
