@@ -6,12 +6,6 @@
 #include "core/trace/file.h"
 #include "core/trace/rings.h"
 
-namespace {
-
-constexpr size_t RING_MESSAGE_BYTES_MAX = 512; // longer messages go whole into the file, cut into their ring
-
-}
-
 void kelvane_trace(uint32_t level, uint32_t slot, kelvane_device_address device_address, const char *function,
                    const char *format, ...)
 {
@@ -19,7 +13,7 @@ void kelvane_trace(uint32_t level, uint32_t slot, kelvane_device_address device_
     if (row == nullptr) {
         return;
     }
-    char message[RING_MESSAGE_BYTES_MAX];
+    char message[TRACE_MESSAGE_BYTES_MAX];
     va_list arguments;
     va_start(arguments, format);
     const int formatted = vsnprintf(message, sizeof message, format, arguments);

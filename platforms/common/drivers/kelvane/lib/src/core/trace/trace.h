@@ -7,6 +7,7 @@
 #ifndef CORE_TRACE_TRACE_H
 #define CORE_TRACE_TRACE_H
 
+#include <cstddef>
 #include <cstdint>
 
 #include "core/trace/levels.h"
@@ -14,6 +15,8 @@
 
 constexpr kelvane_handle NO_HANDLE = 0xFFFFFFFF;          // prints as slot -1
 constexpr kelvane_device_address NO_ADDRESS = 0xFFFFFFFF; // prints as 255 three times
+
+constexpr size_t TRACE_MESSAGE_BYTES_MAX = 512; // in a ring; longer messages are whole in the file only
 
 // Opens the file, makes the rings, turns all levels on and writes a line of stars at each. Returns
 // KELVANE_EOK, KELVANE_RET_CODE_GEN_ERR for a file that cannot be appended to, or
