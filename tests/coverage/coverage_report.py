@@ -19,7 +19,7 @@ HERE = pathlib.Path(__file__).resolve().parent
 LIBRARY = HERE.parents[1] / "platforms/common/drivers/kelvane/lib/src"
 
 # A trace is written or not by its level's bit. That is one branch a line, and not the function's judgement.
-TRACE = re.compile(r"^\s*(return )?(TRACE|TRACE_AS|TRACE_NO_CARD|SEMAPHORE_PROBLEM)\(")
+TRACE = re.compile(r"^\s*(return )?(TRACE\w*|SEMAPHORE_PROBLEM)\(")
 
 # A file, a function, and perhaps a number of branches with the reason why they cannot be taken.
 ROW = re.compile(r"^(?P<file>[a-z_/]+\.(cpp|h)) +(?P<function>\w+)( +(?P<unreachable>[1-9]) +# \S.*)?$")
