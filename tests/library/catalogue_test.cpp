@@ -29,21 +29,22 @@ TEST_F(catalogue_test, mailboxes)
     EXPECT_EQ(get_mbox_handler(3, 0), nullptr);
     EXPECT_EQ(get_mbox_handler(0, 6), nullptr);
     uint32_t bytes = 0;
-    EXPECT_EQ(kelvane_get_mbox_data_max_data_size(66, &bytes), 64170); // of no command
+    EXPECT_EQ(kelvane_get_mbox_data_max_data_size(COMMAND_COUNT, &bytes), 64170); // of no command
     EXPECT_EQ(bytes, 0xFFFFFFFF);
     answer_handler handler = {KELVANE_ASYNCH_TYPE_OP_PM, mbox_manage_asynch_set_laser};
-    EXPECT_EQ(kelvane_get_cb_fn_data_table(66, &handler), 22);
+    EXPECT_EQ(kelvane_get_cb_fn_data_table(COMMAND_COUNT, &handler), 22);
     EXPECT_EQ(handler.run, nullptr);
 }
 
 TEST_F(catalogue_test, rows_stand_at_their_index)
 {
     // Bytes of each command's record, from command 0 on.
-    const uint32_t bytes[] = {16, 12, 16,  12,  16,  16, 16,  16,  12, 16, 16,  12, 12, 12, 12, 12, 4,
-                              16, 12, 32,  136, 40,  16, 448, 464, 12, 12, 12,  12, 12, 12, 12, 12, 12,
-                              44, 56, 44,  12,  240, 12, 128, 8,   12, 12, 12,  12, 12, 12, 12, 12, 12,
-                              12, 12, 156, 0,   8,   8,  12,  12,  8,  12, 240, 12, 16, 16, 16};
-    for (uint32_t command = 0; command < 66; command++) {
+    constexpr uint32_t bytes[] = {16, 12, 16,  12,  16,  16, 16,  16,  12, 16, 16,  12, 12, 12, 12, 12, 4,
+                                  16, 12, 32,  136, 40,  16, 448, 464, 12, 12, 12,  12, 12, 12, 12, 12, 12,
+                                  44, 56, 44,  12,  240, 12, 128, 8,   12, 12, 12,  12, 12, 12, 12, 12, 12,
+                                  12, 12, 156, 0,   8,   8,  12,  12,  8,  12, 240, 12, 16, 16, 16};
+    static_assert(std::size(bytes) == COMMAND_COUNT);
+    for (uint32_t command = 0; command < COMMAND_COUNT; command++) {
         const mbox_data_row &row = mbox_data_table[command];
         const uint32_t version =
             command == 38 ? 2 : command == 20 || command == 23 || command == 24 || command == 40;

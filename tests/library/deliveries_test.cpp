@@ -179,7 +179,7 @@ TEST_F(deliveries_test, messages_that_belong_to_nobody)
         {{CMD_SET_LASER, r, 4, 0, 5, 0}, "0 "},
         {{CMD_SET_LASER, r, 4, 0, 17, 0}, "0 "},
         {{CMD_READ_REGISTER, r, 4, 0, 3, 0}, "0 "},
-        {{66, r, 4, 0, 0, 0}, "0 refused "},
+        {{COMMAND_COUNT, r, 4, 0, 0, 0}, "0 refused "},
         {{CMD_SET_LASER, r, 4, 1, 0, 0}, "0 refused "},
         {{CMD_READ_REGISTER, r, 4, 0, 0, 0}, "64170 refused "},     // of a command that nobody handles
         {{CMD_ENABLE_PM_NOTIFY, r, 4, 1, 0, 0}, "64170 refused "}}; // of one whose callback is another

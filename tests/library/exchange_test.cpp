@@ -115,8 +115,8 @@ TEST_F(exchange_test, answers_that_do_not_belong_to_the_request)
     // The word of the header, its value, the result. Sizes are words, compared with bytes, and another
     // command of that size passes.
     const std::tuple<size_t, uint32_t, int32_t> cases[] = {
-        {0, 66, 64173}, {0, 54, 64173},         {0, 10, 0},   {1, 7, 64173}, {2, 15, 0},
-        {2, 16, 64173}, {2, 0xFFFFFFFF, 64173}, {3, 1, 64173}};
+        {0, COMMAND_COUNT, 64173}, {0, 54, 64173}, {0, 10, 0}, {1, 7, 64173}, {2, 15, 0}, {2, 16, 64173},
+        {2, 0xFFFFFFFF, 64173},    {3, 1, 64173}};
     for (const auto &[word, changed, code] : cases) {
         firmware.spoil = [at = word, to = changed](words &header) { header[at] = to; };
         firmware.next_reference(0x1234);

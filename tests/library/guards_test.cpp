@@ -63,7 +63,7 @@ TEST_F(guards_test, what_cannot_be_reported_does_not_go)
         {KELVANE_ASYNCH_TYPE_OP_PM, 2, 0, 1000},
         {KELVANE_ASYNCH_TYPE_OP_STANDARD_ASYNCH, 9, 64170, 1002},
         {KELVANE_ASYNCH_TYPE_OP_STANDARD_ASYNCH, 2, 22, 1002}, // without callback
-        {KELVANE_ASYNCH_TYPE_OP_STANDARD_ASYNCH, 66, 22, 1002}};
+        {KELVANE_ASYNCH_TYPE_OP_STANDARD_ASYNCH, COMMAND_COUNT, 22, 1002}};
     for (const auto &[type, command, rc, aged] : ROWS) {
         asynch_req_t &record = requests.record[11];
         record = {};
