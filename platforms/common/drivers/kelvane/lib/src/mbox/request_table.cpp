@@ -1,6 +1,7 @@
 #include "mbox/request_table.h"
 
 #include <algorithm>
+#include <iterator>
 
 #include "card/running_firmware.h"
 #include "core/handle.h"
@@ -27,7 +28,10 @@ constexpr type_row types[] = {
     {KELVANE_ASYNCH_TYPE_OP_APP_ZYNQ_RESTART_NOTIFY, "KELVANE_ASYNCH_TYPE_OP_APP_ZYNQ_RESTART_NOTIFY",
      FIXED_REQ_ID_APP_ZYNQ_RESTART},
 };
-constexpr uint32_t TYPE_COUNT = sizeof types / sizeof types[0];
+constexpr uint32_t TYPE_COUNT = std::size(types);
+
+constexpr firmware_version FIRST_HELD_BACK_FIRMWARE = {5, 22};
+constexpr uint32_t HELD_BACK_PAUSE_S = 1;
 
 const char *type_name(uint32_t type)
 {
@@ -312,12 +316,12 @@ int32_t check_if_cb_is_available(kelvane_handle handle, sirane_link &link, mbox_
     const trace_context at = {handle, KELVANE_ADDRESS_SIRANE(link.sirane_id)};
     TRACE_AT(LEVEL_LOWPR, at, "start handler=%d sirane_id=%d mbox=%d   ", static_cast<int>(handle),
              static_cast<int>(link.sirane_id), static_cast<int>(mbox));
-    uint32_t from_5_22 = 0;
-    is_current_ver_later_or_equal(handle, 5, 22, &from_5_22);
-    if (from_5_22 == 0) {
+    bool held_back = false; // after a failed inquiry, too
+    is_current_ver_later_or_equal(handle, FIRST_HELD_BACK_FIRMWARE, &held_back);
+    if (!held_back) {
         return KELVANE_EOK;
     }
-    if (mbox != MBOX_PM) {
+    if (mbox != MBOX_PM) { // the alarm mailbox included, though the line names it
         TRACE_AT(LEVEL_LOWPR, at,
                  "this api is valid only for mbox_pm mbox_alm mbox                 handler=%d sirane_id=%d "
                  "mbox=%d ",
@@ -329,7 +333,7 @@ int32_t check_if_cb_is_available(kelvane_handle handle, sirane_link &link, mbox_
     if (rc == KELVANE_EOK && subscription.signature == ASYNCH_REQ_SIGNATURE_FREE) {
         TRACE_AT(LEVEL_DEBUG, at, "ERROR  Invalid fixed_req_id %d  signature KO = 0x%08x ",
                  static_cast<int>(FIXED_REQ_ID_PM), subscription.signature);
-        kelvane_delay(1, 0);
+        kelvane_delay(HELD_BACK_PAUSE_S, 0);
         return KELVANE_RET_CODE_DEVICE_NOT_READY;
     }
     return rc;

@@ -15,8 +15,8 @@ static_assert(offsetof(kelvane_provisioned_config_t, tx_channel_flex_grid) == 10
 
 namespace {
 
-constexpr uint32_t FLEX_GRID_STEPS = 10; // of one legacy channel
-constexpr firmware_version FLEX_GRID_FIRMWARE = {4, 1};
+constexpr uint32_t FLEX_GRID_STEPS = 10; // in one legacy channel
+constexpr firmware_version FIRST_FLEX_GRID_FIRMWARE = {4, 1};
 
 #define AT(field) offsetof(kelvane_provisioned_config_t, field)
 
@@ -51,7 +51,7 @@ int32_t kelvane_post_proc_global_provisioned_config(kelvane_handle handle,
     if (rc != KELVANE_EOK) {
         return rc;
     }
-    if (!running.is_at_least(FLEX_GRID_FIRMWARE) && response_header->version == 1) {
+    if (running < FIRST_FLEX_GRID_FIRMWARE && response_header->version == 1) {
         TRACE(LEVEL_DEBUG, handle, NO_ADDRESS,
               "box_data_header_var_out->version = %d  need to manage post proc for flex grid ",
               static_cast<int>(response_header->version));
