@@ -39,7 +39,7 @@ uint32_t slot_of(const mbox_data_header &header)
     }
 }
 
-// Closes the handshake with a refusal; whether that succeeds is not asked.
+// Closes the handshake with a refusal, whose own failure is ignored.
 int32_t refuse(const service &s, uint32_t *state, int32_t rc)
 {
     kelvane_close_resp_mbox_handshake(s.at, s.mb, false, state);

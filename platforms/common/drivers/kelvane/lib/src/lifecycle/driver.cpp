@@ -32,6 +32,7 @@ constexpr const char *CREATE = "kelvane_device_create"; // its steps below log u
 // What a failing step of the creation does to the record: gives it back, or leaves it claimed.
 enum failure_kind { UNWIND, LEAVE_CLAIMED };
 
+// All three are made, even after a failure.
 int32_t make_command_mutexes(kelvane_handle_record &record, kelvane_handle handle)
 {
     int32_t rc = KELVANE_EOK;

@@ -64,7 +64,7 @@ int32_t take_again(const sirane_locks &locks, int32_t rc)
 }
 
 // Tests the link, exchanges versions with the firmware, and clears what an earlier run left behind, as far as
-// that goes.
+// possible.
 int32_t greet_card(kelvane_handle handle)
 {
     int32_t rc = kelvene_check_pci_functionality(handle);
@@ -93,7 +93,7 @@ int32_t greet_card(kelvane_handle handle)
     return KELVANE_EOK;
 }
 
-// Resets the sirane's mailboxes. Whether the first reset and the wait go well is not asked: the last reset
+// Resets the sirane's mailboxes. Failures of the first reset and of the wait are ignored: the last reset
 // decides.
 int32_t bring_to_idle(kelvane_handle handle, uint32_t sirane_id)
 {

@@ -33,8 +33,8 @@ struct exchange {
     uint32_t delay_ns; // before the send
 };
 
-// Whether the caller is a callback for one of the sirane's answers. The holder of the command mutex may then
-// be waiting for this very thread, so the mutex is only tried.
+// Whether the caller is a callback for one of the sirane's responses. The holder of the command mutex may
+// then be waiting for this very thread, so the mutex is only tried.
 bool is_called_back(const sirane_link &link)
 {
     return mbox_mutex_served_here == &link.answers[MBOX_RESPONSE].response_mutex;

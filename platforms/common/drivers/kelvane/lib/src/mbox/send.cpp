@@ -106,7 +106,7 @@ int32_t kelvane_check_for_mbox_idle_startup(kelvane_handle handle, uint32_t sira
     int32_t rc = KELVANE_RET_CODE_DEVICE_NOT_READY;
     for (uint32_t attempt = 1; attempt <= STARTUP_ATTEMPTS; attempt++) {
         kelvane_delay(0, STARTUP_PAUSE_NS);
-        global_reset_mbox(handle, sirane_id, MBOX_STATE_NONE);
+        global_reset_mbox(handle, sirane_id, MBOX_STATE_NONE); // a failure shows in the look below
         kelvane_delay(0, STARTUP_PAUSE_NS);
         global_reset_mbox(handle, sirane_id, MBOX_STATE_IDLE);
         kelvane_delay(0, STARTUP_PAUSE_NS);
