@@ -1,6 +1,6 @@
 // The firmware's commands: CMD_SET_LASER is number 2, command_names[2] is "set_laser". An operation sends the
-// command of its own name. NOTIFY_PLUGIN and APP_ZYNQ_RESTART_NOTIFY come from the firmware, DAP_MESSAGE
-// never stands in a command mailbox, and nobody sends the UNUSED ones.
+// command of the same name. NOTIFY_PLUGIN and APP_ZYNQ_RESTART_NOTIFY come from the firmware, DAP_MESSAGE
+// never travels through a command mailbox, and the UNUSED ones are never sent.
 #ifndef KELVANE_COMMANDS_H
 #define KELVANE_COMMANDS_H
 

@@ -1,4 +1,4 @@
-// The handle record: all that the library knows of the card, one for the process.
+// The handle record: everything the library knows about the card.
 #ifndef KELVANE_HANDLE_H
 #define KELVANE_HANDLE_H
 
@@ -11,16 +11,16 @@
 #include "kelvane_mbox.h"
 #include "kelvane_sync.h"
 
-constexpr uint32_t HANDLE_COUNT = 1; // one card a process: only handle 0 can be valid
+constexpr uint32_t HANDLE_COUNT = 1; // one card per process: only handle 0 can be valid
 constexpr uint32_t HANDLE_SIGNATURE_USED = 0xAA88AA88;
 constexpr uint32_t HANDLE_SIGNATURE_FREE = 0x01010101;
 constexpr uint32_t HANDLE_DEV_FREE = 0xFFFFFFFF;
 
 static_assert(SIRANE_COUNT == KELVANE_SIRANE_COUNT);
 
-// A mailbox in which the firmware speaks, and the thread that listens there.
+// A mailbox in which the firmware speaks, and the thread that listens to it.
 struct answer_mailbox {
-    kelvane_mutex response_mutex; // of whoever looks at the mailbox, for one poll or one message
+    kelvane_mutex response_mutex; // held by whoever looks at the mailbox, for one poll or one message
     kelvane_semaphore semaphore;  // wakes the thread
     pthread_t thread;
     std::atomic<int32_t> mbox_tid;
@@ -31,13 +31,13 @@ struct request_table {
     asynch_req_t record[KELVANE_MAX_ASYNCH_REQ];
 };
 
-// All that belongs to one sirane. Its locks are taken in the order in which they stand.
+// Everything that belongs to one sirane. Its locks are taken in the order in which they are declared.
 struct sirane_link {
     uint32_t sirane_id;
-    kelvane_mutex command_mutex = {}; // that of sirane 0 serves the board as well
+    kelvane_mutex command_mutex = {}; // that of sirane 0 also serves the board
     answer_mailbox answers[MBOX_THREAD_COUNT] = {};
     request_table requests = {};
-    std::atomic<uint64_t> local_pm_incremental_id = 0; // last batch seen, 0 none
+    std::atomic<uint64_t> local_pm_incremental_id = 0; // last batch seen, 0 for none
 };
 
 // Fields that one thread writes and others read without a lock are atomic words.
@@ -50,11 +50,11 @@ struct kelvane_handle_record {
     std::atomic<int32_t> pci_mapped;   // the gate: released after init_device is written
 
     sirane_link sirane[SIRANE_COUNT] = {{.sirane_id = 0}, {.sirane_id = 1}, {.sirane_id = 2}};
-    uint32_t is_thread_initialized; // 1 once locks, semaphores, tables and response threads exist
+    uint32_t is_thread_initialized; // 1 once the locks, semaphores, tables and response threads exist
 
     pthread_t low_prio_thread;
     std::atomic<int32_t> low_prio_tid;
-    uint32_t low_prio_started;
+    bool low_prio_started;
     std::atomic<uint32_t> low_prio_active;
 
     std::atomic<uint32_t> keep_alive_status; // enum kelvane_keep_alive_status
@@ -64,9 +64,9 @@ struct kelvane_handle_record {
     kelvane_semaphore dap_semaphore;
     pthread_t dap_thread;
     std::atomic<int32_t> dap_tid;
-    uint32_t dap_started;
+    bool dap_started;
 
-    kelvane_mutex kelvane_sel_trace_sirane_eprom_mutex; // made, taken by nobody
+    kelvane_mutex kelvane_sel_trace_sirane_eprom_mutex; // made and never taken
     std::atomic<kelvane_generic_cb> generic_cb;
     std::atomic<uint32_t> last_seu_pl_uncorrectable;
     std::atomic<uint32_t> stored_ordune_ver_maj;

@@ -1,5 +1,5 @@
 // The mailboxes between the host and the firmware: what the two sides agree on, and the records that
-// describe a mailbox and a request under way.
+// describe a mailbox and a request in progress.
 #ifndef KELVANE_MBOX_H
 #define KELVANE_MBOX_H
 
@@ -11,7 +11,7 @@
 
 constexpr uint32_t SIRANE_COUNT = 3;
 constexpr uint32_t MBOX_COUNT = 6;
-constexpr uint32_t MBOX_THREAD_COUNT = 3; // mailboxes 0 to 2 have a response mutex, a semaphore, a thread
+constexpr uint32_t MBOX_THREAD_COUNT = 3; // mailboxes 0 to 2 have a response mutex, a semaphore and a thread
 
 enum mbox_id : uint32_t {
     MBOX_RESPONSE = 0,
@@ -24,7 +24,7 @@ enum mbox_id : uint32_t {
 };
 
 enum mbox_state : uint32_t {
-    MBOX_STATE_NONE = 0, // the firmware has not come up; from the host: first half of a reset
+    MBOX_STATE_NONE = 0, // the firmware is not up yet; from the host, the first half of a reset
     MBOX_STATE_IDLE = 2,
     MBOX_STATE_READY = 4,
     MBOX_STATE_HOLD = 8,
@@ -38,10 +38,10 @@ constexpr uint32_t PCI_ALL_ONES = 0xFFFFFFFF;
 struct mbox_registers {
     uint32_t resp_reg_to_write; // the host writes its state here
     uint32_t waiting_reg;       // the host reads the firmware's state here
-    uint32_t mailbox_addr;      // start of the message area, 0: none
+    uint32_t mailbox_addr;      // start of the message area, 0 for none
 };
 
-// The registers of a mailbox of a sirane; those of mailboxes 4 and 5 are one per card.
+// The registers of one of a sirane's mailboxes; mailboxes 4 and 5 exist once per card.
 constexpr mbox_registers mbox_registers_of(uint32_t sirane_id, uint32_t mbox)
 {
     const uint32_t base = 0x01C00000 + sirane_id * 0x00100000;
@@ -63,7 +63,7 @@ constexpr mbox_registers mbox_registers_of(uint32_t sirane_id, uint32_t mbox)
     }
 }
 
-// A message is this header at mailbox_addr, and its data words right behind it.
+// A message is this header at mailbox_addr, followed directly by its data words.
 struct mbox_data_header {
     uint32_t cmd;
     uint32_t ref_id;
@@ -79,7 +79,7 @@ constexpr uint32_t MBOX_HEADER_WORDS = 6;
 constexpr uint32_t MBOX_HEADER_BYTES = 4 * MBOX_HEADER_WORDS;
 constexpr uint32_t MBOX_SYNC_WORD = 0xFF00FF00;
 
-// What the smallest message area holds behind its header: nothing beyond it is read or written.
+// What the smallest message area holds after its header: nothing beyond it is read or written.
 constexpr uint32_t MBOX_DATA_WORDS = 1978;
 
 struct mbox_data {
@@ -93,7 +93,7 @@ struct mailbox_handler {
     uint32_t resp_reg_to_write;
     uint32_t waiting_reg;
     uint32_t mailbox_addr;
-    uint32_t polling_sec; // read by nobody: polling_nsec alone is slept
+    uint32_t polling_sec; // never read: polling_nsec alone is slept
     uint32_t polling_nsec;
     uint32_t timeout_sec;
     uint32_t timeout_nsec;
@@ -113,8 +113,8 @@ constexpr uint32_t ASYNCH_REQ_ID_NONE = MBOX_SYNC_WORD;
 
 constexpr uint32_t ASYNCH_REQ_SIGNATURE_FREE = 0xBBAACC00;
 constexpr uint32_t ASYNCH_REQ_SIGNATURE_USED = 0xCCBBDD11;
-constexpr uint32_t ASYNCH_REQ_AGING_STEP = 2;    // seconds
-constexpr uint32_t ASYNCH_REQ_AGING_LIMIT = 299; // seconds; above it a request is out of date
+constexpr uint32_t ASYNCH_REQ_AGING_STEP_S = 2;
+constexpr uint32_t ASYNCH_REQ_AGING_LIMIT_S = 299; // above it a request is out of date
 
 enum kelvane_asynch_type : uint32_t {
     KELVANE_ASYNCH_TYPE_OP_UNDEF = 0,
@@ -125,18 +125,18 @@ enum kelvane_asynch_type : uint32_t {
     KELVANE_ASYNCH_TYPE_OP_APP_ZYNQ_RESTART_NOTIFY = 5,
 };
 
-// The application's callback: which one, the asynch_op_type beside it says.
+// The application's callback; the asynch_op_type next to it tells which one.
 union asynch_callback {
-    kelvane_set_laser_cb completion; // of KELVANE_ASYNCH_TYPE_OP_STANDARD_ASYNCH, the traffic type's as well
+    kelvane_set_laser_cb completion; // of KELVANE_ASYNCH_TYPE_OP_STANDARD_ASYNCH, also for the traffic type
     kelvane_pm_notify_cb performance;
     kelvane_alarms_notify_cb alarms;
     kelvane_notify_plugin_cb plugin;
     kelvane_app_zynq_restart_notify_cb restart;
-    void (*address)(void); // for the log, and to be compared with null
+    void (*address)(void); // for the log and for comparison with null
 };
 static_assert(sizeof(asynch_callback) == sizeof(void *));
 
-// One request or subscription under way.
+// One request or subscription in progress.
 struct asynch_req_t {
     mbox_data_header header; // as sent; sy is the record's own slot
     uint32_t req_data[4];    // first words of the request: handle, device address, value, transaction id

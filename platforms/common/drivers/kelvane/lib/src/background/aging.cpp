@@ -10,8 +10,8 @@ namespace {
 
 constexpr uint32_t TIMED_OUT = KELVANE_RET_CODE_ETIMEDOUT;
 
-// Tells the callback of an out-of-date request and frees it. A handler that fails leaves the record, to be
-// tried again on the next pass. The table is that of the sirane which the address names.
+// Reports an out-of-date request to its callback and frees it. A handler that fails leaves the record for the
+// next pass to try again.
 int32_t report(trace_context at, const mailbox_handler &mb, uint32_t id)
 {
     sirane_link *link = find_link(at.handle, fields_of(at.address).sirane);

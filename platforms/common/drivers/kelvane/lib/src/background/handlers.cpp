@@ -12,7 +12,7 @@ static_assert(std::is_same_v<kelvane_set_laser_cb, kelvane_set_traffic_type_cb>)
 
 namespace {
 
-// Words of the data of a laser or traffic-type answer, as they were sent.
+// The data words of a laser or traffic-type answer: those of its request.
 enum { WORD_HANDLE, WORD_DEVICE_ADDRESS, WORD_VALUE, WORD_TRANSACTION_ID, REQUEST_WORDS };
 
 int32_t complete_request(kelvane_handle handle, const mailbox_handler &mb, const mbox_data_header &header,
@@ -24,7 +24,7 @@ int32_t complete_request(kelvane_handle handle, const mailbox_handler &mb, const
         return KELVANE_RET_CODE_EINVAL;
     }
     mbox_data data{};
-    if (is_aging_expired(record.aging_time)) { // nothing came: the request speaks for itself
+    if (is_aging_expired(record.aging_time)) { // no answer came: the stored request takes its place
         std::copy(record.req_data, record.req_data + REQUEST_WORDS, data.word);
     } else {
         const int32_t rc = read_mbox_data(handle, mb, &data, header.size);

@@ -14,7 +14,7 @@ uint16_t keep_alive_sequence;
 
 namespace {
 
-// Writes the token and awaits its echo; `status` is the verdict.
+// Writes the token and awaits its echo, even if the write failed; `status` is the verdict.
 int32_t exchange_token(trace_context at, const mailbox_handler &mb, uint32_t *status)
 {
     keep_alive_sequence++;
@@ -67,7 +67,7 @@ int32_t kelvane_keep_alive(kelvane_handle handle, kelvane_device_address device_
           keep_alive_status_name(new_status), keep_alive_status_name(old_status));
     record->keep_alive_status.store(new_status, std::memory_order_relaxed);
     if (new_status == KELVANE_ALIVE) {
-        drain_mailboxes(handle); // what the firmware posted meanwhile
+        drain_mailboxes(handle); // of what the firmware posted meanwhile
     }
     rc = kelvane_deque_msi(handle);
     if (rc != KELVANE_EOK) {
@@ -93,7 +93,7 @@ int32_t kelvane_manage_seu_pl_uncorrectable(kelvane_handle handle)
     if (rc != KELVANE_EOK || current == last) {
         return rc;
     }
-    rc = kelvane_set_last_seu_pl_uncorrectable(handle, current); // stored first: the event is not repeated
+    rc = kelvane_set_last_seu_pl_uncorrectable(handle, current); // stored first, so that it is reported once
     if (rc != KELVANE_EOK || current != KELVANE_SEU_PL_UNC) {
         return rc;
     }

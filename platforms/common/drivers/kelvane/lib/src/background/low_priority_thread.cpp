@@ -11,8 +11,8 @@
 
 namespace {
 
-constexpr uint32_t START_DELAY_SEC = 4;
-constexpr uint32_t PERIOD_SEC = 2;
+constexpr uint32_t START_DELAY_S = 4;
+constexpr uint32_t PERIOD_S = 2;
 
 } // namespace
 
@@ -38,7 +38,7 @@ void low_priority_pass(low_priority_state *state)
                 kelvane_deque_resp_receive(handle, link, mbox);
             }
         }
-        // While the mapping is down the address is stale, and names the table that the reports come from.
+        // While the mapping is down the address is stale: reports then come from the last sirane's table.
         kelvane_manage_asynch_req_aging({handle, state->device_address}, echo, link.requests);
     }
     state->label = static_cast<int32_t>(SIRANE_COUNT);
@@ -59,10 +59,10 @@ void *kelvane_low_prio_th(void *argument)
     TRACE(LEVEL_INFO, start.handle, NO_ADDRESS, "starting thread sirane_id = %d mbox = %d  tid=%d ",
           static_cast<int>(start.sirane_id), static_cast<int>(start.mbox), kelvane_gettid());
     record->low_prio_tid.store(kelvane_gettid(), std::memory_order_relaxed);
-    kelvane_delay(START_DELAY_SEC, 0);
+    kelvane_delay(START_DELAY_S, 0);
     low_priority_state state = low_priority_start(start.handle);
     for (;;) {
         low_priority_pass(&state);
-        kelvane_delay(PERIOD_SEC, 0);
+        kelvane_delay(PERIOD_S, 0);
     }
 }

@@ -1,4 +1,4 @@
-// The handlers of what the firmware tells by itself: performance batches, alarm changes, modules plugged and
+// The handlers of what the firmware reports unasked: performance batches, alarm changes, modules plugged and
 // unplugged, restarts.
 #include <cstring>
 
@@ -16,7 +16,7 @@
 
 namespace {
 
-// Byte offsets in the data of a message; word 1 of all is the device address, but for the restart's.
+// Byte offsets in the data of a message. Word 1 is the device address, except in a restart's.
 constexpr size_t PM_RECORD = 16;
 constexpr size_t PM_INCREMENTAL_ID = 456;
 constexpr size_t OLD_PM_INCREMENTAL_ID = 376; // of version 0
@@ -27,7 +27,7 @@ constexpr uint32_t WORD_DEVICE_ADDRESS = 1;
 constexpr uint32_t WORD_PLUGGED = 2;
 constexpr uint32_t WORD_ZYNQ_RESTART = 1;
 
-constexpr uint32_t RESET_PAUSE_NSEC = 500000;
+constexpr uint32_t RESET_PAUSE_NS = 500000;
 
 template <typename value_type> value_type load(const mbox_data &data, size_t offset)
 {
@@ -43,7 +43,7 @@ void trace_reference(kelvane_handle handle, const mailbox_handler &mb, const mbo
              header.ref_id);
 }
 
-// A failure that makes the response thread refuse the message.
+// The callback's status, logged if it is a failure, which makes the response thread refuse the message.
 int32_t callback_result(kelvane_handle handle, kelvane_device_address device_address, int32_t rc,
                         const char *function)
 {
@@ -72,7 +72,8 @@ const char *zynq_restart_name(uint32_t zynq_restart)
     }
 }
 
-// The number of this batch, and whether one before it is missing; told, and nothing more.
+// Keeps the number of this batch, and logs when the one before it is missing; the batch is delivered all the
+// same.
 void follow_sequence(kelvane_handle handle, uint32_t sirane_id, uint64_t new_id)
 {
     constexpr const char *name = "mbox_manage_enable_pm_notify";
@@ -95,14 +96,14 @@ void follow_sequence(kelvane_handle handle, uint32_t sirane_id, uint64_t new_id)
     }
 }
 
-// After a warm restart the firmware expects the command mailboxes to be reset.
+// After a warm restart the firmware expects its command mailboxes to be reset.
 int32_t reset_command_mailboxes(kelvane_handle handle)
 {
     for (uint32_t sirane_id = 0; sirane_id < SIRANE_COUNT; sirane_id++) {
         const mailbox_handler &mb = mailbox_of(sirane_id, MBOX_COMMAND);
         int32_t rc = write_mbox_state(handle, mb, MBOX_STATE_NONE, SKIP_ALIVE);
         if (rc == KELVANE_EOK) {
-            kelvane_delay(0, RESET_PAUSE_NSEC);
+            kelvane_delay(0, RESET_PAUSE_NS);
             rc = write_mbox_state(handle, mb, MBOX_STATE_IDLE, SKIP_ALIVE);
         }
         if (rc != KELVANE_EOK) {

@@ -16,8 +16,8 @@
 namespace {
 
 constexpr const char *PASS = "kelvane_asyc_resp_common"; // the steps below log under its name
-constexpr uint32_t SYNCHRONOUS_PAUSE_SEC = 2;
-constexpr uint32_t PACE_NSEC = 500000;
+constexpr uint32_t SYNCHRONOUS_PAUSE_S = 2;
+constexpr uint32_t PACE_NS = 500000;
 
 struct service {
     trace_context at;
@@ -26,7 +26,7 @@ struct service {
     request_table &requests;
 };
 
-// The firmware starts these two by itself: their slots are fixed, whatever the header says.
+// The firmware sends these two unasked: their slots are fixed, whatever the header says.
 uint32_t slot_of(const mbox_data_header &header)
 {
     switch (header.cmd) {
@@ -39,14 +39,15 @@ uint32_t slot_of(const mbox_data_header &header)
     }
 }
 
+// Closes the handshake with a refusal, whose own failure is ignored.
 int32_t refuse(const service &s, uint32_t *state, int32_t rc)
 {
     kelvane_close_resp_mbox_handshake(s.at, s.mb, false, state);
     return rc;
 }
 
-// Finds the record of a well-formed message, frees it if it is a request's, and runs its handler with the
-// handshake open. `delivered` stays false for a message that belongs to no live record.
+// Finds the record of a well-formed message, frees it if it is a request's, and runs the handler while the
+// handshake is open. `delivered` stays false for a message that belongs to no live record.
 int32_t deliver(const service &s, const mbox_data_header &header, bool *delivered)
 {
     answer_handler handler{};
@@ -55,7 +56,7 @@ int32_t deliver(const service &s, const mbox_data_header &header, bool *delivere
         return rc;
     }
     bool valid = false;
-    if (handler.run == nullptr) { // looked for first, so that the record stays to age
+    if (handler.run == nullptr) { // the record is not claimed, and goes on aging
         rc = is_asynch_req_id_valid(s.at, s.mb, s.requests, header, &valid);
         if (rc == KELVANE_EOK && valid) {
             TRACE_AT_AS(PASS, LEVEL_ERROR, s.at, "ERROR no handler for command %d ",
@@ -74,7 +75,8 @@ int32_t deliver(const service &s, const mbox_data_header &header, bool *delivere
     return rc;
 }
 
-// One message that is offered, with the response mutex held. A synchronous answer is left alone.
+// One message on offer, with the response mutex held. A synchronous answer is left alone. A well-formed
+// message of no live record is accepted and dropped.
 int32_t serve_message(const service &s, uint32_t *state, bool *synchronous)
 {
     mbox_data_header header{};
@@ -92,7 +94,7 @@ int32_t serve_message(const service &s, uint32_t *state, bool *synchronous)
     bool delivered = false;
     if (good) {
         rc = deliver(s, header, &delivered);
-    } else { // judged all the same, for the log
+    } else { // looked up only for the log
         bool ignored = false;
         rc = is_asynch_req_id_valid(s.at, s.mb, s.requests, header, &ignored);
     }
@@ -162,10 +164,10 @@ int32_t kelvane_asyc_resp_common(kelvane_handle handle, sirane_link &link, mbox_
         if (rc != KELVANE_EOK) {
             return mbox_leave_after_failure(handle, s.mb, response_mutex, rc);
         }
-        if (synchronous) { // its caller polls for it
-            kelvane_delay(SYNCHRONOUS_PAUSE_SEC, 0);
+        if (synchronous) { // its caller is polling for it
+            kelvane_delay(SYNCHRONOUS_PAUSE_S, 0);
         }
-        kelvane_delay(0, PACE_NSEC);
+        kelvane_delay(0, PACE_NS);
     }
     return KELVANE_EOK;
 }
@@ -186,7 +188,7 @@ void *kelvane_asyc_resp_th(void *argument)
     TRACE_AT(LEVEL_INFO, at, "starting thread sirane_id = %d mbox = %d tid=%d",
              static_cast<int>(start.sirane_id), static_cast<int>(start.mbox), kelvane_gettid());
     mailbox.mbox_tid.store(kelvane_gettid(), std::memory_order_relaxed);
-    kelvane_sem_take(&mailbox.semaphore); // the token that it was made with; later ones are real
+    kelvane_sem_take(&mailbox.semaphore); // the token that it was created with; later ones are real
     for (;;) {
         TRACE_AT(level, at, "waiting sem mbox = %d ", static_cast<int>(start.mbox));
         if (kelvane_sem_take(&mailbox.semaphore) != KELVANE_EOK) {

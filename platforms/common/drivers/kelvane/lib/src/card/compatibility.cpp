@@ -7,8 +7,8 @@ namespace {
 constexpr firmware_version SUPPORTED_FIRMWARE = {5, 22};
 constexpr uint32_t ANY = 0xFFFFFFFF;
 
-// Rows in the order of testing; a firmware in none of them is undefined. A verdict without a text is not
-// logged. Here, and only here, a firmware that gives no version (0.0) counts as the oldest.
+// Rows in the order of testing; a firmware that none of them covers is undefined. A verdict without a text is
+// not logged.
 struct verdict_row {
     firmware_version first, last;
     uint32_t verdict;
@@ -24,7 +24,9 @@ constexpr const char *UNDEFINED = "comp_sw = KELVANE_COMP_UNDEF  ";
 const verdict_row verdicts[] = {
     {{2, 0}, {2, 6}, KELVANE_COMP_SW_FATAL_NOT_ALIGNED, nullptr},
     {{2, 7}, {2, ANY}, KELVANE_COMP_SW_FATAL_NOT_ALIGNED, UPDATE_NEEDED},
-    {{0, 0}, {1, ANY}, KELVANE_COMP_SW_FATAL_NOT_ALIGNED, nullptr},
+    {{0, 1}, {1, ANY}, KELVANE_COMP_SW_FATAL_NOT_ALIGNED, nullptr},
+    // A firmware that gives no version counts as the oldest here, and only here.
+    {{0, 0}, {0, 0}, KELVANE_COMP_SW_FATAL_NOT_ALIGNED, nullptr},
     {{6, 0}, {ANY, ANY}, KELVANE_COMP_UNDEF, UNDEFINED},
     {{5, 23}, {5, ANY}, KELVANE_COMP_UNDEF, UNDEFINED},
     {{3, 0}, {4, ANY}, KELVANE_COMP_SW_FATAL_NOT_ALIGNED, UPDATE_NEEDED},

@@ -1,4 +1,4 @@
-// A version of the firmware. Its age decides what the card understands and how it answers.
+// A version of the firmware, whose age decides what the card understands and how it answers.
 #ifndef CARD_FIRMWARE_VERSION_H
 #define CARD_FIRMWARE_VERSION_H
 
@@ -9,15 +9,12 @@ struct firmware_version {
     uint32_t major = 0;
     uint32_t minor = 0;
 
-    // By age; 0.0 is the oldest.
-    friend constexpr auto operator<=>(const firmware_version &, const firmware_version &) = default;
-
-    // Whether this firmware has what came with `first`. One that gives no version (0.0) passes for the
-    // newest.
-    constexpr bool is_at_least(firmware_version first) const
+    // By age. A firmware that gives no version (0.0) counts as the newest.
+    friend constexpr auto operator<=>(const firmware_version &a, const firmware_version &b)
     {
-        return *this == firmware_version{} || *this >= first;
+        return a.rank() <=> b.rank();
     }
+    friend constexpr bool operator==(const firmware_version &, const firmware_version &) = default;
 
     // As one word of the card's tables: major in the upper half, minor in the lower.
     static constexpr firmware_version from_word(uint32_t word)
@@ -27,6 +24,12 @@ struct firmware_version {
     constexpr uint32_t to_word() const
     {
         return major << 16 | (minor & 0xFFFF);
+    }
+
+  private:
+    constexpr uint64_t rank() const
+    {
+        return (uint64_t{major} << 32 | minor) - 1; // that of 0.0 wraps round to the highest
     }
 };
 

@@ -10,12 +10,12 @@ int32_t get_running_firmware(kelvane_handle handle, firmware_version *running, u
                                                  &running->minor, log_level);
 }
 
-int32_t is_current_ver_later_or_equal(kelvane_handle handle, uint32_t major, uint32_t minor, uint32_t *out)
+int32_t is_current_ver_later_or_equal(kelvane_handle handle, firmware_version asked, bool *out)
 {
     firmware_version running;
     const int32_t rc = get_running_firmware(handle, &running, LEVEL_DEBUG);
     if (rc == KELVANE_EOK) {
-        *out = running.is_at_least({major, minor}) ? 1 : 0;
+        *out = running >= asked || asked == firmware_version{};
     }
     return rc;
 }

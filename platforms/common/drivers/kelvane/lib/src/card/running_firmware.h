@@ -7,15 +7,15 @@
 #include "card/firmware_version.h"
 #include "kelvane.h"
 
-// Asks the card, and logs the answer at `log_level`. Returns as kelvane_get_software_running; `running` is
-// left alone when the inquiry fails.
+// Asks the card, and logs the answer at `log_level`. Returns what kelvane_get_software_running returns;
+// `running` is left alone when the inquiry fails.
 int32_t get_running_firmware(kelvane_handle handle, firmware_version *running, uint32_t log_level);
 
-// Whether the running firmware is at least that version; a firmware that gives no version (0.0) is.
-// `out` is left alone when the inquiry fails.
-int32_t is_current_ver_later_or_equal(kelvane_handle handle, uint32_t major, uint32_t minor, uint32_t *out);
+// Asks the card whether its firmware is `asked` or later. A firmware that gives no version (0.0) always is,
+// and any firmware is when 0.0 is asked for. `out` is left alone when the inquiry fails.
+int32_t is_current_ver_later_or_equal(kelvane_handle handle, firmware_version asked, bool *out);
 
-// Asks for the version and keeps it in the handle, 0.0 when there is no answer.
+// Asks for the version and keeps it in the handle: 0.0 when there is no answer.
 void kelvane_store_firmware_version(kelvane_handle handle);
 
 #endif

@@ -1,4 +1,4 @@
-// The handle record's table, the checks of a handle, and small accessors.
+// Looking up and checking a handle, and small accessors of its record.
 #ifndef CORE_HANDLE_H
 #define CORE_HANDLE_H
 
@@ -8,34 +8,36 @@
 
 #include "kelvane_handle.h"
 
-constexpr uint64_t NO_THREAD_ID = 0xDDEEAA00; // in place of the id of a thread that is not there
+constexpr uint64_t NO_THREAD_ID = 0xDDEEAA00; // stands for a thread that does not exist
 
-// The record of a handle, null for a handle that names none. Whether it is in use is not looked at.
+// The record of a handle, whether in use or not; null for a handle that has none.
 inline kelvane_handle_record *handle_record(kelvane_handle handle)
 {
     return handle < HANDLE_COUNT ? &local_handles_array[handle] : nullptr;
 }
 
-// What belongs to a sirane of the handle, null where there is no such thing.
+// The link of one of the handle's siranes; null when there is no such handle or sirane.
 inline sirane_link *find_link(kelvane_handle handle, uint32_t sirane_id)
 {
     kelvane_handle_record *record = handle_record(handle);
     return record != nullptr && sirane_id < SIRANE_COUNT ? &record->sirane[sirane_id] : nullptr;
 }
 
-// Returns the table to the state before the first use of the library.
+// Puts the record back into its state before the first use of the library.
 void zero_handle_record(void);
 
-// Marks the record as free; everything made for it stays.
+// Marks the record as free; its locks, semaphores and threads stay.
 void free_handle_record(void);
 
-// 0, or 22 with a log line. The slot of a handle that this check refuses (kelvane_slot_of_handler, declared
-// with the log) is all ones.
+// KELVANE_EOK, or KELVANE_RET_CODE_EINVAL with a log line for a handle that is not in use.
+// kelvane_slot_of_handler, declared with the log, gives all ones for such a handle.
 int32_t check_kelvane_handler_input(kelvane_handle handle);
 
 // 0 when a device exists in that slot, else -1.
 int32_t kelvane_handler_exists(uint32_t slot_id);
 
+// Those with a status return KELVANE_EOK, or KELVANE_RET_CODE_EINVAL for a handle that is not in use or a
+// sirane that the card does not have; outputs are written on success only.
 int32_t kelvane_get_local_pm_incremental_id(kelvane_handle handle, uint32_t sirane_id, uint64_t *value);
 int32_t kelvane_set_local_pm_incremental_id(kelvane_handle handle, uint32_t sirane_id, uint64_t value);
 void kelvane_set_generic_cb(kelvane_generic_cb callback);
@@ -43,11 +45,11 @@ int32_t kelvane_get_last_seu_pl_uncorrectable(kelvane_handle handle, uint32_t *v
 int32_t kelvane_set_last_seu_pl_uncorrectable(kelvane_handle handle, uint32_t value);
 int32_t kelvane_get_stored_version(kelvane_handle handle, uint32_t *major, uint32_t *minor);
 
-// The kind of the application's host ports, which decides how their words read.
+// The kind of the application's host ports, which decides how their words are read.
 constexpr uint32_t CLIENT_TYPE_OTN = 0; // any other: Ethernet
 uint32_t kelvane_get_client_type(kelvane_handle handle);
 
-// Plain reads and a write; 0 and nothing for a handle that names no record.
+// Plain accesses: without a record a read gives 0, and the write does nothing.
 inline int32_t kelvane_get_pci_mapped(kelvane_handle handle)
 {
     const kelvane_handle_record *record = handle_record(handle);
@@ -56,11 +58,11 @@ inline int32_t kelvane_get_pci_mapped(kelvane_handle handle)
 uint32_t kelvane_get_low_prio_active(kelvane_handle handle);
 void kelvane_set_low_prio_active(kelvane_handle handle, uint32_t value);
 
-// NO_THREAD_ID when the record is not in use.
+// NO_THREAD_ID for a handle that is not in use.
 uint64_t kelvane_get_low_prio_thread(kelvane_handle handle);
 
-// The first command mutex for any index up to 3, null above: the index chooses nothing, so nothing that
-// must lock a certain sirane uses this.
+// The command mutex of sirane 0 for any index up to 3, null above. The index selects nothing, so this is not
+// the way to lock a particular sirane.
 kelvane_mutex *kelvane_get_command_mutex(kelvane_handle handle, uint32_t index);
 
 #endif

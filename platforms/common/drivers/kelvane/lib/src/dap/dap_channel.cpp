@@ -197,7 +197,7 @@ int32_t initialize_dap(kelvane_handle handle, bool start_thread)
     if (record == nullptr) {
         return KELVANE_RET_CODE_GEN_ERR;
     }
-    if (record->dap_started == 1) {
+    if (record->dap_started) {
         return KELVANE_EOK;
     }
     int32_t rc = kelvane_sem_init(&record->dap_semaphore);
@@ -218,7 +218,7 @@ int32_t initialize_dap(kelvane_handle handle, bool start_thread)
         }
     }
     if (rc == KELVANE_EOK) {
-        record->dap_started = 1;
+        record->dap_started = true;
     }
     return rc;
 }

@@ -80,7 +80,7 @@ void kelvane_manage_vid_inc(kelvane_handle handle, kelvane_xpm2_inventory_t *rec
     get_running_firmware(handle, &running, LEVEL_INFO);
     TRACE(LEVEL_INFO, handle, NO_ADDRESS, "full_ver 0x%08x inc_full_ver 0x%08x", running.to_word(),
           SHORT_VID_FIRMWARE.to_word());
-    if (running.is_at_least(SHORT_VID_FIRMWARE)) {
+    if (running >= SHORT_VID_FIRMWARE) {
         memset(record->vid + SHORT_VID_BYTES, 0, sizeof record->vid - SHORT_VID_BYTES);
     }
 }

@@ -207,8 +207,8 @@ int32_t kelvane_ps_print_trace(kelvane_handle handle)
     if (rc != KELVANE_EOK) {
         return rc;
     }
-    return running.is_at_least(FIRST_TEXT_FIRMWARE) ? kelvane_ps_print_trace_string(handle)
-                                                    : kelvane_ps_print_trace_coded(handle);
+    return running >= FIRST_TEXT_FIRMWARE ? kelvane_ps_print_trace_string(handle)
+                                          : kelvane_ps_print_trace_coded(handle);
 }
 
 int32_t kelvane_ps_print_sel_trace_ordune_coded(kelvane_handle handle)
@@ -254,7 +254,7 @@ int32_t kelvane_ps_print_sel_trace_ordune(kelvane_handle handle, uint32_t first_
     if (rc != KELVANE_EOK) {
         return rc;
     }
-    return running.is_at_least(FIRST_SELECTABLE_FIRMWARE)
+    return running >= FIRST_SELECTABLE_FIRMWARE
                ? kelvane_ps_print_sel_trace_ordune_string(handle, first_line_req, last_line_req)
                : kelvane_ps_print_sel_trace_ordune_coded(handle);
 }

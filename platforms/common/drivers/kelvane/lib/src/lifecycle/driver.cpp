@@ -29,9 +29,10 @@ constexpr const char *BUILD_TIME = "14:40:59";
 
 constexpr const char *CREATE = "kelvane_device_create"; // its steps below log under its name
 
-// What a step of the creation says beside its status: whether a failure gives the record back.
+// What a failing step of the creation does to the record: gives it back, or leaves it claimed.
 enum failure_kind { UNWIND, LEAVE_CLAIMED };
 
+// All three are made, even after a failure.
 int32_t make_command_mutexes(kelvane_handle_record &record, kelvane_handle handle)
 {
     int32_t rc = KELVANE_EOK;
@@ -91,7 +92,7 @@ int32_t start_response_threads(kelvane_handle_record &record, kelvane_handle han
         for (uint32_t mbox = 0; mbox < MBOX_THREAD_COUNT; mbox++) {
             TRACE_AS(CREATE, LEVEL_DEBUG, handle, NO_ADDRESS, "start sirane_id = %d mbox = %d ",
                      static_cast<int>(srn), static_cast<int>(mbox));
-            // After a failure the block stays: nobody knows how far the thread came.
+            // After a failure the block is not freed: there is no telling how far the thread came.
             thread_argument *argument = make_thread_argument(handle, srn, mbox);
             const int32_t rc = argument == nullptr
                                    ? static_cast<int32_t>(KELVANE_RET_CODE_GEN_PLATFORM_PROBLEM)
@@ -110,7 +111,7 @@ int32_t start_response_threads(kelvane_handle_record &record, kelvane_handle han
     return KELVANE_EOK;
 }
 
-// What is made once and lives as long as the process, in order.
+// What is made once and lives as long as the process.
 int32_t make_lasting(kelvane_handle_record &record, kelvane_handle handle, failure_kind *on_failure)
 {
     *on_failure = UNWIND;
@@ -143,7 +144,8 @@ struct standing_request {
     asynch_callback callback;
 };
 
-// Both requests are sent with the version of the plug-in notification.
+// Both requests are stored with the plug-in notification's version, and a wrong slot is logged as the
+// plug-in's.
 int32_t register_standing(sirane_link &link, kelvane_handle handle, const standing_request &standing,
                           failure_kind *on_failure)
 {
@@ -195,7 +197,7 @@ int32_t register_notifications(kelvane_handle_record &record, kelvane_handle han
 
 int32_t start_low_priority_thread(kelvane_handle_record &record, kelvane_handle handle)
 {
-    if (record.low_prio_started == 1 || !driver_starts_threads) {
+    if (record.low_prio_started || !driver_starts_threads) {
         return KELVANE_EOK;
     }
     TRACE_AS(CREATE, LEVEL_DEBUG, handle, NO_ADDRESS, "start low prio th for sirane_id = %d mbox = %d ", -1,
@@ -213,7 +215,7 @@ int32_t start_low_priority_thread(kelvane_handle_record &record, kelvane_handle 
         TRACE_AS(CREATE, LEVEL_ERROR, handle, NO_ADDRESS, "problem with kelvane_thread_create low prio th ");
         return rc;
     }
-    record.low_prio_started = 1;
+    record.low_prio_started = true;
     return KELVANE_EOK;
 }
 
@@ -246,7 +248,7 @@ void claim(kelvane_handle_record &record, const kelvane_init_device_t &init_devi
     record.signature.store(HANDLE_SIGNATURE_USED, std::memory_order_relaxed);
 }
 
-// From the claimed record to a complete device.
+// Turns the claimed record into a complete device.
 int32_t build_device(kelvane_handle_record &record, kelvane_handle handle, failure_kind *on_failure)
 {
     *on_failure = UNWIND;

@@ -1,4 +1,4 @@
-// The whole handle record as log lines, for a debugger or an application. Reads without locks.
+// The whole handle record as log lines, for a debugger or an application. Reads it without locks.
 #include "core/handle.h"
 #include "core/mutex.h"
 #include "core/semaphore.h"

@@ -1,5 +1,5 @@
-// The moment at which the BAR can be reached: opens the gate, tests the link, and brings every mailbox to
-// idle.
+// What happens once the BAR can be reached: the gate opens, the link is tested, and every mailbox is brought
+// to idle.
 #include "card/info_tables.h"
 #include "card/running_firmware.h"
 #include "core/handle.h"
@@ -17,7 +17,11 @@ namespace {
 
 constexpr const char *LINK_UP = "kelvane_pci_mapped"; // the steps below log under its name
 
-// The locks of the sirane that is being brought to idle, in the order in which they are taken.
+constexpr firmware_version FIRST_RESETTING_FIRMWARE = {5, 10}; // answers a reset of its mailboxes
+constexpr firmware_version FIRST_LOCKED_FIRMWARE = {5, 22};    // is brought to idle under the sirane's locks
+constexpr firmware_version FIRST_6_1_FIRMWARE = {6, 1};        // is asked about and logged, no more
+
+// The locks of the sirane that is being brought to idle, in the order of taking.
 struct sirane_locks {
     kelvane_mutex *taken[1 + MBOX_THREAD_COUNT];
     uint32_t count;
@@ -49,8 +53,8 @@ void release(sirane_locks *locks)
     }
 }
 
-// A failed link-up takes the locks that it holds once more. They stay held until the process ends, so
-// that nothing runs on that sirane any more, and the failure of locking twice takes the place of `rc`.
+// A failed link-up takes the locks that it already holds once more. They stay held until the process ends, so
+// nothing runs on that sirane any more, and the failure to lock twice replaces `rc`.
 int32_t take_again(const sirane_locks &locks, int32_t rc)
 {
     for (uint32_t i = 0; i < locks.count; i++) {
@@ -59,7 +63,8 @@ int32_t take_again(const sirane_locks &locks, int32_t rc)
     return rc;
 }
 
-// The test of the link, the versions told in both directions, and what an earlier run left behind.
+// Tests the link, exchanges versions with the firmware, and clears what an earlier run left behind, as far as
+// possible.
 int32_t greet_card(kelvane_handle handle)
 {
     int32_t rc = kelvene_check_pci_functionality(handle);
@@ -88,15 +93,16 @@ int32_t greet_card(kelvane_handle handle)
     return KELVANE_EOK;
 }
 
-// Firmware from 5.10 on answers a reset; older firmware is asked again and again.
+// Resets the sirane's mailboxes. Failures of the first reset and of the wait are ignored: the last reset
+// decides.
 int32_t bring_to_idle(kelvane_handle handle, uint32_t sirane_id)
 {
-    uint32_t answers_reset = 0;
-    int32_t rc = is_current_ver_later_or_equal(handle, 5, 10, &answers_reset);
+    bool answers_reset = false;
+    int32_t rc = is_current_ver_later_or_equal(handle, FIRST_RESETTING_FIRMWARE, &answers_reset);
     if (rc != KELVANE_EOK) {
         return rc;
     }
-    if (answers_reset == 0) {
+    if (!answers_reset) {
         return kelvane_check_for_mbox_idle_startup(handle, sirane_id);
     }
     TRACE_AS(LINK_UP, LEVEL_DEBUG, handle, KELVANE_ADDRESS_SIRANE(sirane_id),
@@ -110,23 +116,23 @@ int32_t bring_to_idle(kelvane_handle handle, uint32_t sirane_id)
     return global_reset_mbox(handle, sirane_id, MBOX_STATE_IDLE);
 }
 
-// All steps with the gate open. `locks` holds what is still held when a step fails.
+// All that is done with the gate open. After a failure `locks` holds what is still locked.
 int32_t bring_up(kelvane_handle handle, sirane_locks *locks)
 {
     int32_t rc = greet_card(handle);
     if (rc != KELVANE_EOK) {
         return rc;
     }
-    uint32_t from_5_22 = 0;
-    uint32_t from_6_01 = 0; // told, and of no effect
-    is_current_ver_later_or_equal(handle, 5, 22, &from_5_22);
-    is_current_ver_later_or_equal(handle, 6, 1, &from_6_01);
+    bool with_locks = false; // a failed inquiry leaves it so
+    bool from_6_1 = false;
+    is_current_ver_later_or_equal(handle, FIRST_LOCKED_FIRMWARE, &with_locks);
+    is_current_ver_later_or_equal(handle, FIRST_6_1_FIRMWARE, &from_6_1);
     TRACE_AS(LINK_UP, LEVEL_DEBUG, handle, KELVANE_ADDRESS_BOARD, " is_current_ver_later_or_equal_5_22 = %d ",
-             static_cast<int>(from_5_22));
+             static_cast<int>(with_locks));
     TRACE_AS(LINK_UP, LEVEL_DEBUG, handle, KELVANE_ADDRESS_BOARD, " is_current_ver_later_or_equal_6_01 = %d ",
-             static_cast<int>(from_6_01));
+             static_cast<int>(from_6_1));
     for (uint32_t sirane_id = 0; sirane_id < SIRANE_COUNT && rc == KELVANE_EOK; sirane_id++) {
-        if (from_5_22 == 1) {
+        if (with_locks) {
             rc = take(*find_link(handle, sirane_id), locks);
         }
         if (rc == KELVANE_EOK) {
@@ -156,7 +162,7 @@ int32_t kelvane_pci_mapped(kelvane_handle handle, int32_t pci_mapped, uint64_t, 
             record->pci_mapped.store(0, std::memory_order_release);
             rc = take_again(locks, rc);
         }
-    } else if (record != nullptr) {
+    } else if (record != nullptr) { // of a deleted device, say
         record->pci_mapped.store(0, std::memory_order_release);
     }
     TRACE(LEVEL_INFO, handle, KELVANE_ADDRESS_BOARD, "end rc = %d ", rc);

@@ -6,13 +6,13 @@
 
 #include "kelvane_mbox.h"
 
-// What a caller sees of the two ways to exchange a command.
+// The two ways to exchange a command, as far as a caller can tell them apart.
 enum command_path {
     SHARED_PATH, // kelvane_manage_sync_call: checks address and handle, and logs the header of a failure
-    OWN_PATH,    // the operation has made its checks; failures are logged under its name
+    OWN_PATH,    // the operation has made its checks; logs failures under the operation's name
 };
 
-// What a message of the command is when nobody waits for it, see background/handlers.h.
+// What a message of the command means when no caller waits for it; see background/handlers.h.
 enum answer_kind {
     ANSWER_AWAITED, // no such message
     ANSWER_TRAFFIC_TYPE,
@@ -27,7 +27,7 @@ enum answer_kind {
 struct mbox_data_row {
     uint32_t command; // equal to the row's index
     uint32_t version = 0;
-    uint32_t timeout_sec = 500; // no path waits by these two
+    uint32_t timeout_sec = 500; // neither time-out has any effect: a wait's limit is its mailbox's
     uint32_t timeout_nsec = 0;
     uint32_t max_data_size; // bytes
     command_path path = SHARED_PATH;
@@ -36,8 +36,9 @@ struct mbox_data_row {
 
 extern const mbox_data_row mbox_data_table[COMMAND_COUNT];
 
-// Store a column of a command's row in `out` and return 0. For a command above the table they return
-// 64170; the first two then store all ones, the time-outs leave `out` alone.
+// Store one column of the command's row in `out` and return KELVANE_EOK. A command beyond the table gives
+// KELVANE_RET_CODE_GEN_ERR and a log line; the first two then store all ones, the other two leave `out`
+// alone.
 int32_t kelvane_get_mbox_data_max_data_size(uint32_t command, uint32_t *out);
 int32_t kelvane_get_mbox_data_command_version(uint32_t command, uint32_t *out);
 int32_t kelvane_get_mbox_data_command_timeout_sec(uint32_t command, uint32_t *out);

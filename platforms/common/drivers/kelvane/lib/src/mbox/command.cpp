@@ -30,17 +30,17 @@ struct exchange {
     const uint32_t *data;
     mbox_data_header *response_header; // null: no answer is awaited
     mbox_data *response_data;
-    uint32_t delay_nsec; // before the send
+    uint32_t delay_ns; // before the send
 };
 
-// Whether a callback of the sirane's answers called. Whoever holds the command mutex then may be waiting for
-// this very thread, so the mutex is tried and not waited for.
+// Whether the caller is a callback for one of the sirane's responses. The holder of the command mutex may
+// then be waiting for this very thread, so the mutex is only tried.
 bool is_called_back(const sirane_link &link)
 {
     return mbox_mutex_served_here == &link.answers[MBOX_RESPONSE].response_mutex;
 }
 
-// Lock, send, receive, unlock. `reached` tells the step that the status belongs to.
+// Lock, send, receive, unlock. `reached` is the step that the status belongs to.
 int32_t run(const exchange &e, exchange_step *reached)
 {
     *reached = STEP_LOCK;
@@ -49,21 +49,19 @@ int32_t run(const exchange &e, exchange_step *reached)
     if (link == nullptr) {
         return KELVANE_RET_CODE_GEN_ERR;
     }
-    int32_t rc =
-        kelvane_mutex_timed_lock(&link->command_mutex, is_called_back(*link) ? 0 : LOCK_LIMIT_SECONDS, 0);
-    if (rc != KELVANE_EOK) {
-        return rc;
+    const mutex_guard held(&link->command_mutex, is_called_back(*link) ? 0 : LOCK_LIMIT_SECONDS, 0);
+    if (held.status() != KELVANE_EOK) {
+        return held.status();
     }
-    if (e.delay_nsec != 0) {
-        kelvane_delay(0, e.delay_nsec);
+    if (e.delay_ns != 0) {
+        kelvane_delay(0, e.delay_ns);
     }
     *reached = STEP_SEND;
-    rc = manage_cmd_send(at, mailbox_of(link->sirane_id, MBOX_COMMAND), *e.header, e.data);
+    int32_t rc = manage_cmd_send(at, mailbox_of(link->sirane_id, MBOX_COMMAND), *e.header, e.data);
     if (rc == KELVANE_EOK && e.response_header != nullptr) {
         *reached = STEP_RECEIVE;
         rc = manage_resp_receive(at, *link, MBOX_RESPONSE, e.response_header, e.response_data, *e.header);
     }
-    kelvane_mutex_unlock(&link->command_mutex);
     return rc;
 }
 
@@ -82,9 +80,9 @@ int32_t run_own_path(const exchange &e, const char *function)
 }
 
 exchange exchange_of(command *c, kelvane_handle handle, kelvane_device_address device_address,
-                     uint32_t delay_nsec)
+                     uint32_t delay_ns)
 {
-    return {handle, device_address, &c->header, c->data, &c->response_header, &c->response, delay_nsec};
+    return {handle, device_address, &c->header, c->data, &c->response_header, &c->response, delay_ns};
 }
 
 } // namespace
@@ -136,7 +134,7 @@ int32_t command_exchange(command *c, const operation &op)
         return kelvane_manage_sync_call(op.handle, carrier, c->header, c->data, &c->response_header,
                                         &c->response);
     }
-    return run_own_path(exchange_of(c, op.handle, carrier, op.delay_nsec), op.function);
+    return run_own_path(exchange_of(c, op.handle, carrier, op.delay_ns), op.function);
 }
 
 int32_t command_run(command *c, const operation &op, std::initializer_list<uint32_t> words)

@@ -1,4 +1,4 @@
-// The drain: clears a mailbox of what no thread is waiting for.
+// The drain: clears a mailbox of messages that no thread is waiting for.
 #include "core/mutex.h"
 #include "core/pci.h"
 #include "core/semaphore.h"
@@ -12,8 +12,9 @@
 
 namespace {
 
-constexpr uint32_t ORPHAN_TRY_NSEC = 10; // too short to wait: the command mutex is had at once or not
-constexpr uint32_t SETTLE_NSEC = 1000000;
+constexpr uint32_t ORPHAN_TRY_NS = 10; // too short to wait: the command mutex is free now, or it is not
+constexpr uint32_t SETTLE_NS = 1000000;
+constexpr uint32_t WOKEN_LIMIT_S = 1; // for a woken thread to let go of its mailbox
 
 constexpr const char *DRAIN = "kelvane_deque_resp_receive"; // its steps log under its name
 
@@ -24,7 +25,7 @@ struct drain {
     answer_mailbox &mailbox;
 };
 
-// The header of the message that is offered; `offered` tells whether there is one.
+// The header of the message on offer; `offered` tells whether there is one.
 int32_t peek(const drain &d, bool *offered, mbox_data_header *header)
 {
     *offered = false;
@@ -41,8 +42,8 @@ int32_t peek(const drain &d, bool *offered, mbox_data_header *header)
     });
 }
 
-// Whether the offered message still is the one whose header was read: since then its owner may have taken
-// it, and another message may stand there.
+// Whether the message on offer is still the one whose header was read: since then its owner may have taken
+// it, and another may have taken its place.
 bool still_offered(const drain &d, const mbox_data_header &header, int32_t *rc)
 {
     uint32_t state = 0;
@@ -56,11 +57,11 @@ bool still_offered(const drain &d, const mbox_data_header &header, int32_t *rc)
     return *rc == KELVANE_EOK && now.sy == MBOX_SYNC_WORD && now.ref_id == header.ref_id;
 }
 
-// A synchronous answer is an orphan only if no command of the sirane runs that could own it. Throws it
+// A synchronous answer is an orphan only if no command of the sirane is running that could own it. Throws it
 // away; `look_again` becomes false when the drain must end here, whatever the status.
 int32_t drop_orphan(const drain &d, const mbox_data_header &header, bool *look_again)
 {
-    int32_t rc = kelvane_mutex_timed_lock(&d.link.command_mutex, 0, ORPHAN_TRY_NSEC);
+    int32_t rc = kelvane_mutex_timed_lock(&d.link.command_mutex, 0, ORPHAN_TRY_NS);
     if (rc != KELVANE_EOK) {
         return rc;
     }
@@ -68,7 +69,7 @@ int32_t drop_orphan(const drain &d, const mbox_data_header &header, bool *look_a
         TRACE_AT_AS(DRAIN, LEVEL_ERROR, d.at,
                     " BUG of arm mbox reg val changed during the read of the header ");
         *look_again = false;
-        return rc | kelvane_mutex_unlock(&d.link.command_mutex);
+        return rc | kelvane_mutex_unlock(&d.link.command_mutex); // both codes in one
     }
     mbox_data_header dropped{};
     mbox_data resp_scratch{};
@@ -84,8 +85,8 @@ int32_t wake_response_thread(const drain &d)
     if (rc != KELVANE_EOK) {
         return rc;
     }
-    kelvane_delay(0, SETTLE_NSEC);
-    rc = kelvane_mutex_timed_lock(&d.mailbox.response_mutex, 1, 0);
+    kelvane_delay(0, SETTLE_NS);
+    rc = kelvane_mutex_timed_lock(&d.mailbox.response_mutex, WOKEN_LIMIT_S, 0);
     if (rc != KELVANE_EOK) {
         return rc;
     }
@@ -116,7 +117,7 @@ int32_t kelvane_deque_resp_receive(kelvane_handle handle, sirane_link &link, mbo
         if (rc != KELVANE_EOK || !look_again) {
             return rc;
         }
-        kelvane_delay(0, SETTLE_NSEC);
+        kelvane_delay(0, SETTLE_NS);
         uint32_t state = 0;
         rc = read_mbox_state(handle, d.mb, &state, CHECK_ALIVE);
         if (rc != KELVANE_EOK || state != MBOX_STATE_READY) {

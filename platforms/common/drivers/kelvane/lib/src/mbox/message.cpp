@@ -67,7 +67,7 @@ void invalidate_mbox_data(kelvane_handle handle, const mailbox_handler &mb, uint
     for (uint32_t i = 0; i < words; i++) {
         if (kelvane_internal_pci_write(handle, 0, mb.mailbox_addr + 4 * i, PCI_ALL_ONES, CHECK_ALIVE) !=
             KELVANE_EOK) {
-            return; // the gate has logged it, and the handshake that follows meets the same failure
+            return; // the gate has logged it, and the handshake that follows will meet the same failure
         }
     }
 }

@@ -1,5 +1,5 @@
-// A message in a mailbox's area: header and data words, moved one 32-bit access at a time in ascending
-// order, nothing read back. All return 0 or the first failing access's status.
+// A message in a mailbox's area: header and data words, moved one 32-bit access at a time in ascending order
+// and never read back. The functions with a status return KELVANE_EOK or that of the first access that fails.
 #ifndef MBOX_MESSAGE_H
 #define MBOX_MESSAGE_H
 
@@ -12,10 +12,10 @@ int32_t write_mbox_header(kelvane_handle handle, const mailbox_handler &mb, cons
 int32_t write_mbox_data(kelvane_handle handle, const mailbox_handler &mb, const uint32_t *data,
                         uint32_t words);
 
-// Wipes the first `words` words with all ones, so that an old header cannot be read twice.
+// Overwrites the first `words` words with all ones, so that an old header cannot be read twice.
 void invalidate_mbox_data(kelvane_handle handle, const mailbox_handler &mb, uint32_t words);
 
-// An error word in the header is logged and is no failure. `trace` prints the header in any case.
+// An error word in the header is logged and is no failure. With `trace` the header is logged in any case.
 int32_t read_mbox_header(kelvane_handle handle, const mailbox_handler &mb, mbox_data_header *header_out,
                          bool trace);
 

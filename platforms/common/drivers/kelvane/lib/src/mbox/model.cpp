@@ -2,6 +2,7 @@
 
 #include "core/handle.h"
 #include "core/trace/trace.h"
+#include "platform/wait.h"
 
 mbox_registers global_mbox_register[SIRANE_COUNT][MBOX_COUNT];
 mailbox_handler mbox_handlers[SIRANE_COUNT][MBOX_COUNT];
@@ -9,10 +10,10 @@ thread_local const kelvane_mutex *mbox_mutex_served_here;
 
 namespace {
 
-constexpr uint32_t POLLING_NSEC = 500000;
-constexpr uint32_t TIMEOUT_SEC = 300;
-constexpr uint32_t KEEP_ALIVE_TIMEOUT_SEC = 1;
-constexpr uint32_t REGISTER_ROWS = 4; // mailboxes that each sirane has for itself
+constexpr uint32_t POLLING_NS = 500000;
+constexpr uint32_t TIMEOUT_S = 300;
+constexpr uint32_t KEEP_ALIVE_TIMEOUT_S = 1;
+constexpr uint32_t REGISTER_ROWS = 4; // mailboxes that every sirane has of its own
 
 struct mbox_levels {
     uint32_t header;
@@ -20,7 +21,7 @@ struct mbox_levels {
     uint32_t error;
 };
 
-// By mailbox id; a busy stream stays out of the ordinary traces.
+// By mailbox id; busy streams are kept out of the ordinary traces.
 constexpr mbox_levels levels_of[MBOX_COUNT] = {
     {LEVEL_INFO, LEVEL_DEBUG, LEVEL_ERROR},  {LEVEL_LOWPR, LEVEL_LOWPR, LEVEL_PM},
     {LEVEL_ALARM, LEVEL_LOWPR, LEVEL_ALARM}, {LEVEL_INFO, LEVEL_DEBUG, LEVEL_ERROR},
@@ -53,8 +54,8 @@ void init_mbox_handlers(void)
                 registers.waiting_reg,
                 registers.mailbox_addr,
                 0,
-                POLLING_NSEC,
-                mbox == MBOX_KEEP_ALIVE ? KEEP_ALIVE_TIMEOUT_SEC : TIMEOUT_SEC,
+                POLLING_NS,
+                mbox == MBOX_KEEP_ALIVE ? KEEP_ALIVE_TIMEOUT_S : TIMEOUT_S,
                 0,
                 levels_of[mbox].header,
                 levels_of[mbox].flow,
@@ -76,7 +77,7 @@ const mailbox_handler *get_mbox_handler(uint32_t sirane_id, uint32_t mbox)
 
 uint64_t mbox_polling_number(const mailbox_handler &mb)
 {
-    return static_cast<uint64_t>(mb.timeout_sec) * (1000000000u / mb.polling_nsec) +
+    return static_cast<uint64_t>(mb.timeout_sec) * (WAIT_NS_PER_S / mb.polling_nsec) +
            mb.timeout_nsec / mb.polling_nsec;
 }
 

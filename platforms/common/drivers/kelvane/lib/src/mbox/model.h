@@ -1,4 +1,4 @@
-// The mailboxes as the library reads them: one read-only record for each, looked up by sirane and id.
+// The mailboxes as the library sees them: one read-only record each, looked up by sirane and mailbox id.
 #ifndef MBOX_MODEL_H
 #define MBOX_MODEL_H
 
@@ -10,14 +10,14 @@
 #include "kelvane_handle.h"
 #include "kelvane_mbox.h"
 
-// Fills the tables; called once, before any thread exists.
+// Fill the tables, once, before any thread exists.
 void init_global_mbox_register(void);
 void init_mbox_handlers(void);
 
 extern mbox_registers global_mbox_register[SIRANE_COUNT][MBOX_COUNT]; // rows 4 and 5 stay 0
 extern mailbox_handler mbox_handlers[SIRANE_COUNT][MBOX_COUNT];
 
-// The record, or null with a log line for a pair that does not exist.
+// The record; null, with a log line, for a pair that does not exist.
 const mailbox_handler *get_mbox_handler(uint32_t sirane_id, uint32_t mbox);
 
 // The record of a mailbox that exists.
@@ -31,11 +31,11 @@ uint64_t mbox_polling_number(const mailbox_handler &mb);
 
 constexpr mbox_id ANSWER_MAILBOXES[] = {MBOX_RESPONSE, MBOX_PM, MBOX_ALARM}; // those with a thread
 
-// The semaphore of a pair: the card's one for MBOX_DAP, null where there is none.
+// The semaphore of a mailbox: for MBOX_DAP the card's only one, null where there is none.
 kelvane_semaphore *mbox_sem_of(kelvane_handle handle, uint32_t sirane_id, uint32_t mbox);
 
-// The response mutex whose message this thread serves, with the mutex held, or null. A callback of the
-// application runs meanwhile and may come back into the library.
+// The response mutex under which this thread is serving a message, or null. The application's callback runs
+// meanwhile and may call back into the library.
 extern thread_local const kelvane_mutex *mbox_mutex_served_here;
 
 void trace_mbox_header(trace_context at, uint32_t mbox, const mbox_data_header &header, uint32_t level);

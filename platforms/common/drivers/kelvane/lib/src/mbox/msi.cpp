@@ -31,7 +31,7 @@ uint32_t mbox_of_source(uint32_t source)
     return MBOX_NONE;
 }
 
-// Wakes the thread of the mailbox that interrupted. What goes wrong is logged; the drain covers it.
+// Wakes the thread of the mailbox that interrupted. A failure is only logged: the drain makes up for it.
 void wake_for_interrupt(kelvane_handle handle, uint32_t sirane_id)
 {
     constexpr const char *name = "kelvane_notify_msi";
@@ -62,7 +62,7 @@ int32_t kelvane_glb_interrupt_enable(kelvane_handle handle, uint32_t enable)
     if (rc != KELVANE_EOK) {
         return rc;
     }
-    if (board_id >> 24 > LAST_REAL_BOARD_ID) { // a board without global enable
+    if (board_id >> 24 > LAST_REAL_BOARD_ID) { // a board without a global enable
         return KELVANE_EOK;
     }
     TRACE(LEVEL_DEBUG, handle, KELVANE_ADDRESS_BOARD, "NOT ordune simulator  ");
@@ -84,7 +84,7 @@ int32_t kelvane_enable_msi(kelvane_handle handle, uint32_t enable)
     }
     uint32_t word = 0;
     rc = kelvane_internal_pci_read(handle, 0, MSI_ENABLE_REG, &word, SKIP_ALIVE);
-    if (rc != KELVANE_EOK) { // goes on as if nothing were enabled
+    if (rc != KELVANE_EOK) { // carries on as if nothing were enabled
         TRACE(LEVEL_ERROR, handle, KELVANE_ADDRESS_BOARD, "problem with access rc = %d \n", rc);
         word = 0;
     }

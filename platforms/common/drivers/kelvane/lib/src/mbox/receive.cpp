@@ -64,7 +64,7 @@ int32_t kelvane_close_resp_mbox_handshake(trace_context at, const mailbox_handle
     rc = mbox_wait_for_state(at, mb, MBOX_STATE_IDLE, MATCH_ANY_BIT, CHECK_ALIVE, state);
     if (rc == KELVANE_RET_CODE_ETIMEDOUT) {
         TRACE_AT(LEVEL_ERROR, at, "state on MBOX not available reg_address = %08x  read_state = %08x ",
-                 mb.waiting_reg, validate_header ? 1u : 0u); // the verdict stands where the text says state
+                 mb.waiting_reg, validate_header ? 1u : 0u); // the verdict, where the text promises the state
     }
     if (rc != KELVANE_EOK) {
         return rc;
@@ -87,7 +87,7 @@ namespace {
 
 constexpr const char *RECEIVE = "manage_resp_receive"; // its steps log under its name
 
-// One synchronous receive under way.
+// One synchronous receive in progress.
 struct receiver {
     trace_context at;
     const mailbox_handler &mb;
@@ -96,7 +96,7 @@ struct receiver {
     uint32_t ref_id;
 };
 
-// Under the response mutex: takes the message if it is offered and for a synchronous caller. `delivered`
+// Under the response mutex: takes the message that is offered, if it is for a synchronous caller. `delivered`
 // tells whether it was good.
 int32_t look_once(const receiver &r, uint32_t polls_done, uint64_t polls_left, bool *delivered)
 {
@@ -147,7 +147,7 @@ int32_t manage_resp_receive(trace_context at, sirane_link &link, mbox_id mbox, m
         bool delivered = false;
         int32_t rc = kelvane_mutex_timed_lock(response_mutex, LOCK_LIMIT_SECONDS, 0);
         if (rc != KELVANE_EOK && mbox_mutex_served_here == response_mutex) {
-            // A callback of this mailbox called: what its thread held before stays held.
+            // The caller is a callback of this mailbox, whose thread goes on holding the mutex.
             write_mbox_state(at.handle, mb, MBOX_STATE_IDLE, CHECK_ALIVE);
             return rc;
         }
@@ -155,14 +155,14 @@ int32_t manage_resp_receive(trace_context at, sirane_link &link, mbox_id mbox, m
             rc = look_once(r, static_cast<uint32_t>(polling_number - left), left, &delivered);
         }
         if (rc == KELVANE_EOK) {
-            rc = kelvane_mutex_unlock(response_mutex); // the other readers' turn, between two polls
+            rc = kelvane_mutex_unlock(response_mutex); // between two polls, other readers get their turn
         }
         if (rc != KELVANE_EOK) {
             return mbox_leave_after_failure(at.handle, mb, response_mutex, rc);
         }
         kelvane_delay(0, mb.polling_nsec);
         left--;
-        if (left == 0) { // tested before the delivery
+        if (left == 0) { // outranks the delivery: an answer that came with this poll is lost
             TRACE_AT(LEVEL_ERROR, at, "TIMEOUT EXPIRED on reg %08x = polling_number=0 ", mb.waiting_reg);
             if (is_low_prio_thread(at.handle)) {
                 TRACE_AT(LEVEL_ERROR, at, "TIMEOUT EXPIRED_ON_LOW_PRIO ");

@@ -1,6 +1,7 @@
 #include "mbox/request_table.h"
 
 #include <algorithm>
+#include <iterator>
 
 #include "card/running_firmware.h"
 #include "core/handle.h"
@@ -27,7 +28,10 @@ constexpr type_row types[] = {
     {KELVANE_ASYNCH_TYPE_OP_APP_ZYNQ_RESTART_NOTIFY, "KELVANE_ASYNCH_TYPE_OP_APP_ZYNQ_RESTART_NOTIFY",
      FIXED_REQ_ID_APP_ZYNQ_RESTART},
 };
-constexpr uint32_t TYPE_COUNT = sizeof types / sizeof types[0];
+constexpr uint32_t TYPE_COUNT = std::size(types);
+
+constexpr firmware_version FIRST_HELD_BACK_FIRMWARE = {5, 22};
+constexpr uint32_t HELD_BACK_PAUSE_S = 1;
 
 const char *type_name(uint32_t type)
 {
@@ -66,7 +70,7 @@ uint32_t pick_slot(const request_table &requests, uint32_t type)
     return ASYNCH_REQ_ID_NONE;
 }
 
-// Refuses an id above the table.
+// Refuses an id beyond the table.
 int32_t check_id(trace_context at, const mailbox_handler &mb, uint32_t id, const char *function)
 {
     if (id >= KELVANE_MAX_ASYNCH_REQ) {
@@ -86,7 +90,7 @@ int32_t copy_record(request_table &requests, uint32_t id, asynch_req_t *out)
     });
 }
 
-// Runs `body(record)` with the lock held, of an id that the table has.
+// Runs `body(record)` with the lock held, for an id of the table.
 template <typename body_type>
 int32_t with_record(trace_context at, const mailbox_handler &mb, request_table &requests, uint32_t id,
                     const char *function, body_type body)
@@ -110,7 +114,7 @@ void print_asynch_req_t(trace_context at, uint32_t mbox, const asynch_req_t &rec
     TRACE_AT(level, at, " asynch_req_p->asynch_op_type  = %s", type_name(record.asynch_op_type));
 }
 
-// With the lock held, or of a copy.
+// With the lock held, or on a copy.
 void print_records(trace_context at, uint32_t mbox, const asynch_req_t *records, uint32_t level)
 {
     for (uint32_t id = 0; id < KELVANE_MAX_ASYNCH_REQ; id++) {
@@ -194,7 +198,7 @@ int32_t get_asynch_req(trace_context at, const mailbox_handler &mb, request_tabl
 
 namespace {
 
-constexpr const char *VALIDITY = "is_asynch_req_id_valid"; // both tests below log under its name
+constexpr const char *VALIDITY = "is_asynch_req_id_valid"; // claiming a record logs under its name, too
 
 // Judges a header against the record of its slot, with the lock held.
 bool belongs(trace_context at, const mailbox_handler &mb, const request_table &requests,
@@ -209,7 +213,7 @@ bool belongs(trace_context at, const mailbox_handler &mb, const request_table &r
         print_records(at, mb.mbox, requests.record, level);
         return false;
     }
-    if (id >= FIXED_REQ_ID_NOTIFY_PLUGIN) { // the firmware starts these by itself, with no reference
+    if (id >= FIXED_REQ_ID_NOTIFY_PLUGIN) { // the firmware sends these unasked, with no reference
         return true;
     }
     if (header.ref_id != record.header.ref_id) {
@@ -221,7 +225,7 @@ bool belongs(trace_context at, const mailbox_handler &mb, const request_table &r
         print_asynch_req_t(at, mb.mbox, record, level);
         return false;
     }
-    if (is_aging_expired(record.aging_time)) { // the aging pass reports it, and nobody else
+    if (is_aging_expired(record.aging_time)) { // left to the aging pass to report
         TRACE_AT_AS(VALIDITY, level, at, "ERROR  Invalid asynch_req_id %d aging time  aging_time %d ",
                     static_cast<int>(id), static_cast<int>(record.aging_time));
         print_asynch_req_t(at, mb.mbox, record, level);
@@ -230,14 +234,14 @@ bool belongs(trace_context at, const mailbox_handler &mb, const request_table &r
     return true;
 }
 
-// The test, and `take(record)` of a valid header's record in the same step.
+// The test and, for a valid header, `take(record)`, in one step under the lock.
 template <typename take_type>
 int32_t test_and_take(trace_context at, const mailbox_handler &mb, request_table &requests,
                       const mbox_data_header &header, bool *is_valid_out, take_type take)
 {
     *is_valid_out = false;
     if (check_id(at, mb, header.sy, VALIDITY) != KELVANE_EOK) {
-        return KELVANE_EOK; // refused, and no failure
+        return KELVANE_EOK; // not valid, but no failure
     }
     return with_lock(&requests.lock, [&] {
         int32_t rc = KELVANE_EOK;
@@ -285,7 +289,7 @@ int32_t increase_aging_asynch_req(trace_context at, const mailbox_handler &mb, r
     const char *const function = __func__;
     return with_record(at, mb, requests, id, function, [&](asynch_req_t &record) {
         if (ages(record)) {
-            record.aging_time += ASYNCH_REQ_AGING_STEP;
+            record.aging_time += ASYNCH_REQ_AGING_STEP_S;
             TRACE_AT_AS(function, mb.flow_level, at, "asynch_req_id %d aging = %d ", static_cast<int>(id),
                         static_cast<int>(record.aging_time));
         }
@@ -312,12 +316,12 @@ int32_t check_if_cb_is_available(kelvane_handle handle, sirane_link &link, mbox_
     const trace_context at = {handle, KELVANE_ADDRESS_SIRANE(link.sirane_id)};
     TRACE_AT(LEVEL_LOWPR, at, "start handler=%d sirane_id=%d mbox=%d   ", static_cast<int>(handle),
              static_cast<int>(link.sirane_id), static_cast<int>(mbox));
-    uint32_t from_5_22 = 0;
-    is_current_ver_later_or_equal(handle, 5, 22, &from_5_22);
-    if (from_5_22 == 0) {
+    bool held_back = false; // after a failed inquiry, too
+    is_current_ver_later_or_equal(handle, FIRST_HELD_BACK_FIRMWARE, &held_back);
+    if (!held_back) {
         return KELVANE_EOK;
     }
-    if (mbox != MBOX_PM) {
+    if (mbox != MBOX_PM) { // the alarm mailbox included, though the line names it
         TRACE_AT(LEVEL_LOWPR, at,
                  "this api is valid only for mbox_pm mbox_alm mbox                 handler=%d sirane_id=%d "
                  "mbox=%d ",
@@ -329,7 +333,7 @@ int32_t check_if_cb_is_available(kelvane_handle handle, sirane_link &link, mbox_
     if (rc == KELVANE_EOK && subscription.signature == ASYNCH_REQ_SIGNATURE_FREE) {
         TRACE_AT(LEVEL_DEBUG, at, "ERROR  Invalid fixed_req_id %d  signature KO = 0x%08x ",
                  static_cast<int>(FIXED_REQ_ID_PM), subscription.signature);
-        kelvane_delay(1, 0);
+        kelvane_delay(HELD_BACK_PAUSE_S, 0);
         return KELVANE_RET_CODE_DEVICE_NOT_READY;
     }
     return rc;

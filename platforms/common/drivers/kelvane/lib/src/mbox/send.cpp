@@ -10,10 +10,10 @@
 namespace {
 
 constexpr uint32_t STARTUP_ATTEMPTS = 100;
-constexpr uint32_t STARTUP_PAUSE_NSEC = 500000000;
+constexpr uint32_t STARTUP_PAUSE_NS = 500000000;
 constexpr mbox_id startup_order[] = {MBOX_COMMAND, MBOX_RESPONSE, MBOX_ALARM, MBOX_PM};
 
-// A wait of the send; a time-out is told with the last state.
+// One of the send's waits; a time-out is logged with the last state.
 int32_t wait_for(trace_context at, const mailbox_handler &mb, uint32_t mask, uint32_t *state)
 {
     const int32_t rc = mbox_wait_for_state(at, mb, mask, MATCH_ANY_BIT, CHECK_ALIVE, state);
@@ -25,7 +25,7 @@ int32_t wait_for(trace_context at, const mailbox_handler &mb, uint32_t mask, uin
     return rc;
 }
 
-// From the wait for idle to the host's closing idle; anything but 0 leaves through the failure exit.
+// From the wait for idle to the host's closing idle.
 int32_t offer_message(trace_context at, const mailbox_handler &mb, const mbox_data_header &header,
                       const uint32_t *data)
 {
@@ -105,15 +105,15 @@ int32_t kelvane_check_for_mbox_idle_startup(kelvane_handle handle, uint32_t sira
     TRACE(LEVEL_INFO, handle, address, "start");
     int32_t rc = KELVANE_RET_CODE_DEVICE_NOT_READY;
     for (uint32_t attempt = 1; attempt <= STARTUP_ATTEMPTS; attempt++) {
-        kelvane_delay(0, STARTUP_PAUSE_NSEC);
-        global_reset_mbox(handle, sirane_id, MBOX_STATE_NONE);
-        kelvane_delay(0, STARTUP_PAUSE_NSEC);
+        kelvane_delay(0, STARTUP_PAUSE_NS);
+        global_reset_mbox(handle, sirane_id, MBOX_STATE_NONE); // a failure shows in the look below
+        kelvane_delay(0, STARTUP_PAUSE_NS);
         global_reset_mbox(handle, sirane_id, MBOX_STATE_IDLE);
-        kelvane_delay(0, STARTUP_PAUSE_NSEC);
+        kelvane_delay(0, STARTUP_PAUSE_NS);
 
         int32_t status = KELVANE_EOK;
         for (const mbox_id mbox : startup_order) {
-            uint32_t state = 0; // any state will do: only that there is one counts
+            uint32_t state = 0; // any will do, as long as it is a state
             status = mbox_check_for_state({handle, address}, mailbox_of(sirane_id, mbox), MBOX_STATE_IDLE,
                                           attempt, &state);
             if (status != KELVANE_EOK) {

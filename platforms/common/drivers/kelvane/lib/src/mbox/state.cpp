@@ -7,8 +7,12 @@
 
 namespace {
 
-// Hides the detail of a long poll while it lives. Two threads that hide at once may put back a stale
-// mask: that changes only how much is traced.
+// The last that are traced in detail, counted from 0.
+constexpr uint32_t LAST_DETAILED_LOOK = 3;
+constexpr uint32_t LAST_DETAILED_POLL = 2;
+
+// Hides the detail of a long poll while it lives. Two threads that do so at once may restore a stale mask,
+// which affects only how much is traced.
 class hidden_detail {
   public:
     explicit hidden_detail(bool hide)
@@ -90,7 +94,7 @@ int32_t mbox_check_for_state(trace_context at, const mailbox_handler &mb, uint32
                              uint32_t incr_counter, uint32_t *state_out)
 {
     *state_out = 0;
-    hidden_detail detail(incr_counter > 3);
+    hidden_detail detail(incr_counter > LAST_DETAILED_LOOK);
     TRACE_AT(mb.flow_level, at, " waiting_reg %08x waiting_state_mask %08x incr_counter = %d ",
              mb.waiting_reg, waiting_state_mask, static_cast<int>(incr_counter));
     const int32_t rc = read_mbox_state(at.handle, mb, state_out, CHECK_ALIVE);
@@ -119,7 +123,7 @@ int32_t mbox_wait_for_state(trace_context at, const mailbox_handler &mb, uint32_
         const uint64_t done = polling_number - left;
         int32_t rc;
         {
-            const hidden_detail detail(done > 2);
+            const hidden_detail detail(done > LAST_DETAILED_POLL);
             rc = read_mbox_state(at.handle, mb, state_out, check_alive);
         }
         if (rc != KELVANE_EOK) {
@@ -137,7 +141,7 @@ int32_t mbox_wait_for_state(trace_context at, const mailbox_handler &mb, uint32_
                      waiting_state_mask, mb.waiting_reg, static_cast<unsigned long>(left));
             return KELVANE_EOK;
         }
-        if (done <= 2) {
+        if (done <= LAST_DETAILED_POLL) {
             TRACE_AT(mb.flow_level, at, "state read not valid ");
         }
         if (left <= 1) {

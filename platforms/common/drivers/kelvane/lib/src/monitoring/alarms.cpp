@@ -71,7 +71,7 @@ void trace_kelvane_global_alarms(kelvane_handle handle, kelvane_device_address d
                                  global_alarms record)
 {
     const uint32_t sirane = fields_of(device_address).sirane;
-    for (uint32_t i = 0; i < 4; i++) { // labelled by the network port's field, though it is a host port
+    for (uint32_t i = 0; i < 4; i++) { // host ports, though logged under the network ports' addresses
         kelvane_trace_host_alarms(handle, KELVANE_ADDRESS_NETWORK_PORT(sirane, i), record.host[i]);
     }
     for (uint32_t j = 0; j < 2; j++) {
@@ -82,7 +82,7 @@ void trace_kelvane_global_alarms(kelvane_handle handle, kelvane_device_address d
     kelvane_trace_generic_alarms_t(handle, device_address, record.generic);
 }
 
-// Alone among the words this one is not traced.
+// The only word that is not traced.
 int32_t kelvane_get_host_pcs_alarms(kelvane_handle handle, kelvane_device_address device_address,
                                     uint32_t *alarms)
 {

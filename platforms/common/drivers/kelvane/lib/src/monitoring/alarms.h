@@ -1,4 +1,5 @@
-// Alarm words in the log, at ALARM level: the word, then a line for each named bit that is set.
+// Alarm words in the log, at ALARM level: an empty line, the word, then a line for each named bit that is
+// set.
 #ifndef MONITORING_ALARMS_H
 #define MONITORING_ALARMS_H
 
@@ -6,7 +7,7 @@
 
 #include "kelvane.h"
 
-// By the kind of the application's host ports, whichever command fetched the word.
+// With the bit names of the application's kind of host ports, whichever command fetched the word.
 void kelvane_trace_host_alarms(kelvane_handle handle, kelvane_device_address device_address, uint32_t word);
 void kelvane_trace_ntwk_port_alarms(kelvane_handle handle, kelvane_device_address device_address,
                                     uint32_t word);

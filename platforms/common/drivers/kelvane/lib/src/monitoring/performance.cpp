@@ -1,4 +1,4 @@
-// Fetching performance records, and the subscription to their batches.
+// The interval of the performance records, and fetching them singly.
 #include "monitoring/performance.h"
 
 #include "core/trace/trace.h"

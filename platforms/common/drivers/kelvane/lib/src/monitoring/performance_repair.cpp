@@ -17,7 +17,7 @@ static_assert(offsetof(kelvane_global_pm, generic) == 432);
 
 namespace {
 
-// The whole record as version 0 has it: its network ports end earlier.
+// The whole record in version 0, whose network ports end earlier.
 constexpr size_t OLD_BYTES = 360;
 constexpr size_t OLD_PORT_BYTES = 88;
 constexpr size_t OLD_PORT[2] = {128, 216};

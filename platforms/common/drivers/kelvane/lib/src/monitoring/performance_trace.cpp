@@ -1,4 +1,4 @@
-// The performance records in the log, at PM level: a line each field, in the order of the record.
+// The performance records in the log, at PM level: one line per field, in the order of the record.
 #include <cstddef>
 
 #include "core/device_address.h"
@@ -193,7 +193,7 @@ constexpr traced_field pcs_counter_fields[] = {
 
 } // namespace
 
-// The same bytes are frame or OTN counters, by the kind of the application's host ports.
+// The same bytes are frame or OTN counters, depending on the application's kind of host ports.
 void trace_host_pm(kelvane_handle handle, kelvane_device_address device_address, host_pm record)
 {
     if (kelvane_get_client_type(handle) == CLIENT_TYPE_OTN) {

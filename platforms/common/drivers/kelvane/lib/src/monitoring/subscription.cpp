@@ -1,6 +1,6 @@
-// Standing subscriptions: performance batches and alarm changes of a sirane. The record in the request
-// table comes first and the command second, and no answer is awaited: the first message is the only proof
-// that the firmware took the command.
+// Standing subscriptions: performance batches and alarm changes of a sirane. The record in the request table
+// comes first and the command second, and no answer is awaited: the first message is the only proof that the
+// firmware took the command. A failed send leaves the table as it is by then.
 #include "core/device_address.h"
 #include "core/handle.h"
 #include "core/trace/trace.h"
@@ -13,7 +13,7 @@ struct subscription {
     mbox_id mbox;
     kelvane_asynch_type type;
     uint32_t fixed_slot;
-    bool counts_batches; // a new subscription starts a new sequence
+    bool counts_batches; // so a new subscription starts a new sequence
 };
 
 constexpr subscription performance = {CMD_ENABLE_PM_NOTIFY, MBOX_PM, KELVANE_ASYNCH_TYPE_OP_PM,
@@ -26,6 +26,7 @@ int32_t subscribe(const subscription &s, kelvane_handle handle, kelvane_device_a
 {
     TRACE_AS(function, LEVEL_INFO, handle, device_address, "start enable =%d ", static_cast<int>(enable));
     int32_t rc = check_address_and_handle(device_address, handle);
+    // 1 subscribes. Any other value but 0 does, too, without the next two steps.
     if (rc == KELVANE_EOK && enable == 1 && callback.address == nullptr) {
         TRACE_AS(function, LEVEL_ERROR, handle, device_address, "invalid calling callback must no be null ");
         rc = KELVANE_RET_CODE_EINVAL;

@@ -15,8 +15,8 @@ static_assert(offsetof(kelvane_provisioned_config_t, tx_channel_flex_grid) == 10
 
 namespace {
 
-constexpr uint32_t FLEX_GRID_STEPS = 10; // of one legacy channel
-constexpr firmware_version FLEX_GRID_FIRMWARE = {4, 1};
+constexpr uint32_t FLEX_GRID_STEPS = 10; // in one legacy channel
+constexpr firmware_version FIRST_FLEX_GRID_FIRMWARE = {4, 1};
 
 #define AT(field) offsetof(kelvane_provisioned_config_t, field)
 
@@ -32,7 +32,7 @@ constexpr traced_field fields_before_led[] = {
     {"network_loopback        %10d  %10d ", AT(network_loopback), FIELD_WORD_PAIR},
 };
 
-constexpr traced_field fields_behind_led[] = {
+constexpr traced_field fields_after_led[] = {
     {"host_loopback    %10d %10d %10d %10d ", AT(host_loopback), FIELD_WORD_QUAD},
     {"tx_channel_flex_grid    %u  %u ", AT(tx_channel_flex_grid), FIELD_WORD_PAIR},
     {"rx_channel_flex_grid    %u  %u ", AT(rx_channel_flex_grid), FIELD_WORD_PAIR},
@@ -51,7 +51,7 @@ int32_t kelvane_post_proc_global_provisioned_config(kelvane_handle handle,
     if (rc != KELVANE_EOK) {
         return rc;
     }
-    if (!running.is_at_least(FLEX_GRID_FIRMWARE) && response_header->version == 1) {
+    if (running < FIRST_FLEX_GRID_FIRMWARE && response_header->version == 1) {
         TRACE(LEVEL_DEBUG, handle, NO_ADDRESS,
               "box_data_header_var_out->version = %d  need to manage post proc for flex grid ",
               static_cast<int>(response_header->version));
@@ -78,7 +78,7 @@ int32_t kelvane_tr_glbl_prv_cfg_config(kelvane_handle handle, kelvane_device_add
     trace_fields(LEVEL_INFO, handle, device_address, __func__, fields_before_led, &record);
     TRACE(LEVEL_INFO, handle, device_address, "xpm2_led                %s  %s ", led_name(record.xpm2_led[0]),
           led_name(record.xpm2_led[1]));
-    trace_fields(LEVEL_INFO, handle, device_address, __func__, fields_behind_led, &record);
+    trace_fields(LEVEL_INFO, handle, device_address, __func__, fields_after_led, &record);
     return KELVANE_EOK;
 }
 
@@ -94,7 +94,7 @@ int32_t kelvane_global_provisioned_config(kelvane_handle handle, kelvane_device_
         return rc;
     }
     command_copy_record(c, record, sizeof *record);
-    // Without a version the record stays as it came.
+    // If the version inquiry fails, the record stays as it came.
     kelvane_post_proc_global_provisioned_config(handle, record, &c.response_header);
     kelvane_tr_glbl_prv_cfg_config(handle, device_address, *record);
     TRACE(LEVEL_INFO, handle, device_address, "end ");

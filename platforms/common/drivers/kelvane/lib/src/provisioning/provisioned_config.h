@@ -1,4 +1,4 @@
-// What is provisioned on a sirane, repaired for older firmware.
+// What is provisioned on a sirane, and the repair of what older firmware sends.
 #ifndef PROVISIONING_PROVISIONED_CONFIG_H
 #define PROVISIONING_PROVISIONED_CONFIG_H
 
@@ -7,13 +7,13 @@
 #include "kelvane.h"
 #include "kelvane_mbox.h"
 
-// Computes the flex-grid channels from the legacy ones where the firmware sends none, and then says
-// version 0 in the header. Returns 0, or the failure of the version inquiry with the record unchanged.
+// Computes the flex-grid channels from the legacy ones where the firmware sends none, and then makes the
+// header's version 0. Returns KELVANE_EOK, or the failure of the version inquiry with the record unchanged.
 int32_t kelvane_post_proc_global_provisioned_config(kelvane_handle handle,
                                                     kelvane_provisioned_config_t *record,
                                                     mbox_data_header *response_header);
 
-// The record in the log; returns 0.
+// Logs the record. Returns KELVANE_EOK.
 int32_t kelvane_tr_glbl_prv_cfg_config(kelvane_handle handle, kelvane_device_address device_address,
                                        kelvane_provisioned_config_t record);
 

@@ -1,4 +1,4 @@
-// Operations that are reserved: each writes its line and returns 0.
+// Reserved operations: each writes its line in the log and returns KELVANE_EOK.
 #include "core/trace/trace.h"
 #include "kelvane.h"
 

@@ -1,6 +1,6 @@
 // What a user sets on a port and reads back: traffic type, laser, wavelength, power, loopbacks.
 //
-// An operation is its command and its words. The library keeps and judges no value.
+// An operation is its command and its words. The library neither keeps nor judges a value.
 #include <bit>
 
 #include "core/trace/trace.h"
@@ -19,14 +19,14 @@ int32_t set(const operation &op, uint32_t value, uint32_t second = 0)
     return command_set(op, {op.handle, op.device_address, value, second});
 }
 
-// `value` is what goes out in the place of the answer.
+// `value` goes out in the word in which the answer comes back.
 int32_t get(const operation &op, uint32_t *out, uint32_t value = 0, uint32_t second = 0)
 {
     return command_get(op, {op.handle, op.device_address, value, second}, out);
 }
 
-// Set laser and set traffic type: awaited without a callback, otherwise handed over and answered later.
-// After a failed sending the request stays in its table and is reported as timed out.
+// Set laser and set traffic type: awaited if there is no callback, otherwise handed over and answered later.
+// After a failed send the request stays in its table, and will be reported as timed out.
 int32_t set_or_request(const operation &op, uint32_t value, uint32_t transaction_id,
                        kelvane_set_laser_cb fn_cb, uint32_t mode_level)
 {
@@ -49,7 +49,7 @@ int32_t set_or_request(const operation &op, uint32_t value, uint32_t transaction
         return rc;
     }
     TRACE_AS(op.function, LEVEL_INFO, op.handle, op.device_address, "end ");
-    return command_result(c); // 0 for a request that was handed over
+    return command_result(c); // KELVANE_EOK for a request that was handed over
 }
 
 } // namespace
@@ -74,7 +74,7 @@ int32_t kelvane_set_laser(kelvane_handle handle, kelvane_device_address device_a
 int32_t kelvane_get_traffic_type(kelvane_handle handle, kelvane_device_address device_address,
                                  uint32_t *traffic_type)
 {
-    // Alone among the readings it sends a value, that of no traffic.
+    // The only reading that sends a value: that of no traffic.
     return get({CMD_GET_TRAFFIC_TYPE, CHECK_NETWORK_PORT, __func__, handle, device_address}, traffic_type,
                KELVANE_TRAFFIC_TYPE_NONE);
 }
@@ -240,7 +240,7 @@ int32_t kelvane_set_cons_action(kelvane_handle handle, kelvane_device_address de
                                 int32_t status)
 {
     TRACE(LEVEL_INFO, handle, device_address, "start ");
-    command c; // the firmware's result is not looked at: only the transport's failures are told
+    command c; // the firmware's result is ignored: only failures of the exchange are returned
     return command_run(&c, {CMD_SET_CONS_ACTION, CHECK_SIRANE_ADDRESS, __func__, handle, device_address},
                        {handle, device_address, word(ca), word(status)});
 }

@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-// A blank at each end tells a bad value from a true KELVANE_TRAFFIC_TYPE_NONE.
+// A blank at each end distinguishes an unknown value from a true KELVANE_TRAFFIC_TYPE_NONE.
 const char *traffic_type_name(uint32_t traffic_type);
 
 // Padded, so that columns stay straight.
