@@ -76,7 +76,7 @@
     ROW(65, SET_CONS_ACTION, "set_cons_action")
 // clang-format on
 
-#define KELVANE_COMMAND_ID(number, name, text) CMD_##name = number,
+#define KELVANE_COMMAND_ID(number, name, text) CMD_##name = (number),
 enum command_id : uint32_t { KELVANE_COMMANDS(KELVANE_COMMAND_ID) COMMAND_COUNT };
 #undef KELVANE_COMMAND_ID
 
