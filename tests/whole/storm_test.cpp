@@ -164,16 +164,11 @@ void start_library()
 // How often the alarm of each sirane was raised or cleared.
 uint64_t strike_until(uint64_t end)
 {
-    constexpr const char *FAULTS[] = {"drop-interrupt",
-                                      "late-interrupt 30",
-                                      "double-interrupt",
-                                      "delay 9 40",
-                                      "delay 2 90",
-                                      "refuse 10",
-                                      "refuse 1",
-                                      "error 9 ORDUNE_TIMEOUT",
-                                      "error 2 ORDUNE_TIMEOUT",
-                                      "spurious-interrupt"};
+    constexpr const char *FAULTS[] = {"drop-interrupt",         "delay 9 40",
+                                      "late-interrupt 30",      "delay 2 90",
+                                      "double-interrupt",       "refuse 10",
+                                      "error 9 ORDUNE_TIMEOUT", "refuse 1",
+                                      "spurious-interrupt",     "error 2 ORDUNE_TIMEOUT"};
     uint64_t changes = 0;
     for (uint32_t turn = 0; wait_monotonic() < end; turn++) {
         tell(FAULTS[turn % std::size(FAULTS)]);

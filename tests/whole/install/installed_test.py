@@ -1,8 +1,7 @@
 #!/usr/bin/env python3
-"""The library as those meet it who have nothing but what was installed, in a folder that was moved since.
-
-usage: installed_test.py [CLASS.TEST]; BUILD, CMAKE, CC, CXX and CFLAGS come in the environment.
-"""
+# The library as those meet it who have nothing but what was installed, in a folder that was moved since.
+#
+# usage: installed_test.py [CLASS.TEST]; BUILD, CMAKE, CC, CXX and CFLAGS come in the environment.
 import os
 import pathlib
 import re
@@ -28,7 +27,7 @@ class Installed(Bench):
         self.environment["PKG_CONFIG_PATH"] = str(self.libraries / "pkgconfig")
 
     def run_program(self, *words, **environment):
-        """What it says on standard output; its status must be 0."""
+        # What it says on standard output; its status must be 0.
         done = subprocess.run([str(word) for word in words], env={**os.environ, **self.environment, **environment},
                               capture_output=True, text=True, check=False)
         self.assertEqual(done.returncode, 0, f"{words}\n{done.stdout}{done.stderr}")
@@ -69,14 +68,14 @@ class Installed(Bench):
         return self.run_program(self.prefix / "bin/card_simulator", "--send", "--host", self.host, *verb)
 
     def wait_for_line(self, pattern):
-        """The next one that matches, after the time."""
+        # The next one that matches, after the time.
         line = ""
         while not re.match(r"[0-9:]{8}\.[0-9]{3}  " + pattern, line):
             self.monitor.wait_for("\n")
             line = self.monitor.out[:self.monitor.found - 1].rpartition("\n")[2]
 
     def subscriptions(self):
-        """Of all siranes, with the references of their requests."""
+        # Of all siranes, with the references of their requests.
         return [one for device in ("1", "4", "7")
                 for one in re.findall("(?:pm batches|alarm changes) on.*", self.card("show", device))]
 

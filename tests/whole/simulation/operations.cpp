@@ -1,10 +1,8 @@
-#include <cstdio>
 #include <cstring>
 #include <iterator>
-#include <string>
+#include <sstream>
 #include <string_view>
 
-#include "kelvane_handle.h"
 #include "platform/wait.h"
 #include "support/operations.h"
 #include "support/promises.h"
@@ -65,6 +63,11 @@ int32_t record_came(kelvane_handle, kelvane_device_address address, const record
     const int32_t rc = kelvane_write_register(0, address, 0x9018, 3);
     simulation.commands_of_callbacks--;
     return rc;
+}
+
+template <auto enable> int32_t subscribe()
+{
+    return enable(0, KELVANE_ADDRESS_SIRANE(choose(3)), one_in(4) ? 0 : 1, record_came);
 }
 
 int32_t send_dap()
@@ -130,16 +133,8 @@ struct own_operation {
 // Beside the operations of the table.
 constexpr own_operation OPERATIONS[] = {
     {"request_laser", request_laser},
-    {"enable_pm_notify",
-     [] {
-         return kelvane_enable_pm_notify(0, KELVANE_ADDRESS_SIRANE(choose(3)), one_in(4) ? 0 : 1,
-                                         record_came);
-     }},
-    {"enable_alarms_notify",
-     [] {
-         return kelvane_enable_alarms_notify(0, KELVANE_ADDRESS_SIRANE(choose(3)), one_in(4) ? 0 : 1,
-                                             record_came);
-     }},
+    {"enable_pm_notify", subscribe<kelvane_enable_pm_notify>},
+    {"enable_alarms_notify", subscribe<kelvane_enable_alarms_notify>},
     {"enable_keep_alive_notify", watch_firmware},
     {"dap_command", send_dap},
     {"dump of the firmware's log", dump_log},
@@ -184,46 +179,30 @@ int32_t run_row(const operation_row &row)
 
 // ---- what goes wrong
 
-constexpr const char *VERBS[] = {"drop-interrupt 2",
-                                 "late-interrupt 30 3",
-                                 "double-interrupt 2",
-                                 "spurious-interrupt",
-                                 "spurious-interrupt 1 11",
-                                 "spurious-interrupt 4 13",
-                                 "skip-batch 2",
-                                 "refuse 9",
-                                 "refuse 2",
-                                 "refuse 24",
-                                 "error 2 ORDUNE_TIMEOUT",
-                                 "error 9 ORDUNE_TIMEOUT",
-                                 "delay 9 40",
-                                 "delay 2 900",
-                                 "corrupt ref_id",
-                                 "corrupt-notice size",
-                                 "corrupt-notice sy",
-                                 "corrupt-notice ref_id",
-                                 "alarm raise 1 SRN_TEMP",
-                                 "alarm clear 1 SRN_TEMP",
-                                 "unplug 2",
-                                 "plug 2",
-                                 "upset uncorrectable",
-                                 "upset clear",
-                                 "memory-error",
-                                 "batch-interval 200",
-                                 "laser-time 10",
-                                 "dap hold 2",
-                                 "dap delay 50",
-                                 "dap ignore-reset 1",
-                                 "dap error 8",
-                                 "dap echo",
-                                 "clear",
-                                 "restart warm-fail"};
+std::vector<std::string> verbs_of(const std::string &list)
+{
+    std::vector<std::string> verbs;
+    std::istringstream in(list);
+    for (std::string verb; std::getline(in >> std::ws, verb, ';');) {
+        verbs.push_back(verb);
+    }
+    return verbs;
+}
+
+const std::vector<std::string> VERBS =
+    verbs_of("drop-interrupt 2; late-interrupt 30 3; double-interrupt 2; spurious-interrupt; "
+             "spurious-interrupt 1 11; spurious-interrupt 4 13; skip-batch 2; refuse 9; refuse 2; "
+             "refuse 24; error 2 ORDUNE_TIMEOUT; error 9 ORDUNE_TIMEOUT; delay 9 40; delay 2 900; "
+             "corrupt ref_id; corrupt-notice size; corrupt-notice sy; corrupt-notice ref_id; "
+             "alarm raise 1 SRN_TEMP; alarm clear 1 SRN_TEMP; unplug 2; plug 2; upset uncorrectable; "
+             "upset clear; memory-error; batch-interval 200; laser-time 10; dap hold 2; dap delay 50; "
+             "dap ignore-reset 1; dap error 8; dap echo; clear; restart warm-fail");
 
 // These can hold a synchronous caller up for as long as it waits, which takes the simulation long, too.
-constexpr const char *HEAVY_VERBS[] = {"hang",          "resume",        "restart",        "restart warm",
-                                       "restart cold",  "remove",        "insert",         "drop-answer 9",
-                                       "drop-answer 2", "drop-answer 0", "slow-start 2",   "corrupt size",
-                                       "corrupt sy",    "corrupt cmd",   "corrupt version"};
+const std::vector<std::string> HEAVY_VERBS =
+    verbs_of("hang; resume; restart; restart warm; restart cold; remove; insert; drop-answer 9; "
+             "drop-answer 2; drop-answer 0; slow-start 2; corrupt size; corrupt sy; corrupt cmd; "
+             "corrupt version");
 
 void disturb(const std::string &verb)
 {
@@ -288,8 +267,8 @@ void application(uint32_t number)
         if (kind == 0 && bus_is_bad) {
             spoil_bus();
         } else if (kind < 4 && !is_quiet) {
-            const bool heavy = may_be_heavy && one_in(6);
-            disturb(heavy ? HEAVY_VERBS[choose(std::size(HEAVY_VERBS))] : VERBS[choose(std::size(VERBS))]);
+            const auto &verbs = may_be_heavy && one_in(6) ? HEAVY_VERBS : VERBS;
+            disturb(verbs[choose(verbs.size())]);
         } else if (kind < 6) {
             wait_sleep((1 + choose(one_in(8) ? 8000 : 50)) * MS);
         } else {

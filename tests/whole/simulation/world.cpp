@@ -5,7 +5,6 @@
 #include <cinttypes>
 #include <cstdio>
 #include <cstdlib>
-#include <functional>
 #include <iterator>
 
 #include "background/keep_alive.h"
@@ -217,17 +216,12 @@ static void world_start(uint64_t seed)
     simulation = {.seed = seed, .tells = simulation.tells, .logs = simulation.logs};
     trace_level_mask_set(seed % 16 == 0 || simulation.logs ? 0x7F : 0x05);
     choices_start(seed);
-    constexpr struct {
-        uint32_t major, minor;
-    } VERSIONS[] = {{5, 22}, {5, 22}, {5, 21}, {5, 23}, {4, 9}, {2, 6}, {3, 5}};
-    card_options options;
-    const auto &version = VERSIONS[choose(std::size(VERSIONS))];
-    options.firmware_major = version.major;
-    options.firmware_minor = version.minor;
-    options.seed = seed;
+    constexpr std::pair<uint32_t, uint32_t> VERSIONS[] = {{5, 22}, {5, 22}, {5, 21}, {5, 23},
+                                                          {4, 9},  {2, 6},  {3, 5}};
+    const auto &[major, minor] = VERSIONS[choose(std::size(VERSIONS))];
     fibers_begin(clock_moved, [] { return card_next_due(simulation.it); });
-    simulation.it = card_create(options);
-    simulation_tell("firmware " + std::to_string(version.major) + "." + std::to_string(version.minor));
+    simulation.it = card_create({.firmware_major = major, .firmware_minor = minor, .seed = seed});
+    simulation_tell("firmware " + std::to_string(major) + "." + std::to_string(minor));
 
     zero_handle_record();
     keep_alive_sequence = 0;
@@ -236,7 +230,7 @@ static void world_start(uint64_t seed)
     device.client_type = 1;
     device.notify_plugin_cb = [](kelvane_handle, kelvane_device_address address, uint32_t plugged) {
         simulation_note(address ^ plugged);
-        simulation.plugs.emplace_back(address, plugged);
+        simulation.plugs[address].push_back(plugged);
         return one_in(8) ? 1 : 0;
     };
     device.pci_read_cb = read_word;
