@@ -4,12 +4,8 @@
 // An input is a number of operations. Each read of the card takes a byte, too: below 0x80 this word and so
 // many behind it are what a good firmware shows, others put an odd word in its place. After a number of
 // accesses all of them fail, so that the long waits, which are minutes of polls, end.
-#include <algorithm>
 #include <cstring>
-#include <fstream>
-#include <iterator>
 #include <unordered_map>
-#include <vector>
 
 #include "background/keep_alive.h"
 #include "background/low_priority_thread.h"
@@ -163,32 +159,24 @@ int32_t fail_later(operation_call &call)
     return 0;
 }
 
-struct fuzz_operation {
-    const char *name;
-    int32_t (*run)(operation_call &call);
-};
+// A pass over one of the mailboxes that the firmware talks over.
+template <auto serve> int32_t serve_any(operation_call &call)
+{
+    const uint32_t choice = call.in();
+    return serve(0, local_handles_array[0].sirane[choice % 3], ANSWER_MAILBOXES[choice / 16 % 3]);
+}
 
 constexpr char LINK_UP[] = "kelvane_pci_mapped";
 
 // The table of all operations stands behind these. The kept inputs name them by number.
-constexpr fuzz_operation OPERATIONS[] = {
+constexpr std::pair<const char *, int32_t (*)(operation_call &)> OPERATIONS[] = {
     {"the card offers", offer_message},
     {"a later access fails", fail_later},
-    {"response thread",
-     [](operation_call &it) {
-         const uint32_t choice = it.in();
-         return kelvane_asyc_resp_common(0, local_handles_array[0].sirane[choice % 3],
-                                         ANSWER_MAILBOXES[choice / 16 % 3]);
-     }},
+    {"response thread", serve_any<kelvane_asyc_resp_common>},
     {"low-priority thread", [](operation_call &) { return low_priority_pass(&the_card.low_priority), 0; }},
     {"DAP thread", [](operation_call &) { return dap_serve_event(0, &the_dap_record, &the_card.dap), 0; }},
     {LINK_UP, [](operation_call &it) { return kelvane_pci_mapped(it.handle, it.in() % 16 != 15, 0, 0); }},
-    {"the drain",
-     [](operation_call &it) {
-         const uint32_t choice = it.in();
-         return kelvane_deque_resp_receive(0, local_handles_array[0].sirane[choice % 3],
-                                           ANSWER_MAILBOXES[choice / 16 % 3]);
-     }},
+    {"the drain", serve_any<kelvane_deque_resp_receive>},
     {"kelvane_keep_alive", [](operation_call &it) { return kelvane_keep_alive(it.handle, it.address); }},
     {"kelvane_enable_keep_alive_notify",
      [](operation_call &it) {
@@ -222,8 +210,8 @@ bool run_operation()
     operation_call call = {handle, ADDRESSES[where % 16], [] { return input.byte(); }, out.word};
     const auto &rows = choice < OWN + command_rows.size() ? command_rows : register_rows;
     const size_t row = choice - OWN - (&rows == &command_rows ? 0 : command_rows.size());
-    const char *name = choice < OWN ? OPERATIONS[choice].name : rows[row].name;
-    const int32_t rc = choice < OWN ? OPERATIONS[choice].run(call) : rows[row].call(call);
+    const char *name = choice < OWN ? OPERATIONS[choice].first : rows[row].name;
+    const int32_t rc = choice < OWN ? OPERATIONS[choice].second(call) : rows[row].call(call);
     must(is_documented(rc) || std::ranges::count(the_card.lies_told, static_cast<uint32_t>(rc)) > 0,
          "a code that nobody knows", name);
     must(out.is_intact_behind(), "written beyond the output", name);

@@ -23,12 +23,8 @@
 #define TESTS_CARD_BENCH_H
 
 #include <algorithm>
-#include <cstdint>
-#include <iterator>
 #include <memory>
 #include <sstream>
-#include <string>
-#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -103,10 +99,10 @@ class bench : public testing::Test {
         const words message = words_of(command);
         EXPECT_EQ(offer(message, base), words{4});
         write(base, 2);
-        words got = take(base + 0x2000);
-        while (!got.empty() && got[0] != message[0]) {
+        words got;
+        do {
             got = take(base + 0x2000);
-        }
+        } while (!got.empty() && got[0] != message[0]);
         EXPECT_TRUE(got.empty() || (words{got[1], got[2], got[4], got[6]} ==
                                     words{reference, static_cast<uint32_t>(message.size()), sync, handle}));
         EXPECT_TRUE(got.size() < 8 || got[7] == message[1]);

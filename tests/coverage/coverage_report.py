@@ -1,12 +1,9 @@
 #!/usr/bin/env python3
-"""Prints which branches of the functions that judge input the suite does not take.
-
-usage: coverage_report.py BUILD
-
-BUILD was made with --coverage and has run the suite. The functions stand by name in
-judging_functions.txt, with the number of branches that cannot be taken, if there are any. The status is 1 when
-one of them has another number of branches that were never taken, or does not exist.
-"""
+# Prints which branches of the functions that judge input the suite does not take.
+#
+# BUILD was made with --coverage and has run the suite. The functions stand by name in
+# judging_functions.txt, with the number of branches that cannot be taken, if there are any. The status is 1 when
+# one of them has another number of branches that were never taken, or does not exist.
 
 import json
 import pathlib
@@ -26,7 +23,7 @@ ROW = re.compile(r"^(?P<file>[a-z_/]+\.(cpp|h)) +(?P<function>\w+)( +(?P<unreach
 
 
 def read_counts(build):
-    """What gcov says of each source file of the library."""
+    # What gcov says of each source file of the library.
     notes = sorted(build.glob("**/kelvane_objects.dir/**/*.gcno"))
     if not notes:
         sys.exit(f"coverage_report: nothing in {build} was built with --coverage")
@@ -43,20 +40,20 @@ def read_counts(build):
 
 
 def plain_name(demangled):
-    """The function's own name; that of the function around it for a lambda."""
+    # The function's own name; that of the function around it for a lambda.
     name = re.split(r"[(<\[]", demangled.replace("(anonymous namespace)::", ""))[0]
     return name.split("::")[-1].split()[-1]
 
 
 def function_of(source, line):
-    """Where a line stands; one of several instances of a template is counted for all at once, by its place."""
+    # Where a line stands; one of several instances of a template is counted for all at once, by its place.
     functions, name, number = source["functions"], line.get("function_name"), line["line_number"]
     inside = [f for f in functions if f["name"] == name or not name and f["start_line"] <= number <= f["end_line"]]
     return plain_name(max(inside, key=lambda f: f["start_line"])["demangled_name"])
 
 
 def branches_by_function(sources):
-    """For each (file, function): by place its branches' counts and its text."""
+    # For each (file, function): by place its branches' counts and its text.
     found = defaultdict(dict)
     for path, source in sources:
         text = (LIBRARY / path).read_text(encoding="utf-8").splitlines()
@@ -100,5 +97,5 @@ def print_judging(sources):
 
 
 if len(sys.argv) != 2:
-    sys.exit(__doc__)
+    sys.exit("usage: coverage_report.py BUILD")
 sys.exit(1 if print_judging(read_counts(pathlib.Path(sys.argv[1]).resolve())) != 0 else 0)

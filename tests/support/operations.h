@@ -4,11 +4,9 @@
 #define TESTS_SUPPORT_OPERATIONS_H
 
 #include <bit>
-#include <cstdint>
 #include <functional>
 #include <span>
 #include <tuple>
-#include <type_traits>
 #include <utility>
 #include <vector>
 

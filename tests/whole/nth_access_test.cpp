@@ -2,9 +2,6 @@
 // second, and so on until it runs through untouched; or the messages that it gets have impossible headers.
 // Each run ends with a code that has a meaning, with no lock held and no word beyond an output touched, and
 // the card works afterwards.
-#include <fstream>
-#include <functional>
-
 #include "lifecycle/driver.h"
 #include "platform/wait.h"
 #include "support/library.h"

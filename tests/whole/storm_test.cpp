@@ -9,9 +9,7 @@
 #include <atomic>
 #include <cstdlib>
 #include <span>
-#include <string>
 #include <thread>
-#include <vector>
 
 #include "card_simulator/card.h"
 #include "kelvane.h"

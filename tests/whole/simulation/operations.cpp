@@ -125,13 +125,8 @@ int32_t dump_log()
     return rc;
 }
 
-struct own_operation {
-    const char *name;
-    int32_t (*run)();
-};
-
 // Beside the operations of the table.
-constexpr own_operation OPERATIONS[] = {
+constexpr std::pair<const char *, int32_t (*)()> OPERATIONS[] = {
     {"request_laser", request_laser},
     {"enable_pm_notify", subscribe<kelvane_enable_pm_notify>},
     {"enable_alarms_notify", subscribe<kelvane_enable_alarms_notify>},
@@ -225,13 +220,13 @@ void spoil_bus()
 void operate(uint32_t number)
 {
     const bool own = one_in(2);
-    const own_operation &it = OPERATIONS[choose(std::size(OPERATIONS))];
+    const auto &[own_name, run_own] = OPERATIONS[choose(std::size(OPERATIONS))];
     static const std::vector<operation_row> shared = shared_operations();
     const operation_row &row = shared[choose(shared.size())];
-    const std::string name = own ? it.name : row.name;
+    const std::string name = own ? own_name : row.name;
     simulation_tell(std::to_string(number) + ": " + name);
     simulation.accesses_of_step = 0;
-    const int32_t rc = own ? it.run() : run_row(row);
+    const int32_t rc = own ? run_own() : run_row(row);
     simulation_note(static_cast<uint32_t>(rc));
     simulation_tell(std::to_string(number) + ": " + name + " = " + std::to_string(rc));
     if (!is_documented(rc) && !simulation.was_lied_to) {
@@ -239,20 +234,19 @@ void operate(uint32_t number)
     }
 }
 
-// Writes a register of each sirane and reads it again: "" when that works, else the codes.
-std::string exchange_with_each_sirane()
+// Writes it and reads it again; adds the codes of both.
+bool each_sirane_keeps_a_word(std::string &codes)
 {
-    std::string wrong;
+    bool all = true;
     for (uint32_t sirane = 0; sirane < SIRANE_COUNT; sirane++) {
         const kelvane_device_address address = KELVANE_ADDRESS_SIRANE(sirane);
         uint32_t value = 0;
         const int32_t written = kelvane_write_register(0, address, 0x123, 0x5000 + sirane);
         const int32_t read = kelvane_read_register(0, address, 0x123, &value);
-        if (written != 0 || read != 0 || value != 0x5000 + sirane) {
-            wrong += " sirane " + std::to_string(written) + " " + std::to_string(read);
-        }
+        all = all && written == 0 && read == 0 && value == 0x5000 + sirane;
+        codes += " sirane " + std::to_string(written) + " " + std::to_string(read);
     }
-    return wrong;
+    return all;
 }
 
 } // namespace
@@ -292,11 +286,9 @@ void last_word()
                 const kelvane_handle_record &record = local_handles_array[0];
                 return record.keep_alive_enabled == 0 || record.keep_alive_status == KELVANE_ALIVE;
             });
-            const std::string wrong = exchange_with_each_sirane();
-            if (wrong.empty()) {
+            if (each_sirane_keeps_a_word(codes)) {
                 return;
             }
-            codes += wrong;
         }
     }
     simulation_failed("the card does not work afterwards" + codes);

@@ -2,14 +2,9 @@
 // accesses and outcomes.
 #include <CLI/CLI.hpp>
 
-#include <cinttypes>
-#include <cstdio>
-#include <cstdlib>
-#include <filesystem>
 #include <fstream>
-#include <string>
+#include <iostream>
 
-#include "kelvane.h"
 #include "lifecycle/driver.h"
 #include "support/library.h"
 #include "whole/simulation/world.h"
@@ -52,7 +47,7 @@ int main(int argc, char **argv)
     }
     driver_starts_threads = false;
     if (freopen("/dev/null", "w", stdout) == nullptr || kelvane_init_driver() != 0) {
-        std::fprintf(stderr, "kelvane_simulation: the library cannot be initialised\n");
+        std::cerr << "kelvane_simulation: the library cannot be initialised\n";
         return 1;
     }
     simulation.logs = !log.empty();
@@ -66,10 +61,8 @@ int main(int argc, char **argv)
             simulation_failed("a second run of the seed went another way");
         }
     }
-    std::fprintf(stderr,
-                 "%" PRIu64 " seeds from %" PRIu64 ", %" PRIu64
-                 " accesses: every outcome came once; not counted in %" PRIu64
-                 " seeds, whose requests grew old without a mapping\n",
-                 count, from, accesses, unaccounted);
+    std::cerr << count << " seeds from " << from << ", " << accesses
+              << " accesses: every outcome came once; not counted in " << unaccounted
+              << " seeds, whose requests grew old without a mapping\n";
     return 0;
 }

@@ -2,10 +2,8 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cinttypes>
-#include <cstdio>
-#include <cstdlib>
-#include <iterator>
+#include <iomanip>
+#include <iostream>
 
 #include "background/keep_alive.h"
 #include "background/low_priority_thread.h"
@@ -184,11 +182,9 @@ void clock_moved()
 
 void simulation_failed(const std::string &what)
 {
-    std::fprintf(stderr,
-                 "seed %" PRIu64 ": %s\nat %" PRIu64 " us, access %" PRIu64
-                 "; to see it again: %s --from %" PRIu64 " --seeds 1 --tell\n",
-                 simulation.seed, what.c_str(), fibers_clock() / 1000, simulation.accesses,
-                 program_invocation_name, simulation.seed);
+    std::cerr << "seed " << simulation.seed << ": " << what << "\nat " << fibers_clock() / 1000
+              << " us, access " << simulation.accesses << "; to see it again: " << program_invocation_name
+              << " --from " << simulation.seed << " --seeds 1 --tell\n";
     std::_Exit(1);
 }
 
@@ -200,7 +196,7 @@ void simulation_note(uint64_t number)
 void simulation_tell(const std::string &step)
 {
     if (simulation.tells) {
-        std::fprintf(stderr, "%12" PRIu64 " us  %s\n", fibers_clock() / 1000, step.c_str());
+        std::cerr << std::setw(12) << fibers_clock() / 1000 << " us  " << step << "\n";
     }
 }
 

@@ -25,9 +25,8 @@ find_kernel()
 {
     local depends
     depends=$(dpkg-query --show --showformat='${Depends}' linux-headers-amd64)
-    if [[ ! $depends =~ linux-headers-([^ ]+)\ \(=\ ([^\)]+)\) ]]; then
+    [[ $depends =~ linux-headers-([^ ]+)\ \(=\ ([^\)]+)\) ]] ||
         skip "linux-headers-amd64 does not tell its kernel: $depends"
-    fi
     kernel=${BASH_REMATCH[1]}
     version=${BASH_REMATCH[2]}
 }
