@@ -13,7 +13,6 @@ class virtual_time {
     virtual_time(); // takes the place of the system's time until destroyed
     ~virtual_time();
     virtual_time(const virtual_time &) = delete;
-    virtual_time &operator=(const virtual_time &) = delete;
 
     void advance(uint64_t nanoseconds)
     {

@@ -24,11 +24,6 @@ kelvane_device_address any_address()
     return ADDRESSES[choose(std::size(ADDRESSES))];
 }
 
-kelvane_device_address any_port()
-{
-    return KELVANE_ADDRESS_NETWORK_PORT(choose(3), choose(2));
-}
-
 int32_t request_done(kelvane_handle, kelvane_device_address, uint32_t transaction_id, int32_t result)
 {
     simulation_note(static_cast<uint32_t>(result));
@@ -46,7 +41,8 @@ int32_t request_laser()
 {
     const size_t id = simulation.requests.size();
     simulation.requests.push_back({});
-    const int32_t rc = kelvane_set_laser(0, any_port(), id % 2, request_done, static_cast<int32_t>(id));
+    const int32_t rc = kelvane_set_laser(0, KELVANE_ADDRESS_NETWORK_PORT(choose(3), choose(2)), id % 2,
+                                         request_done, static_cast<int32_t>(id));
     simulation.requests[id].sent = rc == 0;
     return rc;
 }
@@ -163,7 +159,7 @@ int32_t run_row(const operation_row &row)
         return as_listed || listed == 0 ? listed : static_cast<uint32_t>(choose(0x10010));
     };
     const kelvane_device_address address = one_in(3)   ? any_address()
-                                           : one_in(2) ? any_port()
+                                           : one_in(2) ? KELVANE_ADDRESS_NETWORK_PORT(choose(3), choose(2))
                                                        : KELVANE_ADDRESS_SIRANE(choose(3));
     const int32_t rc = row.call({0, address, number, out.word});
     if (!out.is_intact_behind()) {

@@ -36,9 +36,7 @@ unpack_kernel()
     local unpacked=$work/linux-$version
     image=$unpacked/boot/vmlinuz-$kernel
     uio_module=$unpacked/lib/modules/$kernel/kernel/drivers/uio/uio.ko
-    if [[ -e $unpacked/complete ]]; then
-        return
-    fi
+    [[ ! -e $unpacked/complete ]] || return 0
     rm -rf "$work"/linux-*
     mkdir -p "$unpacked/package"
     (cd "$unpacked/package" && apt-get --quiet --quiet --option APT::Sandbox::User=root download "linux-image-$kernel=$version") ||
