@@ -35,8 +35,7 @@ constexpr uint32_t AREA = 0x100, AREA_WORDS = 6 + 64;                           
 struct fuzz_card {
     fuzz_input input;
     std::unordered_map<uint32_t, uint32_t> word; // what is right at an offset
-    uint32_t accesses;
-    uint32_t failing_access;
+    uint32_t accesses, failing_access;
     uint32_t same; // so many reads go on like the last one, with the truth or its lie
     bool lies;
     uint32_t lie;

@@ -39,9 +39,7 @@ struct request {
 // The library's threads go on when main returns: nothing of this is ever destroyed.
 struct storm_state {
     card *it;
-    std::atomic<bool> work_ends;
-    std::atomic<bool> card_ends;
-    std::atomic<bool> alive;
+    std::atomic<bool> work_ends, card_ends, alive;
     std::atomic<uint32_t> requests_made;
     std::array<request, REQUESTS_MOST> requests;
     std::atomic<int32_t> unexpected; // the last code that is neither success nor injected

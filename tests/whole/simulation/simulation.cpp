@@ -29,8 +29,7 @@ uint64_t run_seed(uint64_t seed)
 
 int main(int argc, char **argv)
 {
-    uint64_t from = 0;
-    uint64_t count = 1000;
+    uint64_t from = 0, count = 1000;
     std::string log;
     CLI::App options(
         "Runs seeds one after the other. What there is to say of them goes to standard error. The "
@@ -51,8 +50,7 @@ int main(int argc, char **argv)
         return 1;
     }
     simulation.logs = !log.empty();
-    uint64_t accesses = 0;
-    uint64_t unaccounted = 0;
+    uint64_t accesses = 0, unaccounted = 0;
     for (uint64_t seed = from; seed < from + count; seed++) {
         const uint64_t digest = run_seed(seed);
         accesses += simulation.accesses;
