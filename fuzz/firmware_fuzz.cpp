@@ -4,12 +4,8 @@
 // An input is a number of operations. Each read of the card takes a byte, too: below 0x80 this word and so
 // many behind it are what a good firmware shows, others put an odd word in its place. After a number of
 // accesses all of them fail, so that the long waits, which are minutes of polls, end.
-#include <algorithm>
 #include <cstring>
-#include <fstream>
-#include <iterator>
 #include <unordered_map>
-#include <vector>
 
 #include "background/keep_alive.h"
 #include "background/low_priority_thread.h"
@@ -39,8 +35,7 @@ constexpr uint32_t AREA = 0x100, AREA_WORDS = 6 + 64;                           
 struct fuzz_card {
     fuzz_input input;
     std::unordered_map<uint32_t, uint32_t> word; // what is right at an offset
-    uint32_t accesses;
-    uint32_t failing_access;
+    uint32_t accesses, failing_access;
     uint32_t same; // so many reads go on like the last one, with the truth or its lie
     bool lies;
     uint32_t lie;
@@ -59,6 +54,7 @@ int32_t next_access()
 
 int32_t read_word(kelvane_handle, uint32_t, uint32_t offset, uint32_t *value, uint32_t)
 {
+    static_assert(COMMAND_COUNT == 66); // the first number of no command, below
     static constexpr uint32_t ODD[] = {
         0,    1,    2,    3,    4,    6,          8,          14,         16,         17,        20,
         24,   31,   35,   37,   41,   54,         55,         65,         66,         111,       463,
@@ -124,7 +120,10 @@ int32_t offer_message(operation_call &)
     fuzz_input &input = the_card.input;
     const uint32_t sirane = SIRANES_AT + input.byte() % 3 * SIRANE_BYTES;
     const uint32_t base = sirane + input.one_of({ANSWER, ALARMS, PERFORMANCE});
-    const uint32_t command = input.one_of({2u, 0u, 24u, 35u, 37u, 41u, 14u, 54u, 66u});
+    const uint32_t command =
+        input.one_of({CMD_SET_LASER, CMD_SET_TRAFFIC_TYPE, CMD_ENABLE_PM_NOTIFY, CMD_ENABLE_ALARMS_NOTIFY,
+                      CMD_NOTIFY_PLUGIN, CMD_APP_ZYNQ_RESTART_NOTIFY, CMD_DOWNLOAD_SOFTWARE, CMD_DAP_MESSAGE,
+                      COMMAND_COUNT});
     const uint32_t reference = the_card.word[sirane + AREA + 4];
     uint32_t at = base + AREA;
     for (const uint32_t word :
@@ -163,32 +162,24 @@ int32_t fail_later(operation_call &call)
     return 0;
 }
 
-struct fuzz_operation {
-    const char *name;
-    int32_t (*run)(operation_call &call);
-};
+// A pass over one of the mailboxes that the firmware talks over.
+template <auto serve> int32_t serve_any(operation_call &call)
+{
+    const uint32_t choice = call.in();
+    return serve(0, local_handles_array[0].sirane[choice % 3], ANSWER_MAILBOXES[choice / 16 % 3]);
+}
 
 constexpr char LINK_UP[] = "kelvane_pci_mapped";
 
 // The table of all operations stands behind these. The kept inputs name them by number.
-constexpr fuzz_operation OPERATIONS[] = {
+constexpr std::pair<const char *, int32_t (*)(operation_call &)> OPERATIONS[] = {
     {"the card offers", offer_message},
     {"a later access fails", fail_later},
-    {"response thread",
-     [](operation_call &it) {
-         const uint32_t choice = it.in();
-         return kelvane_asyc_resp_common(0, local_handles_array[0].sirane[choice % 3],
-                                         ANSWER_MAILBOXES[choice / 16 % 3]);
-     }},
+    {"response thread", serve_any<kelvane_asyc_resp_common>},
     {"low-priority thread", [](operation_call &) { return low_priority_pass(&the_card.low_priority), 0; }},
     {"DAP thread", [](operation_call &) { return dap_serve_event(0, &the_dap_record, &the_card.dap), 0; }},
     {LINK_UP, [](operation_call &it) { return kelvane_pci_mapped(it.handle, it.in() % 16 != 15, 0, 0); }},
-    {"the drain",
-     [](operation_call &it) {
-         const uint32_t choice = it.in();
-         return kelvane_deque_resp_receive(0, local_handles_array[0].sirane[choice % 3],
-                                           ANSWER_MAILBOXES[choice / 16 % 3]);
-     }},
+    {"the drain", serve_any<kelvane_deque_resp_receive>},
     {"kelvane_keep_alive", [](operation_call &it) { return kelvane_keep_alive(it.handle, it.address); }},
     {"kelvane_enable_keep_alive_notify",
      [](operation_call &it) {
@@ -222,8 +213,8 @@ bool run_operation()
     operation_call call = {handle, ADDRESSES[where % 16], [] { return input.byte(); }, out.word};
     const auto &rows = choice < OWN + command_rows.size() ? command_rows : register_rows;
     const size_t row = choice - OWN - (&rows == &command_rows ? 0 : command_rows.size());
-    const char *name = choice < OWN ? OPERATIONS[choice].name : rows[row].name;
-    const int32_t rc = choice < OWN ? OPERATIONS[choice].run(call) : rows[row].call(call);
+    const char *name = choice < OWN ? OPERATIONS[choice].first : rows[row].name;
+    const int32_t rc = choice < OWN ? OPERATIONS[choice].second(call) : rows[row].call(call);
     must(is_documented(rc) || std::ranges::count(the_card.lies_told, static_cast<uint32_t>(rc)) > 0,
          "a code that nobody knows", name);
     must(out.is_intact_behind(), "written beyond the output", name);

@@ -1,9 +1,7 @@
 // The client's prompt and its commands against lines of any bytes, with a library that only takes the calls.
 #include <cctype>
-#include <cstddef>
-#include <cstdio>
-#include <cstring>
 #include <iterator>
+#include <string_view>
 
 #include "client/fake_kelvane.h"
 #include "fuzz.h"
@@ -37,24 +35,20 @@ void forget_all()
     api_count = 0;
 }
 
-bool begins(const char *line, const char *word)
-{
-    return strncmp(line, word, strlen(word)) == 0;
-}
-
-void run_lines(FILE *lines)
+void run_lines()
 {
     prompt operator_prompt;
     command_outcome outcome = command_outcome::go_on;
     int32_t result = 0;
-    while (outcome == command_outcome::go_on && feof(lines) == 0) {
-        const char *line = prompt_read(operator_prompt);
-        must(strchr(line, '\n') == nullptr, "a line of two lines", "prompt_read");
-        must(isspace(static_cast<unsigned char>(line[0])) == 0, "a line that begins with a blank",
+    while (outcome == command_outcome::go_on && feof(stdin) == 0) {
+        const std::string_view line = prompt_read(operator_prompt);
+        must(line.find('\n') == line.npos, "a line of two lines", "prompt_read");
+        must(isspace(static_cast<unsigned char>(*line.data())) == 0, "a line that begins with a blank",
              "prompt_read");
-        outcome = command_run(line, OPTIONS, result);
-        must((outcome == command_outcome::quit) == (begins(line, "quit") || begins(line, "exit")),
-             "the end, or none, where it was not asked for", "command_run");
+        const bool asked = line.starts_with("quit") || line.starts_with("exit");
+        outcome = command_run(line.data(), OPTIONS, result);
+        must((outcome == command_outcome::quit) == asked, "the end, or none, where it was not asked for",
+             "command_run");
         must((outcome == command_outcome::leave) == (result != 0), "a result without an end", "command_run");
     }
     prompt_free(operator_prompt);
@@ -69,12 +63,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
         return 0;
     }
     forget_all();
-    fake_kelvane_start(ANSWERS[data[0] % std::size(ANSWERS)]);
-    FILE *const real_input = stdin;
+    the_answer = ANSWERS[data[0] % std::size(ANSWERS)];
     stdin = fmemopen(const_cast<uint8_t *>(data) + 1, size - 1, "r");
     must(stdin != nullptr, "no stream", "fmemopen");
-    run_lines(stdin);
+    run_lines();
     fclose(stdin);
-    stdin = real_input;
     return 0;
 }

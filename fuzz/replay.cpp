@@ -1,5 +1,4 @@
 // Runs a target over kept inputs with no fuzzer around it.
-#include <cstdint>
 #include <cstdio>
 #include <fstream>
 #include <iterator>

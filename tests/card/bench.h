@@ -23,12 +23,8 @@
 #define TESTS_CARD_BENCH_H
 
 #include <algorithm>
-#include <cstdint>
-#include <iterator>
 #include <memory>
 #include <sstream>
-#include <string>
-#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -103,10 +99,10 @@ class bench : public testing::Test {
         const words message = words_of(command);
         EXPECT_EQ(offer(message, base), words{4});
         write(base, 2);
-        words got = take(base + 0x2000);
-        while (!got.empty() && got[0] != message[0]) {
+        words got;
+        do {
             got = take(base + 0x2000);
-        }
+        } while (!got.empty() && got[0] != message[0]);
         EXPECT_TRUE(got.empty() || (words{got[1], got[2], got[4], got[6]} ==
                                     words{reference, static_cast<uint32_t>(message.size()), sync, handle}));
         EXPECT_TRUE(got.size() < 8 || got[7] == message[1]);
@@ -144,16 +140,11 @@ class bench : public testing::Test {
     uint32_t reference = 0x1234, sync = 0xFF00FF00, handle = 0;
 
   private:
-    static uint32_t command_of(const std::string &name) // COMMAND_COUNT: there is none
-    {
-        return static_cast<uint32_t>(std::ranges::find(command_names, name) - command_names);
-    }
-
     static uint32_t word_of(const std::string &text)
     {
-        const uint32_t command = command_of(text);
+        const auto command = std::ranges::find(command_names, text) - command_names;
         const auto digit = [&text](size_t i) { return static_cast<uint32_t>(text.at(i) - '0'); };
-        return command < COMMAND_COUNT ? command
+        return command < COMMAND_COUNT ? static_cast<uint32_t>(command)
                : text[0] == 'b'        ? 0xF0FFFFFF
                : text[0] == 's'        ? 0xFF00FFFF | digit(1) << 16
                : text[0] == 'm'        ? 0xFF0000FF | digit(1) << 16 | digit(2) << 8
@@ -202,7 +193,7 @@ class bench : public testing::Test {
         } else {
             const bool other = kind.ends_with(':'); // sirane
             const std::string said = other ? rest : step, name = said.substr(0, said.find(' '));
-            const bool again = command_of(name) == COMMAND_COUNT;
+            const bool again = std::ranges::count(command_names, name) == 0;
             latest_ = again ? latest_ : name;
             got = run(again ? latest_ + " " + said : said,
                       0x01C00000 + (other ? (kind[0] - '0') * 0x100000u : 0));

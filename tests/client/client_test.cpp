@@ -52,7 +52,7 @@ class mock_client : public testing::Test {
   protected:
     mock_client()
     {
-        fake_kelvane_start({"", 0});
+        the_answer = {"", 0};
         host.write("sys/class/uio/uio0/name", "ZYNQFPGA\n");
         host.write("sys/class/uio/uio0/maps/map0/size", "0x0000000004000000\n");
         host.write("dev/uio0", "");
@@ -108,7 +108,7 @@ TEST_F(mock_client, goes_on_when_a_lesser_step_of_its_start_fails)
         {"", 0, 1, "kelvane_notify_msi...failed\n>>> ERROR <<<Failed to enable interrupts on device\n"},
     };
     for (const auto &[call, result, status, printed] : cases) {
-        fake_kelvane_start({call.c_str(), result});
+        the_answer = {call.c_str(), result};
         const child_result run =
             run_client("quit\n", {"mock_client"}, status == 0 ? [] {} : let_no_thread_start);
         EXPECT_EQ(run.status, status);

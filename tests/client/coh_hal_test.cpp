@@ -76,7 +76,7 @@ TEST(coh_hal, says_what_it_looked_for_when_there_is_no_card)
 
 TEST(coh_hal, forwards_interrupts_until_one_is_cut_short)
 {
-    fake_kelvane_start({"kelvane_notify_msi", 64174});
+    the_answer = {"kelvane_notify_msi", 64174};
     int ends[2];
     ASSERT_EQ(pipe(ends), 0);
     ASSERT_EQ(write(ends[1], "1...2...?", 9), 9);

@@ -1,8 +1,6 @@
 #include "client/fake_kelvane.h"
 
-#include <chrono>
 #include <cstdarg>
-#include <cstdio>
 #include <cstring>
 #include <numeric>
 #include <pthread.h>
@@ -15,11 +13,12 @@
 #include "mock_client/client_device.h"
 #include "mock_client/client_traffic.h"
 
+fake_answer the_answer = {"", 0};
+
 namespace {
 
 // On the heap for good: it may run when main ends.
 std::thread &completion = *new std::thread;
-fake_answer answer = {"", 0};
 bool activated = false; // the first time uses the image up
 
 [[gnu::format(printf, 1, 2)]] int32_t called(const char *format, ...)
@@ -33,8 +32,8 @@ bool activated = false; // the first time uses the image up
     vsnprintf(text, sizeof text, format, arguments);
     va_end(arguments);
     dprintf(STDOUT_FILENO, "[%s]", text);
-    const size_t length = strlen(answer.call);
-    return length > 0 && strncmp(text, answer.call, length) == 0 ? answer.result : 0;
+    const size_t length = strlen(the_answer.call);
+    return length > 0 && strncmp(text, the_answer.call, length) == 0 ? the_answer.result : 0;
 }
 
 // Of a sirane's two requests only the second one is answered, late enough for a client that does not wait
@@ -72,14 +71,9 @@ uint32_t alarms_of(uint32_t address)
 
 } // namespace
 
-void fake_kelvane_start(const fake_answer &given)
-{
-    answer = given;
-}
-
 int32_t kelvane_enable_msi(kelvane_handle handle, uint32_t enable)
 {
-    if (strcmp(answer.call, "kelvane_notify_msi") != 0) {
+    if (strcmp(the_answer.call, "kelvane_notify_msi") != 0) {
         pthread_exit(nullptr);
     }
     return called("kelvane_enable_msi(%u, %u)", handle, enable);

@@ -39,7 +39,7 @@ TEST(transcripts, are_what_the_operator_sees)
         std::ifstream file(TRANSCRIPTS + name + ".txt");
         for (std::string line; std::getline(file, line) || !text.empty();) {
             if (!file || line.starts_with("=== ")) {
-                fake_kelvane_start({call.c_str(), std::stoi(code)});
+                the_answer = {call.c_str(), std::stoi(code)};
                 EXPECT_EQ(run_child("", [&] { return play(text); }).text, text) << name << " " << title;
                 title = line;
                 call = text = "";

@@ -1,12 +1,9 @@
 #!/usr/bin/env python3
-"""Prints which branches of the functions that judge input the suite does not take.
-
-usage: coverage_report.py BUILD
-
-BUILD was made with --coverage and has run the suite. The functions stand by name in
-judging_functions.txt, with the number of branches that cannot be taken, if there are any. The status is 1 when
-one of them has another number of branches that were never taken, or does not exist.
-"""
+# Prints which branches of the functions that judge input the suite does not take.
+#
+# BUILD was made with --coverage and has run the suite. The functions stand by name in
+# judging_functions.txt, with the number of branches that cannot be taken, if there are any. The status is 1 when
+# one of them has another number of branches that were never taken, or does not exist.
 
 import json
 import pathlib
@@ -100,5 +97,5 @@ def print_judging(sources):
 
 
 if len(sys.argv) != 2:
-    sys.exit(__doc__)
+    sys.exit("usage: coverage_report.py BUILD")
 sys.exit(1 if print_judging(read_counts(pathlib.Path(sys.argv[1]).resolve())) != 0 else 0)

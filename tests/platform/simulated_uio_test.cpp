@@ -1,7 +1,6 @@
 // A card in the test's own process: one end of a socket, two memories, and the reader's half of the queue.
 #include <atomic>
 #include <cerrno>
-#include <cstring>
 #include <filesystem>
 #include <thread>
 #include <vector>

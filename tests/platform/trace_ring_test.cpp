@@ -3,7 +3,6 @@
 #include <atomic>
 #include <cerrno>
 #include <thread>
-#include <vector>
 
 #include <fcntl.h>
 #include <sched.h>
@@ -25,17 +24,12 @@ constexpr uint64_t STRING = 0xC04000000C8, STRING_NUMBER = 0xC05000000CB, TWO_ST
 
 class trace_rings : public testing::Test {
   protected:
-    trace_rings()
-    {
-        setenv("KELVANE_TRACE_DIR", folder.path.c_str(), 1);
-    }
-
     // The one ring that there is.
     trace_ring_listed listed() const
     {
         std::vector<trace_ring_listed> all;
         uint32_t unreadable = 0;
-        EXPECT_EQ(trace_ring_list(folder.path, &all, &unreadable), 0);
+        EXPECT_EQ(trace_ring_list(rings, &all, &unreadable), 0);
         EXPECT_EQ(all.size() + unreadable, 1u);
         return all.at(0);
     }
@@ -63,7 +57,8 @@ class trace_rings : public testing::Test {
         return all.front().message + " " + all.back().message + " " + std::to_string(all.size());
     }
 
-    temporary_folder folder;
+    const host_folder folder;
+    const std::string rings = folder.path + "/rings";
 };
 
 void write_numbers(struct trace_ring *ring, int count)
@@ -132,12 +127,12 @@ TEST_F(trace_rings, takes_memory_only_as_it_is_written_until_there_is_no_more)
 TEST_F(trace_rings, a_full_file_system_is_survived)
 {
     if (unshare(CLONE_NEWNS) != 0 || mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
-        mount("none", folder.path.c_str(), "tmpfs", 0, "size=256k") != 0) {
+        mount("none", rings.c_str(), "tmpfs", 0, "size=256k") != 0) {
         GTEST_SKIP() << "NOT TESTED: no right to mount a small file system here";
     }
     write_numbers(trace_ring_create("FIRST", 4096, 4096 * 512), 8200);
     EXPECT_EQ(span(), "7816 8199 384"); // the capacity is frozen in the first lap and holds in the third
-    umount2(folder.path.c_str(), MNT_DETACH);
+    umount2(rings.c_str(), MNT_DETACH);
 }
 
 TEST_F(trace_rings, many_writers_never_mix_in_one_entry)

@@ -3,10 +3,6 @@
 #ifndef TESTS_SUPPORT_HANDSHAKE_H
 #define TESTS_SUPPORT_HANDSHAKE_H
 
-#include <cstdint>
-#include <functional>
-#include <vector>
-
 #include "support/recorded_bar.h"
 
 struct answering_firmware {

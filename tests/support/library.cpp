@@ -1,9 +1,5 @@
 #include "support/library.h"
 
-#include <algorithm>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <sstream>
 
 #include "background/response_thread.h"
@@ -58,11 +54,9 @@ std::vector<std::string> library_test::log_lines()
     std::vector<std::string> lines;
     for (std::string line; std::getline(fresh, line);) {
         const size_t slot = line.find("Slot:");
-        if (slot == std::string::npos) { // the tail of a message with a newline of its own
-            continue;
+        if (slot != std::string::npos) { // or it is the tail of a message with a newline of its own
+            lines.push_back(line.substr(slot - 6, 6) + line.substr(line.find(' ', slot) + 1));
         }
-        const size_t function = line.find(' ', slot) + 1;
-        lines.push_back(line.substr(slot - 6, 6) + line.substr(function));
     }
     return lines;
 }

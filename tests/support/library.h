@@ -4,17 +4,10 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdint>
-#include <string>
-#include <utility>
-#include <vector>
-
 #include "background/low_priority_thread.h"
 #include "core/handle.h"
-#include "kelvane.h"
 #include "support/handshake.h"
 #include "support/promises.h"
-#include "support/recorded_bar.h"
 #include "support/temporary_folder.h"
 #include "support/virtual_time.h"
 

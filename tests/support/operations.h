@@ -4,11 +4,9 @@
 #define TESTS_SUPPORT_OPERATIONS_H
 
 #include <bit>
-#include <cstdint>
 #include <functional>
 #include <span>
 #include <tuple>
-#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -31,11 +29,6 @@ template <typename... arguments> int32_t no_matter(arguments...)
     return 0;
 }
 
-template <typename... arguments> auto no_matter_like(int32_t (*)(arguments...))
-{
-    return no_matter<arguments...>;
-}
-
 template <typename type> type next_argument(operation_call &call)
 {
     if constexpr (std::is_floating_point_v<type>) {
@@ -45,7 +38,7 @@ template <typename type> type next_argument(operation_call &call)
     } else if constexpr (!std::is_pointer_v<type>) {
         return static_cast<type>(call.in());
     } else if constexpr (std::is_function_v<std::remove_pointer_t<type>>) {
-        return call.in() != 0 ? no_matter_like(type{}) : nullptr;
+        return call.in() != 0 ? static_cast<type>(no_matter) : nullptr;
     } else if constexpr (std::is_const_v<std::remove_pointer_t<type>>) {
         static uint32_t record[sizeof(std::remove_pointer_t<type>) / 4];
         for (uint32_t &word : record) {

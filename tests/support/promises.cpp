@@ -19,15 +19,13 @@ std::string held_locks()
     const auto look = [&held](const kelvane_mutex &mutex, const std::string &name) {
         held += kelvane_mutex_get_owner(&mutex) != 0 ? name + ", " : "";
     };
-    for (uint32_t sirane = 0; sirane < SIRANE_COUNT; sirane++) {
-        const kelvane_handle_record &record = local_handles_array[0];
-        const std::string of = std::to_string(sirane);
-        look(record.sirane[sirane].command_mutex, of + " command");
+    for (const sirane_link &link : local_handles_array[0].sirane) {
+        const std::string of = std::to_string(link.sirane_id);
+        look(link.command_mutex, of + " command");
         for (uint32_t mbox = 0; mbox < MBOX_THREAD_COUNT; mbox++) {
-            look(record.sirane[sirane].answers[mbox].response_mutex,
-                 of + " response " + std::to_string(mbox));
+            look(link.answers[mbox].response_mutex, of + " response " + std::to_string(mbox));
         }
-        look(record.sirane[sirane].requests.lock, of + " requests");
+        look(link.requests.lock, of + " requests");
     }
     look(the_dap_record.dap_lock, "DAP");
     look(kelvane_transaction_counter.mutex, "transaction");

@@ -3,8 +3,6 @@
 #define TESTS_SUPPORT_PROMISES_H
 
 #include <algorithm>
-#include <cstdint>
-#include <iterator>
 #include <string>
 
 // Whether a code has a meaning: success, the library's own codes, an error word of the firmware.

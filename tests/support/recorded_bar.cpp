@@ -1,6 +1,6 @@
 #include "support/recorded_bar.h"
 
-#include <cstdio>
+#include <sstream>
 
 #include <gtest/gtest.h>
 
@@ -48,26 +48,24 @@ int32_t recorded_bar::access(bool write, uint32_t offset, uint32_t *value, uint3
 
 std::string recorded_bar::told()
 {
-    char hexadecimal[16];
-    const auto hex = [&hexadecimal](uint32_t number) {
-        snprintf(hexadecimal, sizeof hexadecimal, "%x", number);
-        return hexadecimal;
-    };
-    std::string text;
+    std::ostringstream text;
+    text << std::hex;
     recorded_access last = {false, 1, 0}; // no word's
     size_t count = 0;                     // of reads, or of the last value
     const auto end_run = [&] {
-        text += count > 1 ? (last.write ? "*" : "+") + std::to_string(count) : "";
+        text << (count > 1 ? (last.write ? "*" : "+") + std::to_string(count) : "");
         count = 0;
     };
     for (const recorded_access &it : accesses_) {
         if (it.write != last.write || it.offset != last.offset + 4) {
             end_run();
-            text += (text.empty() ? "" : " ") + std::string(it.write ? "w" : "r") + hex(it.offset);
-            text += it.write ? std::string("=") + hex(it.value) : "";
+            text << (text.tellp() > 0 ? " " : "") << (it.write ? "w" : "r") << it.offset;
+            if (it.write) {
+                text << "=" << it.value;
+            }
         } else if (it.write && it.value != last.value) {
             end_run();
-            text += std::string(",") + hex(it.value);
+            text << "," << it.value;
         }
         count++;
         last = it;
@@ -75,7 +73,7 @@ std::string recorded_bar::told()
     end_run();
     accesses_.clear();
     check_alive.clear();
-    return text;
+    return text.str();
 }
 
 kelvane_init_device_t recorded_bar_device(void)

@@ -3,7 +3,6 @@
 #ifndef TESTS_SUPPORT_RECORDED_BAR_H
 #define TESTS_SUPPORT_RECORDED_BAR_H
 
-#include <cstdint>
 #include <deque>
 #include <functional>
 #include <map>

@@ -6,7 +6,6 @@
 #include <filesystem>
 #include <fstream>
 #include <stdexcept>
-#include <string>
 
 #include "platform/host_tree.h"
 
@@ -21,7 +20,6 @@ class temporary_folder {
         std::filesystem::remove_all(path, ignored);
     }
     temporary_folder(const temporary_folder &) = delete;
-    temporary_folder &operator=(const temporary_folder &) = delete;
 
     // Writes a file below, with the folders that lead to it.
     void write(const std::string &relative, const std::string &text) const

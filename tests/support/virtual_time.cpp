@@ -1,7 +1,6 @@
 #include "support/virtual_time.h"
 
 #include <cerrno>
-#include <utility>
 
 namespace {
 
@@ -45,29 +44,4 @@ virtual_time::virtual_time()
 virtual_time::~virtual_time()
 {
     wait_use_source(nullptr);
-}
-
-void virtual_time::advance(uint64_t nanoseconds)
-{
-    now_ += nanoseconds;
-}
-
-uint64_t virtual_time::now() const
-{
-    return now_;
-}
-
-uint64_t virtual_time::sleeps() const
-{
-    return sleeps_;
-}
-
-void virtual_time::fail_realtime_with(int error)
-{
-    realtime_error_ = error;
-}
-
-void virtual_time::on_sleep(std::function<void()> hook)
-{
-    hook_ = std::move(hook);
 }

@@ -3,8 +3,8 @@
 #ifndef TESTS_SUPPORT_VIRTUAL_TIME_H
 #define TESTS_SUPPORT_VIRTUAL_TIME_H
 
-#include <cstdint>
 #include <functional>
+#include <utility>
 
 #include "platform/wait.h"
 
@@ -13,15 +13,28 @@ class virtual_time {
     virtual_time(); // takes the place of the system's time until destroyed
     ~virtual_time();
     virtual_time(const virtual_time &) = delete;
-    virtual_time &operator=(const virtual_time &) = delete;
 
-    void advance(uint64_t nanoseconds);
-    uint64_t now() const; // nanoseconds slept and advanced so far
-    uint64_t sleeps() const;
-    void fail_realtime_with(int error); // 0 lets the wall clock work again
-
+    void advance(uint64_t nanoseconds)
+    {
+        now_ += nanoseconds;
+    }
+    uint64_t now() const // nanoseconds slept and advanced so far
+    {
+        return now_;
+    }
+    uint64_t sleeps() const
+    {
+        return sleeps_;
+    }
+    void fail_realtime_with(int error) // 0 lets the wall clock work again
+    {
+        realtime_error_ = error;
+    }
     // What happens elsewhere while the thread sleeps; called after the clock has advanced.
-    void on_sleep(std::function<void()> hook);
+    void on_sleep(std::function<void()> hook)
+    {
+        hook_ = std::move(hook);
+    }
 
   private:
     wait_source source_;

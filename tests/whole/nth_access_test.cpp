@@ -2,9 +2,6 @@
 // second, and so on until it runs through untouched; or the messages that it gets have impossible headers.
 // Each run ends with a code that has a meaning, with no lock held and no word beyond an output touched, and
 // the card works afterwards.
-#include <fstream>
-#include <functional>
-
 #include "lifecycle/driver.h"
 #include "platform/wait.h"
 #include "support/library.h"
@@ -167,7 +164,7 @@ struct hostile_header_test : nth_access_test {};
 // beyond: the last command, what an area holds, the newest version, the last slot.
 TEST_P(hostile_header_test, leaves_a_card_that_works)
 {
-    static constexpr uint32_t LIMITS[] = {65, 0, 1978, 1, 16, 1};
+    static constexpr uint32_t LIMITS[] = {COMMAND_COUNT - 1, 0, 1978, 1, 16, 1};
     const char *name = MESSAGES[GetParam()].first;
     const uint32_t area = MESSAGES[GetParam()].second;
     const std::vector<spoiled_operation> all = operations();

@@ -1,11 +1,10 @@
 #!/usr/bin/env python3
-"""The real programs against each other: simulated cards, clients on them, and ./run, which is both.
-
-usage: programs_test.py [CLASS.TEST]
-
-BUILD is the build folder. KELVANE_KILLS says how often card and client are killed, 10 times unless set;
-KELVANE_KILL_SEED repeats the points of a run that failed.
-"""
+# The real programs against each other: simulated cards, clients on them, and ./run, which is both.
+#
+# usage: programs_test.py [CLASS.TEST]
+#
+# BUILD is the build folder. KELVANE_KILLS says how often card and client are killed, 10 times unless set;
+# KELVANE_KILL_SEED repeats the points of a run that failed.
 import fcntl
 import os
 import pathlib
@@ -105,14 +104,6 @@ class Bench(unittest.TestCase):
         client.wait_for(PROMPT)
         return client
 
-    def make_image(self, size, digest):
-        """Bytes 1, 2, 3 ... 250, 0, 1, 2 and so on."""
-        image = self.folder / "image.bin"
-        image.write_bytes((bytes(range(1, 251)) + b"\0") * (size // 251 + 1))
-        os.truncate(image, size)
-        pathlib.Path(f"{image}.md5").write_text(f"{digest}  image.bin\n")
-        return image
-
     def files(self, begin):
         """Below the test's folder."""
         return [path for path in self.folder.rglob("*") if path.name.startswith(begin) and not path.is_dir()]
@@ -197,7 +188,7 @@ class Session(Bench):
     """An operator's, from the first line to the last, on cards with firmware of different ages."""
 
     def test_of_every_firmware(self):
-        # The last one takes 1.5 s for each sirane to come up.
+        """The last one takes 1.5 s for each sirane to come up."""
         for version, shown, verdict in (
                 ("5.22", "5.16", ">>> SDK And Firmware are compatible\n"),
                 ("5.21", "5.15", ">>> Warning: SDK not aligned update not needed\n"),
@@ -228,33 +219,18 @@ class Upgrade(Bench):
     def test_the_story_of_one(self):
         self.start_card()
         client = self.start_client()
-        image = self.make_image(5, "7cfdd07889b3295d6a550914ab35e068")
-        self.assertIn(">>> Download completed ", client.type(f"upgrade 1 {image}"))
+        image = self.folder / "image.bin"  # the largest: bytes 1, 2, 3 ... 250, 0, 1, 2 and so on
+        image.write_bytes(((bytes(range(1, 251)) + b"\0") * 133679)[:33553403])
+        pathlib.Path(f"{image}.md5").write_text("8b73650e8b75065157236f6e77d9104a  image.bin\n")
+        self.assertIn(">>> Download completed \n", client.type(f"upgrade 1 {image}"))
         self.assertIn("Activate failed for device 1 return code:(-2144337919) retry_count = 2\n",
                       client.type(f"activate 1 {image}"))
         self.assertIn("Running Firmware Version for device (1): (2.8)", client.type("version 1"))
         self.assertIn(">>> ARM log traces saved to /root/ordune.log\n", client.type("dump_arm_logs"))
         self.assertRegex((self.host / "root/ordune.log").read_text(), (
-            "(?s)firmware started.*download begun, device 1, kind 2, bytes 5.*digest is right.*image kept, device 1, "
-            "kind 2, version 2.8.*programming begun, device 1.*image activated, device 1, version 2.8.*device reset"))
-        image = self.make_image(33553403, "8b73650e8b75065157236f6e77d9104a")  # the largest
-        self.assertIn(">>> Download completed \n", client.type(f"upgrade 4 {image}"))
-
-
-class Death(Bench):
-    def test_of_the_card_makes_every_exchange_fail_at_once(self):
-        card, client = self.start_card(), self.start_client("-a", "x")
-        card.kill()
-        start = time.monotonic()
-        for line, said in (
-                ("read 1 9010", "failed\n>>> ERROR <<<Failed to read register 00009010  \n"
-                                ">>> ERROR <<<Failed to read register \n"),
-                ("sirane_reset 7", ">>> ERROR <<<Failed to reset the sirane 7, rc=0xfaab\n")):
-            self.assertIn(said, client.type(line))
-        client.write("laser_tout 2\n")
-        self.assertEqual(client.wait(), 171)  # 64171, as a process status holds it
-        self.assertIn("Diag command (laser timeout err) failed\n - rc = 64171\n", client.err)
-        self.assertLess(time.monotonic() - start, 20)  # not 300 s each
+            "(?s)firmware started.*download begun, device 1, kind 2, bytes 33553403.*digest is right.*image kept, "
+            "device 1, kind 2, version 2.8.*programming begun, device 1.*image activated, device 1, version 2.8.*"
+            "device reset"))
 
 
 class Killed(Bench):
@@ -297,11 +273,14 @@ class Killed(Bench):
             self.work_up_to_a_random_point(client)
             card.kill()
             start = time.monotonic()
-            client.write("read 1 9000\nquit\n")
-            self.assertEqual(client.wait(), 0)
-            self.assertLess(time.monotonic() - start, AT_ONCE)
-            self.assertTrue(client.err.endswith("failed\n>>> ERROR <<<Failed to read register 00009000  \n"
-                                                ">>> ERROR <<<Failed to read register \n"), client.err)
+            client.write("read 1 9000\nsirane_reset 7\nlaser_tout 2\n")
+            self.assertEqual(client.wait(), 171)  # 64171, as a process status holds it
+            self.assertLess(time.monotonic() - start, AT_ONCE)  # not 300 s each
+            for said in ("failed\n>>> ERROR <<<Failed to read register 00009000  \n"
+                         ">>> ERROR <<<Failed to read register \n",
+                         ">>> ERROR <<<Failed to reset the sirane 7, rc=0xfaab\n",
+                         "Diag command (laser timeout err) failed\n - rc = 64171\n"):
+                self.assertIn(said, client.err)
             self.assert_few_rings()
         self.assert_an_orderly_end(self.start_card())
 
@@ -349,7 +328,6 @@ class Run(Bench):
         door = self.start("--firmware", "5.21", "--host", self.host, "--log")
         door.write("init 1\nread 1 9010\nquit\n")
         self.assertEqual(door.wait(), 0)
-        self.assertIn(">>> Configured rx wavelength : 1937000 \n", door.out)
         self.assertIn(">>> Running Firmware Version for device (0): (5.15)\n", door.out)
         self.assertTrue(door.out.endswith(
             ">>> Value of register 0x00009010 on device 0xff00ffff is 0x00000001  \n" + PROMPT), door.out)

@@ -9,9 +9,7 @@
 #include <atomic>
 #include <cstdlib>
 #include <span>
-#include <string>
 #include <thread>
-#include <vector>
 
 #include "card_simulator/card.h"
 #include "kelvane.h"
@@ -41,9 +39,7 @@ struct request {
 // The library's threads go on when main returns: nothing of this is ever destroyed.
 struct storm_state {
     card *it;
-    std::atomic<bool> work_ends;
-    std::atomic<bool> card_ends;
-    std::atomic<bool> alive;
+    std::atomic<bool> work_ends, card_ends, alive;
     std::atomic<uint32_t> requests_made;
     std::array<request, REQUESTS_MOST> requests;
     std::atomic<int32_t> unexpected; // the last code that is neither success nor injected
@@ -164,16 +160,11 @@ void start_library()
 // How often the alarm of each sirane was raised or cleared.
 uint64_t strike_until(uint64_t end)
 {
-    constexpr const char *FAULTS[] = {"drop-interrupt",
-                                      "late-interrupt 30",
-                                      "double-interrupt",
-                                      "delay 9 40",
-                                      "delay 2 90",
-                                      "refuse 10",
-                                      "refuse 1",
-                                      "error 9 ORDUNE_TIMEOUT",
-                                      "error 2 ORDUNE_TIMEOUT",
-                                      "spurious-interrupt"};
+    constexpr const char *FAULTS[] = {"drop-interrupt",         "delay 9 40",
+                                      "late-interrupt 30",      "delay 2 90",
+                                      "double-interrupt",       "refuse 10",
+                                      "error 9 ORDUNE_TIMEOUT", "refuse 1",
+                                      "spurious-interrupt",     "error 2 ORDUNE_TIMEOUT"};
     uint64_t changes = 0;
     for (uint32_t turn = 0; wait_monotonic() < end; turn++) {
         tell(FAULTS[turn % std::size(FAULTS)]);

@@ -1,8 +1,7 @@
 #!/usr/bin/env python3
-"""The library as those meet it who have nothing but what was installed, in a folder that was moved since.
-
-usage: installed_test.py [CLASS.TEST]; BUILD, CMAKE, CC, CXX and CFLAGS come in the environment.
-"""
+# The library as those meet it who have nothing but what was installed, in a folder that was moved since.
+#
+# usage: installed_test.py [CLASS.TEST]; BUILD, CMAKE, CC, CXX and CFLAGS come in the environment.
 import os
 import pathlib
 import re

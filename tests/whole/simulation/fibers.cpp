@@ -126,9 +126,9 @@ void sleep_here(void *, uint64_t nanoseconds)
 {
     if (world.current == nullptr) {
         move_clock(world.now + nanoseconds);
-        return;
+    } else {
+        sleep_until(world.now + nanoseconds, nullptr);
     }
-    sleep_until(world.now + nanoseconds, nullptr);
 }
 
 // The one real thread owns whatever any fiber holds: taken means waiting, never a deadlock.

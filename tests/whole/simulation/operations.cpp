@@ -1,10 +1,8 @@
-#include <cstdio>
 #include <cstring>
 #include <iterator>
-#include <string>
+#include <sstream>
 #include <string_view>
 
-#include "kelvane_handle.h"
 #include "platform/wait.h"
 #include "support/operations.h"
 #include "support/promises.h"
@@ -26,11 +24,6 @@ kelvane_device_address any_address()
     return ADDRESSES[choose(std::size(ADDRESSES))];
 }
 
-kelvane_device_address any_port()
-{
-    return KELVANE_ADDRESS_NETWORK_PORT(choose(3), choose(2));
-}
-
 int32_t request_done(kelvane_handle, kelvane_device_address, uint32_t transaction_id, int32_t result)
 {
     simulation_note(static_cast<uint32_t>(result));
@@ -48,7 +41,8 @@ int32_t request_laser()
 {
     const size_t id = simulation.requests.size();
     simulation.requests.push_back({});
-    const int32_t rc = kelvane_set_laser(0, any_port(), id % 2, request_done, static_cast<int32_t>(id));
+    const int32_t rc = kelvane_set_laser(0, KELVANE_ADDRESS_NETWORK_PORT(choose(3), choose(2)), id % 2,
+                                         request_done, static_cast<int32_t>(id));
     simulation.requests[id].sent = rc == 0;
     return rc;
 }
@@ -65,6 +59,11 @@ int32_t record_came(kelvane_handle, kelvane_device_address address, const record
     const int32_t rc = kelvane_write_register(0, address, 0x9018, 3);
     simulation.commands_of_callbacks--;
     return rc;
+}
+
+template <auto enable> int32_t subscribe()
+{
+    return enable(0, KELVANE_ADDRESS_SIRANE(choose(3)), one_in(4) ? 0 : 1, record_came);
 }
 
 int32_t send_dap()
@@ -122,24 +121,11 @@ int32_t dump_log()
     return rc;
 }
 
-struct own_operation {
-    const char *name;
-    int32_t (*run)();
-};
-
 // Beside the operations of the table.
-constexpr own_operation OPERATIONS[] = {
+constexpr std::pair<const char *, int32_t (*)()> OPERATIONS[] = {
     {"request_laser", request_laser},
-    {"enable_pm_notify",
-     [] {
-         return kelvane_enable_pm_notify(0, KELVANE_ADDRESS_SIRANE(choose(3)), one_in(4) ? 0 : 1,
-                                         record_came);
-     }},
-    {"enable_alarms_notify",
-     [] {
-         return kelvane_enable_alarms_notify(0, KELVANE_ADDRESS_SIRANE(choose(3)), one_in(4) ? 0 : 1,
-                                             record_came);
-     }},
+    {"enable_pm_notify", subscribe<kelvane_enable_pm_notify>},
+    {"enable_alarms_notify", subscribe<kelvane_enable_alarms_notify>},
     {"enable_keep_alive_notify", watch_firmware},
     {"dap_command", send_dap},
     {"dump of the firmware's log", dump_log},
@@ -173,7 +159,7 @@ int32_t run_row(const operation_row &row)
         return as_listed || listed == 0 ? listed : static_cast<uint32_t>(choose(0x10010));
     };
     const kelvane_device_address address = one_in(3)   ? any_address()
-                                           : one_in(2) ? any_port()
+                                           : one_in(2) ? KELVANE_ADDRESS_NETWORK_PORT(choose(3), choose(2))
                                                        : KELVANE_ADDRESS_SIRANE(choose(3));
     const int32_t rc = row.call({0, address, number, out.word});
     if (!out.is_intact_behind()) {
@@ -184,46 +170,30 @@ int32_t run_row(const operation_row &row)
 
 // ---- what goes wrong
 
-constexpr const char *VERBS[] = {"drop-interrupt 2",
-                                 "late-interrupt 30 3",
-                                 "double-interrupt 2",
-                                 "spurious-interrupt",
-                                 "spurious-interrupt 1 11",
-                                 "spurious-interrupt 4 13",
-                                 "skip-batch 2",
-                                 "refuse 9",
-                                 "refuse 2",
-                                 "refuse 24",
-                                 "error 2 ORDUNE_TIMEOUT",
-                                 "error 9 ORDUNE_TIMEOUT",
-                                 "delay 9 40",
-                                 "delay 2 900",
-                                 "corrupt ref_id",
-                                 "corrupt-notice size",
-                                 "corrupt-notice sy",
-                                 "corrupt-notice ref_id",
-                                 "alarm raise 1 SRN_TEMP",
-                                 "alarm clear 1 SRN_TEMP",
-                                 "unplug 2",
-                                 "plug 2",
-                                 "upset uncorrectable",
-                                 "upset clear",
-                                 "memory-error",
-                                 "batch-interval 200",
-                                 "laser-time 10",
-                                 "dap hold 2",
-                                 "dap delay 50",
-                                 "dap ignore-reset 1",
-                                 "dap error 8",
-                                 "dap echo",
-                                 "clear",
-                                 "restart warm-fail"};
+std::vector<std::string> verbs_of(const std::string &list)
+{
+    std::vector<std::string> verbs;
+    std::istringstream in(list);
+    for (std::string verb; std::getline(in >> std::ws, verb, ';');) {
+        verbs.push_back(verb);
+    }
+    return verbs;
+}
+
+const std::vector<std::string> VERBS =
+    verbs_of("drop-interrupt 2; late-interrupt 30 3; double-interrupt 2; spurious-interrupt; "
+             "spurious-interrupt 1 11; spurious-interrupt 4 13; skip-batch 2; refuse 9; refuse 2; "
+             "refuse 24; error 2 ORDUNE_TIMEOUT; error 9 ORDUNE_TIMEOUT; delay 9 40; delay 2 900; "
+             "corrupt ref_id; corrupt-notice size; corrupt-notice sy; corrupt-notice ref_id; "
+             "alarm raise 1 SRN_TEMP; alarm clear 1 SRN_TEMP; unplug 2; plug 2; upset uncorrectable; "
+             "upset clear; memory-error; batch-interval 200; laser-time 10; dap hold 2; dap delay 50; "
+             "dap ignore-reset 1; dap error 8; dap echo; clear; restart warm-fail");
 
 // These can hold a synchronous caller up for as long as it waits, which takes the simulation long, too.
-constexpr const char *HEAVY_VERBS[] = {"hang",          "resume",        "restart",        "restart warm",
-                                       "restart cold",  "remove",        "insert",         "drop-answer 9",
-                                       "drop-answer 2", "drop-answer 0", "slow-start 2",   "corrupt size",
-                                       "corrupt sy",    "corrupt cmd",   "corrupt version"};
+const std::vector<std::string> HEAVY_VERBS =
+    verbs_of("hang; resume; restart; restart warm; restart cold; remove; insert; drop-answer 9; "
+             "drop-answer 2; drop-answer 0; slow-start 2; corrupt size; corrupt sy; corrupt cmd; "
+             "corrupt version");
 
 void disturb(const std::string &verb)
 {
@@ -246,13 +216,13 @@ void spoil_bus()
 void operate(uint32_t number)
 {
     const bool own = one_in(2);
-    const own_operation &it = OPERATIONS[choose(std::size(OPERATIONS))];
+    const auto &[own_name, run_own] = OPERATIONS[choose(std::size(OPERATIONS))];
     static const std::vector<operation_row> shared = shared_operations();
     const operation_row &row = shared[choose(shared.size())];
-    const std::string name = own ? it.name : row.name;
+    const std::string name = own ? own_name : row.name;
     simulation_tell(std::to_string(number) + ": " + name);
     simulation.accesses_of_step = 0;
-    const int32_t rc = own ? it.run() : run_row(row);
+    const int32_t rc = own ? run_own() : run_row(row);
     simulation_note(static_cast<uint32_t>(rc));
     simulation_tell(std::to_string(number) + ": " + name + " = " + std::to_string(rc));
     if (!is_documented(rc) && !simulation.was_lied_to) {
@@ -260,20 +230,19 @@ void operate(uint32_t number)
     }
 }
 
-// Writes a register of each sirane and reads it again: "" when that works, else the codes.
-std::string exchange_with_each_sirane()
+// Writes it and reads it again; adds the codes of both.
+bool each_sirane_keeps_a_word(std::string &codes)
 {
-    std::string wrong;
+    bool all = true;
     for (uint32_t sirane = 0; sirane < SIRANE_COUNT; sirane++) {
         const kelvane_device_address address = KELVANE_ADDRESS_SIRANE(sirane);
         uint32_t value = 0;
         const int32_t written = kelvane_write_register(0, address, 0x123, 0x5000 + sirane);
         const int32_t read = kelvane_read_register(0, address, 0x123, &value);
-        if (written != 0 || read != 0 || value != 0x5000 + sirane) {
-            wrong += " sirane " + std::to_string(written) + " " + std::to_string(read);
-        }
+        all = all && written == 0 && read == 0 && value == 0x5000 + sirane;
+        codes += " sirane " + std::to_string(written) + " " + std::to_string(read);
     }
-    return wrong;
+    return all;
 }
 
 } // namespace
@@ -288,8 +257,8 @@ void application(uint32_t number)
         if (kind == 0 && bus_is_bad) {
             spoil_bus();
         } else if (kind < 4 && !is_quiet) {
-            const bool heavy = may_be_heavy && one_in(6);
-            disturb(heavy ? HEAVY_VERBS[choose(std::size(HEAVY_VERBS))] : VERBS[choose(std::size(VERBS))]);
+            const auto &verbs = may_be_heavy && one_in(6) ? HEAVY_VERBS : VERBS;
+            disturb(verbs[choose(verbs.size())]);
         } else if (kind < 6) {
             wait_sleep((1 + choose(one_in(8) ? 8000 : 50)) * MS);
         } else {
@@ -313,11 +282,9 @@ void last_word()
                 const kelvane_handle_record &record = local_handles_array[0];
                 return record.keep_alive_enabled == 0 || record.keep_alive_status == KELVANE_ALIVE;
             });
-            const std::string wrong = exchange_with_each_sirane();
-            if (wrong.empty()) {
+            if (each_sirane_keeps_a_word(codes)) {
                 return;
             }
-            codes += wrong;
         }
     }
     simulation_failed("the card does not work afterwards" + codes);

@@ -2,14 +2,9 @@
 // accesses and outcomes.
 #include <CLI/CLI.hpp>
 
-#include <cinttypes>
-#include <cstdio>
-#include <cstdlib>
-#include <filesystem>
 #include <fstream>
-#include <string>
+#include <iostream>
 
-#include "kelvane.h"
 #include "lifecycle/driver.h"
 #include "support/library.h"
 #include "whole/simulation/world.h"
@@ -34,8 +29,7 @@ uint64_t run_seed(uint64_t seed)
 
 int main(int argc, char **argv)
 {
-    uint64_t from = 0;
-    uint64_t count = 1000;
+    uint64_t from = 0, count = 1000;
     std::string log;
     CLI::App options(
         "Runs seeds one after the other. What there is to say of them goes to standard error. The "
@@ -52,12 +46,11 @@ int main(int argc, char **argv)
     }
     driver_starts_threads = false;
     if (freopen("/dev/null", "w", stdout) == nullptr || kelvane_init_driver() != 0) {
-        std::fprintf(stderr, "kelvane_simulation: the library cannot be initialised\n");
+        std::cerr << "kelvane_simulation: the library cannot be initialised\n";
         return 1;
     }
     simulation.logs = !log.empty();
-    uint64_t accesses = 0;
-    uint64_t unaccounted = 0;
+    uint64_t accesses = 0, unaccounted = 0;
     for (uint64_t seed = from; seed < from + count; seed++) {
         const uint64_t digest = run_seed(seed);
         accesses += simulation.accesses;
@@ -66,10 +59,8 @@ int main(int argc, char **argv)
             simulation_failed("a second run of the seed went another way");
         }
     }
-    std::fprintf(stderr,
-                 "%" PRIu64 " seeds from %" PRIu64 ", %" PRIu64
-                 " accesses: every outcome came once; not counted in %" PRIu64
-                 " seeds, whose requests grew old without a mapping\n",
-                 count, from, accesses, unaccounted);
+    std::cerr << count << " seeds from " << from << ", " << accesses
+              << " accesses: every outcome came once; not counted in " << unaccounted
+              << " seeds, whose requests grew old without a mapping\n";
     return 0;
 }

@@ -2,11 +2,8 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cinttypes>
-#include <cstdio>
-#include <cstdlib>
-#include <functional>
-#include <iterator>
+#include <iomanip>
+#include <iostream>
 
 #include "background/keep_alive.h"
 #include "background/low_priority_thread.h"
@@ -185,11 +182,9 @@ void clock_moved()
 
 void simulation_failed(const std::string &what)
 {
-    std::fprintf(stderr,
-                 "seed %" PRIu64 ": %s\nat %" PRIu64 " us, access %" PRIu64
-                 "; to see it again: %s --from %" PRIu64 " --seeds 1 --tell\n",
-                 simulation.seed, what.c_str(), fibers_clock() / 1000, simulation.accesses,
-                 program_invocation_name, simulation.seed);
+    std::cerr << "seed " << simulation.seed << ": " << what << "\nat " << fibers_clock() / 1000
+              << " us, access " << simulation.accesses << "; to see it again: " << program_invocation_name
+              << " --from " << simulation.seed << " --seeds 1 --tell\n";
     std::_Exit(1);
 }
 
@@ -201,7 +196,7 @@ void simulation_note(uint64_t number)
 void simulation_tell(const std::string &step)
 {
     if (simulation.tells) {
-        std::fprintf(stderr, "%12" PRIu64 " us  %s\n", fibers_clock() / 1000, step.c_str());
+        std::cerr << std::setw(12) << fibers_clock() / 1000 << " us  " << step << "\n";
     }
 }
 
@@ -217,17 +212,12 @@ static void world_start(uint64_t seed)
     simulation = {.seed = seed, .tells = simulation.tells, .logs = simulation.logs};
     trace_level_mask_set(seed % 16 == 0 || simulation.logs ? 0x7F : 0x05);
     choices_start(seed);
-    constexpr struct {
-        uint32_t major, minor;
-    } VERSIONS[] = {{5, 22}, {5, 22}, {5, 21}, {5, 23}, {4, 9}, {2, 6}, {3, 5}};
-    card_options options;
-    const auto &version = VERSIONS[choose(std::size(VERSIONS))];
-    options.firmware_major = version.major;
-    options.firmware_minor = version.minor;
-    options.seed = seed;
+    constexpr std::pair<uint32_t, uint32_t> VERSIONS[] = {{5, 22}, {5, 22}, {5, 21}, {5, 23},
+                                                          {4, 9},  {2, 6},  {3, 5}};
+    const auto &[major, minor] = VERSIONS[choose(std::size(VERSIONS))];
     fibers_begin(clock_moved, [] { return card_next_due(simulation.it); });
-    simulation.it = card_create(options);
-    simulation_tell("firmware " + std::to_string(version.major) + "." + std::to_string(version.minor));
+    simulation.it = card_create({.firmware_major = major, .firmware_minor = minor, .seed = seed});
+    simulation_tell("firmware " + std::to_string(major) + "." + std::to_string(minor));
 
     zero_handle_record();
     keep_alive_sequence = 0;
@@ -236,7 +226,7 @@ static void world_start(uint64_t seed)
     device.client_type = 1;
     device.notify_plugin_cb = [](kelvane_handle, kelvane_device_address address, uint32_t plugged) {
         simulation_note(address ^ plugged);
-        simulation.plugs.emplace_back(address, plugged);
+        simulation.plugs[address].push_back(plugged);
         return one_in(8) ? 1 : 0;
     };
     device.pci_read_cb = read_word;

@@ -2,11 +2,8 @@
 #ifndef TESTS_WHOLE_SIMULATION_WORLD_H
 #define TESTS_WHOLE_SIMULATION_WORLD_H
 
-#include <cstdint>
-#include <functional>
 #include <map>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "card_simulator/card.h"
@@ -30,8 +27,8 @@ struct simulated_world {
     card *it = nullptr;
 
     std::vector<simulated_request> requests = {};
-    uint64_t outcomes = 0; // of all of them
-    std::vector<std::pair<kelvane_device_address, uint32_t>> plugs = {};
+    uint64_t outcomes = 0;                                              // of all of them
+    std::map<kelvane_device_address, std::vector<uint32_t>> plugs = {}; // of each module
 
     // What goes on.
     uint32_t working = 0;               // applications that are not done

@@ -25,9 +25,8 @@ find_kernel()
 {
     local depends
     depends=$(dpkg-query --show --showformat='${Depends}' linux-headers-amd64)
-    if [[ ! $depends =~ linux-headers-([^ ]+)\ \(=\ ([^\)]+)\) ]]; then
+    [[ $depends =~ linux-headers-([^ ]+)\ \(=\ ([^\)]+)\) ]] ||
         skip "linux-headers-amd64 does not tell its kernel: $depends"
-    fi
     kernel=${BASH_REMATCH[1]}
     version=${BASH_REMATCH[2]}
 }
@@ -37,9 +36,7 @@ unpack_kernel()
     local unpacked=$work/linux-$version
     image=$unpacked/boot/vmlinuz-$kernel
     uio_module=$unpacked/lib/modules/$kernel/kernel/drivers/uio/uio.ko
-    if [[ -e $unpacked/complete ]]; then
-        return
-    fi
+    [[ ! -e $unpacked/complete ]] || return 0
     rm -rf "$work"/linux-*
     mkdir -p "$unpacked/package"
     (cd "$unpacked/package" && apt-get --quiet --quiet --option APT::Sandbox::User=root download "linux-image-$kernel=$version") ||

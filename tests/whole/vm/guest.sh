@@ -65,15 +65,12 @@ blocking_reads()
 
 wait_until()
 {
-    tries=0
-    until "$@"; do
-        tries=$((tries + 1))
-        if [ $tries -gt 600 ]; then
-            echo "not within a minute: $*"
-            return 1
-        fi
+    for _ in $(seq 600); do
+        "$@" && return
         sleep 0.1
     done
+    echo "not within a minute: $*"
+    return 1
 }
 
 prompted()

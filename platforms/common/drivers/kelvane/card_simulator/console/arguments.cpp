@@ -79,8 +79,8 @@ bool take_command(arguments &args, uint32_t *command)
         return true;
     }
     return (to_number(word, 10, command) && *command < COMMAND_COUNT) ||
-           reject(args,
-                  "COMMAND is neither a command's name nor a number from 0 to 65: " + std::string(word));
+           reject(args, "COMMAND is neither a command's name nor a number from 0 to " +
+                            std::to_string(COMMAND_COUNT - 1) + ": " + std::string(word));
 }
 
 bool take_count(arguments &args, uint32_t *count)
