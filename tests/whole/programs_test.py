@@ -338,7 +338,7 @@ class Run(Bench):
 
     def test_has_the_clients_status_and_tells_its_own_failures_apart(self):
         verbs = self.folder / "verbs"
-        verbs.write_text("error 13 80100015 always\n")
+        verbs.write_text("error diag_command 80100015 always\n")
         refused = self.start(f"--script={verbs}", f"--host={self.host}", "--", "-a", "x")
         refused.write("laser_tout 1\n")
         self.assertEqual(refused.wait(), 0x15)

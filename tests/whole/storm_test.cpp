@@ -160,11 +160,16 @@ void start_library()
 // How often the alarm of each sirane was raised or cleared.
 uint64_t strike_until(uint64_t end)
 {
-    constexpr const char *FAULTS[] = {"drop-interrupt",         "delay 9 40",
-                                      "late-interrupt 30",      "delay 2 90",
-                                      "double-interrupt",       "refuse 10",
-                                      "error 9 ORDUNE_TIMEOUT", "refuse 1",
-                                      "spurious-interrupt",     "error 2 ORDUNE_TIMEOUT"};
+    constexpr const char *FAULTS[] = {"drop-interrupt",
+                                      "delay read_register 40",
+                                      "late-interrupt 30",
+                                      "delay set_laser 90",
+                                      "double-interrupt",
+                                      "refuse write_register",
+                                      "error read_register ORDUNE_TIMEOUT",
+                                      "refuse get_traffic_type",
+                                      "spurious-interrupt",
+                                      "error set_laser ORDUNE_TIMEOUT"};
     uint64_t changes = 0;
     for (uint32_t turn = 0; wait_monotonic() < end; turn++) {
         tell(FAULTS[turn % std::size(FAULTS)]);

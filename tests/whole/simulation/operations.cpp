@@ -182,8 +182,9 @@ std::vector<std::string> verbs_of(const std::string &list)
 
 const std::vector<std::string> VERBS =
     verbs_of("drop-interrupt 2; late-interrupt 30 3; double-interrupt 2; spurious-interrupt; "
-             "spurious-interrupt 1 11; spurious-interrupt 4 13; skip-batch 2; refuse 9; refuse 2; "
-             "refuse 24; error 2 ORDUNE_TIMEOUT; error 9 ORDUNE_TIMEOUT; delay 9 40; delay 2 900; "
+             "spurious-interrupt 1 11; spurious-interrupt 4 13; skip-batch 2; refuse read_register; "
+             "refuse set_laser; refuse enable_pm_notify; error set_laser ORDUNE_TIMEOUT; "
+             "error read_register ORDUNE_TIMEOUT; delay read_register 40; delay set_laser 900; "
              "corrupt ref_id; corrupt-notice size; corrupt-notice sy; corrupt-notice ref_id; "
              "alarm raise 1 SRN_TEMP; alarm clear 1 SRN_TEMP; unplug 2; plug 2; upset uncorrectable; "
              "upset clear; memory-error; batch-interval 200; laser-time 10; dap hold 2; dap delay 50; "
@@ -191,8 +192,9 @@ const std::vector<std::string> VERBS =
 
 // These can hold a synchronous caller up for as long as it waits, which takes the simulation long, too.
 const std::vector<std::string> HEAVY_VERBS =
-    verbs_of("hang; resume; restart; restart warm; restart cold; remove; insert; drop-answer 9; "
-             "drop-answer 2; drop-answer 0; slow-start 2; corrupt size; corrupt sy; corrupt cmd; "
+    verbs_of("hang; resume; restart; restart warm; restart cold; remove; insert; "
+             "drop-answer read_register; drop-answer set_laser; drop-answer set_traffic_type; slow-start 2; "
+             "corrupt size; corrupt sy; corrupt cmd; "
              "corrupt version");
 
 void disturb(const std::string &verb)

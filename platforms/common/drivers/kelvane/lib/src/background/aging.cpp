@@ -29,8 +29,8 @@ int32_t report(trace_context at, const mailbox_handler &mb, uint32_t id)
     answer_handler handler{};
     rc = kelvane_get_cb_fn_data_table(request.header.cmd, &handler);
     if (rc == KELVANE_EOK) {
-        rc = handler.type != request.asynch_op_type ? static_cast<int32_t>(KELVANE_RET_CODE_GEN_ERR)
-                                                    : handler.run(at.handle, mb, header, request);
+        rc = handler.run == nullptr ? static_cast<int32_t>(KELVANE_RET_CODE_GEN_ERR)
+                                    : handler.run(at.handle, mb, header, request);
     }
     return rc != KELVANE_EOK ? rc : remove_asynch_req(at, mb, link->requests, id);
 }
