@@ -2,7 +2,7 @@
  *
  * What the names mean:
  *     controller  the chip that runs the card: an ARM core with its firmware, beside programmable logic.
- *                 Older names for it stay in prescribed places: "zynq" is the chip, "ordune" the whole,
+ *                 Older names for it are part of interfaces: "zynq" is the chip, "ordune" the whole,
  *                 "arm" its core and the firmware on it, "hespera" its programmable logic and the image
  *                 for that
  *     board       the device address of the controller
