@@ -9,7 +9,8 @@
 #include "kelvane_mbox.h"
 #include "mbox/catalogue.h"
 
-// The record is of the handler's type. A status other than KELVANE_EOK refuses the message.
+// The record is of the handler's type; a request's may also be free, and then has no callback. A status other
+// than KELVANE_EOK refuses the message.
 using mbox_answer_handler = int32_t (*)(kelvane_handle handle, const mailbox_handler &mb,
                                         const mbox_data_header &header, const asynch_req_t &record);
 
