@@ -6,7 +6,7 @@
 
 #include "kelvane.h"
 
-constexpr uint32_t ADDRESS_FIELD_NONE = 0xFF;
+constexpr uint32_t ADDRESS_FIELD_NONE = KELVANE_NO_FIELD;
 constexpr uint32_t ADDRESS_TYPE_SIRANE = 0xF;
 
 struct address_fields {
@@ -18,7 +18,8 @@ struct address_fields {
 
 constexpr address_fields fields_of(kelvane_device_address address)
 {
-    return {address >> 24 & 0xF, address >> 16 & 0xFF, address >> 8 & 0xFF, address & 0xFF};
+    return {address >> 24 & 0xF, KELVANE_SIRANE_OF(address), KELVANE_NETWORK_PORT_OF(address),
+            KELVANE_HOST_PORT_OF(address)};
 }
 
 // The sirane whose mailboxes and command mutex serve an address; 0 for the board. Not bounded.
