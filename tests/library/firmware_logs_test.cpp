@@ -8,6 +8,7 @@
 #include <regex>
 #include <sstream>
 
+#include "firmware_log/arm_trace.h"
 #include "firmware_log/log_file.h"
 #include "support/library.h"
 
@@ -164,6 +165,23 @@ TEST_F(firmware_logs_test, rows_literally)
     EXPECT_EQ(file(SIRANE), "up \n12\xE9     \n");
 }
 
+TEST_F(firmware_logs_test, a_second_dump_is_refused_while_the_first_runs)
+{
+    static std::string second; // results, of one in the midst of the first
+    local_handles_array[0].init_device.pci_read_cb = [](auto, auto, auto offset, auto *value, auto alive) {
+        if (offset == RING) {
+            second += std::to_string(kelvane_ps_print_trace_coded(0) | kelvane_ps_print_trace_string(0)) +
+                      std::to_string(kelvane_ps_print_sel_trace_ordune_string(0, 0, 0)) + " ";
+        }
+        return the_bar.access(false, offset, value, alive);
+    };
+    set_indexes(0, 2 * 96);
+    put_text(RING, "first");
+    EXPECT_EQ(dump(TEXT) + dump(LINES), 0);
+    EXPECT_EQ(file(TEXT), "first \n \n");
+    EXPECT_EQ(second, "6417064170 6417064170 ");
+}
+
 TEST_F(firmware_logs_test, the_controllers_log_and_the_regulators)
 {
     EXPECT_EQ(dump(CONTROLLER), 64174);
@@ -202,9 +220,9 @@ TEST_F(firmware_logs_test, what_fails)
     const auto before = open_files();
     // The word whose reading fails: the code, and how many bytes the file keeps.
     for (const auto &[kind, table] :
-         {std::pair{CODED, "3F0000C > 64170 0; 3F01824 > 64170 0"},
+         {std::pair{CODED, "3F0000C > 64170 0; 3F01824 > 64170 0; 3F01844 > 64170 148"},
           {TEXT, "1F04004 > 64174 0; 3F00010 > 64170 0; 3F003E0 > 64174 0"},
-          {LINES, "1F04004 > 64174 0; 3F0000C > 64170 0; 3F003E0 > 64174 0"},
+          {LINES, "1F04004 > 64174 0; 3F0000C > 64170 0; 3F003E0 > 64174 0; 3F00440 > 64174 2"},
           {SIRANE, "3E40000 > 64174 0; 3E40004 > 64174 0; 3E403D0 > 64174 8; 3E40010 > 64174 260160"},
           {CONTROLLER, "3EC0014 > 64174 0; 3EC0048 > 64174 67; 3EFFC04 > 64174 269; 3EFFC1C > 64174 269; "
                        "3EFFC5C > 64174 371"}}) {

@@ -565,10 +565,11 @@ int32_t kelvane_get_program_progress(kelvane_handle handle, kelvane_device_addre
 /* ---- the firmware's logs ---------------------------------------------------------------------------
  *
  * Copy logs out of the BAR into files of the host, which they overwrite; no message is exchanged. They block
- * for as long as some ten thousand reads take. One thread at a time. Return 0; KELVANE_RET_CODE_EINVAL;
- * KELVANE_RET_CODE_DEVICE_UNAVAILABLE when the card cannot be read; KELVANE_RET_CODE_GEN_ERR for a file that
- * cannot be opened or written whole, or a row or index that cannot be read; KELVANE_RET_CODE_HW_PROBLEM for
- * indexes that no ring has. The file keeps what was written before a failure. */
+ * for as long as some ten thousand reads take. Any thread, but one at a time for a file: a second copy into
+ * /root/ordune.log is refused with KELVANE_RET_CODE_GEN_ERR. Return 0; KELVANE_RET_CODE_EINVAL;
+ * KELVANE_RET_CODE_DEVICE_UNAVAILABLE when the card cannot be read; KELVANE_RET_CODE_GEN_ERR also for a file
+ * that cannot be opened or written whole, or a row or index that cannot be read; KELVANE_RET_CODE_HW_PROBLEM
+ * for indexes that no ring has. The file keeps what was written before a failure. */
 
 /* The log of the running firmware, whole, into /root/ordune.log. */
 int32_t kelvane_ps_print_trace(kelvane_handle handle);

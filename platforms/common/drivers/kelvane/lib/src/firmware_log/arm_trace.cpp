@@ -1,5 +1,7 @@
 #include "firmware_log/arm_trace.h"
 
+#include <atomic>
+#include <cerrno>
 #include <cstring>
 #include <iterator>
 
@@ -24,6 +26,36 @@ constexpr firmware_version FIRST_TEXT_FIRMWARE = {3, 6};
 constexpr firmware_version FIRST_SELECTABLE_FIRMWARE = {3, 5};
 
 log_file open_file; // of the present dump; one for the process, for rows that are dumped singly
+std::atomic<bool> is_dumping;
+
+// The turn to use the open file, while it lives; a second dump gets none.
+class dump_turn {
+  public:
+    dump_turn(kelvane_handle handle, const char *function)
+        : status_(is_dumping.exchange(true) ? static_cast<int32_t>(KELVANE_RET_CODE_GEN_ERR) : KELVANE_EOK)
+    {
+        if (status_ != KELVANE_EOK) {
+            TRACE_AS(function, LEVEL_ERROR, handle, KELVANE_ADDRESS_BOARD,
+                     "another dump of the firmware's log is not done yet ");
+        }
+    }
+    ~dump_turn()
+    {
+        if (status_ == KELVANE_EOK) {
+            is_dumping = false;
+        }
+    }
+    dump_turn(const dump_turn &) = delete;
+    dump_turn &operator=(const dump_turn &) = delete;
+
+    int32_t status() const
+    {
+        return status_;
+    }
+
+  private:
+    int32_t status_;
+};
 
 struct ring_indexes {
     uint32_t first;
@@ -38,6 +70,20 @@ int32_t open_log(kelvane_handle handle)
         fclose(open_file.fp);
     }
     return kelvane_get_fp_arm_trace(handle, &open_file, LOG_PATH);
+}
+
+// Closes the file of a dump that succeeded. A failure leaves it open until the next dump, with all that was
+// dumped before in it.
+int32_t end_dump(kelvane_handle handle, int32_t rc, const char *function)
+{
+    if (rc == KELVANE_EOK) {
+        return close_log_file(handle, &open_file, rc);
+    }
+    if (open_file.fp != nullptr && fflush(open_file.fp) != 0) {
+        TRACE_AS(function, LEVEL_ERROR, handle, KELVANE_ADDRESS_BOARD,
+                 "the firmware's log could not be written whole: %s ", strerror(errno));
+    }
+    return rc;
 }
 
 int32_t unreadable(kelvane_handle handle, const char *function)
@@ -160,10 +206,13 @@ int32_t dumpRowString(uint32_t byte_offset, kelvane_handle handle)
     return KELVANE_EOK;
 }
 
-// A failure after the opening leaves the file open until the next dump.
 int32_t kelvane_ps_print_trace_coded(kelvane_handle handle)
 {
     TRACE(LEVEL_INFO, handle, KELVANE_ADDRESS_BOARD, "start ");
+    const dump_turn turn(handle, __func__);
+    if (turn.status() != KELVANE_EOK) {
+        return turn.status();
+    }
     ring_indexes ring{};
     int32_t rc = open_log(handle);
     if (rc == KELVANE_EOK) {
@@ -177,13 +226,17 @@ int32_t kelvane_ps_print_trace_coded(kelvane_handle handle)
     if (rc == KELVANE_EOK) {
         rc = dump_coded_ring(handle, ring);
     }
-    return rc != KELVANE_EOK ? rc : close_log_file(handle, &open_file, rc);
+    return end_dump(handle, rc, __func__);
 }
 
 int32_t kelvane_ps_print_trace_string(kelvane_handle handle)
 {
     TRACE(LEVEL_INFO, handle, KELVANE_ADDRESS_BOARD, "start ");
-    int32_t rc = open_log(handle);
+    const dump_turn turn(handle, __func__);
+    int32_t rc = turn.status();
+    if (rc == KELVANE_EOK) {
+        rc = open_log(handle);
+    }
     if (rc != KELVANE_EOK) {
         return rc;
     }
@@ -217,7 +270,6 @@ int32_t kelvane_ps_print_sel_trace_ordune_coded(kelvane_handle handle)
     return KELVANE_EOK;
 }
 
-// A failure leaves the file open, as in the coded dump.
 int32_t kelvane_ps_print_sel_trace_ordune_string(kelvane_handle handle, uint32_t first_line_req,
                                                  uint32_t last_line_req)
 {
@@ -228,6 +280,10 @@ int32_t kelvane_ps_print_sel_trace_ordune_string(kelvane_handle handle, uint32_t
         TRACE(LEVEL_ERROR, handle, KELVANE_ADDRESS_BOARD, " invalid first_line_req %d ",
               static_cast<int>(first_line_req > TEXT_ROWS ? first_line_req : last_line_req));
         return KELVANE_RET_CODE_EINVAL;
+    }
+    const dump_turn turn(handle, __func__);
+    if (turn.status() != KELVANE_EOK) {
+        return turn.status();
     }
     ring_indexes ring{};
     int32_t rc = open_log(handle);
@@ -243,7 +299,7 @@ int32_t kelvane_ps_print_sel_trace_ordune_string(kelvane_handle handle, uint32_t
     if (rc == KELVANE_EOK) {
         rc = walk_text_ring(walk, ring);
     }
-    return rc != KELVANE_EOK ? rc : close_log_file(handle, &open_file, rc);
+    return end_dump(handle, rc, __func__);
 }
 
 int32_t kelvane_ps_print_sel_trace_ordune(kelvane_handle handle, uint32_t first_line_req,

@@ -2,8 +2,9 @@
 // or rows of text.
 //
 // One dump at a time: there is one open file for the process. Operations return KELVANE_EOK;
-// KELVANE_RET_CODE_GEN_ERR when the file cannot be opened or written or the ring cannot be read;
-// KELVANE_RET_CODE_HW_PROBLEM for indexes that no ring has; or the failure of reading the firmware's version.
+// KELVANE_RET_CODE_GEN_ERR when the file cannot be opened or written, the ring cannot be read, or another
+// dump is in progress; KELVANE_RET_CODE_HW_PROBLEM for indexes that no ring has; or the failure of reading
+// the firmware's version.
 #ifndef FIRMWARE_LOG_ARM_TRACE_H
 #define FIRMWARE_LOG_ARM_TRACE_H
 
