@@ -4,6 +4,7 @@
 #include <thread>
 
 #include "core/mutex.h"
+#include "core/pci.h"
 #include "core/semaphore.h"
 #include "core/thread.h"
 #include "support/library.h"
@@ -55,6 +56,31 @@ TEST_F(locks_test, a_semaphore_is_born_given_and_gives_merge)
     EXPECT_EQ(semaphore.semState, 1u);
     pthread_mutex_lock(&semaphore.lock.lock); // now this thread's, so that neither can take it
     EXPECT_EQ(kelvane_sem_take(&semaphore) + kelvane_sem_give(&semaphore), 2 * 64172);
+}
+
+// The thread sanitizer is to say whether they may.
+TEST_F(locks_test, a_device_is_made_anew_while_threads_use_it)
+{
+    wait_use_source(nullptr); // they really wait for each other
+    trace_level_mask_set(2);
+    std::atomic<bool> done = false;
+    std::thread reader([&] {
+        for (uint32_t word = 0; !done;) {
+            kelvane_internal_pci_read_block(0, 0, 0x300, 1, &word, 0);
+        }
+    });
+    std::thread printer([&] {
+        while (!done) {
+            kelvane_print_local_handler(0);
+        }
+    });
+    for (int i = 0; i < 100; i++) {
+        EXPECT_EQ(kelvane_device_delete(0) + kelvane_device_create(recorded_bar_device()), 0);
+        local_handles_array[0].pci_mapped = 1;
+    }
+    done = true;
+    reader.join();
+    printer.join();
 }
 
 TEST_F(locks_test, threads_start_with_the_two_signals_blocked)

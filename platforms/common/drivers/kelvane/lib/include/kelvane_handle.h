@@ -40,17 +40,30 @@ struct sirane_link {
     std::atomic<uint64_t> local_pm_incremental_id = 0; // last batch seen, 0 for none
 };
 
+// The application's kelvane_init_device_t. A device made after a deletion overwrites it, while a thread that
+// passed the gate before may still be about to call; no reader needs two fields of the same device.
+struct kept_init_device {
+    std::atomic<uint32_t> slot_id; // what log lines print
+    std::atomic<uint32_t> client_type;
+    std::atomic<uint32_t> subsystem_number;
+    std::atomic<kelvane_notify_plugin_cb> notify_plugin_cb;
+    std::atomic<kelvane_pci_read_cb> pci_read_cb;
+    std::atomic<kelvane_pci_write_cb> pci_write_cb;
+    std::atomic<kelvane_pci_read_block_cb> pci_read_block_cb;
+    std::atomic<kelvane_pci_write_block_cb> pci_write_block_cb;
+    std::atomic<kelvane_app_zynq_restart_notify_cb> app_zynq_restart_notify_cb;
+};
+
 // Fields that one thread writes and others read without a lock are atomic words.
 struct kelvane_handle_record {
     std::atomic<uint32_t> signature;
     std::atomic<uint32_t> dev; // the handle's own number while in use
-    kelvane_init_device_t init_device;
-    std::atomic<uint32_t> slot_id;     // of init_device; what log lines print
-    std::atomic<uint32_t> client_type; // of init_device
-    std::atomic<int32_t> pci_mapped;   // the gate: released after init_device is written
+    kept_init_device init_device;
+    std::atomic<int32_t> pci_mapped; // the gate
 
     sirane_link sirane[SIRANE_COUNT] = {{.sirane_id = 0}, {.sirane_id = 1}, {.sirane_id = 2}};
-    uint32_t is_thread_initialized; // 1 once the locks, semaphores, tables and response threads exist
+    std::atomic<uint32_t>
+        is_thread_initialized; // 1 once the locks, semaphores, tables and response threads exist
 
     pthread_t low_prio_thread;
     std::atomic<int32_t> low_prio_tid;

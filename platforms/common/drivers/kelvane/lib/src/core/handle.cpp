@@ -38,14 +38,14 @@ int32_t check_kelvane_handler_input(kelvane_handle handle)
 
 uint32_t kelvane_slot_of_handler(kelvane_handle handle)
 {
-    return is_in_use(handle) ? local_handles_array[handle].slot_id.load(std::memory_order_relaxed)
+    return is_in_use(handle) ? local_handles_array[handle].init_device.slot_id.load(std::memory_order_relaxed)
                              : NO_HANDLE;
 }
 
 int32_t kelvane_handler_exists(uint32_t slot_id)
 {
     const bool exists =
-        is_in_use(0) && local_handles_array[0].slot_id.load(std::memory_order_relaxed) == slot_id;
+        is_in_use(0) && local_handles_array[0].init_device.slot_id.load(std::memory_order_relaxed) == slot_id;
     return exists ? 0 : -1;
 }
 
@@ -105,7 +105,7 @@ int32_t kelvane_get_stored_version(kelvane_handle handle, uint32_t *major, uint3
 uint32_t kelvane_get_client_type(kelvane_handle handle)
 {
     const kelvane_handle_record *record = handle_record(handle);
-    return record == nullptr ? 0 : record->client_type.load(std::memory_order_relaxed);
+    return record == nullptr ? 0 : record->init_device.client_type.load(std::memory_order_relaxed);
 }
 
 uint32_t kelvane_get_low_prio_active(kelvane_handle handle)

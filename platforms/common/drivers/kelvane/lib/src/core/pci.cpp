@@ -46,9 +46,8 @@ int32_t kelvane_internal_pci_read(kelvane_handle handle, uint32_t bus, uint32_t 
     if (rc != KELVANE_EOK) {
         return rc;
     }
-    rc = judge_callback(
-        handle, handle_record(handle)->init_device.pci_read_cb(handle, bus, offset, value, check_alive),
-        __func__);
+    const kelvane_pci_read_cb callback = handle_record(handle)->init_device.pci_read_cb;
+    rc = judge_callback(handle, callback(handle, bus, offset, value, check_alive), __func__);
     if (rc == KELVANE_EOK) {
         TRACE(LEVEL_REG, handle, NO_ADDRESS, "offset 0x%08x value 0x%08x ", offset, *value);
     }
@@ -65,9 +64,8 @@ int32_t kelvane_internal_pci_write(kelvane_handle handle, uint32_t bus, uint32_t
     if (rc != KELVANE_EOK) {
         return rc;
     }
-    rc = judge_callback(
-        handle, handle_record(handle)->init_device.pci_write_cb(handle, bus, offset, value, check_alive),
-        __func__);
+    const kelvane_pci_write_cb callback = handle_record(handle)->init_device.pci_write_cb;
+    rc = judge_callback(handle, callback(handle, bus, offset, value, check_alive), __func__);
     if (rc == KELVANE_EOK) {
         TRACE(LEVEL_REG, handle, NO_ADDRESS, "offset 0x%08x value 0x%08x ", offset, value);
     }

@@ -241,9 +241,16 @@ int32_t make_eprom_mutex(kelvane_handle_record &record, kelvane_handle handle)
 
 void claim(kelvane_handle_record &record, const kelvane_init_device_t &init_device)
 {
-    record.init_device = init_device;
-    record.slot_id.store(init_device.slot_id, std::memory_order_relaxed);
-    record.client_type.store(init_device.client_type, std::memory_order_relaxed);
+    kept_init_device &kept = record.init_device;
+    kept.slot_id = init_device.slot_id;
+    kept.client_type = init_device.client_type;
+    kept.subsystem_number = init_device.subsystem_number;
+    kept.notify_plugin_cb = init_device.notify_plugin_cb;
+    kept.pci_read_cb = init_device.pci_read_cb;
+    kept.pci_write_cb = init_device.pci_write_cb;
+    kept.pci_read_block_cb = init_device.pci_read_block_cb;
+    kept.pci_write_block_cb = init_device.pci_write_block_cb;
+    kept.app_zynq_restart_notify_cb = init_device.app_zynq_restart_notify_cb;
     record.dev.store(init_device.slot_id, std::memory_order_relaxed);
     record.signature.store(HANDLE_SIGNATURE_USED, std::memory_order_relaxed);
 }

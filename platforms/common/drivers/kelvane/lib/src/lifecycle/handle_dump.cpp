@@ -15,11 +15,11 @@ int word(const std::atomic<uint32_t> &value)
 
 void kelvane_print_init_device_t(kelvane_handle handle)
 {
-    const kelvane_init_device_t &d = local_handles_array[handle].init_device;
-    const auto address = [](auto function) { return reinterpret_cast<void *>(function); };
-    TRACE(LEVEL_INFO, handle, NO_ADDRESS, " slot_id            %08x ", d.slot_id);
-    TRACE(LEVEL_INFO, handle, NO_ADDRESS, " client_type        %08x ", d.client_type);
-    TRACE(LEVEL_INFO, handle, NO_ADDRESS, " subsystem_number   %08x ", d.subsystem_number);
+    const kept_init_device &d = local_handles_array[handle].init_device;
+    const auto address = [](const auto &function) { return reinterpret_cast<void *>(function.load()); };
+    TRACE(LEVEL_INFO, handle, NO_ADDRESS, " slot_id            %08x ", d.slot_id.load());
+    TRACE(LEVEL_INFO, handle, NO_ADDRESS, " client_type        %08x ", d.client_type.load());
+    TRACE(LEVEL_INFO, handle, NO_ADDRESS, " subsystem_number   %08x ", d.subsystem_number.load());
     TRACE(LEVEL_INFO, handle, NO_ADDRESS, " notify_plugin_cb   %p ", address(d.notify_plugin_cb));
     TRACE(LEVEL_INFO, handle, NO_ADDRESS, " pci_read_cb        %p ", address(d.pci_read_cb));
     TRACE(LEVEL_INFO, handle, NO_ADDRESS, " pci_write_cb       %p ", address(d.pci_write_cb));
@@ -79,7 +79,7 @@ void kelvane_print_local_handler(kelvane_handle handle)
     TRACE(LEVEL_INFO, handle, NO_ADDRESS, "dev         %d   ", word(record->dev));
     TRACE(LEVEL_INFO, handle, NO_ADDRESS, "pci_mapped  %d   ", kelvane_get_pci_mapped(handle));
     TRACE(LEVEL_INFO, handle, NO_ADDRESS, "is_thread_initialized  %d   ",
-          static_cast<int>(record->is_thread_initialized));
+          word(record->is_thread_initialized));
     TRACE(LEVEL_INFO, handle, NO_ADDRESS, "stored_ordune_ver_maj  %d   ",
           word(record->stored_ordune_ver_maj));
     TRACE(LEVEL_INFO, handle, NO_ADDRESS, "stored_ordune_ver_min  %d   ",
