@@ -57,7 +57,7 @@ TEST_F(guards_test, what_is_not_there_is_refused)
 TEST_F(guards_test, what_cannot_be_reported_does_not_go)
 {
     const auto age = [this](kelvane_device_address address) {
-        return kelvane_manage_asynch_req_aging({0, address}, mb, requests);
+        return kelvane_manage_asynch_req_aging({0, address}, mailbox_of(0, MBOX_PM), requests);
     };
     const std::tuple<kelvane_asynch_type, uint32_t, int32_t, uint32_t> ROWS[] = {
         {KELVANE_ASYNCH_TYPE_OP_PM, 2, 0, 1000},
@@ -74,6 +74,9 @@ TEST_F(guards_test, what_cannot_be_reported_does_not_go)
         EXPECT_EQ(age(0xFF00FFFF), rc);
         EXPECT_EQ(record.aging_time, aged);
     }
+    EXPECT_TRUE(
+        log_contains("PM    Slot:00 kelvane_manage_asynch_req_aging: ERROR problem with req id 11  "));
+    EXPECT_TRUE(log_contains("LOWPR Slot:00 print_asynch_req_array: pos 11  "));
     EXPECT_EQ(age(0xF0FFFFFF), 22);
     kelvane_mutex *lock = &local_handles_array[0].sirane[1].requests.lock;
     kelvane_mutex_lock(lock); // of another sirane, whose table cannot be locked

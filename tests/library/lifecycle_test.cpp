@@ -68,7 +68,9 @@ TEST_F(lifecycle_test, creating_and_deleting)
     EXPECT_FALSE(log_contains("problem with "));
     trace_level_mask_set(2);
     log_lines();
+    kelvane_mutex_lock(&record.sirane[1].requests.lock); // held by a thread that a debugger has stopped
     kelvane_print_local_handler(0);
+    kelvane_mutex_unlock(&record.sirane[1].requests.lock);
     EXPECT_EQ(log_lines().size(), 6u + 9 + 9 + 2 + 9 + 3 * 1 * 6);
     EXPECT_EQ(held_locks(), "0 command, ");
     EXPECT_EQ(record.sirane[1].local_pm_incremental_id, 0u);

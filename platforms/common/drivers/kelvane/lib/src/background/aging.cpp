@@ -47,12 +47,12 @@ int32_t kelvane_manage_asynch_req_aging(trace_context at, const mailbox_handler 
             rc = is_out_of_date_asynch_req(at, mb, requests, id, &out_of_date);
         }
         if (rc == KELVANE_EOK && out_of_date) {
-            TRACE_AT(LEVEL_ERROR, at, "ERROR is_out_of_date req id %d ", static_cast<int>(id));
+            TRACE_AT(mb.error_level, at, "ERROR is_out_of_date req id %d ", static_cast<int>(id));
             rc = report(at, mb, id);
         }
         if (rc != KELVANE_EOK) {
-            TRACE_AT(LEVEL_ERROR, at, "ERROR problem with req id %d  ", static_cast<int>(id));
-            print_asynch_req_array(at, mb.mbox, requests, LEVEL_ERROR);
+            TRACE_AT(mb.error_level, at, "ERROR problem with req id %d  ", static_cast<int>(id));
+            print_asynch_req_array(at, mb.mbox, requests, mb.header_level);
         }
     }
     return rc;

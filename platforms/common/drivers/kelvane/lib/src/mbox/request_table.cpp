@@ -1,6 +1,5 @@
 #include "mbox/request_table.h"
 
-#include <algorithm>
 #include <iterator>
 
 #include "card/running_firmware.h"
@@ -114,7 +113,8 @@ void print_asynch_req_t(trace_context at, uint32_t mbox, const asynch_req_t &rec
     TRACE_AT(level, at, " asynch_req_p->asynch_op_type  = %s", type_name(record.asynch_op_type));
 }
 
-// With the lock held, or on a copy.
+// What failed stands at the mailbox's error level, one record at its flow level, the whole table at its
+// header level. With the lock held, or on a copy.
 void print_records(trace_context at, uint32_t mbox, const asynch_req_t *records, uint32_t level)
 {
     for (uint32_t id = 0; id < KELVANE_MAX_ASYNCH_REQ; id++) {
@@ -169,7 +169,7 @@ int32_t insert_asynch_req(trace_context at, const mailbox_handler &mb, request_t
         if (slot == ASYNCH_REQ_ID_NONE) {
             TRACE_AT_AS(function, mb.error_level, at, "asynch req queue full: asynch_req_id %d",
                         static_cast<int>(slot));
-            print_records(at, mb.mbox, requests.record, mb.error_level);
+            print_records(at, mb.mbox, requests.record, mb.header_level);
             return KELVANE_RET_CODE_EBUSY;
         }
         asynch_req_t &stored = requests.record[slot];
@@ -210,7 +210,7 @@ bool belongs(trace_context at, const mailbox_handler &mb, const request_table &r
     if (record.signature == ASYNCH_REQ_SIGNATURE_FREE) {
         TRACE_AT_AS(VALIDITY, level, at, "ERROR  Invalid asynch_req_id %d  signature KO = 0x%08x ",
                     static_cast<int>(id), record.signature);
-        print_records(at, mb.mbox, requests.record, level);
+        print_records(at, mb.mbox, requests.record, mb.header_level);
         return false;
     }
     if (id >= FIXED_REQ_ID_NOTIFY_PLUGIN) { // the firmware sends these unasked, with no reference
@@ -222,13 +222,13 @@ bool belongs(trace_context at, const mailbox_handler &mb, const request_table &r
                     "mbox_data_header.ref_id %d ",
                     static_cast<int>(id), static_cast<int>(record.header.ref_id),
                     static_cast<int>(header.ref_id));
-        print_asynch_req_t(at, mb.mbox, record, level);
+        print_asynch_req_t(at, mb.mbox, record, mb.flow_level);
         return false;
     }
     if (is_aging_expired(record.aging_time)) { // left to the aging pass to report
         TRACE_AT_AS(VALIDITY, level, at, "ERROR  Invalid asynch_req_id %d aging time  aging_time %d ",
                     static_cast<int>(id), static_cast<int>(record.aging_time));
-        print_asynch_req_t(at, mb.mbox, record, level);
+        print_asynch_req_t(at, mb.mbox, record, mb.flow_level);
         return false;
     }
     return true;
@@ -270,7 +270,7 @@ int32_t claim_asynch_req(trace_context at, const mailbox_handler &mb, request_ta
     const char *const function = __func__;
     return test_and_take(at, mb, requests, header, is_valid_out, [&](asynch_req_t &record) -> int32_t {
         if (record.asynch_op_type != type) {
-            TRACE_AT_AS(function, LEVEL_ERROR, at, "ERROR command %d does not belong to a record of %s ",
+            TRACE_AT_AS(function, mb.error_level, at, "ERROR command %d does not belong to a record of %s ",
                         static_cast<int>(header.cmd), type_name(record.asynch_op_type));
             return KELVANE_RET_CODE_GEN_ERR;
         }
@@ -339,14 +339,20 @@ int32_t check_if_cb_is_available(kelvane_handle handle, sirane_link &link, mbox_
     return rc;
 }
 
-void print_asynch_req_array(trace_context at, uint32_t mbox, request_table &requests, uint32_t level)
+// A record that is being changed may come half old and half new; it is only printed.
+__attribute__((no_sanitize("thread"))) static void copy_as_it_stands(const asynch_req_t *from,
+                                                                     asynch_req_t *to)
+{
+    const auto *source = reinterpret_cast<const volatile unsigned char *>(from);
+    auto *target = reinterpret_cast<unsigned char *>(to);
+    for (size_t i = 0; i < sizeof(asynch_req_t) * KELVANE_MAX_ASYNCH_REQ; i++) {
+        target[i] = source[i];
+    }
+}
+
+void print_asynch_req_array(trace_context at, uint32_t mbox, const request_table &requests, uint32_t level)
 {
     asynch_req_t copy[KELVANE_MAX_ASYNCH_REQ];
-    const int32_t rc = with_lock(&requests.lock, [&] {
-        std::copy(std::begin(requests.record), std::end(requests.record), copy);
-        return KELVANE_EOK;
-    });
-    if (rc == KELVANE_EOK) {
-        print_records(at, mbox, copy, level);
-    }
+    copy_as_it_stands(requests.record, copy);
+    print_records(at, mbox, copy, level);
 }

@@ -57,8 +57,8 @@ constexpr bool is_aging_expired(uint32_t aging_time) // seconds
 // firmware.
 int32_t check_if_cb_is_available(kelvane_handle handle, sirane_link &link, mbox_id mbox);
 
-// Logs the records that have a type, from a copy that is made under the lock; the caller does not hold it.
-// `mbox` is the mailbox that their lines name.
-void print_asynch_req_array(trace_context at, uint32_t mbox, request_table &requests, uint32_t level);
+// Logs the records that have a type. Takes no lock, so that a debugger can call it while it has the lock's
+// holder stopped. `mbox` is the mailbox that their lines name.
+void print_asynch_req_array(trace_context at, uint32_t mbox, const request_table &requests, uint32_t level);
 
 #endif
