@@ -59,19 +59,23 @@ TEST_F(firmware_image_test, what_is_no_image_is_refused_and_no_command_is_sent)
     mkfifo((base + "pipe").c_str(), 0666);
     std::ofstream{base + "empty"};
     std::ofstream{base + "no_digest"} << "abcd";
-    for (const char *name : {"folder", "pipe", "empty", "no_image"}) {
+    for (const char *name : {"folder", "pipe", "empty", "4 GiB", "no_image"}) {
         std::ofstream(base + name + ".md5") << DIGEST;
     }
     write_image("abcd");
+    std::ofstream{base + "4 GiB"};
+    std::filesystem::resize_file(base + "4 GiB", 0x100000000); // the size that the firmware is told is 0
     const std::string longest(255, 'x');
     const std::tuple<std::string, uint32_t, kelvane_handle, int32_t> cases[] = {
-        {base + "no_image", 2, 0, 64170}, {base + "no_digest", 2, 0, 64170}, {base + "empty", 2, 0, 64170},
-        {base + "folder", 2, 0, 64170},   {base + "pipe", 2, 0, 64170},      {image, 5, 0, 22},
-        {longest, 2, 0, 64170},           {longest + "x", 2, 0, 22},         {image, 2, 1, 22}};
+        {base + "no_image", 2, 0, 64170}, {base + "no_digest", 2, 0, 64170},
+        {base + "empty", 2, 0, 64170},    {base + "folder", 2, 0, 64170},
+        {base + "pipe", 2, 0, 64170},     {image, 5, 0, 22},
+        {base + "4 GiB", 2, 0, 64170},    {longest, 2, 0, 64170},
+        {longest + "x", 2, 0, 22},        {image, 2, 1, 22}};
     const long files = open_files();
     for (const auto &[name, kind, handle, code] : cases) {
         EXPECT_EQ(kelvane_download_software(handle, kind, name.c_str()), code) << name;
-        EXPECT_EQ(the_bar.word.count(0x01C00100), 0u) << name;
+        EXPECT_EQ(the_bar.word.count(0x01C00100) + the_bar.word.count(0x02000040), 0u) << name;
         EXPECT_EQ(open_files(), files) << name;
     }
 }
@@ -118,6 +122,10 @@ TEST_F(firmware_image_test, what_fails_on_the_way_ends_the_copy)
     the_bar.fail_from = the_bar.access_number + 8; // the digest's last word
     EXPECT_EQ(download(), 64174);
     EXPECT_EQ(the_bar.check_alive.size(), 8u);
+    write_image("abcde");
+    the_bar.fail_from = the_bar.access_number + 10; // the image's last byte
+    EXPECT_EQ(download(), 64174);
+    EXPECT_TRUE(log_contains("end   dev=2 file " + image + " final i 1 \n"));
     write_image(std::string(40000, 'x'));
     the_bar.on_write = [this](uint32_t offset, uint32_t) {
         if (offset == 0x02000040) {
@@ -151,6 +159,7 @@ TEST_F(firmware_image_test, progress)
         EXPECT_EQ(progress(kelvane_get_program_progress, std::stoul(address, nullptr, 16)), expected)
             << address;
     }
+    EXPECT_TRUE(log_contains("ERROR Slot:00 kelvane_get_sirane_subsys_info_table: invalid sirane_id 3 \n"));
 }
 
 } // namespace

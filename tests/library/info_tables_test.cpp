@@ -58,6 +58,7 @@ TEST_F(info_tables_test, versions_by_address)
                   "22: 8.9 22: 8.9")) {
         EXPECT_EQ(versions(std::stoul(address, nullptr, 16)), expected) << address;
     }
+    EXPECT_TRUE(log_contains("ERROR Slot:00 kelvane_get_software_downloaded: invalid xpm2_id 2 \n"));
     accesses();
     version(kelvane_get_software_running, 0xFF01FFFF);
     EXPECT_EQ(the_bar.check_alive, words(15, 1));

@@ -20,9 +20,13 @@ constexpr table_run sirane_table_runs[] = {
     {SIRANE_PROGRESS, 1},
 };
 
-int32_t get_xpm2_software(kelvane_handle handle, const address_fields &port, uint32_t *major, uint32_t *minor)
+int32_t get_xpm2_software(kelvane_handle handle, kelvane_device_address device_address, uint32_t *major,
+                          uint32_t *minor, const char *function)
 {
+    const address_fields port = fields_of(device_address);
     if (port.network_port >= KELVANE_NETWORK_PORTS_PER_SIRANE) {
+        TRACE_AS(function, LEVEL_ERROR, handle, device_address, "invalid xpm2_id %d ",
+                 static_cast<int>(port.network_port));
         return KELVANE_RET_CODE_EINVAL;
     }
     sirane_info_table_image table{};
@@ -52,7 +56,7 @@ int32_t get_software(kelvane_handle handle, kelvane_device_address device_addres
                  device_address);
         rc = KELVANE_RET_CODE_EINVAL;
     } else if (a.network_port != ADDRESS_FIELD_NONE) {
-        rc = get_xpm2_software(handle, a, major, minor);
+        rc = get_xpm2_software(handle, device_address, major, minor, function);
     } else {
         rc = kelvane_get_sirane_software(handle, a.sirane, which, major, minor);
     }
@@ -77,6 +81,7 @@ int32_t kelvane_get_sirane_subsys_info_table(kelvane_handle handle, uint32_t sir
                                              sirane_info_table_image *table)
 {
     if (sirane_id >= SIRANE_COUNT) {
+        TRACE(LEVEL_ERROR, handle, NO_ADDRESS, "invalid sirane_id %d ", static_cast<int>(sirane_id));
         return KELVANE_RET_CODE_EINVAL;
     }
     for (const table_run &run : sirane_table_runs) {

@@ -102,25 +102,33 @@ struct image_copy {
     uint32_t words = 0;
 };
 
-int32_t copy_bytes(image_copy &copy, size_t bytes, size_t needed)
+int32_t read_bytes(image_copy &copy, size_t bytes, size_t needed, uint32_t *word)
 {
-    uint32_t word = 0;
-    const size_t taken = word_file_read(copy.file, bytes, &word);
+    const size_t taken = word_file_read(copy.file, bytes, word);
     if (taken < needed) {
         TRACE_AS("kelvane_write_image_file_in_ram", LEVEL_ERROR, copy.handle, KELVANE_ADDRESS_BOARD,
                  "fread failed taken_char %d ", static_cast<int>(taken));
         return KELVANE_RET_CODE_GEN_ERR;
     }
-    if (bytes == sizeof word && copy.words % WORDS_BETWEEN_PAUSES == 0) {
-        wait_busy(PAUSE_NS);
-    }
+    return KELVANE_EOK;
+}
+
+int32_t write_word(const image_copy &copy, uint32_t word)
+{
     return kelvane_internal_pci_write(copy.handle, 0, copy.address + 4 * copy.words, word, CHECK_ALIVE);
 }
 
 int32_t copy_words_up_to(image_copy &copy, uint64_t words)
 {
     while (copy.words < words) {
-        const int32_t rc = copy_bytes(copy, sizeof(uint32_t), sizeof(uint32_t));
+        uint32_t word = 0;
+        int32_t rc = read_bytes(copy, sizeof word, sizeof word, &word);
+        if (rc == KELVANE_EOK && copy.words % WORDS_BETWEEN_PAUSES == 0) {
+            wait_busy(PAUSE_NS);
+        }
+        if (rc == KELVANE_EOK) {
+            rc = write_word(copy, word);
+        }
         if (rc != KELVANE_EOK) {
             return rc;
         }
@@ -148,29 +156,23 @@ int32_t copy_whole_words(image_copy &copy, uint64_t words)
     return rc;
 }
 
-int32_t copy_image(image_copy &copy, uint64_t bytes)
+// The bytes after the last whole word. If the file has shrunk meanwhile, what is left of them.
+int32_t read_rest(image_copy &copy, size_t remaining, uint32_t *word)
 {
-    int32_t rc = copy_whole_words(copy, bytes / 4);
-    if (rc != KELVANE_EOK) {
-        return rc;
-    }
-    const size_t remaining = bytes % 4;
     TRACE_AS("kelvane_write_image_file_in_ram", LEVEL_DEBUG, copy.handle, KELVANE_ADDRESS_BOARD,
              " remainig_char %d", static_cast<int>(remaining));
-    if (remaining != 0) {
-        rc = copy_bytes(copy, remaining, 1); // if the file has shrunk meanwhile, what is left of it
-    }
-    return rc;
+    return remaining == 0 ? KELVANE_EOK : read_bytes(copy, remaining, 1, word);
 }
 
-// KELVANE_EOK, or KELVANE_RET_CODE_GEN_ERR for a size that no image has.
+// KELVANE_EOK, or KELVANE_RET_CODE_GEN_ERR for a size that no image has. The firmware is told 32 bits of it.
 int32_t judge_size(kelvane_handle handle, uint64_t bytes, const char *function)
 {
-    if (static_cast<uint32_t>(bytes) == 0xFFFFFFFF) { // the low half of where a folder ends
+    const auto told = static_cast<uint32_t>(bytes);
+    if (told == 0xFFFFFFFF) { // of where a folder ends
         TRACE_AS(function, LEVEL_ERROR, handle, KELVANE_ADDRESS_BOARD, "Invalid file size ");
         return KELVANE_RET_CODE_GEN_ERR;
     }
-    if (bytes == 0) {
+    if (told == 0) {
         TRACE_AS(function, LEVEL_ERROR, handle, KELVANE_ADDRESS_BOARD, "file has NULL size");
         return KELVANE_RET_CODE_GEN_ERR;
     }
@@ -251,9 +253,15 @@ int32_t kelvane_write_image_file_in_ram(kelvane_handle handle, uint32_t download
     rc = judge_size(handle, bytes, __func__);
     if (rc == KELVANE_EOK) {
         *size = static_cast<uint32_t>(bytes);
-        rc = copy_image(copy, bytes);
+        rc = copy_whole_words(copy, bytes / 4);
+    }
+    const size_t remaining = bytes % 4;
+    uint32_t rest = 0;
+    if (rc == KELVANE_EOK) {
+        rc = read_rest(copy, remaining, &rest);
     }
     if (rc == KELVANE_EOK) {
+        rc = remaining == 0 ? KELVANE_EOK : write_word(copy, rest);
         TRACE(LEVEL_INFO, handle, KELVANE_ADDRESS_BOARD, "end   dev=%d file %s final i %d ",
               static_cast<int>(download_device), file_name, static_cast<int>(copy.words));
     }
