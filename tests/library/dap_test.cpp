@@ -104,6 +104,9 @@ TEST_F(dap_test, every_state_with_every_event)
             "r8 0 1024 a8 f10 2048 > done /10 8:165")) {
         EXPECT_EQ(run(steps), outcome) << steps;
     }
+    run("r8 0 1024 a8 f9 2048"); // the answer's second word cannot be read
+    EXPECT_EQ(the_dap_record.dap_buffer[0], 0xA5A5A5A5u);
+    EXPECT_EQ(the_dap_record.dap_buffer[1], 0u);
     answering = [] { return request(1) == 64172 ? 5 : 0; }; // from the callback nothing can be requested
     EXPECT_EQ(run("r4 0 1024 a4 2048"), "call 2 /9 4:165");
     EXPECT_TRUE(log_contains("ERROR FROM callback rc = 5  \n"));

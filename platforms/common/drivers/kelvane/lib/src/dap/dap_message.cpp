@@ -62,10 +62,10 @@ int32_t take_answer(kelvane_handle handle, dap_record *record, const mailbox_han
     }
     mbox_data data{};
     const int32_t rc = read_mbox_data(handle, mb, &data, words_of(header->size));
+    memcpy(record->dap_buffer, data.word, sizeof record->dap_buffer); // what was read, and zeroes
     if (rc != KELVANE_EOK) {
         return rc;
     }
-    memcpy(record->dap_buffer, data.word, sizeof record->dap_buffer);
     for (uint32_t i = 0; i < words_of(header->size); i++) {
         TRACE_AS(name, mb.flow_level, handle, DAP_ADDRESS, " %d  data %08x ", static_cast<int>(i),
                  record->dap_buffer[i]);
