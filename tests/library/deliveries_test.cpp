@@ -244,6 +244,9 @@ TEST_F(deliveries_test, batches)
     EXPECT_EQ(outcome(1, {CMD_ENABLE_PM_NOTIFY, 0x1235, 116, 0, 13, 0}, older), "0 batch 1000 100000077; ");
     EXPECT_EQ(last_batch.sirane_port[1].pdl_max, -1);
     local_handles_array[0].signature = 0x01010101; // the device is deleted meanwhile
+    the_bar.fail_from = the_bar.access_number + 24;
+    EXPECT_EQ(batch(0x1235, 5, 0), "64174 refused ");
+    EXPECT_TRUE(log_contains(" ERROR getting local_pm_incremental_id srn 0 rc = 22 \n")); // before the data
     EXPECT_EQ(batch(0x1235, 5, 0), "0 batch ff00ffff 5; ");
 }
 

@@ -72,27 +72,34 @@ const char *zynq_restart_name(uint32_t zynq_restart)
     }
 }
 
+constexpr const char *PM_NOTIFY = "mbox_manage_enable_pm_notify"; // its steps log under its name
+
+// The number of the batch before; 0 for none.
+uint64_t last_batch(kelvane_handle handle, uint32_t sirane_id)
+{
+    uint64_t id = 0;
+    const int32_t rc = kelvane_get_local_pm_incremental_id(handle, sirane_id, &id);
+    if (rc != KELVANE_EOK) {
+        TRACE_AS(PM_NOTIFY, LEVEL_ERROR, handle, KELVANE_ADDRESS_SIRANE(sirane_id),
+                 " ERROR getting local_pm_incremental_id srn %d rc = %d ", static_cast<int>(sirane_id), rc);
+        return 0;
+    }
+    return id;
+}
+
 // Keeps the number of this batch, and logs when the one before it is missing; the batch is delivered all the
 // same.
-void follow_sequence(kelvane_handle handle, uint32_t sirane_id, uint64_t new_id)
+void follow_sequence(kelvane_handle handle, uint32_t sirane_id, uint64_t old_id, uint64_t new_id)
 {
-    constexpr const char *name = "mbox_manage_enable_pm_notify";
     const kelvane_device_address address = KELVANE_ADDRESS_SIRANE(sirane_id);
-    uint64_t old_id = 0;
-    int32_t rc = kelvane_get_local_pm_incremental_id(handle, sirane_id, &old_id);
-    if (rc != KELVANE_EOK) {
-        TRACE_AS(name, LEVEL_ERROR, handle, address, " ERROR getting local_pm_incremental_id srn %d rc = %d ",
-                 static_cast<int>(sirane_id), rc);
-        old_id = 0;
-    }
     if (old_id != 0 && old_id != new_id - 1) {
-        TRACE_AS(name, LEVEL_ERROR, handle, address, " ERROR MISSING PM SEQUENCE  old%lu new %lu",
+        TRACE_AS(PM_NOTIFY, LEVEL_ERROR, handle, address, " ERROR MISSING PM SEQUENCE  old%lu new %lu",
                  static_cast<unsigned long>(old_id), static_cast<unsigned long>(new_id));
     }
-    rc = kelvane_set_local_pm_incremental_id(handle, sirane_id, new_id);
+    const int32_t rc = kelvane_set_local_pm_incremental_id(handle, sirane_id, new_id);
     if (rc != KELVANE_EOK) {
-        TRACE_AS(name, LEVEL_ERROR, handle, address, " ERROR setting local_pm_incremental_id srn %d rc = %d ",
-                 static_cast<int>(sirane_id), rc);
+        TRACE_AS(PM_NOTIFY, LEVEL_ERROR, handle, address,
+                 " ERROR setting local_pm_incremental_id srn %d rc = %d ", static_cast<int>(sirane_id), rc);
     }
 }
 
@@ -135,6 +142,7 @@ int32_t mbox_manage_enable_pm_notify(kelvane_handle handle, const mailbox_handle
                                      const mbox_data_header &header, const asynch_req_t &record)
 {
     trace_reference(handle, mb, header, __func__);
+    const uint64_t old_id = last_batch(handle, mb.sirane_id);
     mbox_data data{};
     int32_t rc = read_mbox_data(handle, mb, &data, header.size);
     if (rc != KELVANE_EOK) {
@@ -142,7 +150,7 @@ int32_t mbox_manage_enable_pm_notify(kelvane_handle handle, const mailbox_handle
     }
     kelvane_post_proc_enable_pm_notify(handle, &data, header);
     const auto pm_incremental_id = load<uint64_t>(data, PM_INCREMENTAL_ID);
-    follow_sequence(handle, mb.sirane_id, pm_incremental_id);
+    follow_sequence(handle, mb.sirane_id, old_id, pm_incremental_id);
     auto pm = load<kelvane_global_pm>(data, PM_RECORD);
     for (kelvane_xpm2_port_pm &module : pm.xpm2_port) {
         rc = post_proc_xpm2_port_pm(&module, module);
