@@ -158,6 +158,7 @@ TEST_F(lifecycle_test, the_siranes_are_brought_to_idle)
     the_bar.word[0x01E08004] = 0;
     EXPECT_EQ(link_up(), "64175 closed");
     EXPECT_EQ(time.now(), (5 + 2 + 100) * 1500000000ull);
+    EXPECT_TRUE(log_contains("kelvane_check_for_mbox_idle_startup: end rc = 64175\n"));
     EXPECT_EQ(held_locks(), "");
 }
 

@@ -125,6 +125,6 @@ int32_t kelvane_check_for_mbox_idle_startup(kelvane_handle handle, uint32_t sira
             break;
         }
     }
-    TRACE(LEVEL_INFO, handle, address, "end rc = %d ", rc);
+    TRACE(LEVEL_INFO, handle, address, "end rc = %d", rc);
     return rc;
 }
