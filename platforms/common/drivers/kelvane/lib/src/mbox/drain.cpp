@@ -103,6 +103,8 @@ int32_t kelvane_deque_resp_receive(kelvane_handle handle, sirane_link &link, mbo
                      link,
                      link.answers[mbox]};
     for (;;) {
+        // In every round: once the subscription to performance ends, nobody takes its messages any more, and
+        // this loop would not end.
         int32_t rc = check_if_cb_is_available(handle, link, mbox);
         bool offered = false;
         mbox_data_header header{};
