@@ -63,8 +63,12 @@ TEST_F(exchange_test, one_command_word_by_word)
 TEST_F(exchange_test, a_firmware_that_does_not_take_or_close)
 {
     firmware.refuse = true;
+    EXPECT_EQ(kelvane_get_laser(0, 0xFF0000FF, &value), 64173);
+    firmware.next_reference(0x1234);
     EXPECT_EQ(read_register(), 64173);
     EXPECT_EQ(accesses(), std::string(REQUEST) + " w1c00000=2");
+    EXPECT_TRUE(log_contains("kelvane_read_register: returned rc = 64173 on manage_cmd_send \n\n"));
+    EXPECT_TRUE(log_contains("kelvane_get_laser: returned rc = 64173 on manage_cmd_send \n "));
     firmware.refuse = false;
     for (const auto &[state, code] : {std::pair{0u, 64175}, {0xFFFFFFFFu, 64171}, {6u, 64171}}) {
         the_bar.word[COMMAND_F] = state;
@@ -170,10 +174,12 @@ TEST_F(exchange_test, a_response_mutex_that_is_not_to_be_had_or_given_away_in_th
         follow(offset, state);
         if (offset == RESPONSE_AREA) { // the wiping of the header
             kelvane_mutex_unlock(mutex);
+            kelvane_mutex_unlock(&sirane_0.command_mutex);
         }
     };
     EXPECT_EQ(read_register(), 64172);
     EXPECT_EQ(value, 0x5555u);
+    EXPECT_GT(log_text().rfind("unlock mutex"), log_text().rfind("on manage_resp_receive")); // reported first
     std::thread([&] { kelvane_mutex_lock(mutex); }).join();
     // The failing release of the mutex outranks the lock's own time-out.
     EXPECT_EQ(read_register(), 64172);
@@ -183,6 +189,7 @@ TEST_F(exchange_test, a_response_mutex_that_is_not_to_be_had_or_given_away_in_th
 TEST_F(exchange_test, a_sirane_or_state_that_is_not_there)
 {
     EXPECT_EQ(kelvane_write_register(0, 0xFF03FFFF, 1, 2), 64170);
+    EXPECT_TRUE(log_contains("get_mbox_handler: invalid parameter sirane_id 3 mbox 3 \n"));
     EXPECT_EQ(manage_resp_mbox_new_state({0, 0xFF00FFFF}, mailbox_of(0, MBOX_RESPONSE), 8, true), 64170);
     EXPECT_EQ(accesses(), "");
 }

@@ -10,6 +10,7 @@
 enum command_path {
     SHARED_PATH, // kelvane_manage_sync_call: checks address and handle, and logs the header of a failure
     OWN_PATH,    // the operation has made its checks; logs failures under the operation's name
+    SPACED_PATH, // the same, with an empty line behind a failure's
 };
 
 // What a message of the command means when no caller waits for it; see background/handlers.h.

@@ -24,6 +24,7 @@ enum exchange_step {
 };
 
 struct exchange {
+    const char *function; // that failures are logged under
     kelvane_handle handle;
     kelvane_device_address device_address;
     const mbox_data_header *header;
@@ -31,7 +32,39 @@ struct exchange {
     mbox_data_header *response_header; // null: no answer is awaited
     mbox_data *response_data;
     uint32_t delay_ns; // before the send
+    command_path path;
 };
+
+// Logs a failed send or receive.
+void report(const exchange &e, exchange_step step, int32_t rc)
+{
+    const char *const end = e.path == SPACED_PATH ? "\n" : "";
+    if (step == STEP_SEND) {
+        TRACE_AS(e.function, LEVEL_ERROR, e.handle, e.device_address,
+                 "returned rc = %d on manage_cmd_send %s", rc, end);
+    } else {
+        TRACE_AS(e.function, LEVEL_ERROR, e.handle, e.device_address,
+                 "returned rc = %d on manage_resp_receive %s", rc, end);
+    }
+    if (e.path == SHARED_PATH) {
+        trace_mbox_header({e.handle, e.device_address}, MBOX_COMMAND,
+                          step == STEP_SEND ? *e.header : *e.response_header, LEVEL_ERROR);
+    }
+}
+
+// The link of the address's sirane; null, with a line in the log, where there is no such mailbox or handle.
+sirane_link *link_of(kelvane_handle handle, kelvane_device_address device_address, mbox_id mbox)
+{
+    const uint32_t sirane_id = sirane_id_of_address(device_address);
+    if (get_mbox_handler(sirane_id, mbox) == nullptr) {
+        return nullptr;
+    }
+    sirane_link *link = find_link(handle, sirane_id);
+    if (link == nullptr) {
+        check_kelvane_handler_input(handle); // for its line
+    }
+    return link;
+}
 
 // Whether the caller is a callback for one of the sirane's responses. The holder of the command mutex may
 // then be waiting for this very thread, so the mutex is only tried.
@@ -40,12 +73,13 @@ bool is_called_back(const sirane_link &link)
     return mbox_mutex_served_here == &link.answers[MBOX_RESPONSE].response_mutex;
 }
 
-// Lock, send, receive, unlock. `reached` is the step that the status belongs to.
+// Lock, send, receive, unlock; a failure of the two in the middle is reported before the unlock. `reached` is
+// the step that the status belongs to.
 int32_t run(const exchange &e, exchange_step *reached)
 {
     *reached = STEP_LOCK;
     const trace_context at = {e.handle, e.device_address};
-    sirane_link *link = find_link(e.handle, sirane_id_of_address(e.device_address));
+    sirane_link *link = link_of(e.handle, e.device_address, MBOX_COMMAND);
     if (link == nullptr) {
         return KELVANE_RET_CODE_GEN_ERR;
     }
@@ -62,27 +96,10 @@ int32_t run(const exchange &e, exchange_step *reached)
         *reached = STEP_RECEIVE;
         rc = manage_resp_receive(at, *link, MBOX_RESPONSE, e.response_header, e.response_data, *e.header);
     }
-    return rc;
-}
-
-int32_t run_own_path(const exchange &e, const char *function)
-{
-    exchange_step reached;
-    const int32_t rc = run(e, &reached);
-    if (rc != KELVANE_EOK && reached == STEP_SEND) {
-        TRACE_AS(function, LEVEL_ERROR, e.handle, e.device_address, "returned rc = %d on manage_cmd_send \n",
-                 rc);
-    } else if (rc != KELVANE_EOK && reached == STEP_RECEIVE) {
-        TRACE_AS(function, LEVEL_ERROR, e.handle, e.device_address,
-                 "returned rc = %d on manage_resp_receive \n", rc);
+    if (rc != KELVANE_EOK) {
+        report(e, *reached, rc);
     }
     return rc;
-}
-
-exchange exchange_of(command *c, kelvane_handle handle, kelvane_device_address device_address,
-                     uint32_t delay_ns)
-{
-    return {handle, device_address, &c->header, c->data, &c->response_header, &c->response, delay_ns};
 }
 
 } // namespace
@@ -130,11 +147,15 @@ int32_t command_check(const operation &op)
 int32_t command_exchange(command *c, const operation &op)
 {
     const kelvane_device_address carrier = op.carrier != 0 ? op.carrier : op.device_address;
-    if (mbox_data_table[op.command].path == SHARED_PATH) {
+    const command_path path = mbox_data_table[op.command].path;
+    if (path == SHARED_PATH) {
         return kelvane_manage_sync_call(op.handle, carrier, c->header, c->data, &c->response_header,
                                         &c->response);
     }
-    return run_own_path(exchange_of(c, op.handle, carrier, op.delay_ns), op.function);
+    exchange_step unused_step;
+    return run({op.function, op.handle, carrier, &c->header, c->data, &c->response_header, &c->response,
+                op.delay_ns, path},
+               &unused_step);
 }
 
 int32_t command_run(command *c, const operation &op, std::initializer_list<uint32_t> words)
@@ -174,7 +195,7 @@ int32_t command_get(const operation &op, std::initializer_list<uint32_t> words, 
 int32_t command_register(command *c, kelvane_handle handle, kelvane_device_address device_address,
                          mbox_id mbox, kelvane_asynch_type type, asynch_callback callback)
 {
-    sirane_link *link = find_link(handle, sirane_id_of_address(device_address));
+    sirane_link *link = link_of(handle, device_address, mbox);
     if (link == nullptr) {
         return KELVANE_RET_CODE_GEN_ERR;
     }
@@ -197,7 +218,7 @@ int32_t command_register(command *c, kelvane_handle handle, kelvane_device_addre
 int32_t command_unregister(kelvane_handle handle, kelvane_device_address device_address, mbox_id mbox,
                            uint32_t fixed_slot)
 {
-    sirane_link *link = find_link(handle, sirane_id_of_address(device_address));
+    sirane_link *link = link_of(handle, device_address, mbox);
     return link == nullptr ? static_cast<int32_t>(KELVANE_RET_CODE_GEN_ERR)
                            : remove_asynch_req({handle, device_address}, mailbox_of(link->sirane_id, mbox),
                                                link->requests, fixed_slot);
@@ -206,14 +227,9 @@ int32_t command_unregister(kelvane_handle handle, kelvane_device_address device_
 int32_t command_send(command *c, kelvane_handle handle, kelvane_device_address device_address,
                      const char *function)
 {
-    exchange e = exchange_of(c, handle, device_address, 0);
-    e.response_header = nullptr;
-    exchange_step reached;
-    const int32_t rc = run(e, &reached);
-    if (rc != KELVANE_EOK && reached == STEP_SEND) {
-        TRACE_AS(function, LEVEL_ERROR, handle, device_address, "returned rc = %d on manage_cmd_send ", rc);
-    }
-    return rc;
+    exchange_step unused_step;
+    return run({function, handle, device_address, &c->header, c->data, nullptr, nullptr, 0, OWN_PATH},
+               &unused_step);
 }
 
 void command_copy_record(const command &c, void *record, size_t bytes)
@@ -231,16 +247,11 @@ int32_t kelvane_manage_sync_call(kelvane_handle handle, kelvane_device_address d
         return rc;
     }
     exchange_step reached;
-    rc = run({handle, device_address, &header, data, response_header, response_data, 0}, &reached);
+    rc =
+        run({__func__, handle, device_address, &header, data, response_header, response_data, 0, SHARED_PATH},
+            &reached);
     if (rc != KELVANE_EOK && reached == STEP_LOCK) {
         return rc;
-    }
-    if (rc != KELVANE_EOK && reached == STEP_SEND) {
-        TRACE(LEVEL_ERROR, handle, device_address, "returned rc = %d on manage_cmd_send ", rc);
-        trace_mbox_header({handle, device_address}, MBOX_COMMAND, header, LEVEL_ERROR);
-    } else if (rc != KELVANE_EOK) {
-        TRACE(LEVEL_ERROR, handle, device_address, "returned rc = %d on manage_resp_receive ", rc);
-        trace_mbox_header({handle, device_address}, MBOX_COMMAND, *response_header, LEVEL_ERROR);
     }
     TRACE(LEVEL_DEBUG, handle, device_address, " end ");
     return rc;
