@@ -24,7 +24,7 @@ bool next_token(const char *&rest, std::string &token)
 
 int32_t decimal_of(const std::string &token)
 {
-    return static_cast<int32_t>(strtol(token.c_str(), nullptr, 10));
+    return static_cast<int32_t>(strtoul(token.c_str(), nullptr, 10));
 }
 
 uint32_t hexadecimal_of(const std::string &token)

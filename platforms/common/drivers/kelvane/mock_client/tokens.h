@@ -10,7 +10,8 @@
 // untouched, when nothing but blanks is left or the text is null.
 bool next_token(const char *&rest, std::string &token);
 
-// Base 10. Text that is not a number is 0; a number too large for a long is clamped, and 32 bits of it kept.
+// Base 10, as sscanf reads an unsigned number: text that is none is 0; one too large for a long, and the same
+// below 0, is all ones; of any other, 32 bits are kept.
 int32_t decimal_of(const std::string &token);
 
 // Base 16, with or without 0x; otherwise the same.
