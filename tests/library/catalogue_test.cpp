@@ -109,7 +109,9 @@ TEST_F(catalogue_test, error_words_and_return_codes)
 
 TEST_F(catalogue_test, reserved_operations_write_their_line)
 {
-    EXPECT_EQ(kelvane_get_rx_osnr_cur(9, 0xFFFFFFFF), 0);
+    uint32_t out = 7;
+    EXPECT_EQ(kelvane_get_rx_osnr_cur(9, 0xFFFFFFFF, &out), 0);
+    EXPECT_EQ(out, 7u);
     EXPECT_TRUE(log_contains("INFO  Slot:-1 kelvane_get_rx_osnr_cur: stubbed \n"));
     EXPECT_EQ(accesses(), "");
 }

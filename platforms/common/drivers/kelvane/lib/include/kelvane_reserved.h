@@ -14,7 +14,7 @@
     operation(kelvane_set_host_framed_prbs) \
     operation(kelvane_set_network_framed_prbs)
 
-/* (handle, device address) */
+/* (handle, device address, ...): an output, or whatever else is passed, is neither read nor written */
 #define KELVANE_RESERVED_OPERATIONS(operation) \
     operation(kelvane_get_host_unframed_prbs) \
     operation(kelvane_get_host_framed_prbs) \
@@ -101,7 +101,7 @@ extern "C" {
 #define KELVANE_DECLARE_RESERVED_SETTER(name)                                                                \
     int32_t name(uint32_t handle, uint32_t device_address, uint32_t value, uint64_t callback,                \
                  uint32_t transaction_id);
-#define KELVANE_DECLARE_RESERVED_OPERATION(name) int32_t name(uint32_t handle, uint32_t device_address);
+#define KELVANE_DECLARE_RESERVED_OPERATION(name) int32_t name(uint32_t handle, uint32_t device_address, ...);
 
 KELVANE_RESERVED_SETTERS(KELVANE_DECLARE_RESERVED_SETTER)
 KELVANE_RESERVED_OPERATIONS(KELVANE_DECLARE_RESERVED_OPERATION)

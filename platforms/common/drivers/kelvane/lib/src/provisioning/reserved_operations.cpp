@@ -18,7 +18,7 @@ int32_t stubbed(const char *function)
         return stubbed(__func__);                                                                            \
     }
 #define DEFINE_OPERATION(name)                                                                               \
-    int32_t name(uint32_t, uint32_t)                                                                         \
+    int32_t name(uint32_t, uint32_t, ...)                                                                    \
     {                                                                                                        \
         return stubbed(__func__);                                                                            \
     }
