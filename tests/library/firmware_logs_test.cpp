@@ -167,19 +167,17 @@ TEST_F(firmware_logs_test, rows_literally)
 
 TEST_F(firmware_logs_test, a_second_dump_is_refused_while_the_first_runs)
 {
-    static std::string second; // results, of one in the midst of the first
+    static int32_t refused; // codes of those in the midst of the first
     local_handles_array[0].init_device.pci_read_cb = [](auto, auto, auto offset, auto *value, auto alive) {
-        if (offset == RING) {
-            second += std::to_string(kelvane_ps_print_trace_coded(0) | kelvane_ps_print_trace_string(0)) +
-                      std::to_string(kelvane_ps_print_sel_trace_ordune_string(0, 0, 0)) + " ";
-        }
+        refused += offset != RING ? 0
+                                  : kelvane_ps_print_trace_coded(0) + kelvane_ps_print_trace_string(0) +
+                                        kelvane_ps_print_sel_trace_ordune_string(0, 0, 0);
         return the_bar.access(false, offset, value, alive);
     };
     set_indexes(0, 2 * 96);
-    put_text(RING, "first");
     EXPECT_EQ(dump(TEXT) + dump(LINES), 0);
-    EXPECT_EQ(file(TEXT), "first \n \n");
-    EXPECT_EQ(second, "6417064170 6417064170 ");
+    EXPECT_EQ(file(LINES), " \n \n");
+    EXPECT_EQ(refused, 2 * 3 * 64170);
 }
 
 TEST_F(firmware_logs_test, the_controllers_log_and_the_regulators)
