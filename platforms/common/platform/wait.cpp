@@ -1,7 +1,6 @@
 #include "platform/wait.h"
 
 #include <atomic>
-#include <cerrno>
 
 namespace {
 
@@ -59,7 +58,7 @@ int wait_realtime(timespec *now)
     if (const wait_source *other = source()) {
         return other->realtime(other->self, now);
     }
-    return clock_gettime(CLOCK_REALTIME, now) == 0 ? 0 : errno;
+    return clock_gettime(CLOCK_REALTIME, now);
 }
 
 int wait_timed_lock(pthread_mutex_t *mutex, const timespec *deadline)

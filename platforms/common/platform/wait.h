@@ -38,7 +38,7 @@ void wait_busy(uint64_t nanoseconds);
 /* Nanoseconds since some fixed point; never runs backwards. Any thread. */
 uint64_t wait_monotonic(void);
 
-/* The wall clock. Returns 0 or the error of the clock call. Any thread. */
+/* The wall clock. Returns what the clock call returned, 0 or -1 with errno. Any thread. */
 int wait_realtime(struct timespec *now);
 
 /* pthread_mutex_timedlock: blocks until the mutex is locked or the wall clock reaches `deadline`.

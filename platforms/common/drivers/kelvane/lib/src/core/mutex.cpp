@@ -58,7 +58,7 @@ int32_t kelvane_mutex_timed_lock(kelvane_mutex *mutex, uint32_t seconds, uint32_
 {
     timespec deadline{};
     const int clock = wait_realtime(&deadline);
-    if (clock != 0) { // the caller gets the clock's own code, and the console two empty lines
+    if (clock != 0) { // the caller gets the clock's own result, and the console two empty lines
         printf("\n\n");
         return clock;
     }

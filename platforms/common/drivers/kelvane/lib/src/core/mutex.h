@@ -13,9 +13,9 @@ constexpr uint32_t LOCK_LIMIT_SECONDS = 360;
 
 // KELVANE_EOK or KELVANE_RET_CODE_GEN_PLATFORM_PROBLEM.
 int32_t kelvane_mutex_init(kelvane_mutex *mutex);
-// KELVANE_EOK, KELVANE_RET_CODE_ETIMEDOUT, KELVANE_RET_CODE_GEN_PLATFORM_PROBLEM, or whatever the clock
-// failed with. The nanoseconds are not carried into seconds: together with those of the present time they may
-// form an invalid one, which fails.
+// KELVANE_EOK, KELVANE_RET_CODE_ETIMEDOUT, KELVANE_RET_CODE_GEN_PLATFORM_PROBLEM, or -1 when the clock fails.
+// The nanoseconds are not carried into seconds: together with those of the present time they may form an
+// invalid one, which fails.
 int32_t kelvane_mutex_timed_lock(kelvane_mutex *mutex, uint32_t seconds, uint32_t nanoseconds);
 void kelvane_mutex_destroy(kelvane_mutex *mutex);
 int32_t kelvane_mutex_get_owner(const kelvane_mutex *mutex);
