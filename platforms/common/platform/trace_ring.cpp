@@ -13,6 +13,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <bit>
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
@@ -186,6 +187,18 @@ template <typename word> void put(word *place, word value)
     __atomic_store_n(place, value, __ATOMIC_RELEASE);
 }
 
+// Fewer than 8 bytes, and zeros behind them. Put together in a register: a word that is loaded from where its
+// bytes were just stored waits for them.
+uint64_t last_word(const char *text, uint32_t length)
+{
+    uint64_t word = 0;
+    for (uint32_t i = 0; i < length; i++) {
+        const uint32_t place = std::endian::native == std::endian::little ? i : 7 - i;
+        word |= uint64_t{static_cast<unsigned char>(text[i])} << 8 * place;
+    }
+    return word;
+}
+
 // Word by word, as the readers of these words do it. Returns the bytes used, a multiple of 8.
 uint32_t put_text(char *store, uint32_t room, const char *text)
 {
@@ -201,9 +214,7 @@ uint32_t put_text(char *store, uint32_t room, const char *text)
         memcpy(&word, text + size_t{i} * 8, 8);
         put(words + i, word);
     }
-    uint64_t rest = 0;
-    memcpy(&rest, text + size_t{whole} * 8, length % 8);
-    put(words + whole, rest);
+    put(words + whole, last_word(text + size_t{whole} * 8, length % 8));
     return (whole + 1) * 8;
 }
 
