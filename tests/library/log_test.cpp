@@ -1,9 +1,12 @@
 // The file of the log: its lines, its levels, its beginning and its clearing.
+#include <climits>
 #include <filesystem>
 #include <fstream>
+#include <random>
 
 #include "core/mutex.h"
 #include "core/trace/file.h"
+#include "core/trace/message_text.h"
 #include "core/trace/trace.h"
 #include "lifecycle/driver.h"
 #include "support/library.h"
@@ -77,6 +80,42 @@ TEST_F(log_test, the_file_is_cleared_at_a_million_rows)
     TRACE(LEVEL_ERROR, 0, NO_ADDRESS, "y");
     EXPECT_EQ(testing::internal::GetCapturedStderr(),
               "kelvane: /root/kelvane.log cannot be opened again after clearing, file logging is off\n");
+}
+
+// The text and the length that vsnprintf makes of it, and nothing behind the `size` bytes.
+[[gnu::format(printf, 2, 3)]] void compare_text(size_t size, const char *format, ...)
+{
+    std::string made[] = {std::string(600, '#'), std::string(600, '#')};
+    for (std::string &text : made) {
+        va_list arguments;
+        va_start(arguments, format);
+        const auto print = &text == made ? message_text : vsnprintf;
+        text += std::to_string(print(text.data(), size, format, arguments));
+        va_end(arguments);
+    }
+    ASSERT_EQ(made[0], made[1]) << format << " in " << size;
+}
+
+TEST(message_text_test, is_the_text_that_vsnprintf_makes)
+{
+    std::mt19937_64 random(4711);
+    for (int round = 0; round < 3000 && !HasFatalFailure(); round++) {
+        constexpr uint64_t SELDOM[] = {0, 1, 10, ULONG_MAX, 1ul << 63, INT_MAX, UINT_MAX, 1u << 31};
+        const uint64_t bits = round % 4 == 0 ? SELDOM[random() % 8] : random() >> random() % 64;
+        const auto word = static_cast<unsigned>(bits);
+        const auto number = static_cast<int>(word);
+        const auto large = static_cast<long>(bits);
+        const std::string text(random() % 300, 's');
+        const char *const s = round % 8 == 1 ? nullptr : text.c_str();
+        const size_t size = round % 2 == 0 ? 512 : 1 + random() % 512;
+        compare_text(size, "%s Slot:%02d %03d %08d|%6d %10d %1d %32d", s, number, number, number, number,
+                     number, number, number);
+        compare_text(size, "%u %10u %02u|%x %08x %04x %8x", word, word, word, word, word, word, word);
+        compare_text(size, "%ld %025ld %lu %10lu %lx %08lx %c", large, large, bits, bits, bits, bits, number);
+        compare_text(size, "%p %s%s 0x%040x", reinterpret_cast<void *>(bits), s, s, word);
+        compare_text(size, "%d %f %E %s|%+d %-5d %.3s %%", number, 0.1 * number, 1e9 * number, s, number,
+                     number, s);
+    }
 }
 
 } // namespace

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "core/trace/file.h"
+#include "core/trace/message_text.h"
 #include "core/trace/rings.h"
 
 void kelvane_trace(uint32_t level, uint32_t slot, kelvane_device_address device_address, const char *function,
@@ -16,7 +17,7 @@ void kelvane_trace(uint32_t level, uint32_t slot, kelvane_device_address device_
     char message[TRACE_MESSAGE_BYTES_MAX];
     va_list arguments;
     va_start(arguments, format);
-    const int formatted = vsnprintf(message, sizeof message, format, arguments);
+    const int formatted = message_text(message, sizeof message, format, arguments);
     va_end(arguments);
     const size_t length = formatted < 0 ? 0 : static_cast<size_t>(formatted);
     if (formatted < 0) {
