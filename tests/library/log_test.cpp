@@ -38,10 +38,12 @@ TEST_F(log_test, whole_lines_of_the_levels_in_the_mask)
     for (const uint32_t level : {0u, 1u, 2u, 3u, 16u, 127u, 128u}) {
         TRACE(level, 0, NO_ADDRESS, "%u", level);
     }
-    kelvane_trace_tagged(1, 0xC05000000CB, 0, NO_ADDRESS, "fn", "count", 7);
-    kelvane_trace_tagged(32, 0x1C05000000CA, 0, NO_ADDRESS, "fn", "one", "two");
+    const char *const none = nullptr;
+    const std::string name(200, 'f');
+    kelvane_trace_tagged(1, 0xC05000000CB, 0, NO_ADDRESS, name.c_str(), "count", 7);
+    kelvane_trace_tagged(32, 0x1C05000000CA, 0, NO_ADDRESS, "fn", "one", none);
     EXPECT_EQ(log_lines(), (std::vector<std::string>{"ERROR TestBody: 1", "DEBUG TestBody: 16",
-                                                     "ERR   fn:count 7 ", "UNKNW fn:one two "}));
+                                                     "ERR   " + name + ":count 7 ", "UNKNW fn:one (null) "}));
 }
 
 TEST_F(log_file_test, a_file_that_is_there_is_appended_to)

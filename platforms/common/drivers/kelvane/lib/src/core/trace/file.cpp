@@ -1,12 +1,14 @@
 #include "core/trace/file.h"
 
 #include <algorithm>
-#include <cstring>
+#include <cstdarg>
 #include <ctime>
-#include <string>
+#include <memory>
+#include <string_view>
 
 #include "core/mutex.h"
 #include "core/trace/levels.h"
+#include "core/trace/message_text.h"
 #include "platform/host_tree.h"
 #include "platform/thread.h"
 #include "platform/wait.h"
@@ -63,28 +65,38 @@ void clear_log_file()
     logFileFp_rowcounter = 0;
 }
 
-// Time, mask, thread, address: what stands between the row number and the level word.
-int format_line_head(char *out, size_t size, kelvane_device_address device_address)
+struct line_head {
+    char text[256];
+    size_t length = 0;
+};
+
+[[gnu::format(printf, 2, 3)]] void add(line_head *head, const char *format, ...)
+{
+    const size_t room = sizeof head->text - head->length;
+    va_list arguments;
+    va_start(arguments, format);
+    const int length = message_text(head->text + head->length, room, format, arguments);
+    va_end(arguments);
+    head->length += std::min(static_cast<size_t>(length), room - 1);
+}
+
+void add_time(line_head *head)
 {
     timespec now{};
     wait_realtime(&now);
     tm local{};
     localtime_r(&now.tv_sec, &local);
-    return snprintf(out, size, "[%02d:%02d:%02d.%06d] t%d tid=%d [d:%03d|n:%03d|h:%03d] ", local.tm_hour,
-                    local.tm_min, local.tm_sec, static_cast<int>(now.tv_nsec / 1000),
-                    static_cast<int>(trace_level_mask.load(std::memory_order_relaxed)), thread_kernel_id(),
-                    static_cast<int>(device_address >> 16 & 0xFF),
-                    static_cast<int>(device_address >> 8 & 0xFF), static_cast<int>(device_address & 0xFF));
+    add(head, "[%02d:%02d:%02d.%06d] ", local.tm_hour, local.tm_min, local.tm_sec,
+        static_cast<int>(now.tv_nsec / 1000));
 }
 
 // Under log_file_mutex.
 void write_line(const trace_file_line &line)
 {
-    char head[512];
-    int length = 0;
+    line_head head;
     if (line.counted) {
         if (logFileFp_rowcounter < LOG_FILE_ROWS_MAX) {
-            length = snprintf(head, sizeof head, " %6d ", logFileFp_rowcounter);
+            add(&head, " %6d ", logFileFp_rowcounter);
             logFileFp_rowcounter++;
         } else { // this row's number is cleared with the old contents
             clear_log_file();
@@ -93,22 +105,30 @@ void write_line(const trace_file_line &line)
             }
         }
     }
-    length += format_line_head(head + length, sizeof head - static_cast<size_t>(length), line.device_address);
-    length += snprintf(head + length, sizeof head - static_cast<size_t>(length), "%s Slot:%02d %.128s:%s",
-                       line.level_word, static_cast<int>(line.slot), line.function, line.after_function);
-    const size_t head_length = std::min(static_cast<size_t>(length), sizeof head - 1);
+    add_time(&head);
+    const kelvane_device_address address = line.device_address;
+    add(&head, "t%d tid=%d [d:%03u|n:%03u|h:%03u] %s Slot:%02d ",
+        static_cast<int>(trace_level_mask.load(std::memory_order_relaxed)), thread_kernel_id(),
+        address >> 16 & 0xFF, address >> 8 & 0xFF, address & 0xFF, line.level_word,
+        static_cast<int>(line.slot));
 
-    char whole[1536];
-    if (head_length + line.message_length + 1 <= sizeof whole) {
-        memcpy(whole, head, head_length);
-        memcpy(whole + head_length, line.message, line.message_length);
-        whole[head_length + line.message_length] = '\n';
-        write_whole(whole, head_length + line.message_length + 1);
-    } else {
-        const std::string longer =
-            std::string(head, head_length) + std::string(line.message, line.message_length) + "\n";
-        write_whole(longer.data(), longer.size());
+    const std::string_view pieces[] = {{head.text, head.length},
+                                       line.function,
+                                       line.after_function,
+                                       {line.message, line.message_length},
+                                       "\n"};
+    size_t length = 0;
+    for (const std::string_view piece : pieces) {
+        length += piece.size();
     }
+    char short_line[1536];
+    const auto long_line = length > sizeof short_line ? std::make_unique<char[]>(length) : nullptr;
+    char *const whole = long_line != nullptr ? long_line.get() : short_line;
+    char *at = whole;
+    for (const std::string_view piece : pieces) {
+        at = std::copy(piece.begin(), piece.end(), at);
+    }
+    write_whole(whole, length);
 }
 
 } // namespace

@@ -20,7 +20,7 @@ extern kelvane_mutex log_file_mutex;
 
 struct trace_file_line {
     const char *level_word;
-    const char *after_function; // between the function's name and the message
+    const char *after_function; // the colon, and what stands between it and the message
     uint32_t slot;
     kelvane_device_address device_address;
     const char *function;

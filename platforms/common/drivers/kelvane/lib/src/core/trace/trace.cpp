@@ -7,6 +7,16 @@
 #include "core/trace/message_text.h"
 #include "core/trace/rings.h"
 
+namespace {
+
+// As printf prints it.
+const char *or_null(const char *text)
+{
+    return text == nullptr ? "(null)" : text;
+}
+
+} // namespace
+
 void kelvane_trace(uint32_t level, uint32_t slot, kelvane_device_address device_address, const char *function,
                    const char *format, ...)
 {
@@ -25,7 +35,7 @@ void kelvane_trace(uint32_t level, uint32_t slot, kelvane_device_address device_
     }
 
     if (logFileFp != nullptr) {
-        trace_file_line line = {row->word, " ", slot, device_address, function, message, length, true};
+        trace_file_line line = {row->word, ": ", slot, device_address, function, message, length, true};
         std::string whole;
         if (length >= sizeof message) {
             whole.resize(length + 1);
@@ -48,11 +58,11 @@ void kelvane_trace_tagged(uint32_t level, uint64_t tag, uint32_t slot, kelvane_d
     std::string message;
     if (tag == TRACE_RING_TAG_TAGGED_STRING || tag == TRACE_RING_TAG_STRING_NUMBER ||
         tag == TRACE_RING_TAG_TWO_STRINGS) {
-        message = std::string(va_arg(arguments, const char *)) + " ";
+        message = std::string(or_null(va_arg(arguments, const char *))) + " ";
         if (tag == TRACE_RING_TAG_STRING_NUMBER) {
             message += std::to_string(va_arg(arguments, int)) + " ";
         } else if (tag == TRACE_RING_TAG_TWO_STRINGS) {
-            message += std::string(va_arg(arguments, const char *)) + " ";
+            message += std::string(or_null(va_arg(arguments, const char *))) + " ";
         }
     } else {
         message = "UNKNOWN ";
@@ -60,8 +70,8 @@ void kelvane_trace_tagged(uint32_t level, uint64_t tag, uint32_t slot, kelvane_d
     va_end(arguments);
 
     const trace_level *row = find_level(level);
-    trace_file_write({row == nullptr ? "UNKNW" : row->tagged_word, "", slot, device_address, function,
-                      message.data(), message.size(), false});
+    trace_file_write({row == nullptr ? "UNKNW" : row->tagged_word, ":", slot, device_address,
+                      or_null(function), message.data(), message.size(), false});
 }
 
 int32_t initTrace(void)
