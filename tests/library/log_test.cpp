@@ -3,6 +3,10 @@
 #include <filesystem>
 #include <fstream>
 #include <random>
+#include <thread>
+
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include "core/mutex.h"
 #include "core/trace/file.h"
@@ -82,6 +86,31 @@ TEST_F(log_test, the_file_is_cleared_at_a_million_rows)
     TRACE(LEVEL_ERROR, 0, NO_ADDRESS, "y");
     EXPECT_EQ(testing::internal::GetCapturedStderr(),
               "kelvane: /root/kelvane.log cannot be opened again after clearing, file logging is off\n");
+}
+
+TEST_F(log_test, a_forked_child_finds_the_locks_free)
+{
+    std::atomic<bool> ends = false;
+    std::thread other([&ends] {
+        while (!ends) {
+            TRACE(LEVEL_ERROR, 0, NO_ADDRESS, "parent");
+            trace_level_mask_add(1);
+        }
+    });
+    int status = 0;
+    for (int child = 0; child < 30 && status == 0; child++) {
+        if (fork() == 0) {
+            alarm(20); // ends a child that hangs
+            const int32_t holders = log_file_mutex.lockingTID | trace_level_mutex.lockingTID;
+            trace_level_mask_add(1);
+            TRACE(LEVEL_ERROR, 0, NO_ADDRESS, "child %d", child);
+            _exit(holders == 0 && log_contains("child " + std::to_string(child)) ? 0 : 1);
+        }
+        wait(&status);
+    }
+    ends = true;
+    other.join();
+    EXPECT_EQ(status, 0);
 }
 
 // The text and the length that vsnprintf makes of it, and nothing behind the `size` bytes.

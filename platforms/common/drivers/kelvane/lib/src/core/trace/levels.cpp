@@ -4,10 +4,9 @@
 #include "core/trace/rings.h"
 
 std::atomic<uint32_t> trace_level_mask{ALL_LEVELS};
+kelvane_mutex trace_level_mutex;
 
 namespace {
-
-kelvane_mutex trace_level_mutex;
 
 const trace_level levels[] = {
     {LEVEL_ERROR, "ERROR", "ERR  ", &kelvane_err_ltrace},

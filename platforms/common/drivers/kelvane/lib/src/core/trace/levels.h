@@ -6,6 +6,7 @@
 #include <cstdint>
 
 #include "kelvane.h"
+#include "kelvane_sync.h"
 #include "platform/trace_ring.h"
 
 constexpr uint32_t LEVEL_ERROR = KELVANE_TRACE_ERROR;
@@ -18,6 +19,7 @@ constexpr uint32_t LEVEL_LOWPR = KELVANE_TRACE_LOWPR;
 constexpr uint32_t ALL_LEVELS = 127;
 
 extern std::atomic<uint32_t> trace_level_mask;
+extern kelvane_mutex trace_level_mutex; // under which the mask changes
 
 inline bool trace_is_on(uint32_t level)
 {
@@ -34,7 +36,7 @@ struct trace_level {
 // Null for anything but exactly one of the seven bits.
 const trace_level *find_level(uint32_t bit);
 
-// Makes the mutex under which the mask changes. KELVANE_EOK or KELVANE_RET_CODE_GEN_PLATFORM_PROBLEM.
+// Makes the mutex. KELVANE_EOK or KELVANE_RET_CODE_GEN_PLATFORM_PROBLEM.
 int32_t trace_levels_init(void);
 
 #endif

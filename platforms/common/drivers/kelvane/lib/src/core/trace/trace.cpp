@@ -3,6 +3,9 @@
 #include <cstdarg>
 #include <string>
 
+#include <pthread.h>
+
+#include "core/mutex.h"
 #include "core/trace/file.h"
 #include "core/trace/message_text.h"
 #include "core/trace/rings.h"
@@ -13,6 +16,50 @@ namespace {
 const char *or_null(const char *text)
 {
     return text == nullptr ? "(null)" : text;
+}
+
+// The log's locks, which a fork waits for: a child has no thread that could give them back.
+struct kept_lock {
+    kelvane_mutex *mutex;
+    bool is_held; // by the thread that forks; its own already, where a signal handler forks, does not count
+};
+
+kept_lock kept_locks[] = {{&trace_level_mutex, false}, {&log_file_mutex, false}};
+
+// Past the library's own operations: what they log of a failure would need these locks.
+void lock_all()
+{
+    for (kept_lock &kept : kept_locks) {
+        kept.is_held = pthread_mutex_lock(&kept.mutex->lock.lock) == 0;
+    }
+}
+
+void unlock_in_parent()
+{
+    for (kept_lock &kept : kept_locks) {
+        if (kept.is_held) {
+            pthread_mutex_unlock(&kept.mutex->lock.lock);
+        }
+    }
+}
+
+// The one thread of the child has another id than the one that locked them: they cannot be unlocked here.
+void renew_in_child()
+{
+    for (const kept_lock &kept : kept_locks) {
+        kelvane_mutex_init(kept.mutex);
+    }
+}
+
+// One thread at a time.
+int32_t install_fork_handlers()
+{
+    static bool installed = false;
+    if (!installed && pthread_atfork(lock_all, unlock_in_parent, renew_in_child) != 0) {
+        return KELVANE_RET_CODE_GEN_PLATFORM_PROBLEM;
+    }
+    installed = true;
+    return KELVANE_EOK;
 }
 
 } // namespace
@@ -79,6 +126,9 @@ int32_t initTrace(void)
     int32_t rc = trace_levels_init();
     if (rc == KELVANE_EOK) {
         rc = trace_file_init();
+    }
+    if (rc == KELVANE_EOK) {
+        rc = install_fork_handlers();
     }
     if (rc != KELVANE_EOK) {
         return rc;
