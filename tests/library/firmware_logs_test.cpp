@@ -10,6 +10,7 @@
 
 #include "firmware_log/arm_trace.h"
 #include "firmware_log/log_file.h"
+#include "support/file_size_limit.h"
 #include "support/library.h"
 
 namespace {
@@ -238,6 +239,8 @@ TEST_F(firmware_logs_test, what_fails)
         fs::remove(path(kind));
         fs::create_symlink("/dev/full", path(kind));
         EXPECT_EQ(dump(kind), 64170);
+        fs::remove(path(kind));
+        EXPECT_EQ((file_size_limit(7), dump(kind)), 64170);
         fs::remove(path(kind));
         fs::create_directory(path(kind));
         EXPECT_EQ(dump(kind), 64170);

@@ -13,6 +13,7 @@
 #include "core/trace/message_text.h"
 #include "core/trace/trace.h"
 #include "lifecycle/driver.h"
+#include "support/file_size_limit.h"
 #include "support/library.h"
 
 namespace {
@@ -79,6 +80,11 @@ TEST_F(log_test, the_file_is_cleared_at_a_million_rows)
     const std::string cleared = " ********************* FILE CLEARED **********************\n";
     EXPECT_EQ(log_text().find(cleared + cleared + cleared + cleared + "[12:26:"), 0u);
     EXPECT_TRUE(log_contains(" first without a number\n      0 ["));
+    {
+        const file_size_limit five_bytes(5);
+        TRACE(LEVEL_ERROR, 0, NO_ADDRESS, "lost, and no harm done");
+        EXPECT_FALSE(log_contains("lost"));
+    }
     std::filesystem::remove_all(folder.path + "/root");
     logFileFp_rowcounter = 1000000;
     testing::internal::CaptureStderr();

@@ -7,7 +7,6 @@
 #include <fcntl.h>
 #include <sched.h>
 #include <sys/mount.h>
-#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -15,6 +14,7 @@
 
 #include "platform/trace_ring_file.h"
 #include "platform/trace_ring_folder.h"
+#include "support/file_size_limit.h"
 #include "support/temporary_folder.h"
 #include "support/virtual_time.h"
 
@@ -108,18 +108,15 @@ TEST_F(trace_rings, keeps_every_argument_of_every_tag)
 
 TEST_F(trace_rings, takes_memory_only_as_it_is_written_until_there_is_no_more)
 {
-    rlimit before{};
-    ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &before), 0);
-    rlimit limit{4096, before.rlim_max};
-    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
-    EXPECT_EQ(trace_ring_create("NONE", 65536, 0x2000000), nullptr);
-    EXPECT_EQ(errno, EFBIG);
-    limit.rlim_cur = 4096 + 200 * 640; // three chunks and a bit
-    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
-    errno = 0;
-    write_numbers(trace_ring_create("FROZEN", 65536, 0x2000000), 1000);
-    EXPECT_EQ(errno, 0); // a trace line leaves its caller's error alone
-    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &before), 0);
+    {
+        const file_size_limit header(4096);
+        EXPECT_EQ(trace_ring_create("NONE", 65536, 0x2000000), nullptr);
+        EXPECT_EQ(errno, EFBIG);
+        const file_size_limit three_chunks_and_a_bit(4096 + 200 * 640);
+        errno = 0;
+        write_numbers(trace_ring_create("FROZEN", 65536, 0x2000000), 1000);
+        EXPECT_EQ(errno, 0); // a trace line leaves its caller's error alone
+    }
     EXPECT_EQ(span(), "808 999 192"); // the newest overwrite the oldest
     EXPECT_EQ(listed().header.capacity, 192u);
 }

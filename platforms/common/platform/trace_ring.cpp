@@ -28,10 +28,10 @@
 #include <pthread.h>
 #include <sys/file.h>
 #include <sys/mman.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "platform/file_size_guard.h"
 #include "platform/thread.h"
 #include "platform/trace_ring_file.h"
 #include "platform/trace_ring_folder.h"
@@ -95,14 +95,10 @@ uint64_t wall_clock_ns()
     return static_cast<uint64_t>(now.tv_sec) * WAIT_NS_PER_S + static_cast<uint64_t>(now.tv_nsec);
 }
 
-// Extends the file by memory that is really there. Checks the file size limit itself, since the
-// kernel answers a size beyond it with a signal.
+// Extends the file by memory that is really there.
 int extend_file(int fd, uint64_t from, uint64_t to)
 {
-    rlimit limit{};
-    if (getrlimit(RLIMIT_FSIZE, &limit) == 0 && limit.rlim_cur != RLIM_INFINITY && to > limit.rlim_cur) {
-        return EFBIG;
-    }
+    const file_size_guard guard;
     int result = 0;
     do {
         result = fallocate(fd, 0, static_cast<off_t>(from), static_cast<off_t>(to - from));

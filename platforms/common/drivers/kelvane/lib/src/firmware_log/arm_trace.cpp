@@ -208,6 +208,7 @@ int32_t dumpRowString(uint32_t byte_offset, kelvane_handle handle)
 
 int32_t kelvane_ps_print_trace_coded(kelvane_handle handle)
 {
+    const file_size_guard guard;
     TRACE(LEVEL_INFO, handle, KELVANE_ADDRESS_BOARD, "start ");
     const dump_turn turn(handle, __func__);
     if (turn.status() != KELVANE_EOK) {
@@ -231,6 +232,7 @@ int32_t kelvane_ps_print_trace_coded(kelvane_handle handle)
 
 int32_t kelvane_ps_print_trace_string(kelvane_handle handle)
 {
+    const file_size_guard guard;
     TRACE(LEVEL_INFO, handle, KELVANE_ADDRESS_BOARD, "start ");
     const dump_turn turn(handle, __func__);
     int32_t rc = turn.status();
@@ -281,6 +283,7 @@ int32_t kelvane_ps_print_sel_trace_ordune_string(kelvane_handle handle, uint32_t
               static_cast<int>(first_line_req > TEXT_ROWS ? first_line_req : last_line_req));
         return KELVANE_RET_CODE_EINVAL;
     }
+    const file_size_guard guard;
     const dump_turn turn(handle, __func__);
     if (turn.status() != KELVANE_EOK) {
         return turn.status();

@@ -288,6 +288,7 @@ int32_t kelvane_ps_print_sel_trace_sirane_eprom(kelvane_handle handle, kelvane_d
     }
     char sirane_path[] = "/root/sirane_0.log";
     sirane_path[sizeof "/root/sirane_" - 1] = static_cast<char>('0' + (of_controller ? 0 : sirane));
+    const file_size_guard guard;
     log_file file{};
     int32_t rc = kelvane_get_fp_arm_trace(handle, &file, of_controller ? "/root/ord_prom.log" : sirane_path);
     if (rc != KELVANE_EOK) {

@@ -6,7 +6,9 @@
 #include <cstdio>
 
 #include "kelvane.h"
+#include "platform/file_size_guard.h"
 
+// Whoever opens one holds a file_size_guard until it is closed.
 struct log_file {
     FILE *fp;
 };

@@ -9,6 +9,7 @@
 #include "core/mutex.h"
 #include "core/trace/levels.h"
 #include "core/trace/message_text.h"
+#include "platform/file_size_guard.h"
 #include "platform/host_tree.h"
 #include "platform/thread.h"
 #include "platform/wait.h"
@@ -42,7 +43,10 @@ FILE *open_unbuffered(const char *mode)
 
 void write_whole(const char *text, size_t length)
 {
-    fwrite(text, 1, length, logFileFp.load()); // a log that cannot be written has nowhere to say so
+    file_size_guard guard;
+    if (fwrite(text, 1, length, logFileFp.load()) == length) {
+        guard.all_written();
+    } // else there is nowhere to say so
 }
 
 void clear_log_file()
