@@ -50,7 +50,11 @@ class Installed(Bench):
         self.assertEqual(names, (HERE / "public_operations.txt").read_text().split())
 
     def test_an_application_is_built_and_runs(self):
-        said = "1.43 none ORDUNE_MBOX_BUSY 22 -1 ff02ff01\n"
+        log = self.host / "root/kelvane.log"
+        log.parent.mkdir(parents=True)
+        log.touch()
+        said = ("\tfile platforms/common/drivers/kelvane/lib/src/kelvane_trace_defs line 100 initTrace fopen file exists "
+                "1.43 none ORDUNE_MBOX_BUSY 22 -1 ff02ff01\n")
         self.run_program(os.environ["CMAKE"], "-S", HERE / "consumer", "-B", self.folder / "build",
                          f"-DCMAKE_PREFIX_PATH={self.prefix}")
         self.run_program(os.environ["CMAKE"], "--build", self.folder / "build")
@@ -63,6 +67,10 @@ class Installed(Bench):
             self.assertEqual(self.run_program(self.folder / "consumer", LD_LIBRARY_PATH=str(self.libraries)), said)
             for library in self.libraries.glob("libkelvane.so*"):
                 library.unlink()
+        self.assertEqual(re.findall("(KELVANE_[A-Z_]+) .* main: (.*)", self.run_program(
+            self.prefix / "bin/trace_ring_reader")),
+            [("KELVANE_ZYNQ_", "ring 0"), ("KELVANE_SRN__", "ring 1"), ("KELVANE_PROM_", "ring 2")])
+        self.assertEqual(log.read_text().count("INFO  Slot:00 main:file \n"), 4)
 
     def card(self, *verb):
         return self.run_program(self.prefix / "bin/card_simulator", "--send", "--host", self.host, *verb)

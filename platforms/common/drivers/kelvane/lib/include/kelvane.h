@@ -669,7 +669,7 @@ int32_t kelvane_notify_msi(kelvane_handle handle);
 /* The same without a new interrupt, until none is pending. */
 int32_t kelvane_deque_msi(kelvane_handle handle);
 
-/* ---- names and trace mask ------------------------------------------------------------------------- */
+/* ---- names and trace ------------------------------------------------------------------------------ */
 
 /* The name of a code, static text: a kelvane_return_code padded to 38 characters, otherwise as below. */
 const char *kelvane_rc_to_string(int32_t code);
@@ -691,6 +691,31 @@ uint32_t trace_level_mask_get(void);
 int32_t trace_level_mask_set(uint32_t mask); /* returns 0 */
 void trace_level_mask_add(uint32_t bits);
 void trace_level_mask_clear(uint32_t bits);
+
+/* Rings that the library makes and never writes to, for an application's own entries. NULL before
+ * kelvane_init_driver, and where one could not be made. trace_ring_reader shows them with the library's own.
+ */
+struct trace_ring;
+extern struct trace_ring *kelvane_zynq_ltrace;
+extern struct trace_ring *kelvane_srn_ltrace;
+extern struct trace_ring *kelvane_eprom_ltrace;
+
+/* What follows `function` in the two operations below. */
+#define KELVANE_TRACE_STRING        0xC04000000C8ull  /* one string; trace_ring_write only */
+#define KELVANE_TRACE_TAGGED_STRING 0xC04000000C9ull  /* one string */
+#define KELVANE_TRACE_STRING_NUMBER 0xC05000000CBull  /* one string, one 32-bit number */
+#define KELVANE_TRACE_TWO_STRINGS   0x1C05000000CAull /* two strings */
+
+/* Writes an entry into a ring; a NULL ring takes nothing. Strings are copied, and cut to the ring's 511
+ * characters. Does not block. Any thread; not a signal handler. */
+void trace_ring_write(struct trace_ring *ring, uint64_t tag, int32_t slot,
+                      kelvane_device_address device_address, const char *function, ...);
+
+/* Writes the same as a line into the log file, if that is on, and into no ring; whatever the mask says.
+ * `level` is one of enum kelvane_trace_level. Blocks while another line is written. Any thread; not a signal
+ * handler. */
+void kelvane_trace_tagged(uint32_t level, uint64_t tag, uint32_t slot, kelvane_device_address device_address,
+                          const char *function, ...);
 
 /* ---- operations that do nothing -------------------------------------------------------------------- */
 

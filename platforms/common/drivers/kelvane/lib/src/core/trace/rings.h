@@ -2,6 +2,7 @@
 #ifndef CORE_TRACE_RINGS_H
 #define CORE_TRACE_RINGS_H
 
+#include "kelvane.h"
 #include "platform/trace_ring.h"
 
 // Null until they are made, and for those that could not be: trace_ring_write takes nothing then.
@@ -12,9 +13,7 @@ extern trace_ring *kelvane_pm_ltrace;
 extern trace_ring *kelvane_debug_ltrace;
 extern trace_ring *kelvane_lowpr_ltrace;
 extern trace_ring *kelvane_reg_ltrace;
-extern trace_ring *kelvane_zynq_ltrace; // the last three take no entry of this library
-extern trace_ring *kelvane_srn_ltrace;
-extern trace_ring *kelvane_eprom_ltrace;
+// Three more, to which this library does not write, are in kelvane.h.
 
 void trace_rings_create(void);
 

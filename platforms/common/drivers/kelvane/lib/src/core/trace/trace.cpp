@@ -97,6 +97,12 @@ void kelvane_trace(uint32_t level, uint32_t slot, kelvane_device_address device_
                      message);
 }
 
+static_assert(KELVANE_TRACE_STRING == TRACE_RING_TAG_STRING);
+static_assert(KELVANE_TRACE_TAGGED_STRING == TRACE_RING_TAG_TAGGED_STRING);
+static_assert(KELVANE_TRACE_STRING_NUMBER == TRACE_RING_TAG_STRING_NUMBER);
+static_assert(KELVANE_TRACE_TWO_STRINGS == TRACE_RING_TAG_TWO_STRINGS);
+
+// The row has no number, and is not counted.
 void kelvane_trace_tagged(uint32_t level, uint64_t tag, uint32_t slot, kelvane_device_address device_address,
                           const char *function, ...)
 {

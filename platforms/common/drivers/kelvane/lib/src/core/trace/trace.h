@@ -28,11 +28,6 @@ int32_t initTrace(void);
 void kelvane_trace(uint32_t level, uint32_t slot, kelvane_device_address device_address, const char *function,
                    const char *format, ...) __attribute__((format(printf, 5, 6)));
 
-// Writes a line into the file only, its values laid out by the ring's format tag. The row is not
-// counted. The caller makes the ring's entry itself.
-void kelvane_trace_tagged(uint32_t level, uint64_t tag, uint32_t slot, kelvane_device_address device_address,
-                          const char *function, ...);
-
 // What a line prints as its slot; in core/handle.cpp. Silent, since every line asks for it.
 uint32_t kelvane_slot_of_handler(kelvane_handle handle);
 
