@@ -49,6 +49,15 @@
  * may be called from any thread unless their comment says otherwise. Records that the library fills
  * belong to the caller; a pointer handed to a callback is valid for that call only.
  *
+ * The library and the process:
+ * - a thread that calls it needs 16 KiB of stack for a command and 40 KiB for the download of an image;
+ *   whatever the callbacks need comes on top of that;
+ * - a forked child has none of the library's threads, and finds locks held by threads that it lacks. It may
+ *   call what reaches neither the card nor a device: kelvane_init_driver, the names, the version and the
+ *   trace. A child that wants the card calls exec first;
+ * - exit needs no preparation. The library's threads run until the process has ended, and call back until
+ *   then: what the callbacks use must not be destroyed before.
+ *
  * An operation called a command below is one exchange of messages with the firmware:
  * - it blocks until the answer is there, normally about a millisecond, and for as long as the exchanges
  *   ahead of it on the same sirane take; the limits are 360 s for its turn and 300 s for each of the
