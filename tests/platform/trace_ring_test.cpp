@@ -108,15 +108,14 @@ TEST_F(trace_rings, keeps_every_argument_of_every_tag)
 
 TEST_F(trace_rings, takes_memory_only_as_it_is_written_until_there_is_no_more)
 {
-    {
-        const file_size_limit header(4096);
-        EXPECT_EQ(trace_ring_create("NONE", 65536, 0x2000000), nullptr);
-        EXPECT_EQ(errno, EFBIG);
-        const file_size_limit three_chunks_and_a_bit(4096 + 200 * 640);
-        errno = 0;
-        write_numbers(trace_ring_create("FROZEN", 65536, 0x2000000), 1000);
-        EXPECT_EQ(errno, 0); // a trace line leaves its caller's error alone
-    }
+    limit_file_size(4096);
+    EXPECT_EQ(trace_ring_create("NONE", 65536, 0x2000000), nullptr);
+    EXPECT_EQ(errno, EFBIG);
+    limit_file_size(4096 + 200 * 640); // three chunks and a bit
+    errno = 0;
+    write_numbers(trace_ring_create("FROZEN", 65536, 0x2000000), 1000);
+    EXPECT_EQ(errno, 0); // a trace line leaves its caller's error alone
+    limit_file_size(RLIM_INFINITY);
     EXPECT_EQ(span(), "808 999 192"); // the newest overwrite the oldest
     EXPECT_EQ(listed().header.capacity, 192u);
 }
