@@ -50,6 +50,18 @@ int32_t thread_ask_kernel_id(void)
     return thread_known_kernel_id;
 }
 
+void thread_block_signals(sigset_t *before)
+{
+    sigset_t blocked;
+    sigfillset(&blocked);
+    // These come to the thread at fault, blocked or not; blocked, they pass by a handler that tells of it.
+    constexpr int FAULTS[] = {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGSYS, SIGABRT};
+    for (const int number : FAULTS) {
+        sigdelset(&blocked, number);
+    }
+    pthread_sigmask(SIG_BLOCK, &blocked, before);
+}
+
 void thread_debug_mark_mutex_block(const void *mutex, const char *function, int line)
 {
     thread_debug_current = {};

@@ -5,6 +5,7 @@
 
 #include <errno.h>
 #include <pthread.h>
+#include <signal.h>
 #include <stdint.h>
 #include <time.h>
 
@@ -26,6 +27,11 @@ static inline int32_t thread_kernel_id(void)
     const int32_t known = thread_known_kernel_id;
     return __builtin_expect(known != 0, 1) ? known : thread_ask_kernel_id();
 }
+
+/* Blocks all signals in the calling thread, but for those that tell a thread of its own fault, and fills
+ * `before` with the mask as it was, NULL if it does not matter. A thread that is made meanwhile inherits
+ * that: no handler of the application runs on it and cuts its waits short. */
+void thread_block_signals(sigset_t *before);
 
 /* What the calling thread is about to block on. A debugger shows the thread-local variable
  * `thread_debug_current` of each thread; the marks have no effect on what the program does. */

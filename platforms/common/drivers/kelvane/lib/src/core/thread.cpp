@@ -8,6 +8,7 @@
 #include <cassert>
 #include <cstdlib>
 
+#include "platform/thread.h"
 #include "platform/wait.h"
 
 thread_argument take_thread_argument(void *argument)
@@ -42,8 +43,13 @@ int32_t kelvane_thread_create(pthread_t *id, void *(*start)(void *), void *argum
     rc = pthread_sigmask(SIG_BLOCK, &reserved, nullptr);
     assert(rc == 0);
 
+    // The rest is kept from the new thread only: whatever it waits for, no handler cuts short.
+    sigset_t callers;
+    thread_block_signals(&callers);
     pthread_t unwanted;
-    return pthread_create(id != nullptr ? id : &unwanted, nullptr, start, argument);
+    rc = pthread_create(id != nullptr ? id : &unwanted, nullptr, start, argument);
+    pthread_sigmask(SIG_SETMASK, &callers, nullptr);
+    return rc;
 }
 
 uint32_t kelvane_thread_self(void)

@@ -19,8 +19,9 @@ thread_argument take_thread_argument(void *argument);
 // The block for a new thread; null when there is no memory.
 thread_argument *make_thread_argument(uint32_t handle, uint32_t sirane_id, uint32_t mbox);
 
-// Starts a thread with the platform's two signals blocked; they stay blocked in the caller, too. `id` may be
-// null. Returns what pthread_create returned; a failure to block the signals aborts the process.
+// Starts a thread with all signals blocked but those of its own faults. The platform's two stay blocked in
+// the caller, too. `id` may be null. Returns what pthread_create returned; a failure to block the signals
+// aborts the process.
 int32_t kelvane_thread_create(pthread_t *id, void *(*start)(void *), void *argument);
 
 // The POSIX thread id, cut to 32 bits.
