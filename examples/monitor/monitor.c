@@ -4,8 +4,8 @@
  * device up, forward interrupts, subscribe. main has the order. A card has one application at a time.
  *
  * The card is the host's UIO device KELVANE_UIO_NAME, or a simulated one:
- *     card_simulator --host /tmp/card        in one terminal
- *     KELVANE_HOST_ROOT=/tmp/card ./monitor  in another
+ *     card_simulator --host ~/card        in one terminal
+ *     KELVANE_HOST_ROOT=~/card ./monitor    in another
  */
 #define _POSIX_C_SOURCE 200809L
 

@@ -1,9 +1,11 @@
 #include "platform/uio.h"
 
 #include <cerrno>
+#include <filesystem>
 #include <sstream>
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <gtest/gtest.h>
 
@@ -52,6 +54,46 @@ TEST_F(uio, finds_the_lowest_number_of_a_name_and_passes_over_what_is_no_device)
     write("uio12/name CARD uio9/name CARD");
     EXPECT_EQ(find("CARD"), 9);
     EXPECT_EQ(find("CAR"), -ENODEV);
+}
+
+TEST_F(uio, only_what_lies_in_folders_of_ones_own_and_behind_no_link_is_used)
+{
+    namespace fs = std::filesystem;
+    write("uio0/name CARD");
+    tree.write("outside/uio/uio0/name", "CARD\n");
+    tree.write("outside/kelvane.log", "not ours to clear");
+    const fs::path class_folder = tree.path + "/sys/class", log = tree.path + "/root/kelvane.log";
+    const auto refused = [&](const std::string &what) {
+        testing::internal::CaptureStderr();
+        const int found = find("CARD");
+        EXPECT_EQ(find("CARD"), found);
+        EXPECT_EQ(testing::internal::GetCapturedStderr(),
+                  "kelvane: " + tree.path + what + ": not used as part of a host's tree\n");
+        return -found;
+    };
+    for (const auto &[folder, mode] : {std::pair("/sys/class", 020), {"/sys", 002}, {"", 020}}) {
+        fs::permissions(tree.path + folder, fs::perms(mode), fs::perm_options::add);
+        EXPECT_EQ(refused(std::string(folder) + " may be written to by others"), EPERM);
+    }
+    for (const char *folder : {"/sys/class", "/sys", ""}) {
+        fs::permissions(tree.path + folder, fs::perms::owner_all);
+    }
+    if (geteuid() == 0) {
+        ASSERT_EQ(chown(class_folder.c_str(), 12345, 0), 0);
+        EXPECT_EQ(refused("/sys/class belongs to user 12345"), EPERM);
+    }
+    fs::remove_all(class_folder);
+    fs::create_symlink("../outside", class_folder);
+    EXPECT_EQ(refused("/sys/class is a symbolic link"), ELOOP);
+    fs::create_symlink("../outside/kelvane.log", log);
+    for (const char *mode : {"r", "w", "a+"}) {
+        EXPECT_EQ(host_tree_fopen("/root/kelvane.log", mode), nullptr);
+        EXPECT_EQ(errno, ELOOP);
+    }
+    EXPECT_EQ(fs::file_size(log), 17u);
+    fs::remove(log);
+    fclose(host_tree_fopen("/root/kelvane.log", "w+"));
+    EXPECT_EQ(fs::status(log).permissions(), fs::perms(0600));
 }
 
 TEST_F(uio, reads_all_information)

@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <fstream>
 #include <stdexcept>
+#include <sys/stat.h>
 
 #include "platform/host_tree.h"
 
@@ -44,6 +45,7 @@ class host_folder : public temporary_folder {
   public:
     host_folder()
     {
+        umask(S_IWGRP | S_IWOTH); // of such a tree no folder is open to others
         std::filesystem::create_directories(path + "/root");
         std::filesystem::create_directories(path + "/rings");
         setenv(HOST_TREE_VARIABLE, path.c_str(), 1);

@@ -3,12 +3,12 @@
  * Normally the root is "/" and every path means what it says. When the environment variable
  * KELVANE_HOST_ROOT names a folder, the files of the host that belong to the card (sys/class/uio,
  * dev/uio<N>, root/...) are looked up below that folder instead, which is how a simulated card is
- * reached and how nobody needs to be root to try it. The variable is ignored in a set-id process.
+ * reached and how nobody needs to be root to try it. That folder has to be the user's own. The variable is
+ * ignored in a set-id process.
  */
 #ifndef PLATFORM_HOST_TREE_H
 #define PLATFORM_HOST_TREE_H
 
-#include <stddef.h>
 #include <stdio.h>
 
 #ifdef __cplusplus
@@ -21,11 +21,15 @@ extern "C" {
  * the text lives as long as the process. Any thread. */
 const char *host_tree_root(void);
 
-/* Writes `path` (absolute) below the root into `out`. Returns 0, or ENAMETOOLONG with an empty
- * text in `out` when `size` bytes do not hold it. Any thread. */
-int host_tree_path(char *out, size_t size, const char *path);
+/* Opens `path` (absolute) below the root, close-on-exec; what O_CREAT makes is the user's alone (0600), on
+ * the real host as the umask has it. Below a made-up root no link is followed, and the root and every folder
+ * on the way has to belong to the user, with no right for others to write: otherwise the file is refused with
+ * ELOOP or EPERM, and a line on standard error says why. Returns the descriptor, or -1 with errno set. Any
+ * thread. */
+int host_tree_open(const char *path, int flags);
 
-/* fopen below the root, close-on-exec. Returns NULL with errno set when it fails. Any thread. */
+/* fopen in the same way: "r", "w" or "a", each perhaps with "+". Returns NULL with errno set when it fails.
+ * Any thread. */
 FILE *host_tree_fopen(const char *path, const char *mode);
 
 /* Asks the environment again; for tests that change the variable. The text that host_tree_root gave

@@ -1,7 +1,6 @@
 #include "platform/simulated_uio_client.h"
 
 #include <cerrno>
-#include <climits>
 #include <csignal>
 #include <cstdio>
 #include <cstring>
@@ -15,14 +14,17 @@
 #include <sys/mman.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/time.h>
 #include <sys/un.h>
 #include <unistd.h>
 
 #include "platform/thread.h"
+#include "platform/wait.h"
 
 namespace {
 
-constexpr int GREETING_PATIENCE_MS = 5000;
+constexpr uint64_t GREETING_PATIENCE_NS = 5 * WAIT_NS_PER_S;
+constexpr uint64_t CONNECT_PATIENCE_NS = 2 * WAIT_NS_PER_S;
 constexpr int PENDING_COUNTS_MAX = 1024; // more cannot be pending; an endless sender is not followed
 constexpr size_t DESCRIPTORS_MAX = 8;    // room to receive, and close, more than the two that are right
 constexpr size_t WATCHER_STACK_BYTES = 256 * 1024;
@@ -38,7 +40,9 @@ class descriptor {
     ~descriptor()
     {
         if (fd_ >= 0) {
+            const int error = errno;
             close(fd_);
+            errno = error;
         }
     }
     descriptor(const descriptor &) = delete;
@@ -86,13 +90,18 @@ void take_descriptors(msghdr *message, greeting_packet *packet)
 
 int receive_greeting(int fd, greeting_packet *packet)
 {
+    const uint64_t end_ns = wait_monotonic() + GREETING_PATIENCE_NS;
     pollfd readable{fd, POLLIN, 0};
-    int ready = 0;
-    do {
-        ready = poll(&readable, 1, GREETING_PATIENCE_MS);
-    } while (ready < 0 && errno == EINTR);
-    if (ready <= 0) {
-        return ready == 0 ? ETIMEDOUT : errno;
+    int ready = -1;
+    while (ready < 0) {
+        const uint64_t now_ns = wait_monotonic();
+        ready = poll(&readable, 1, now_ns < end_ns ? static_cast<int>((end_ns - now_ns) / 1000000) + 1 : 0);
+        if (ready < 0 && errno != EINTR) {
+            return errno;
+        }
+    }
+    if (ready == 0) {
+        return ETIMEDOUT;
     }
     alignas(cmsghdr) char control[CMSG_SPACE(DESCRIPTORS_MAX * sizeof(int))] = {};
     iovec text{&packet->text, sizeof packet->text};
@@ -178,9 +187,8 @@ int start_watcher(simulated_mapping *mapping)
     }
     pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);
     pthread_attr_setstacksize(&attributes, WATCHER_STACK_BYTES);
-    sigset_t all, before;
-    sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, &before);
+    sigset_t before;
+    thread_block_signals(&before);
     pthread_t thread;
     error = pthread_create(&thread, &attributes, watch_for_hang_up, mapping);
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
@@ -190,43 +198,32 @@ int start_watcher(simulated_mapping *mapping)
 
 } // namespace
 
-// A socket's path may be longer than the 108 bytes of its address: it is then reached through its folder's
-// descriptor.
-int simulated_uio_connect(const char *path)
+// By way of its descriptor the socket is the one that was looked at, however long its path. A stopped card
+// takes nobody from its queue, and a plain connect would wait for it for ever.
+int simulated_uio_connect(int node)
 {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
-    int folder = -1;
-    if (strlen(path) < sizeof address.sun_path) {
-        memcpy(address.sun_path, path, strlen(path) + 1);
-    } else {
-        const char *leaf = strrchr(path, '/') + 1;
-        char parent[PATH_MAX];
-        snprintf(parent, sizeof parent, "%.*s", static_cast<int>(leaf - path), path);
-        folder = open(parent, O_PATH | O_DIRECTORY | O_CLOEXEC);
-        if (folder < 0) {
+    snprintf(address.sun_path, sizeof address.sun_path, "/proc/self/fd/%d", node);
+    descriptor fd(socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0));
+    const uint64_t end_ns = wait_monotonic() + CONNECT_PATIENCE_NS;
+    while (fd.get() >= 0) {
+        const uint64_t now_ns = wait_monotonic();
+        const uint64_t left_us = now_ns < end_ns ? (end_ns - now_ns) / 1000 + 1 : 1; // 0 would be no limit
+        const timeval left{static_cast<time_t>(left_us / 1000000),
+                           static_cast<suseconds_t>(left_us % 1000000)};
+        if (setsockopt(fd.get(), SOL_SOCKET, SO_SNDTIMEO, &left, sizeof left) != 0) {
             return -1;
         }
-        const int length =
-            snprintf(address.sun_path, sizeof address.sun_path, "/proc/self/fd/%d/%s", folder, leaf);
-        if (length >= static_cast<int>(sizeof address.sun_path)) {
-            close(folder);
-            errno = ENAMETOOLONG;
+        if (connect(fd.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0) {
+            return fd.release();
+        }
+        if (errno != EINTR) {
+            errno = errno == EAGAIN ? ETIMEDOUT : errno;
             return -1;
         }
     }
-    int fd = socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0);
-    int error = fd < 0 ? errno : 0;
-    if (fd >= 0 && connect(fd, reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0) {
-        error = errno;
-        close(fd);
-        fd = -1;
-    }
-    if (folder >= 0) {
-        close(folder);
-    }
-    errno = error;
-    return fd;
+    return -1;
 }
 
 int simulated_mapping_attach(int fd, uint64_t size, mmio_mapping *out)

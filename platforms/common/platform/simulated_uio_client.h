@@ -32,9 +32,10 @@ struct simulated_mapping {
     struct simulated_mapping *next; /* list of all in the process, for a debugger */
 };
 
-/* Connects to the card's socket at `path`, which may be longer than a socket's address. Returns the
- * descriptor, or -1 with errno set. */
-int simulated_uio_connect(const char *path);
+/* Connects to one of the card's sockets, of which `node` is the file, opened with O_PATH. Returns the
+ * descriptor, or -1 with errno set: ETIMEDOUT when the card has let those who came before wait for 2
+ * seconds, the longest that this blocks. */
+int simulated_uio_connect(int node);
 
 /* Takes the greeting and its two memories from the connected socket, and maps `size` bytes of the first.
  * Returns 0; EPROTO for a greeting or a memory other than simulated_uio.h describes; ETIMEDOUT when

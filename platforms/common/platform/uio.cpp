@@ -1,7 +1,6 @@
 #include "platform/uio.h"
 
 #include <cerrno>
-#include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -26,11 +25,7 @@ constexpr uint64_t MAPPED_BYTES_MAX = 1 << 30;
 int read_attribute(const char *path, char *out, size_t size, bool *whole)
 {
     out[0] = '\0';
-    char full[PATH_MAX];
-    if (host_tree_path(full, sizeof full, path) != 0) {
-        return -1;
-    }
-    const int fd = open(full, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+    const int fd = host_tree_open(path, O_RDONLY | O_NONBLOCK | O_NOCTTY);
     if (fd < 0) {
         return -1;
     }
@@ -120,11 +115,14 @@ bool device_is_named(int32_t number, const char *name)
 // Returns 0 with the lowest number, or an error.
 int find_number(const char *name, int32_t *number)
 {
-    char folder[PATH_MAX];
-    const int error = host_tree_path(folder, sizeof folder, "/sys/class/uio");
-    DIR *entries = error == 0 ? opendir(folder) : nullptr;
+    const int folder = host_tree_open("/sys/class/uio", O_RDONLY | O_DIRECTORY);
+    DIR *entries = folder < 0 ? nullptr : fdopendir(folder);
     if (entries == nullptr) {
-        return error != 0 ? error : errno;
+        const int error = errno;
+        if (folder >= 0) {
+            close(folder);
+        }
+        return error;
     }
     bool found = false;
     errno = 0;
@@ -207,17 +205,19 @@ void uio_free(uio_info *info)
 
 int uio_open(const char *node)
 {
-    char path[PATH_MAX];
-    const int error = host_tree_path(path, sizeof path, node);
-    if (error != 0) {
-        errno = error;
-        return -1;
-    }
+    const int found = host_tree_root()[0] != '\0' ? host_tree_open(node, O_PATH) : -1;
     struct stat status {};
-    if (host_tree_root()[0] != '\0' && stat(path, &status) == 0 && S_ISSOCK(status.st_mode)) {
-        return simulated_uio_connect(path);
+    if (found >= 0 && fstat(found, &status) == 0 && S_ISSOCK(status.st_mode)) {
+        const int fd = simulated_uio_connect(found);
+        const int error = errno;
+        close(found);
+        errno = error;
+        return fd;
     }
-    return open(path, O_RDWR | O_SYNC | O_CLOEXEC);
+    if (found >= 0) {
+        close(found);
+    }
+    return host_tree_open(node, O_RDWR | O_SYNC);
 }
 
 int uio_map(int fd, uint64_t size, mmio_mapping *out)
