@@ -9,9 +9,11 @@ import fcntl
 import os
 import pathlib
 import random
+import resource
 import select
 import shutil
 import signal
+import socket
 import subprocess
 import tempfile
 import time
@@ -86,6 +88,7 @@ class Bench(unittest.TestCase):
     maxDiff = None
 
     def setUp(self):
+        os.umask(0o022)  # a tree that others may write to is refused
         self.folder = pathlib.Path(tempfile.mkdtemp(prefix="kelvane_test_"))
         self.addCleanup(shutil.rmtree, self.folder, ignore_errors=True)  # a card that ends takes its files along
         self.host = self.folder / "the host"
@@ -159,6 +162,94 @@ class Card(Bench):
             self.assertEqual(card.wait(), 0)
             self.assertFalse(os.path.lexists(link))
             self.assertEqual(self.files(""), [self.host / "root/kelvane.log"])
+        shutil.rmtree(self.host)
+        for kept in ([], [self.host, self.host / "root"]):  # what was there before the first of two cards
+            for path in kept:
+                path.mkdir()
+            self.start_card().kill()
+            card = self.start_card()
+            card.process.terminate()
+            self.assertEqual((card.wait(), sorted(self.folder.rglob("*"))), (0, kept))
+
+    def test_a_tree_is_the_users_own(self):
+        os.umask(0)
+        self.start_card()
+        for path, mode in (("", 0o700), ("sys/class/uio", 0o700), ("control", 0o600), ("dev/uio0", 0o600)):
+            self.assertEqual((self.host / path).stat().st_mode & 0o777, mode)
+        tree, link = self.folder / "tree", self.folder / "link"
+        (tree / "sys").mkdir(0o700, parents=True)
+        tree.chmod(0o700)
+        link.symlink_to(tree)
+        (tree / "root").symlink_to("/root")
+
+        def expect(what, folder=tree):
+            self.assertEqual(self.run_card("--quiet", "--host", folder),
+                             f"1 card_simulator: {what}: a card's tree has to be the user's own\n")
+
+        expect(f"{link} is a symbolic link", f"{link}/")
+        expect(f"{tree}/root is a symbolic link")
+        (tree / "sys").chmod(0o720)
+        (tree / "root").unlink()
+        expect(f"{tree}/sys may be written to by others")
+        tree.chmod(0o702)
+        expect(f"{tree} may be written to by others")
+        if os.geteuid() != 0:
+            self.skipTest("NOT TESTED: only root can give a folder to another user")
+        os.chown(tree, 12345, -1)
+        expect(f"{tree} belongs to user 12345")
+        self.assertEqual(self.run_card("--send", "--host", tree, "show"),
+                         f"1 card: {tree} belongs to user 12345: a card's tree has to be the user's own\n")
+        self.assertEqual(list(tree.iterdir()), [tree / "sys"])
+
+    def fill(self, name):
+        """The queue of those who wait to be let in by a card that is stopped."""
+        waiting = []
+        try:
+            while True:
+                waiting.append(socket.socket(socket.AF_UNIX, socket.SOCK_SEQPACKET | socket.SOCK_NONBLOCK))
+                self.addCleanup(waiting[-1].close)
+                waiting[-1].connect(str(self.host / name))
+        except BlockingIOError:
+            pass
+
+    def test_a_stopped_card_holds_nobody_for_ever(self):
+        card = self.start_card()
+        card.process.send_signal(signal.SIGSTOP)
+        os.waitid(os.P_PID, card.process.pid, os.WSTOPPED | os.WNOWAIT)
+        self.fill("control")
+        self.fill("dev/uio0")
+        client = Program(self, CLIENT)
+        self.assertEqual(self.send("show"), f"1 card: the card on {self.host} does not answer\n")
+        self.assertEqual(client.wait(), 1)
+        self.assertIn(f"Cannot open {self.host}/dev/uio0: Connection timed out\n", client.err)
+
+    def test_at_its_limit_of_descriptors_it_serves_whom_it_has(self):
+        card = self.start_card()
+        connections = [socket.socket(socket.AF_UNIX, socket.SOCK_SEQPACKET) for _ in range(2)]
+
+        def show(connection):
+            connection.settimeout(SECONDS_MOST)
+            connection.send(b"show")
+            self.assertTrue(connection.recv(65536).startswith(b"0firmware"))
+
+        connections[0].connect(str(self.host / "control"))
+        show(connections[0])
+        used = [int(path.name) for path in pathlib.Path(f"/proc/{card.process.pid}/fd").iterdir()]
+        resource.prlimit(card.process.pid, resource.RLIMIT_NOFILE, (max(used) + 1,) * 2)
+        for _ in range(max(used) + 1 - len(used)):  # what is free below
+            connections.insert(1, socket.socket(socket.AF_UNIX, socket.SOCK_SEQPACKET))
+        for connection in connections[1:]:
+            connection.connect(str(self.host / "control"))
+        for connection in connections[:-1]:
+            show(connection)
+        end = time.monotonic() + AT_ONCE  # it sleeps, in poll
+        while not pathlib.Path(f"/proc/{card.process.pid}/syscall").read_text().startswith("7 "):
+            self.assertLess(time.monotonic(), end)
+        connections.pop(0).close()
+        show(connections[-1])
+        self.assertEqual(card.err, "card_simulator: whoever connects now has to wait: Too many open files\n")
+        for connection in connections:
+            connection.close()
 
     def test_takes_over_and_away_what_dead_cards_left(self):
         self.start_card().kill()

@@ -14,13 +14,18 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "card_simulator/process/local_socket.h"
+#include "platform/own_folder.h"
+#include "platform/simulated_uio_client.h"
+
 namespace {
 
 constexpr const char *LOCK_FILE = "/card.lock";
 constexpr const char *CONTROL_SOCKET = "/control";
 constexpr const char *NODE = "/dev/uio0";
-constexpr const char *DEVICE = "/sys/class/uio/uio0";
+constexpr const char *EVENT = "/sys/class/uio/uio0/event";
 constexpr const char *FOLDERS[] = {
+    "", // the root
     "/dev",
     "/root",
     "/sys",
@@ -32,14 +37,29 @@ constexpr const char *FOLDERS[] = {
 };
 // Folders that nobody chose a name for: a card's own, and those of the script that starts one.
 constexpr const char *MADE_UP_NAMES[] = {"kelvane_card.", "kelvane_host."};
-// Files of the device; `name`, by which it is found, is removed first and written last.
+// What a card makes beside folders; the device's `name`, by which it is found, goes first and comes last.
 constexpr const char *FILES[] = {
-    "/name",           "/version",          "/event", "/maps/map0/name", "/maps/map0/addr",
-    "/maps/map0/size", "/maps/map0/offset",
+    "/sys/class/uio/uio0/name",
+    "/sys/class/uio/uio0/version",
+    EVENT,
+    "/sys/class/uio/uio0/maps/map0/name",
+    "/sys/class/uio/uio0/maps/map0/addr",
+    "/sys/class/uio/uio0/maps/map0/size",
+    "/sys/class/uio/uio0/maps/map0/offset",
+    NODE,
+    CONTROL_SOCKET,
 };
 constexpr const char *DRIVER_VERSION = "1.0\n";
 constexpr const char *MAP_NAME = "bar0\n";
 constexpr uint64_t BUS_ADDRESS = 0xA0000000;
+
+void close_if_open(int &fd)
+{
+    if (fd >= 0) {
+        close(fd);
+        fd = -1;
+    }
+}
 
 bool failed(std::string *problem, const std::string &what, const std::string &path)
 {
@@ -47,9 +67,43 @@ bool failed(std::string *problem, const std::string &what, const std::string &pa
     return false;
 }
 
-bool make_folder(const std::string &path, std::string *problem)
+// A refused folder has its reason there already.
+bool not_opened(std::string *problem, const std::string &above, const std::string &path)
 {
-    return mkdir(path.c_str(), 0755) == 0 || errno == EEXIST || failed(problem, "cannot make", path);
+    if (problem->empty()) {
+        return failed(problem, "cannot open", above + path);
+    }
+    *problem = above + *problem + ": a card's tree has to be the user's own";
+    return false;
+}
+
+bool is_made_up(std::string_view name)
+{
+    return std::ranges::any_of(MADE_UP_NAMES,
+                               [name](const char *made_up) { return name.starts_with(made_up); });
+}
+
+// The folder in which `path` lies, and its name there.
+int folder_of(const card_tree &tree, const char *path, const char **name, std::string *problem)
+{
+    *name = strrchr(path, '/') + 1;
+    const std::string_view folder(path, static_cast<size_t>(*name - path - 1));
+    const int fd = own_folder_below(tree.root_fd, folder, problem);
+    if (fd < 0) {
+        not_opened(problem, tree.root, std::string(folder));
+    }
+    return fd;
+}
+
+void remove(const card_tree &tree, const char *path, int flags)
+{
+    std::string ignored; // what is not there, or no more the card's, stays
+    const char *name = nullptr;
+    int folder = folder_of(tree, path, &name, &ignored);
+    if (folder >= 0) {
+        unlinkat(folder, name, flags);
+        close_if_open(folder);
+    }
 }
 
 bool resolve(card_tree &tree, const std::string &folder, std::string *problem)
@@ -61,8 +115,15 @@ bool resolve(card_tree &tree, const std::string &folder, std::string *problem)
         if (mkdtemp(path.data()) == nullptr) {
             return failed(problem, "cannot make", path);
         }
-    } else if (!make_folder(path, problem)) {
-        return false;
+        tree.made = 1;
+    } else if (mkdir(path.c_str(), 0700) == 0) {
+        tree.made = 1;
+    } else if (errno != EEXIST) {
+        return failed(problem, "cannot make", path);
+    }
+    tree.root_fd = own_folder_open(path, problem);
+    if (tree.root_fd < 0) {
+        return not_opened(problem, "", path);
     }
     char *resolved = realpath(path.c_str(), nullptr);
     if (resolved == nullptr) {
@@ -73,10 +134,18 @@ bool resolve(card_tree &tree, const std::string &folder, std::string *problem)
     return true;
 }
 
+// The lock file names the card's process, and the folders that it and the dead ones before it made.
+bool read_signature(int lock_fd, int *owner, uint32_t *made)
+{
+    char text[32] = {};
+    return pread(lock_fd, text, sizeof text - 1, 0) > 0 && std::sscanf(text, "%d %" SCNx32, owner, made) == 2;
+}
+
 std::string owner_of(int lock_fd)
 {
-    char text[16] = {};
-    return pread(lock_fd, text, sizeof text - 1, 0) > 0 ? std::string(", process ") + text : "";
+    int owner = 0;
+    uint32_t made = 0;
+    return read_signature(lock_fd, &owner, &made) ? ", process " + std::to_string(owner) : "";
 }
 
 // A card that ends may remove the lock file between the open and the lock: then the locked file is not the
@@ -85,7 +154,8 @@ bool lock(card_tree &tree, std::string *problem)
 {
     const std::string path = tree.root + LOCK_FILE;
     for (;;) {
-        const int fd = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0644);
+        const int fd =
+            openat(tree.root_fd, LOCK_FILE + 1, O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0600);
         if (fd < 0) {
             return failed(problem, "cannot open", path);
         }
@@ -98,8 +168,9 @@ bool lock(card_tree &tree, std::string *problem)
         }
         struct stat locked;
         struct stat named;
-        if (fstat(fd, &locked) == 0 && stat(path.c_str(), &named) == 0 && locked.st_ino == named.st_ino &&
-            locked.st_dev == named.st_dev) {
+        if (fstat(fd, &locked) == 0 &&
+            fstatat(tree.root_fd, LOCK_FILE + 1, &named, AT_SYMLINK_NOFOLLOW) == 0 &&
+            locked.st_ino == named.st_ino && locked.st_dev == named.st_dev) {
             tree.lock_fd = fd;
             return true;
         }
@@ -107,17 +178,70 @@ bool lock(card_tree &tree, std::string *problem)
     }
 }
 
-bool write_file(const std::string &path, const std::string &text, std::string *problem)
+void take_over_folders(card_tree &tree)
 {
-    const int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, 0644);
-    if (fd < 0) {
-        return failed(problem, "cannot write", path);
+    int dead = 0;
+    uint32_t made = 0;
+    if (read_signature(tree.lock_fd, &dead, &made)) {
+        tree.made |= made;
     }
-    const bool written = write(fd, text.data(), text.size()) == static_cast<ssize_t>(text.size());
+}
+
+bool sign(const card_tree &tree, std::string *problem)
+{
+    char text[32];
+    const int length = std::snprintf(text, sizeof text, "%d %" PRIx32 "\n", getpid(), tree.made);
+    if (ftruncate(tree.lock_fd, 0) != 0 ||
+        pwrite(tree.lock_fd, text, static_cast<size_t>(length), 0) != length) {
+        return failed(problem, "cannot write", tree.root + LOCK_FILE);
+    }
+    return true;
+}
+
+bool make_folders(card_tree &tree, std::string *problem)
+{
+    for (size_t i = 1; i < std::size(FOLDERS); i++) {
+        const char *name = nullptr;
+        int folder = folder_of(tree, FOLDERS[i], &name, problem);
+        if (folder < 0) {
+            return false;
+        }
+        if (mkdirat(folder, name, 0700) == 0) {
+            tree.made |= 1u << i;
+        } else if (errno != EEXIST) {
+            failed(problem, "cannot make", tree.root + FOLDERS[i]);
+        }
+        close_if_open(folder);
+        if (!problem->empty()) {
+            return false;
+        }
+        int made = own_folder_below(tree.root_fd, FOLDERS[i], problem);
+        if (made < 0) {
+            return not_opened(problem, tree.root, FOLDERS[i]);
+        }
+        close_if_open(made);
+    }
+    return true;
+}
+
+bool write_file(const card_tree &tree, const char *path, const std::string &text, std::string *problem,
+                int *kept = nullptr)
+{
+    const char *name = nullptr;
+    int folder = folder_of(tree, path, &name, problem);
+    if (folder < 0) {
+        return false;
+    }
+    int fd = openat(folder, name, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, 0600);
+    const bool written = fd >= 0 && write(fd, text.data(), text.size()) == static_cast<ssize_t>(text.size());
     if (!written) {
-        failed(problem, "cannot write", path);
+        failed(problem, "cannot write", tree.root + path);
     }
-    close(fd);
+    close_if_open(folder);
+    if (kept != nullptr) {
+        std::swap(*kept, fd);
+    }
+    close_if_open(fd);
     return written;
 }
 
@@ -128,19 +252,22 @@ std::string hexadecimal(int digits, uint64_t number)
     return text;
 }
 
-void remove_device(const card_tree &tree)
+void remove_files(const card_tree &tree)
 {
     for (const char *file : FILES) {
-        unlink((tree.root + DEVICE + file).c_str());
+        remove(tree, file, 0);
     }
-    unlink(tree.node.c_str());
-    unlink(tree.control.c_str());
 }
 
-void name_sockets(card_tree &tree)
+// Only if the path still leads to it.
+void remove_root(const card_tree &tree)
 {
-    tree.node = tree.root + NODE;
-    tree.control = card_tree_control_path(tree.root);
+    struct stat ours {
+    }, named{};
+    if (fstat(tree.root_fd, &ours) == 0 && lstat(tree.root.c_str(), &named) == 0 &&
+        ours.st_ino == named.st_ino && ours.st_dev == named.st_dev) {
+        rmdir(tree.root.c_str());
+    }
 }
 
 // A live card that has just made its lock file may not have written its process id into it yet.
@@ -152,22 +279,18 @@ bool is_of_a_dead_card(int lock_fd)
 
 void remove_if_dead(const std::string &root)
 {
-    struct stat status;
-    if (lstat(root.c_str(), &status) != 0 || !S_ISDIR(status.st_mode) || status.st_uid != geteuid()) {
-        return;
-    }
-    const int lock_fd = open((root + LOCK_FILE).c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW);
-    if (lock_fd < 0) {
-        return;
-    }
-    if (!is_of_a_dead_card(lock_fd)) {
-        close(lock_fd);
-        return;
-    }
     card_tree dead;
     dead.root = root;
-    dead.lock_fd = lock_fd;
-    name_sockets(dead);
+    std::string ignored; // another user's, for instance
+    dead.root_fd = own_folder_open(root, &ignored);
+    if (dead.root_fd >= 0) {
+        dead.lock_fd = openat(dead.root_fd, LOCK_FILE + 1, O_RDWR | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK);
+    }
+    if (dead.lock_fd >= 0 && is_of_a_dead_card(dead.lock_fd)) {
+        take_over_folders(dead);
+    } else {
+        close_if_open(dead.lock_fd);
+    }
     card_tree_close(dead);
 }
 
@@ -180,13 +303,26 @@ void remove_dead_trees_beside(const std::string &root)
         return;
     }
     while (const dirent *entry = readdir(entries)) {
-        const std::string_view name = entry->d_name;
-        if (std::ranges::any_of(MADE_UP_NAMES,
-                                [name](const char *made_up) { return name.starts_with(made_up); })) {
+        if (is_made_up(entry->d_name)) {
             remove_if_dead(folder + entry->d_name);
         }
     }
     closedir(entries);
+}
+
+int listen_at(const card_tree &tree, const char *path, std::string *problem)
+{
+    const char *name = nullptr;
+    int folder = folder_of(tree, path, &name, problem);
+    if (folder < 0) {
+        return -1;
+    }
+    const int fd = local_socket_listen(folder, name);
+    if (fd < 0) {
+        failed(problem, "cannot listen on", tree.root + path);
+    }
+    close_if_open(folder);
+    return fd;
 }
 
 } // namespace
@@ -197,38 +333,60 @@ bool card_tree_open(card_tree &tree, const std::string &folder, std::string *pro
         return false;
     }
     remove_dead_trees_beside(tree.root);
-    name_sockets(tree);
-    const std::string owner = std::to_string(getpid());
-    if (ftruncate(tree.lock_fd, 0) != 0 ||
-        pwrite(tree.lock_fd, owner.data(), owner.size(), 0) != static_cast<ssize_t>(owner.size())) {
-        return failed(problem, "cannot write", tree.root + LOCK_FILE);
+    take_over_folders(tree);
+    if (!sign(tree, problem)) {
+        return false;
     }
-    remove_device(tree);
-    for (const char *path : FOLDERS) {
-        if (!make_folder(tree.root + path, problem)) {
-            return false;
-        }
-    }
-    return true;
+    remove_files(tree);
+    return make_folders(tree, problem) && sign(tree, problem);
 }
 
-bool card_tree_publish(const card_tree &tree, const std::string &device_name, uint32_t bar_bytes,
+int card_tree_listen_as_node(const card_tree &tree, std::string *problem)
+{
+    return listen_at(tree, NODE, problem);
+}
+
+int card_tree_listen_for_verbs(const card_tree &tree, std::string *problem)
+{
+    return listen_at(tree, CONTROL_SOCKET, problem);
+}
+
+int card_tree_connect(const std::string &folder, std::string *problem)
+{
+    int root = own_folder_open(folder, problem);
+    if (root < 0) {
+        not_opened(problem, "", folder);
+        return -1;
+    }
+    int node = openat(root, CONTROL_SOCKET + 1, O_PATH | O_NOFOLLOW | O_CLOEXEC);
+    const int fd = node < 0 ? -1 : simulated_uio_connect(node);
+    if (fd < 0) {
+        *problem = errno == ETIMEDOUT ? "the card on " + folder + " does not answer"
+                                      : "no card runs on " + folder + ": " + std::strerror(errno);
+    }
+    close_if_open(node);
+    close_if_open(root);
+    return fd;
+}
+
+bool card_tree_publish(card_tree &tree, const std::string &device_name, uint32_t bar_bytes,
                        std::string *problem)
 {
-    const std::string device = tree.root + DEVICE;
-    const std::string map = device + "/maps/map0";
-    return write_file(map + "/name", MAP_NAME, problem) &&
-           write_file(map + "/addr", hexadecimal(16, BUS_ADDRESS), problem) &&
-           write_file(map + "/size", hexadecimal(16, bar_bytes), problem) &&
-           write_file(map + "/offset", hexadecimal(1, 0), problem) &&
-           write_file(device + "/version", DRIVER_VERSION, problem) &&
-           write_file(device + "/event", "0\n", problem) &&
-           write_file(device + "/name", device_name + "\n", problem);
+    return write_file(tree, "/sys/class/uio/uio0/maps/map0/name", MAP_NAME, problem) &&
+           write_file(tree, "/sys/class/uio/uio0/maps/map0/addr", hexadecimal(16, BUS_ADDRESS), problem) &&
+           write_file(tree, "/sys/class/uio/uio0/maps/map0/size", hexadecimal(16, bar_bytes), problem) &&
+           write_file(tree, "/sys/class/uio/uio0/maps/map0/offset", hexadecimal(1, 0), problem) &&
+           write_file(tree, "/sys/class/uio/uio0/version", DRIVER_VERSION, problem) &&
+           write_file(tree, EVENT, "0\n", problem, &tree.event_fd) &&
+           write_file(tree, "/sys/class/uio/uio0/name", device_name + "\n", problem);
 }
 
 bool card_tree_write_event_count(const card_tree &tree, uint32_t count, std::string *problem)
 {
-    return write_file(tree.root + DEVICE + "/event", std::to_string(count) + "\n", problem);
+    const std::string text = std::to_string(count) + "\n"; // never shorter than the one before
+    return tree.event_fd < 0 ||
+           pwrite(tree.event_fd, text.data(), text.size(), 0) == static_cast<ssize_t>(text.size()) ||
+           failed(problem, "cannot write", tree.root + EVENT);
 }
 
 bool card_tree_link(card_tree &tree, const std::string &path, std::string *problem)
@@ -254,25 +412,24 @@ bool card_tree_link(card_tree &tree, const std::string &path, std::string *probl
 
 void card_tree_close(card_tree &tree)
 {
-    if (tree.lock_fd < 0) {
-        return;
+    close_if_open(tree.event_fd);
+    if (tree.lock_fd >= 0) {
+        remove_files(tree);
+        char target[PATH_MAX] = {};
+        if (!tree.link.empty() && readlink(tree.link.c_str(), target, sizeof target - 1) > 0 &&
+            tree.root == target) {
+            unlink(tree.link.c_str());
+        }
+        for (size_t i = std::size(FOLDERS); i-- > 1;) {
+            if ((tree.made & 1u << i) != 0) {
+                remove(tree, FOLDERS[i], AT_REMOVEDIR);
+            }
+        }
+        remove(tree, LOCK_FILE, 0);
+        if ((tree.made & 1) != 0 || is_made_up(tree.root.substr(tree.root.rfind('/') + 1))) {
+            remove_root(tree);
+        }
     }
-    remove_device(tree);
-    char target[PATH_MAX] = {};
-    if (!tree.link.empty() && readlink(tree.link.c_str(), target, sizeof target - 1) > 0 &&
-        tree.root == target) {
-        unlink(tree.link.c_str());
-    }
-    for (size_t i = std::size(FOLDERS); i-- > 0;) {
-        rmdir((tree.root + FOLDERS[i]).c_str());
-    }
-    unlink((tree.root + LOCK_FILE).c_str());
-    rmdir(tree.root.c_str());
-    close(tree.lock_fd);
-    tree.lock_fd = -1;
-}
-
-std::string card_tree_control_path(const std::string &folder)
-{
-    return folder + CONTROL_SOCKET;
+    close_if_open(tree.lock_fd);
+    close_if_open(tree.root_fd);
 }

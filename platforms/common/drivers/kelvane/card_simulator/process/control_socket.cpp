@@ -58,7 +58,7 @@ void line_came(void *self, int fd)
 void sender_connects(void *self, int listener)
 {
     auto &control = *static_cast<control_socket *>(self);
-    const int fd = local_socket_accept(listener);
+    const int fd = local_socket_accept(*control.loop, listener);
     if (fd < 0) {
         return;
     }
@@ -87,12 +87,12 @@ std::string ask(int fd, const std::string &line)
 
 } // namespace
 
-bool control_socket_start(control_socket &socket, const std::string &path, uio_server &server,
-                          event_loop &loop, std::string *problem)
+bool control_socket_start(control_socket &socket, const card_tree &tree, uio_server &server, event_loop &loop,
+                          std::string *problem)
 {
     socket.server = &server;
     socket.loop = &loop;
-    socket.listener = local_socket_listen(path, problem);
+    socket.listener = card_tree_listen_for_verbs(tree, problem);
     if (socket.listener < 0) {
         return false;
     }
@@ -114,9 +114,10 @@ void control_socket_stop(control_socket &socket)
 
 int control_socket_send(const std::string &folder, const std::string &line)
 {
-    const int fd = local_socket_connect(card_tree_control_path(folder));
+    std::string problem;
+    const int fd = card_tree_connect(folder, &problem);
     if (fd < 0) {
-        std::fprintf(stderr, "card: no card runs on %s: %s\n", folder.c_str(), std::strerror(errno));
+        std::fprintf(stderr, "card: %s\n", problem.c_str());
         return 1;
     }
     const std::string answer = ask(fd, line);

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "card_simulator/process/card_tree.h"
 #include "card_simulator/process/event_loop.h"
 #include "card_simulator/process/uio_server.h"
 
@@ -20,8 +21,8 @@ struct control_socket {
     std::vector<int> connections;
 };
 
-bool control_socket_start(control_socket &socket, const std::string &path, uio_server &server,
-                          event_loop &loop, std::string *problem);
+bool control_socket_start(control_socket &socket, const card_tree &tree, uio_server &server, event_loop &loop,
+                          std::string *problem);
 void control_socket_stop(control_socket &socket);
 
 // The other end: sends one line to the card whose tree is `folder` and prints its answer, a refusal on

@@ -1,9 +1,10 @@
 #include "card_simulator/process/local_socket.h"
 
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
-#include <fcntl.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
 
@@ -11,92 +12,46 @@ namespace {
 
 constexpr int BACKLOG = 16;
 
-void close_keeping_errno(int fd)
+bool is_shortage(int error)
 {
-    const int error = errno;
-    close(fd);
-    errno = error;
-}
-
-// A path that is longer than a socket's address holds is named through its folder, which stays open as
-// long as the address is used.
-struct local_address {
-    sockaddr_un address = {};
-    int folder = -1;
-
-    local_address() = default;
-    ~local_address()
-    {
-        if (folder >= 0) {
-            close_keeping_errno(folder);
-        }
-    }
-    local_address(const local_address &) = delete;
-    local_address &operator=(const local_address &) = delete;
-};
-
-bool put_path(sockaddr_un *address, const std::string &path)
-{
-    if (path.size() >= sizeof address->sun_path) {
-        errno = ENAMETOOLONG;
-        return false;
-    }
-    address->sun_family = AF_UNIX;
-    std::memcpy(address->sun_path, path.c_str(), path.size() + 1);
-    return true;
-}
-
-bool address_of(const std::string &path, local_address *it)
-{
-    const size_t slash = path.rfind('/');
-    if (path.size() < sizeof it->address.sun_path || slash == std::string::npos) {
-        return put_path(&it->address, path);
-    }
-    it->folder = open(path.substr(0, slash + 1).c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
-    return it->folder >= 0 &&
-           put_path(&it->address, "/proc/self/fd/" + std::to_string(it->folder) + path.substr(slash));
-}
-
-const sockaddr *generic(const sockaddr_un *address)
-{
-    return reinterpret_cast<const sockaddr *>(address);
+    return error == EMFILE || error == ENFILE || error == ENOBUFS || error == ENOMEM;
 }
 
 } // namespace
 
-int local_socket_listen(const std::string &path, std::string *problem)
+// By way of the folder's descriptor the address is short, however deep the folder lies.
+int local_socket_listen(int folder, const char *name)
 {
-    local_address address;
-    int fd = -1;
-    if (address_of(path, &address)) {
-        fd = socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    const int length =
+        std::snprintf(address.sun_path, sizeof address.sun_path, "/proc/self/fd/%d/%s", folder, name);
+    if (length >= static_cast<int>(sizeof address.sun_path)) {
+        errno = ENAMETOOLONG;
+        return -1;
     }
-    if (fd >= 0 &&
-        (bind(fd, generic(&address.address), sizeof address.address) != 0 || listen(fd, BACKLOG) != 0)) {
-        close_keeping_errno(fd);
-        fd = -1;
-    }
+    const int fd = socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
     if (fd < 0) {
-        *problem = "cannot listen on " + path + ": " + std::strerror(errno);
-    }
-    return fd;
-}
-
-int local_socket_connect(const std::string &path)
-{
-    local_address address;
-    if (!address_of(path, &address)) {
         return -1;
     }
-    const int fd = socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0);
-    if (fd >= 0 && connect(fd, generic(&address.address), sizeof address.address) != 0) {
-        close_keeping_errno(fd);
+    // The file gets the socket's own mode.
+    if (fchmod(fd, S_IRUSR | S_IWUSR) != 0 ||
+        bind(fd, reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0 ||
+        listen(fd, BACKLOG) != 0) {
+        const int error = errno;
+        close(fd);
+        errno = error;
         return -1;
     }
     return fd;
 }
 
-int local_socket_accept(int listener)
+int local_socket_accept(event_loop &loop, int listener)
 {
-    return accept4(listener, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
+    const int fd = accept4(listener, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
+    const int error = errno;
+    if (fd < 0 && is_shortage(error) && event_loop_rest(loop, listener)) {
+        std::fprintf(stderr, "card_simulator: whoever connects now has to wait: %s\n", std::strerror(error));
+    }
+    return fd;
 }

@@ -1,16 +1,15 @@
-// Unix sockets of whole packets, by path. None of these blocks but local_socket_connect's first answer.
+// Unix sockets of whole packets, in a folder that is open. None of these blocks.
 #ifndef CARD_SIMULATOR_PROCESS_LOCAL_SOCKET_H
 #define CARD_SIMULATOR_PROCESS_LOCAL_SOCKET_H
 
-#include <string>
+#include "card_simulator/process/event_loop.h"
 
-// A listening socket at the path, whose file must not exist; or -1 with the reason in `problem`.
-int local_socket_listen(const std::string &path, std::string *problem);
+// A listening socket, `name` in the folder, for this user alone; nothing may have that name. Or -1 with errno
+// set.
+int local_socket_listen(int folder, const char *name);
 
-// A connected socket, blocking; or -1 with errno set.
-int local_socket_connect(const std::string &path);
-
-// The next connection, not blocking; or -1 with errno set.
-int local_socket_accept(int listener);
+// The next connection, not blocking; or -1. When the process has no descriptor for it, the loop leaves the
+// listener alone for a while, and who connects waits in its queue.
+int local_socket_accept(event_loop &loop, int listener);
 
 #endif

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <sys/prctl.h>
 #include <sys/signalfd.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "card_simulator/console/console.h"
@@ -95,7 +96,7 @@ bool start(simulator &it, const simulator_options &options, std::string *problem
 {
     if (!watch_signals(it, problem) || !card_tree_open(it.tree, options.host, problem) ||
         !start_card(it, options, problem) ||
-        !control_socket_start(it.control, it.tree.control, it.server, it.loop, problem)) {
+        !control_socket_start(it.control, it.tree, it.server, it.loop, problem)) {
         return false;
     }
     if (!options.script.empty() && !prompt_run_script(it.server, options.script, problem)) {
@@ -155,6 +156,7 @@ int main(int argc, char **argv)
         std::fprintf(stderr, "card_simulator: the process that started the card is gone\n");
         return 1;
     }
+    umask(S_IRWXG | S_IRWXO); // who can reach the card commands it
     simulator it;
     return run(it, options);
 }

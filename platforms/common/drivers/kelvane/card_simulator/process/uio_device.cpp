@@ -11,6 +11,7 @@
 #include "card_simulator/process/uio_server.h"
 #include "card_simulator/shared_card.h"
 #include "kelvane_bar.h"
+#include "platform/thread.h"
 #include "platform/wait.h"
 
 namespace {
@@ -66,6 +67,7 @@ void tell_removed(void *self, bool removed)
 
 void run_firmware(uio_server &server)
 {
+    thread_block_signals(nullptr);
     polled_memory memory;
     polled_memory_start(memory, server.card);
     uint64_t awake_until = 0;

@@ -12,6 +12,7 @@
 #include "card_simulator/process/local_socket.h"
 #include "card_simulator/shared_card.h"
 #include "kelvane_bar.h"
+#include "platform/thread.h"
 #include "platform/wait.h"
 
 namespace {
@@ -80,6 +81,7 @@ bool take_posted_writes(uio_server &server)
 
 void run_firmware(uio_server &server)
 {
+    thread_block_signals(nullptr);
     uint64_t awake_until = 0;
     uint64_t due = 0;
     while (!server.stop) {
@@ -172,7 +174,7 @@ void client_ready(void *self, int fd)
 void host_connects(void *self, int listener)
 {
     auto &server = *static_cast<uio_server *>(self);
-    const int fd = local_socket_accept(listener);
+    const int fd = local_socket_accept(*server.loop, listener);
     if (fd < 0) {
         return;
     }
@@ -209,7 +211,7 @@ bool uio_server_start(uio_server &server, const card_options &options, card_tree
         return false;
     }
     server.card = card_create_on(options, server.bar_fd, card_outlets{&server, send_interrupt, tell_removed});
-    server.listener = local_socket_listen(tree.node, problem);
+    server.listener = card_tree_listen_as_node(tree, problem);
     if (server.listener < 0) {
         return false;
     }
