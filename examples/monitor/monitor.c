@@ -5,7 +5,7 @@
  *
  * The card is the host's UIO device KELVANE_UIO_NAME, or a simulated one:
  *     card_simulator --host ~/card        in one terminal
- *     KELVANE_HOST_ROOT=~/card ./monitor    in another
+ *     KELVANE_HOST_ROOT=~/card ./monitor  in another
  */
 #define _POSIX_C_SOURCE 200809L
 
