@@ -27,11 +27,10 @@ class trace_rings : public testing::Test {
     // The one ring that there is.
     trace_ring_listed listed() const
     {
-        std::vector<trace_ring_listed> all;
-        uint32_t unreadable = 0;
-        EXPECT_EQ(trace_ring_list(rings, &all, &unreadable), 0);
-        EXPECT_EQ(all.size() + unreadable, 1u);
-        return all.at(0);
+        trace_ring_listing all;
+        EXPECT_EQ(trace_ring_list(rings, geteuid(), &all), 0);
+        EXPECT_EQ(all.rings.size() + all.unreadable, 1u);
+        return all.rings.at(0);
     }
 
     // All complete entries of it, by ticket.

@@ -54,7 +54,7 @@ class TraceRingReader(Bench):
                 ("--ring NOWHERE", f"1 {HEAD}{SAY}no ring NOWHERE of process {PROCESS}\n"),
                 *((f"{option}1", f"1 {SAY}no rings of process 1 in {self.folder}\n") for option in ("", "--remove "))):
             self.assertEqual(self.read(*words.split()), expected, words)
-        for words in ("x", "1 2", "-1x", "--last -1", "--last x", "--level error", "--remove", "--odd", "99999999999"):
+        for words in ("x", "1 2", "-1x", "--last -1", "--last x", "-u x", "--level error", "--remove", "--odd", "99999999999"):
             self.assertRegex(self.read(*words.split()), r"(?s)^2 .*\nTry trace_ring_reader --help\n$", words)
         self.assertTrue(self.read("--help").startswith("0 Usage: "))
         (self.folder / "kelvane_trace.1.0.ODD").touch()
@@ -65,6 +65,24 @@ class TraceRingReader(Bench):
         self.assertEqual(Program(self, "sh", "-c", '"$0" --list >/dev/full', READER).wait(), 1)
         self.assertEqual(self.read("--remove", PROCESS)[:2], "0 ")
         self.assertEqual(len(self.files("kelvane_trace.")), 2)
+
+    def test_of_another_users_files_none_is_taken_for_the_processs_own(self):
+        if os.geteuid() != 0:
+            self.skipTest("NOT TESTED: only root can give a file to another user")
+        self.forge(entry(b"own"))
+        other = self.forge(entry(b"foreign"), file="1.FORGED", start=START + 1)
+        os.chown(other, 12345, -1)
+        with open(other, "rb") as alive:
+            fcntl.flock(alive, fcntl.LOCK_EX)
+            self.assertEqual(self.read(PROCESS), f"0 {HEAD}{LINE}f: own\n")
+            self.assertIn(f"0 {SAY}those of user 12345 are left out; --user 12345 takes them\n", self.read("--list"))
+            said = self.read("--user", 12345)
+            self.assertTrue(said.startswith(f"0 {SAY}rings of user 12345\n{SAY}process {PROCESS} (maker), alive"), said)
+            self.assertTrue(said.endswith(f"{LINE}f: foreign\n"), said)
+            self.assertEqual(self.read("--remove", PROCESS), "0 ")
+            self.assertEqual(self.files("kelvane_trace."), [other])
+        self.assertEqual(self.read("--remove", PROCESS, "-u", 12345), f"0 {SAY}rings of user 12345\n")
+        self.assertEqual(self.files("kelvane_trace."), [])
 
     def test_follows_until_the_process_ends(self):
         path = self.forge(entry(b"first"), entry(b"second", 4))

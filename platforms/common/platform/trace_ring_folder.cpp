@@ -95,7 +95,7 @@ bool is_in_the_future(uint64_t time_ns)
 }
 
 // Opens and locks the file when it is a dead process's and may be judged; fd is -1 otherwise.
-dead_file take_dead(const std::string &folder, const std::string &name)
+dead_file take_dead(const std::string &folder, uint32_t user, const std::string &name)
 {
     dead_file file{folder + "/" + name, -1, 0, 0, 0};
     uint32_t index = 0;
@@ -105,7 +105,7 @@ dead_file take_dead(const std::string &folder, const std::string &name)
         return file;
     }
     struct stat status {};
-    if (fstat(fd, &status) != 0 || !S_ISREG(status.st_mode) || status.st_uid != geteuid() ||
+    if (fstat(fd, &status) != 0 || !S_ISREG(status.st_mode) || status.st_uid != user ||
         flock(fd, LOCK_EX | LOCK_NB) != 0) {
         close(fd);
         return file;
@@ -128,12 +128,20 @@ std::vector<dead_file> take_all_dead(const std::string &folder, int *error)
     std::vector<dead_file> dead;
     *error = file_names(folder, &names);
     for (const std::string &name : names) {
-        dead_file file = take_dead(folder, name);
+        dead_file file = take_dead(folder, geteuid(), name);
         if (file.fd >= 0) {
             dead.push_back(std::move(file));
         }
     }
     return dead;
+}
+
+// Of whom the open file is, or the one of that name that could not be opened.
+uint32_t owner_of(const trace_ring_file &file, const std::string &path)
+{
+    struct stat status {};
+    const bool known = (file.fd >= 0 ? fstat(file.fd, &status) : lstat(path.c_str(), &status)) == 0;
+    return known ? status.st_uid : geteuid();
 }
 
 // Only if the name still stands for the file that was judged.
@@ -163,27 +171,30 @@ std::string trace_ring_file_name(int32_t pid, uint32_t index, const char *name)
     return std::string(PREFIX) + std::to_string(pid) + "." + std::to_string(index) + "." + name;
 }
 
-int trace_ring_list(const std::string &folder, std::vector<trace_ring_listed> *out, uint32_t *unreadable)
+int trace_ring_list(const std::string &folder, uint32_t user, trace_ring_listing *out)
 {
     std::vector<std::string> names;
     const int error = file_names(folder, &names);
-    out->clear();
-    *unreadable = 0;
+    *out = {};
     for (const std::string &name : names) {
         trace_ring_listed listed;
         trace_ring_file file;
         listed.path = folder + "/" + name;
         parse_file_name(name.c_str(), &listed.pid, &listed.index);
-        if (trace_ring_file_open(listed.path, &file) != 0) {
-            ++*unreadable;
-            continue;
+        const bool is_sound = trace_ring_file_open(listed.path, &file) == 0;
+        const uint32_t owner = owner_of(file, listed.path);
+        if (owner != user) {
+            out->others.insert(owner);
+        } else if (!is_sound) {
+            out->unreadable++;
+        } else {
+            listed.alive = trace_ring_file_owner_lives(file.fd);
+            listed.header = file.header;
+            out->rings.push_back(std::move(listed));
         }
-        listed.alive = trace_ring_file_owner_lives(file.fd);
-        listed.header = file.header;
         trace_ring_file_close(&file);
-        out->push_back(std::move(listed));
     }
-    std::sort(out->begin(), out->end(), [](const trace_ring_listed &left, const trace_ring_listed &right) {
+    std::ranges::sort(out->rings, [](const trace_ring_listed &left, const trace_ring_listed &right) {
         return std::tuple(right.header.process_start_ns, left.pid, left.index) <
                std::tuple(left.header.process_start_ns, right.pid, right.index);
     });
@@ -209,30 +220,26 @@ void trace_ring_remove_dead(const std::string &folder)
     }
 }
 
-int trace_ring_remove(const std::string &folder, int32_t pid)
+int trace_ring_remove(const std::string &folder, uint32_t user, int32_t pid)
 {
-    std::vector<trace_ring_listed> all;
-    uint32_t unreadable = 0;
-    int error = trace_ring_list(folder, &all, &unreadable);
+    trace_ring_listing all;
+    int error = trace_ring_list(folder, user, &all);
     if (error != 0) {
         return error;
     }
-    const auto of_pid = [pid](const trace_ring_listed &listed) { return listed.pid == pid; };
-    if (std::none_of(all.begin(), all.end(), of_pid)) {
+    std::erase_if(all.rings, [pid](const trace_ring_listed &listed) { return listed.pid != pid; });
+    if (all.rings.empty()) {
         return ESRCH;
     }
-    if (std::any_of(all.begin(), all.end(),
-                    [&](const auto &listed) { return of_pid(listed) && listed.alive; })) {
+    if (std::ranges::any_of(all.rings, &trace_ring_listed::alive)) {
         return EBUSY;
     }
-    for (const trace_ring_listed &listed : all) {
-        if (of_pid(listed)) {
-            const dead_file file = take_dead(folder, listed.path.substr(folder.size() + 1));
-            const int result = file.fd < 0 ? EBUSY : remove_file(file);
-            error = error != 0 ? error : result;
-            if (file.fd >= 0) {
-                close(file.fd);
-            }
+    for (const trace_ring_listed &listed : all.rings) {
+        const dead_file file = take_dead(folder, user, listed.path.substr(folder.size() + 1));
+        const int result = file.fd < 0 ? EBUSY : remove_file(file);
+        error = error != 0 ? error : result;
+        if (file.fd >= 0) {
+            close(file.fd);
         }
     }
     return error;

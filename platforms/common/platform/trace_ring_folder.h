@@ -7,6 +7,7 @@
 #define PLATFORM_TRACE_RING_FOLDER_H
 
 #include <cstdint>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -27,16 +28,21 @@ struct trace_ring_listed {
     trace_ring_header header{};
 };
 
-// The ring files, of the process that started last first, then by index. Those that are not sound, or that
-// the caller may not read, are only counted. Returns 0 or the error of opening or reading the folder.
-int trace_ring_list(const std::string &folder, std::vector<trace_ring_listed> *out, uint32_t *unreadable);
+struct trace_ring_listing {
+    std::vector<trace_ring_listed> rings; // of the process that started last first, then by index
+    uint32_t unreadable = 0;              // files that are not sound, or that the caller may not read
+    std::set<uint32_t> others;            // other users who have files there, named as they like
+};
+
+// The ring files of one user. Returns 0 or the error of opening or reading the folder.
+int trace_ring_list(const std::string &folder, uint32_t user, trace_ring_listing *out);
 
 // Removes the ring files of the dead processes of this user, except those of the one that wrote last, and
 // files that were left without a header. Several processes may do so at once.
 void trace_ring_remove_dead(const std::string &folder);
 
-// Removes the ring files of a dead process. Returns 0, ESRCH when it has none, EBUSY when it lives, or
-// the error of the first removal that failed.
-int trace_ring_remove(const std::string &folder, int32_t pid);
+// Removes the ring files that the user has of a dead process. Returns 0, ESRCH when there are none, EBUSY
+// when it lives, or the error of the first removal that failed.
+int trace_ring_remove(const std::string &folder, uint32_t user, int32_t pid);
 
 #endif

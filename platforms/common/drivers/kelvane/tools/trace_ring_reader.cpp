@@ -7,12 +7,14 @@
 #include <cstdio>
 #include <cstring>
 #include <ctime>
+#include <set>
 #include <string>
 #include <string_view>
 #include <tuple>
 #include <vector>
 
 #include <getopt.h>
+#include <unistd.h>
 
 #include "platform/trace_ring_file.h"
 #include "platform/trace_ring_folder.h"
@@ -35,6 +37,8 @@ constexpr char HELP[] =
     "  -f, --follow       go on with new entries until the process ends\n"
     "      --list         list the rings instead, without PID those of all processes\n"
     "      --remove PID   remove the rings of a dead process\n"
+    "  -u, --user NUMBER  the rings of this user; without it your own, since a file of another user's can\n"
+    "                     carry the id of any process\n"
     "  -h, --help         this text\n"
     "\n"
     "The rings lie in /dev/shm, or in the folder that KELVANE_TRACE_DIR names.\n"
@@ -54,6 +58,7 @@ struct wishes {
     int32_t pid = -1;               // -1: the newest
     int32_t remove_pid = -1;
     size_t last = SIZE_MAX;
+    uint32_t user = geteuid();
     bool follow = false;
     bool list = false;
     bool help = false;
@@ -128,12 +133,17 @@ bool parse_wishes(int argc, char **argv, wishes *out)
 {
     enum { LIST = 256, REMOVE };
     static const option long_options[] = {
-        {"ring", required_argument, nullptr, 'r'}, {"level", required_argument, nullptr, 'l'},
-        {"last", required_argument, nullptr, 'n'}, {"follow", no_argument, nullptr, 'f'},
-        {"list", no_argument, nullptr, LIST},      {"remove", required_argument, nullptr, REMOVE},
-        {"help", no_argument, nullptr, 'h'},       {nullptr, 0, nullptr, 0},
+        {"ring", required_argument, nullptr, 'r'},
+        {"level", required_argument, nullptr, 'l'},
+        {"last", required_argument, nullptr, 'n'},
+        {"follow", no_argument, nullptr, 'f'},
+        {"list", no_argument, nullptr, LIST},
+        {"remove", required_argument, nullptr, REMOVE},
+        {"user", required_argument, nullptr, 'u'},
+        {"help", no_argument, nullptr, 'h'},
+        {nullptr, 0, nullptr, 0},
     };
-    for (int letter = 0; (letter = getopt_long(argc, argv, "r:l:n:fh", long_options, nullptr)) != -1;) {
+    for (int letter = 0; (letter = getopt_long(argc, argv, "r:l:n:u:fh", long_options, nullptr)) != -1;) {
         switch (letter) {
         case 'r':
             out->rings.push_back(optarg);
@@ -159,6 +169,11 @@ bool parse_wishes(int argc, char **argv, wishes *out)
                 return bad_number("--remove", optarg);
             }
             break;
+        case 'u':
+            if (!parse_number(optarg, &out->user)) {
+                return bad_number("--user", optarg);
+            }
+            break;
         case 'h':
             out->help = true;
             break;
@@ -176,9 +191,9 @@ bool parse_wishes(int argc, char **argv, wishes *out)
     return true;
 }
 
-exit_status remove_rings(const std::string &folder, int32_t pid)
+exit_status remove_rings(const std::string &folder, uint32_t user, int32_t pid)
 {
-    const int error = trace_ring_remove(folder, pid);
+    const int error = trace_ring_remove(folder, user, pid);
     switch (error) {
     case 0:
         return DONE;
@@ -384,6 +399,13 @@ exit_status print_rings(const wishes &wished, const std::vector<trace_ring_liste
     return good ? DONE : FAILED;
 }
 
+void say_left_out(const std::set<uint32_t> &others)
+{
+    for (const uint32_t user : others) {
+        say("those of user %u are left out; --user %u takes them", user, user);
+    }
+}
+
 exit_status serve(const wishes &wished)
 {
     if (wished.help) {
@@ -391,14 +413,17 @@ exit_status serve(const wishes &wished)
         return DONE;
     }
     const std::string folder = trace_ring_folder();
-    if (wished.remove_pid >= 0) {
-        return remove_rings(folder, wished.remove_pid);
+    if (wished.user != geteuid()) {
+        say("rings of user %u", wished.user);
     }
-    std::vector<trace_ring_listed> rings;
-    uint32_t unreadable = 0;
-    const int error = trace_ring_list(folder, &rings, &unreadable);
-    if (unreadable > 0) {
-        say("%u files in %s are no sound rings or not yours to read", unreadable, folder.c_str());
+    if (wished.remove_pid >= 0) {
+        return remove_rings(folder, wished.user, wished.remove_pid);
+    }
+    trace_ring_listing listing;
+    std::vector<trace_ring_listed> &rings = listing.rings;
+    const int error = trace_ring_list(folder, wished.user, &listing);
+    if (listing.unreadable > 0) {
+        say("%u files in %s are no sound rings or not yours to read", listing.unreadable, folder.c_str());
     }
     if (error != 0) {
         say("%s: %s", folder.c_str(), strerror(error));
@@ -406,6 +431,9 @@ exit_status serve(const wishes &wished)
     }
     if (!wished.list || wished.pid >= 0) {
         choose(wished, &rings);
+    }
+    if (wished.list || rings.empty()) {
+        say_left_out(listing.others);
     }
     if (rings.empty()) {
         const std::string whose = wished.pid >= 0 ? " of process " + std::to_string(wished.pid) : "";
