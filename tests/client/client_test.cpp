@@ -9,6 +9,7 @@
 
 #include "client/fake_kelvane.h"
 #include "client/run_child.h"
+#include "mock_client/client_traffic.h"
 #include "support/temporary_folder.h"
 
 namespace {
@@ -136,6 +137,9 @@ TEST_F(mock_client, takes_its_options_and_waits_for_the_callbacks)
           "?>>> Init has been performed. Returning...\n?"}) {
         EXPECT_NE(run.text.find(part), string::npos) << run.text;
     }
+    const child_result late =
+        run_client("quit\n", {"mock_client"}, [] { atexit([] { coherent_set_laser_cb_fn(0, 0, 0, 0); }); });
+    EXPECT_TRUE(late.text.ends_with("?mock_client:laser config done\n")) << late.text;
     const child_result usage = run_client("", {"mock_client", "--help"});
     EXPECT_EQ(usage.status, 0);
     EXPECT_TRUE(usage.text.starts_with("usage: mock_client [-a any] [-t any] [-w channel]\n"));
