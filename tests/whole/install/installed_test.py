@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 # The library as those meet it who have nothing but what was installed, in a folder that was moved since.
 #
-# usage: installed_test.py [CLASS.TEST]; BUILD, CMAKE, CC, CXX and CFLAGS come in the environment.
+# usage: installed_test.py [CLASS.TEST]; BUILD, CMAKE, CC, CXX, CFLAGS and FORTIFIED come in the environment.
 import os
 import pathlib
 import re
@@ -50,6 +50,16 @@ class Installed(Bench):
         self.assertRegex(said, "Flags: .*NODELETE")  # its threads outlive a dlclose
         names = re.findall(r" [^A] (\w+)\b", self.run_program("nm", "--dynamic", "--defined-only", library))
         self.assertEqual(names, (HERE / "public_operations.txt").read_text().split())
+
+    def test_whatever_is_installed_to_run_is_hardened(self):
+        library = self.libraries / "libkelvane.so"
+        for file in (library, *(self.prefix / "bin").iterdir()):
+            said = self.run_program("readelf", "--wide", "--file-header", "--program-headers", "--dynamic",
+                                    "--dyn-syms", file)
+            for sign in (r"Type: +DYN ", "GNU_RELRO", "Flags: NOW", "__stack_chk_fail",
+                         *(["__[a-z]+_chk@"] if os.environ["FORTIFIED"] else []),
+                         *([" PIE\n"] if file != library else [])):
+                self.assertRegex(said, sign, file)
 
     def test_an_application_is_built_and_runs(self):
         log = self.host / "root/kelvane.log"
