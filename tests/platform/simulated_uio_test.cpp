@@ -2,6 +2,7 @@
 #include <atomic>
 #include <cerrno>
 #include <filesystem>
+#include <fstream>
 #include <thread>
 #include <vector>
 
@@ -194,7 +195,11 @@ TEST_F(simulated_uio, forged_greetings_and_control_pages_are_refused_and_leave_n
     const auto open_files = [] {
         return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
     };
-    const auto before = open_files();
+    const auto mapped_lines = [] {
+        std::ifstream maps("/proc/self/maps");
+        return std::count(std::istreambuf_iterator<char>(maps), {}, '\n');
+    };
+    const auto before = open_files(), mapped = mapped_lines();
     simulated_uio_greeting greeting = GREETING;
     // Of the greeting: magic, version, bytes; of the page, from 10 on, these and count and offsets of
     // registers.
@@ -215,6 +220,7 @@ TEST_F(simulated_uio, forged_greetings_and_control_pages_are_refused_and_leave_n
     for (const auto &descriptors : DESCRIPTORS) {
         EXPECT_EQ(map(GREETING, descriptors), EPROTO) << descriptors.size();
     }
+    EXPECT_EQ(mapped_lines(), mapped);
     control->clear_on_one_offset = 0xFFFFFFFF; // none
     control->posted_offset[2] = 0;
     control->posted_count = 64;
