@@ -144,6 +144,7 @@ class Card(Bench):
             self.assertTrue(self.run_card(*options).startswith("1 card_simulator: " + expected), options)
         self.assertIn("0 card_simulator [OPTION...]  ", self.run_card("--help"))
         for verb, expected in ((["peek", "1f04000"], "0 0x55667788\n"), (["plug", "3"], "1 plug: there is a module "),
+                               (["\033[2J\x7f"], "1 there is no verb \\x1b[2J\\x7f; help lists them\n"),
                                (["x" * 2000], "1 a line is text of up to 1024 characters\n"),
                                (["show"], "0 firmware 5.22, up"), (["remove"], "0 "), (["insert"], "0 ")):
             self.assertTrue(self.send(*verb).startswith(expected), verb)

@@ -9,6 +9,7 @@
 
 #include "card_simulator/process/card_tree.h"
 #include "card_simulator/process/local_socket.h"
+#include "card_simulator/process/terminal_text.h"
 
 namespace {
 
@@ -128,6 +129,6 @@ int control_socket_send(const std::string &folder, const std::string &line)
     }
     close(fd);
     const bool done = answer[0] == DONE;
-    std::fprintf(done ? stdout : stderr, "%s", answer.c_str() + 1);
+    print_for_terminal(done ? stdout : stderr, answer.substr(1));
     return done ? 0 : 1;
 }

@@ -15,6 +15,7 @@
 #include "card_simulator/process/event_loop.h"
 #include "card_simulator/process/options.h"
 #include "card_simulator/process/prompt.h"
+#include "card_simulator/process/terminal_text.h"
 #include "card_simulator/process/uio_server.h"
 #include "kelvane_bar.h"
 
@@ -128,7 +129,7 @@ int run(simulator &it, const simulator_options &options)
     uio_server_stop(it.server);
     card_tree_close(it.tree);
     if (!problem.empty()) {
-        std::fprintf(stderr, "card_simulator: %s%s", problem.c_str(), problem.back() == '\n' ? "" : "\n");
+        print_for_terminal(stderr, "card_simulator: " + problem + (problem.back() == '\n' ? "" : "\n"));
         return 1;
     }
     return 0;

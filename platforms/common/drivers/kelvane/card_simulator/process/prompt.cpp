@@ -8,6 +8,7 @@
 
 #include "card_simulator/firmware/card_record.h"
 #include "card_simulator/process/control_socket.h"
+#include "card_simulator/process/terminal_text.h"
 
 namespace {
 
@@ -24,11 +25,9 @@ void run_line(prompt &prompt)
     std::string answer;
     if (prompt.too_long) {
         std::fputs("a line has up to 1024 characters\n", stderr);
-    } else if (uio_server_verb(*prompt.server, prompt.line.c_str(), &answer) == 0) {
-        std::fputs(answer.c_str(), stdout);
-        std::fflush(stdout);
     } else {
-        std::fputs(answer.c_str(), stderr);
+        const bool done = uio_server_verb(*prompt.server, prompt.line.c_str(), &answer) == 0;
+        print_for_terminal(done ? stdout : stderr, answer);
     }
     prompt.line.clear();
     prompt.too_long = false;
@@ -89,7 +88,7 @@ bool prompt_run_script(uio_server &server, const std::string &path, std::string 
             *problem = path + ", line " + std::to_string(number) + ": " + answer;
             return false;
         }
-        std::fputs(answer.c_str(), stdout);
+        print_for_terminal(stdout, answer);
     }
     if (file.bad()) {
         *problem = "cannot read " + path;
