@@ -60,37 +60,31 @@ TEST_F(uio, only_what_lies_in_folders_of_ones_own_and_behind_no_link_is_used)
 {
     namespace fs = std::filesystem;
     write("uio0/name CARD");
-    tree.write("outside/uio/uio0/name", "CARD\n");
-    tree.write("outside/kelvane.log", "not ours to clear");
     const fs::path class_folder = tree.path + "/sys/class", log = tree.path + "/root/kelvane.log";
-    const auto refused = [&](const std::string &what) {
+    const auto expect_refused = [&](const std::string &what, int error) {
         testing::internal::CaptureStderr();
-        const int found = find("CARD");
-        EXPECT_EQ(find("CARD"), found);
+        EXPECT_EQ(find("CARD") + find("CARD"), 2 * -error);
         EXPECT_EQ(testing::internal::GetCapturedStderr(),
                   "kelvane: " + tree.path + what + ": not used as part of a host's tree\n");
-        return -found;
     };
-    for (const auto &[folder, mode] : {std::pair("/sys/class", 020), {"/sys", 002}, {"", 020}}) {
-        fs::permissions(tree.path + folder, fs::perms(mode), fs::perm_options::add);
-        EXPECT_EQ(refused(std::string(folder) + " may be written to by others"), EPERM);
+    for (const auto &[folder, mode] : {std::pair("/sys/class", 0720), {"/sys", 0702}, {"", 0720}}) {
+        fs::permissions(tree.path + folder, fs::perms(mode));
+        expect_refused(std::string(folder) + " may be written to by others", EPERM);
     }
-    for (const char *folder : {"/sys/class", "/sys", ""}) {
-        fs::permissions(tree.path + folder, fs::perms::owner_all);
-    }
+    fs::permissions(tree.path, fs::perms(0700));
+    fs::permissions(tree.path + "/sys", fs::perms(0700));
     if (geteuid() == 0) {
         ASSERT_EQ(chown(class_folder.c_str(), 12345, 0), 0);
-        EXPECT_EQ(refused("/sys/class belongs to user 12345"), EPERM);
+        expect_refused("/sys/class belongs to user 12345", EPERM);
     }
-    fs::remove_all(class_folder);
-    fs::create_symlink("../outside", class_folder);
-    EXPECT_EQ(refused("/sys/class is a symbolic link"), ELOOP);
-    fs::create_symlink("../outside/kelvane.log", log);
+    fs::rename(class_folder, tree.path + "/other");
+    fs::create_symlink("../other", class_folder);
+    expect_refused("/sys/class is a symbolic link", ELOOP);
+    fs::create_symlink("../other", log);
     for (const char *mode : {"r", "w", "a+"}) {
         EXPECT_EQ(host_tree_fopen("/root/kelvane.log", mode), nullptr);
         EXPECT_EQ(errno, ELOOP);
     }
-    EXPECT_EQ(fs::file_size(log), 17u);
     fs::remove(log);
     fclose(host_tree_fopen("/root/kelvane.log", "w+"));
     EXPECT_EQ(fs::status(log).permissions(), fs::perms(0600));
