@@ -58,8 +58,8 @@
  * - exit needs no preparation. The library's threads run until the process has ended, and call back until
  *   then: what the callbacks use must not be destroyed before;
  * - its threads block all signals but those of their own faults. A thread that calls it keeps the signals that
- *   it had, except that SIGRTMIN + 6 and SIGRTMIN + 10 stay blocked in the one that called kelvane_init_driver
- *   or kelvane_device_create. A pause that a signal's handler cuts short is not resumed: a handler that runs
+ *   it had, except that SIGRTMIN + 6 and SIGRTMIN + 10 stay blocked in the one that called
+ *   kelvane_device_create. A pause that a signal's handler cuts short is not resumed: a handler that runs
  *   every 100 us makes a limit of 300 s one of about 70 s, on that thread alone.
  *
  * An operation called a command below is one exchange of messages with the firmware:
