@@ -60,7 +60,7 @@ SCRIPT(commands, verbs_that_make_no_sense_are_refused_with_a_reason, R"(
     ! alarms = there is no verb alarms; ! plug = DEV is missing; ! plug x = DEV is not a decimal number: x
     ! plug 10 = DEV is 0 to 9; ! plug 4 = a module is one of; ! plug 2 2 = nothing is expected after: 2; ! refuse 66
     ! refuse 99999999999; ! refuse laser = COMMAND is neither; ! refuse read_register 101%
-    ! error read_register ORDUNE_NOTHING; ! corrupt rc; ! peek 4000000; ! peek 2; ! set-register 1 10000 0
+    ! error read_register ORDUNE_NOTHING; ! corrupt crc; ! peek 4000000; ! peek 2; ! set-register 1 10000 0
     ! resume = is not hung; ! insert; ! spurious-interrupt; ! spurious-interrupt 2 17 = a sirane is one of the
     ! upset down; ! memory-error twice; ! restart hot; ! restart warm 6; ! dap sing 1; ! dap answer 1101
     ! image-version 256.1; ! image-version 1.65536; ! log empty; ! log text; ! log fill 100001; ! eprom 4 clear

@@ -18,8 +18,10 @@ struct corruptible_field {
 
 constexpr corruptible_field CORRUPTIBLE_FIELDS[] = {
     {"cmd", 0, 0x000000C8},     {"ref_id", 1, 0xDEADBEEF}, {"size", 2, 0x7FFFFFFF},
-    {"version", 3, 0x000000FF}, {"sy", 4, 0x0000000C},
+    {"version", 3, 0x000000FF}, {"sy", 4, 0x0000000C},     {"rc", 5, 0x80010013},
 };
+
+constexpr std::string_view OF_ANOTHER = "other";
 
 bool take_field(arguments &args, armed_fault *fault)
 {
@@ -29,7 +31,7 @@ bool take_field(arguments &args, armed_fault *fault)
     }
     const auto *field = std::ranges::find(CORRUPTIBLE_FIELDS, name, &corruptible_field::name);
     if (field == std::end(CORRUPTIBLE_FIELDS)) {
-        return reject(args, "FIELD is one of cmd, ref_id, size, version, sy");
+        return reject(args, "FIELD is one of cmd, ref_id, size, version, sy, rc");
     }
     fault->subject = field->header_word;
     fault->value = field->value;
@@ -88,7 +90,9 @@ bool take_value(arguments &args, fault_value value, armed_fault *fault)
     case fault_value::error_word:
         return take_error_word(args, &fault->value);
     case fault_value::of_header_word:
-        return !given || take_number(args, "VALUE", 16, &fault->value);
+        fault->of_another = given && args.given[args.next] == OF_ANOTHER;
+        args.next += fault->of_another ? 1 : 0;
+        return !given || fault->of_another || take_number(args, "VALUE", 16, &fault->value);
     default:
         return true;
     }

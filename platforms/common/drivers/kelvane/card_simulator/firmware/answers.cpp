@@ -56,6 +56,9 @@ void answers_run_command(card &card, uint32_t sirane_id)
 {
     mailbox_message message = std::move(card.firmware.siranes[sirane_id].commands.message);
     const command_row &row = *command_row_of(message.header.cmd); // others are refused
+    if (message.header.sy != MBOX_SYNC_WORD) {
+        faults_note_request(card.faults, sirane_id, message.header);
+    }
     uint64_t work_ms = 0;
     message.header.rc = run_command(card, sirane_id, row, message, &work_ms);
     message.header.size = row.words;
@@ -74,7 +77,7 @@ void answers_run_command(card &card, uint32_t sirane_id)
     if (row.answer == command_answer::when_done && !awaited) {
         work_ms = card.firmware.laser_time_ms;
     }
-    faults_corrupt(card.faults, fault_kind::corrupt, message.header);
+    faults_corrupt(card.faults, fault_kind::corrupt, sirane_id, message.header);
     if (delay_ms + work_ms != 0) {
         card.firmware.late.push_back({wait_monotonic() + (delay_ms + work_ms) * NS_PER_MS, sirane_id,
                                       std::move(message), is_image_work});

@@ -57,7 +57,7 @@ void answer(card &card)
     for (uint32_t i = 0; i < data.size(); i++) {
         bar_write(card.bar, DATA + 4 * i, data[i]);
     }
-    faults_corrupt(card.faults, fault_kind::corrupt, header);
+    faults_corrupt(card.faults, fault_kind::corrupt, 0, header);
     message_write_header(card.bar, DAP_REGISTERS.mailbox_addr, header);
     call_host(card, dap_phase::done, MBOX_STATE_DONE);
 }

@@ -83,7 +83,7 @@ void delivery_post_notice(card &card, uint32_t sirane_id, uint32_t mbox, mailbox
     if (card.firmware.siranes[sirane_id].out[mbox].host == MBOX_STATE_NONE) {
         return; // no host has come, or it resets its mailboxes
     }
-    faults_corrupt(card.faults, fault_kind::corrupt_notice, message.header);
+    faults_corrupt(card.faults, fault_kind::corrupt_notice, sirane_id, message.header);
     delivery_post(card, sirane_id, mbox, std::move(message));
 }
 

@@ -12,13 +12,13 @@ auto find(faults &faults, fault_kind kind, uint32_t subject)
 }
 
 // splitmix64: any state will do, and the same seed commits the same faults.
-uint32_t draw_percent(uint64_t &dice)
+uint32_t draw(uint64_t &dice, uint64_t end)
 {
     dice += 0x9E3779B97F4A7C15;
     uint64_t mixed = dice;
     mixed = (mixed ^ (mixed >> 30)) * 0xBF58476D1CE4E5B9;
     mixed = (mixed ^ (mixed >> 27)) * 0x94D049BB133111EB;
-    return static_cast<uint32_t>((mixed ^ (mixed >> 31)) % 100);
+    return static_cast<uint32_t>((mixed ^ (mixed >> 31)) % end);
 }
 
 } // namespace
@@ -37,8 +37,7 @@ void faults_arm(faults &faults, const armed_fault &fault)
 bool faults_strike(faults &faults, fault_kind kind, uint32_t subject, uint32_t *value)
 {
     const auto fault = find(faults, kind, subject);
-    if (fault == faults.armed.end() ||
-        (fault->percent < 100 && draw_percent(faults.dice) >= fault->percent)) {
+    if (fault == faults.armed.end() || (fault->percent < 100 && draw(faults.dice, 100) >= fault->percent)) {
         return false;
     }
     if (value != nullptr) {
@@ -50,14 +49,30 @@ bool faults_strike(faults &faults, fault_kind kind, uint32_t subject, uint32_t *
     return true;
 }
 
-void faults_corrupt(faults &faults, fault_kind kind, mbox_data_header &header)
+void faults_note_request(faults &faults, uint32_t sirane_id, const mbox_data_header &header)
 {
-    uint32_t *const words[MBOX_HEADER_WORDS] = {&header.cmd,     &header.ref_id, &header.size,
-                                                &header.version, &header.sy,     &header.rc};
+    std::vector<mbox_data_header> &requests = faults.requests[sirane_id];
+    if (requests.size() == CONFUSABLE_REQUESTS) {
+        requests.erase(requests.begin());
+    }
+    requests.push_back(header);
+}
+
+void faults_corrupt(faults &faults, fault_kind kind, uint32_t sirane_id, mbox_data_header &header)
+{
+    constexpr uint32_t mbox_data_header::*WORDS[MBOX_HEADER_WORDS] = {
+        &mbox_data_header::cmd,     &mbox_data_header::ref_id, &mbox_data_header::size,
+        &mbox_data_header::version, &mbox_data_header::sy,     &mbox_data_header::rc};
+    std::vector<mbox_data_header> others = faults.requests[sirane_id];
+    std::erase_if(others, [&header](const mbox_data_header &it) { return it.ref_id == header.ref_id; });
+    const size_t other = others.empty() ? 0 : draw(faults.dice, others.size()); // one for all the words
     for (uint32_t i = 0; i < MBOX_HEADER_WORDS; i++) {
+        const auto fault = find(faults, kind, i);
+        const bool confused = fault != faults.armed.end() && fault->of_another;
         uint32_t value = 0;
-        if (faults_strike(faults, kind, i, &value)) {
-            *words[i] = value;
+        if ((confused && others.empty()) || !faults_strike(faults, kind, i, &value)) {
+            continue;
         }
+        header.*WORDS[i] = confused ? others[other].*WORDS[i] : value;
     }
 }
