@@ -182,6 +182,7 @@ TEST_F(deliveries_test, messages_that_belong_to_nobody)
         {{COMMAND_COUNT, r, 4, 0, 0, 0}, "0 refused "},
         {{CMD_SET_LASER, r, 4, 1, 0, 0}, "0 refused "},
         {{CMD_READ_REGISTER, r, 4, 0, 0, 0}, "64170 refused "},     // of a command that nobody handles
+        {{CMD_SET_TRAFFIC_TYPE, r, 4, 0, 0, 0}, "64170 refused "},  // of another than was sent
         {{CMD_ENABLE_PM_NOTIFY, r, 4, 1, 0, 0}, "64170 refused "}}; // of one whose callback is another
     for (const auto &[header, expected] : messages) {
         EXPECT_EQ(outcome(0, header, {}), expected) << header[0] << " " << header[4];
@@ -194,7 +195,8 @@ TEST_F(deliveries_test, messages_that_belong_to_nobody)
     }
     background_passes(200);
     kelvane_mutex_unlock(lock);
-    EXPECT_EQ(answer(r), "0 laser ff0001ff 40 0; "); // the request waited on
+    EXPECT_EQ(outcome(0, {CMD_SET_LASER, r, 4, 0, 0, 0}, {0, 0xFF0100FF, 1, 0x41}),
+              "0 laser ff0001ff 40 0; "); // the request waited on, and is told what it gave itself
 }
 
 TEST_F(deliveries_test, a_command_from_a_callback_fails)

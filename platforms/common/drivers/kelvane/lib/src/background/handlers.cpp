@@ -32,8 +32,13 @@ int32_t complete_request(kelvane_handle handle, const mailbox_handler &mb, const
             return rc;
         }
     }
-    const kelvane_device_address device_address = data.word[WORD_DEVICE_ADDRESS];
-    const uint32_t transaction_id = data.word[WORD_TRANSACTION_ID];
+    const kelvane_device_address device_address = record.req_data[WORD_DEVICE_ADDRESS];
+    const uint32_t transaction_id = record.req_data[WORD_TRANSACTION_ID];
+    if (data.word[WORD_DEVICE_ADDRESS] != device_address || data.word[WORD_TRANSACTION_ID] != transaction_id) {
+        TRACE_AS(function, LEVEL_ERROR, handle, sirane,
+                 "ERROR answer names dev_addr=0x%08x tr_id=%d, its request other ones ",
+                 data.word[WORD_DEVICE_ADDRESS], static_cast<int>(data.word[WORD_TRANSACTION_ID]));
+    }
     TRACE_AS(function, LEVEL_INFO, handle, device_address,
              "calling callback function handler=%d dev_addr=0x%08x tr_id=%d rc=0x%x",
              static_cast<int>(handle), device_address, static_cast<int>(transaction_id), header.rc);

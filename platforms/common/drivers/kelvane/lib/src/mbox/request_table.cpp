@@ -269,14 +269,17 @@ int32_t claim_asynch_req(trace_context at, const mailbox_handler &mb, request_ta
 {
     const char *const function = __func__;
     return test_and_take(at, mb, requests, header, is_valid_out, [&](asynch_req_t &record) -> int32_t {
-        if (record.asynch_op_type != type) {
-            TRACE_AT_AS(function, mb.error_level, at, "ERROR command %d does not belong to a record of %s ",
-                        static_cast<int>(header.cmd), type_name(record.asynch_op_type));
+        const bool is_request = type == KELVANE_ASYNCH_TYPE_OP_STANDARD_ASYNCH;
+        if (record.asynch_op_type != type || (is_request && record.header.cmd != header.cmd)) {
+            TRACE_AT_AS(function, mb.error_level, at,
+                        "ERROR command %d does not belong to a record of %s, command %d ",
+                        static_cast<int>(header.cmd), type_name(record.asynch_op_type),
+                        static_cast<int>(record.header.cmd));
             return KELVANE_RET_CODE_GEN_ERR;
         }
         *record_out = record;
         print_asynch_req_t(at, mb.mbox, record, mb.flow_level);
-        if (type == KELVANE_ASYNCH_TYPE_OP_STANDARD_ASYNCH) {
+        if (is_request) {
             make_free(&record);
         }
         return KELVANE_EOK;

@@ -35,7 +35,8 @@ int32_t is_asynch_req_id_valid(trace_context at, const mailbox_handler &mb, requ
 
 // The same test; for a valid header it also copies the record and, if that is a standard request, removes it,
 // all in one step under the lock, so that a record can be claimed only once. A record of a type other than
-// `type` does not belong to the message: KELVANE_RET_CODE_GEN_ERR with a log line, and the record stays.
+// `type`, or a request of another command, does not belong to the message: KELVANE_RET_CODE_GEN_ERR with a
+// log line, and the record stays.
 int32_t claim_asynch_req(trace_context at, const mailbox_handler &mb, request_table &requests,
                          const mbox_data_header &header, kelvane_asynch_type type, bool *is_valid_out,
                          asynch_req_t *record_out);
