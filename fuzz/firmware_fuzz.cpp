@@ -18,6 +18,7 @@
 #include "lifecycle/driver.h"
 #include "mbox/model.h"
 #include "mbox/receive.h"
+#include "mbox/waiting.h"
 #include "support/operations.h"
 #include "support/promises.h"
 #include "support/temporary_folder.h"

@@ -206,9 +206,12 @@ TEST_F(deliveries_test, a_command_from_a_callback_fails)
     };
     request(0x40, commanding);
     EXPECT_EQ(answer(0x1234), "0 command faac; ");
+    EXPECT_LT(time.now(), 1000000000u);
     request(0x40, commanding);
     std::thread([] { kelvane_mutex_lock(&sirane_0.command_mutex); }).join();
-    EXPECT_EQ(answer(0x1236), "0 command 6e; "); // does not wait for who may wait for it
+    sirane_0.command_mutex.holder_waits_for = &sirane_0.answers[MBOX_PM].response_mutex;
+    sirane_0.answers[MBOX_PM].response_mutex.holder_waits_for = &sirane_0.answers[0].response_mutex;
+    EXPECT_EQ(answer(0x1236), "0 command 6e; "); // who would wait for its own end does not wait
     EXPECT_LT(time.now(), 1000000000u);
 }
 

@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "mbox/model.h"
+#include "mbox/waiting.h"
 #include "platform/wait.h"
 
 // Of the address sanitizer, where it is there.
@@ -22,6 +22,8 @@ namespace {
 constexpr uint64_t SECOND = 1000000000;
 constexpr uint64_t EPOCH_SECONDS = 1600000000;
 constexpr uint64_t POLL_NS = SECOND / 1000; // sleeps up to here poll something
+constexpr uint64_t SWITCHED_AWAY_NS =
+    2 * POLL_NS; // whoever is switched away from misses what others wait for
 constexpr size_t STACK_BYTES = 256 * 1024;
 
 struct fiber {
@@ -30,8 +32,9 @@ struct fiber {
     std::function<void()> body;
     uint64_t wake_ns = 0;
     const std::function<bool()> *condition = nullptr; // beside the time
+    uint64_t turn = 0;                                // its last
     bool done = false;
-    const kelvane_mutex *served = nullptr; // what its own thread would remember
+    kelvane_mutex *served = nullptr; // what its own thread would remember
     void *sanitizer_stack = nullptr;
 };
 
@@ -43,6 +46,11 @@ struct fiber_world {
     const void *scheduler_bottom = nullptr;
     size_t scheduler_size = 0;
     uint64_t now = 0;
+    uint64_t turns = 0;
+    bool explores = false;
+    std::vector<forced_switch> switches;
+    std::vector<uint32_t> points;
+    fiber *forced = nullptr;
     std::function<void()> on_clock;
     std::function<uint64_t()> next_event;
 };
@@ -85,6 +93,7 @@ void run_body()
 void go_on_with(fiber *it)
 {
     world.current = it;
+    it->turn = ++world.turns;
     mbox_mutex_served_here = it->served;
     leave_stack(&world.scheduler_sanitizer_stack, it->stack.get(), STACK_BYTES);
     swapcontext(&world.scheduler, &it->context);
@@ -96,6 +105,35 @@ void go_on_with(fiber *it)
 bool is_ready(const fiber &it)
 {
     return it.wake_ns <= world.now || (it.condition != nullptr && (*it.condition)());
+}
+
+// A point of the exploration: which of the others goes on, null for none of them.
+fiber *forced_among(const std::vector<fiber *> &others)
+{
+    fiber *chosen = nullptr;
+    if (!others.empty()) {
+        for (const forced_switch &it : world.switches) {
+            chosen = it.point == world.points.size() ? others[it.other % others.size()] : chosen;
+        }
+        world.points.push_back(static_cast<uint32_t>(others.size()));
+    }
+    return chosen;
+}
+
+// Takes the one that goes on out of those that can.
+fiber *next_of(std::vector<fiber *> &ready)
+{
+    if (!world.explores) {
+        return ready[choose(ready.size())];
+    }
+    if (world.forced != nullptr) {
+        return std::exchange(world.forced, nullptr);
+    }
+    const auto longest = std::ranges::min_element(ready, {}, &fiber::turn);
+    fiber *chosen = *longest;
+    ready.erase(longest);
+    fiber *other = forced_among(ready);
+    return other != nullptr ? other : chosen;
 }
 
 void move_clock(uint64_t to)
@@ -136,6 +174,9 @@ int lock_here(void *, pthread_mutex_t *mutex, const timespec *deadline)
 {
     const uint64_t until = (static_cast<uint64_t>(deadline->tv_sec) - EPOCH_SECONDS) * SECOND +
                            static_cast<uint64_t>(deadline->tv_nsec);
+    if (mbox_mutex_served_here != nullptr && mutex == &mbox_mutex_served_here->lock.lock) {
+        return EDEADLK; // held by this fiber, as the system would say of a thread
+    }
     int result = pthread_mutex_trylock(mutex);
     while (result == EBUSY && world.now < until) {
         if (world.current == nullptr) {
@@ -190,6 +231,7 @@ void fibers_end()
 {
     wait_use_source(nullptr);
     world.fibers.clear();
+    world.explores = false;
 }
 
 void fibers_add(std::function<void()> body)
@@ -224,7 +266,7 @@ bool fibers_run(const std::function<bool()> &ended, uint64_t limit_ns)
             move_clock(next);
             continue;
         }
-        fiber *chosen = ready[choose(ready.size())];
+        fiber *chosen = next_of(ready);
         go_on_with(chosen);
         if (chosen->done) {
             std::erase_if(world.fibers, [chosen](const auto &it) { return it.get() == chosen; });
@@ -235,9 +277,22 @@ bool fibers_run(const std::function<bool()> &ended, uint64_t limit_ns)
 
 void fiber_give_way()
 {
-    if (world.current != nullptr) {
-        sleep_until(world.now, nullptr);
+    if (world.current == nullptr) {
+        return;
     }
+    if (world.explores) {
+        std::vector<fiber *> others;
+        for (const auto &it : world.fibers) {
+            if (it.get() != world.current && is_ready(*it)) {
+                others.push_back(it.get());
+            }
+        }
+        world.forced = forced_among(others);
+        if (world.forced == nullptr) {
+            return;
+        }
+    }
+    sleep_until(world.now + (world.explores ? SWITCHED_AWAY_NS : 0), nullptr);
 }
 
 void fiber_wait(const std::function<bool()> &condition)
@@ -245,6 +300,23 @@ void fiber_wait(const std::function<bool()> &condition)
     if (!condition()) {
         sleep_until(UINT64_MAX, &condition);
     }
+}
+
+void fibers_explore(const std::vector<forced_switch> &switches)
+{
+    world.explores = true;
+    world.switches = switches;
+    world.points.clear();
+}
+
+void fibers_explore_no_more()
+{
+    world.explores = false;
+}
+
+const std::vector<uint32_t> &fibers_points()
+{
+    return world.points;
 }
 
 uint64_t fibers_clock()

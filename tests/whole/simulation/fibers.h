@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <vector>
 
 // Uniform below `end`, which is not 0. All choices of a run come from here.
 void choices_start(uint64_t seed);
@@ -25,6 +26,19 @@ bool fibers_run(const std::function<bool()> &ended, uint64_t limit_ns);
 // Of a fiber: lets the others run, until the condition holds.
 void fiber_give_way();
 void fiber_wait(const std::function<bool()> &condition);
+
+// Explored instead of drawn: from here on a fiber goes on until it waits, then the one that has waited
+// longest, except for these switches: where more than one can go on for the `point`-th time, it is another
+// one.
+struct forced_switch {
+    size_t point;
+    uint32_t other; // of the others, from 0
+};
+void fibers_explore(const std::vector<forced_switch> &switches);
+void fibers_explore_no_more();
+
+// How many others could have gone on, by point, since the last fibers_explore.
+const std::vector<uint32_t> &fibers_points();
 
 // Nanoseconds since fibers_begin.
 uint64_t fibers_clock();

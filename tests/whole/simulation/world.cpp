@@ -61,7 +61,7 @@ void note_access(uint64_t what)
         simulation_failed("a step does not end");
     }
     if (simulation.accesses_of_step < LONG_STEP) {
-        if (one_in(GIVES_WAY_EVERY)) {
+        if (simulation.explores || one_in(GIVES_WAY_EVERY)) {
             fiber_give_way();
         }
     } else if (one_in(100 * GIVES_WAY_EVERY)) {
@@ -182,9 +182,11 @@ void clock_moved()
 
 void simulation_failed(const std::string &what)
 {
-    std::cerr << "seed " << simulation.seed << ": " << what << "\nat " << fibers_clock() / 1000
-              << " us, access " << simulation.accesses << "; to see it again: " << program_invocation_name
-              << " --from " << simulation.seed << " --seeds 1 --tell\n";
+    const std::string seed = std::to_string(simulation.seed);
+    std::cerr << "seed " << seed << ": " << what << "\nat " << fibers_clock() / 1000 << " us, access "
+              << simulation.accesses << "; to see it again: " << program_invocation_name
+              << (simulation.again.empty() ? " --from " + seed + " --seeds 1" : simulation.again)
+              << " --tell\n";
     std::_Exit(1);
 }
 
@@ -207,9 +209,35 @@ std::string simulation_verb(const std::string &verb)
     return answer;
 }
 
+kelvane_init_device_t simulated_device()
+{
+    kelvane_init_device_t device{};
+    device.client_type = 1;
+    device.notify_plugin_cb = [](kelvane_handle, kelvane_device_address address, uint32_t plugged) {
+        simulation_note(address ^ plugged);
+        simulation.plugs[address].push_back(plugged);
+        return one_in(8) ? 1 : 0;
+    };
+    device.pci_read_cb = read_word;
+    device.pci_write_cb = write_word;
+    device.app_zynq_restart_notify_cb = [](kelvane_handle, uint32_t restart) {
+        simulation_note(restart);
+        if (simulation.on_restart) {
+            simulation.on_restart();
+        }
+        return 0;
+    };
+    device.generic_cb = [](kelvane_handle, kelvane_device_address, uint32_t value) {
+        simulation_note(value);
+        return 0;
+    };
+    return device;
+}
+
 static void world_start(uint64_t seed)
 {
-    simulation = {.seed = seed, .tells = simulation.tells, .logs = simulation.logs};
+    simulation = {
+        .seed = seed, .tells = simulation.tells, .logs = simulation.logs, .again = simulation.again};
     trace_level_mask_set(seed % 16 == 0 || simulation.logs ? 0x7F : 0x05);
     choices_start(seed);
     constexpr std::pair<uint32_t, uint32_t> VERSIONS[] = {{5, 22}, {5, 22}, {5, 21}, {5, 23},
@@ -222,24 +250,7 @@ static void world_start(uint64_t seed)
     zero_handle_record();
     keep_alive_sequence = 0;
     kelvane_transaction_counter.next = static_cast<uint32_t>(seed);
-    kelvane_init_device_t device{};
-    device.client_type = 1;
-    device.notify_plugin_cb = [](kelvane_handle, kelvane_device_address address, uint32_t plugged) {
-        simulation_note(address ^ plugged);
-        simulation.plugs[address].push_back(plugged);
-        return one_in(8) ? 1 : 0;
-    };
-    device.pci_read_cb = read_word;
-    device.pci_write_cb = write_word;
-    device.app_zynq_restart_notify_cb = [](kelvane_handle, uint32_t restart) {
-        simulation_note(restart);
-        return 0;
-    };
-    device.generic_cb = [](kelvane_handle, kelvane_device_address, uint32_t value) {
-        simulation_note(value);
-        return 0;
-    };
-    if (kelvane_device_create(device) != 0) {
+    if (kelvane_device_create(simulated_device()) != 0) {
         simulation_failed("kelvane_device_create failed");
     }
     kelvane_set_low_prio_active(0, 1); // the thread's own start does that

@@ -2,6 +2,7 @@
 #ifndef TESTS_WHOLE_SIMULATION_WORLD_H
 #define TESTS_WHOLE_SIMULATION_WORLD_H
 
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -16,14 +17,18 @@ enum bus_fault { FAILS, ALL_ONES, ZERO, FLIPS, BUS_FAULTS };
 
 // An asynchronous request; its transaction id is its index.
 struct simulated_request {
+    bool sets_laser = true; // or the traffic type
+    kelvane_device_address port = 0;
+    std::function<void()> then = nullptr; // done by its callback
     bool sent = false;
     uint32_t outcomes = 0;
 };
 
 struct simulated_world {
     uint64_t seed = 0;
-    bool tells = false; // every step, on standard error
-    bool logs = false;  // all levels are traced
+    bool tells = false;     // every step, on standard error
+    bool logs = false;      // all levels are traced
+    std::string again = {}; // what shows the run once more; empty for a seed
     card *it = nullptr;
 
     std::vector<simulated_request> requests = {};
@@ -31,12 +36,12 @@ struct simulated_world {
     std::map<kelvane_device_address, std::vector<uint32_t>> plugs = {}; // of each module
 
     // What goes on.
-    uint32_t working = 0;               // applications that are not done
-    bool links_up = false;              // callbacks must not command meanwhile, as kelvane.h says
-    uint32_t commands_of_callbacks = 0; // under way
-    bool dumps = false;                 // an application copies the firmware's log
-    bool ends = false;                  // the library's threads are to stop
-    bool low_priority_ends = false;     // its thread first: it waits for what the others do
+    bool explores = false; // each access is a point of the exploration
+    std::function<void()> on_restart = nullptr;
+    uint32_t working = 0; // applications that are not done
+    bool links_up = false;
+    bool ends = false;              // the library's threads are to stop
+    bool low_priority_ends = false; // its thread first: it waits for what the others do
     bool low_priority_ended = false;
 
     // The next fault of the bus: so many accesses from now, so many of them.
@@ -71,10 +76,16 @@ void simulation_tell(const std::string &step);
 // What the card answers to a verb, which it may refuse.
 std::string simulation_verb(const std::string &verb);
 
+// What kelvane_device_create gets.
+kelvane_init_device_t simulated_device();
+
 // A new card and the library on it, created and not mapped, of an initialised driver; `body` as a fiber
 // beside the library's threads. Whatever it adds to `working` is waited for. Then all is healed, the last
 // word is asked for, and nothing may be lost, doubled or locked. The digest of the run.
 uint64_t world_run(uint64_t seed, const std::function<void()> &body);
+
+// Requests the port's laser or traffic type; `then` is done by the callback.
+int32_t request(bool laser, kelvane_device_address port, const std::function<void()> &then = nullptr);
 
 // What an application does until it has had enough, and the one that looks whether all still works.
 void application(uint32_t number);

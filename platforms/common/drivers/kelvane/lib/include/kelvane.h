@@ -156,11 +156,11 @@ enum kelvane_return_code {
  *   -------------------  -------------------  ---------------------  -------------------  ----------------
  *   PCI access           any, several at      what the access        nothing              fails the access
  *                        once                 needs
- *   laser, traffic type  the sirane's answer  the sirane's answer    no command to that   is logged
- *                        thread               mailbox                sirane
+ *   laser, traffic type  the sirane's answer  the sirane's answer    (1), (2); no command   is logged
+ *                        thread               mailbox                to that sirane
  *     their time-out     background thread    nothing                anything             is logged
- *   plug-in, restart     the sirane's answer  the sirane's answer    no command to that   refuses the
- *                        thread               mailbox                sirane               message
+ *   plug-in, restart     the sirane's answer  the sirane's answer    (1), (2); no command   refuses the
+ *                        thread               mailbox                to that sirane       message
  *   performance          the sirane's batch   the sirane's batch     anything (1)         is logged
  *                        thread               mailbox
  *   alarms               the sirane's alarm   the sirane's alarm     anything (1)         is logged
@@ -171,11 +171,17 @@ enum kelvane_return_code {
  *
  * An access that fails ends its operation with KELVANE_RET_CODE_DEVICE_UNAVAILABLE.
  * A slow callback delays whatever else arrives in the mailbox that is held; on the background thread it
- * delays keep-alive and the time-outs of all siranes. A command that a callback may not call fails: with
- * KELVANE_RET_CODE_GEN_PLATFORM_PROBLEM, or at once with KELVANE_RET_CODE_ETIMEDOUT while another thread has
- * a command to that sirane under way.
- * (1) While another thread is in a link-up (kelvane_pci_mapped), the two wait for each other until one gives
- *     up after 360 s. */
+ * delays keep-alive and the time-outs of all siranes. What could only come to its turn after the callback's
+ * own end fails at once: a command to that sirane with KELVANE_RET_CODE_GEN_PLATFORM_PROBLEM, or with
+ * KELVANE_RET_CODE_ETIMEDOUT while another thread awaits an answer of it.
+ * (1) Requests with a callback, to that sirane, too: they wait while other threads send, and fail with
+ *     KELVANE_RET_CODE_ETIMEDOUT while one awaits an answer of it.
+ * (2) Commands to other siranes. Of callbacks that wait for each other's mailboxes one fails, with either code,
+ *     and its command's answer is lost; the others go on. No link-up: on firmware 5.22 and later
+ *     kelvane_pci_mapped fails there with KELVANE_RET_CODE_GEN_PLATFORM_PROBLEM, and the access is closed. Have
+ *     another thread do it.
+ * (3) Commands to that sirane. While another thread is in a link-up they fail with
+ *     KELVANE_RET_CODE_ETIMEDOUT. */
 
 /* Read the 32-bit word at byte `offset` of the BAR into `value`, and write one. `bus` is always 0.
  * `check_alive` is 1 for normal service and 0 where the firmware need not be up. */
@@ -287,7 +293,8 @@ int32_t kelvane_device_delete(kelvane_handle handle);
  * silent firmware for up to 300 s a mailbox, with firmware below 5.10 for at least 1.5 s and up to 150 s a
  * sirane. Not from two threads at once. Returns 0, or any code of a command except a firmware error word;
  * the access is then closed again. A failure on firmware 5.22 and later, from the mailboxes on, returns
- * KELVANE_RET_CODE_GEN_PLATFORM_PROBLEM and leaves the sirane's locks held until the process ends. */
+ * KELVANE_RET_CODE_GEN_PLATFORM_PROBLEM and leaves the sirane's locks held until the process ends, except in
+ * a callback (see there). */
 int32_t kelvane_pci_mapped(kelvane_handle handle, int32_t pci_mapped, uint64_t base, uint64_t size);
 
 /* Puts the firmware into its default state, which resets the siranes. A command, to the board. */
@@ -403,8 +410,9 @@ int32_t kelvane_set_arm_trace_level(kelvane_handle handle, uint32_t arm_trace_le
 
 /* Turns the watch over the firmware on (1) or off (0). On: every access to the card fails with
  * KELVANE_RET_CODE_DEVICE_UNAVAILABLE until the firmware has answered, and whenever it stops answering;
- * `keep_alive_cb` is told of each change; NULL leaves the callback that was set before. Off: takes effect at
- * once, even when the card does not answer. A command; only the handle is checked, and the firmware's word
+ * `keep_alive_cb` is told of each change; NULL leaves the callback that was set before. Not while another thread
+ * has a command under way, or an answer may come: cut in its last step, an exchange keeps its mailbox until the
+ * next one there has failed after 300 s. Off: takes effect at once, even when the card does not answer. A command; only the handle is checked, and the firmware's word
  * ORDUNE_MBOX_BUSY counts as success when turning on. */
 int32_t kelvane_enable_keep_alive_notify(kelvane_handle handle, uint32_t enable,
                                          kelvane_keep_alive_cb keep_alive_cb);

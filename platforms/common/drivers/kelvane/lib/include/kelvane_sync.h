@@ -21,6 +21,7 @@ static_assert(sizeof(pthread_mutex_t) < sizeof(kelvane_lock_area));
 struct kelvane_mutex {
     kelvane_lock_area lock;
     std::atomic<int32_t> lockingTID; // kernel id of the holder, 0 when free; for diagnosis only
+    std::atomic<const kelvane_mutex *> holder_waits_for; // if it waits for long, see mbox/waiting.h
 };
 
 // Binary: 1 given, 0 taken; born given.

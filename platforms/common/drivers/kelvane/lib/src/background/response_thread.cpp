@@ -12,6 +12,7 @@
 #include "mbox/receive.h"
 #include "mbox/request_table.h"
 #include "mbox/state.h"
+#include "mbox/waiting.h"
 
 namespace {
 

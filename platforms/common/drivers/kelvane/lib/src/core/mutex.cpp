@@ -32,6 +32,7 @@ int32_t kelvane_mutex_init(kelvane_mutex *mutex)
         return KELVANE_RET_CODE_GEN_PLATFORM_PROBLEM;
     }
     mutex->lockingTID.store(0, std::memory_order_relaxed);
+    mutex->holder_waits_for.store(nullptr, std::memory_order_relaxed);
     return KELVANE_EOK;
 }
 

@@ -61,6 +61,10 @@ class mutex_guard {
         : mutex_(mutex), status_(kelvane_mutex_timed_lock(mutex, seconds, nanoseconds))
     {
     }
+    // Takes over what a lock returned.
+    mutex_guard(kelvane_mutex *mutex, int32_t status) : mutex_(mutex), status_(status)
+    {
+    }
     ~mutex_guard()
     {
         if (status_ == KELVANE_EOK) {

@@ -12,6 +12,7 @@
 #include "mbox/receive.h"
 #include "mbox/send.h"
 #include "mbox/state.h"
+#include "mbox/waiting.h"
 
 namespace {
 
@@ -27,11 +28,26 @@ struct sirane_locks {
     uint32_t count;
 };
 
-int32_t take(sirane_link &link, sirane_locks *locks)
+void announce_all(const sirane_locks &locks, const kelvane_mutex *wanted)
+{
+    for (uint32_t i = 0; i < locks.count; i++) {
+        locks.taken[i]->holder_waits_for.store(wanted, std::memory_order_release);
+    }
+}
+
+// From a callback that serves a message nothing is taken: it would wait for its own mailbox.
+int32_t take(kelvane_handle handle, sirane_link &link, sirane_locks *locks)
 {
     *locks = {};
+    if (mbox_mutex_served_here != nullptr) {
+        TRACE_AS(LINK_UP, LEVEL_ERROR, handle, KELVANE_ADDRESS_SIRANE(link.sirane_id),
+                 "refused in a callback that serves a message ");
+        return KELVANE_RET_CODE_GEN_PLATFORM_PROBLEM;
+    }
     const auto take_one = [locks](kelvane_mutex *mutex) {
+        announce_all(*locks, mutex);
         const int32_t rc = kelvane_mutex_timed_lock(mutex, LOCK_LIMIT_SECONDS, 0);
+        announce_all(*locks, nullptr);
         if (rc == KELVANE_EOK) {
             locks->taken[locks->count++] = mutex;
         }
@@ -133,7 +149,7 @@ int32_t bring_up(kelvane_handle handle, sirane_locks *locks)
              static_cast<int>(from_6_1));
     for (uint32_t sirane_id = 0; sirane_id < SIRANE_COUNT && rc == KELVANE_EOK; sirane_id++) {
         if (with_locks) {
-            rc = take(*find_link(handle, sirane_id), locks);
+            rc = take(handle, *find_link(handle, sirane_id), locks);
         }
         if (rc == KELVANE_EOK) {
             rc = bring_to_idle(handle, sirane_id);

@@ -14,6 +14,7 @@
 #include "mbox/receive.h"
 #include "mbox/request_table.h"
 #include "mbox/send.h"
+#include "mbox/waiting.h"
 
 namespace {
 
@@ -66,11 +67,10 @@ sirane_link *link_of(kelvane_handle handle, kelvane_device_address device_addres
     return link;
 }
 
-// Whether the caller is a callback for one of the sirane's responses. The holder of the command mutex may
-// then be waiting for this very thread, so the mutex is only tried.
-bool is_called_back(const sirane_link &link)
+int32_t wait_for_turn(sirane_link &link)
 {
-    return mbox_mutex_served_here == &link.answers[MBOX_RESPONSE].response_mutex;
+    announced_wait turn(nullptr, &link.command_mutex);
+    return turn.lock();
 }
 
 // Lock, send, receive, unlock; a failure of the two in the middle is reported before the unlock. `reached` is
@@ -83,7 +83,7 @@ int32_t run(const exchange &e, exchange_step *reached)
     if (link == nullptr) {
         return KELVANE_RET_CODE_GEN_ERR;
     }
-    const mutex_guard held(&link->command_mutex, is_called_back(*link) ? 0 : LOCK_LIMIT_SECONDS, 0);
+    const mutex_guard held(&link->command_mutex, wait_for_turn(*link));
     if (held.status() != KELVANE_EOK) {
         return held.status();
     }

@@ -6,7 +6,6 @@
 
 mbox_registers global_mbox_register[SIRANE_COUNT][MBOX_COUNT];
 mailbox_handler mbox_handlers[SIRANE_COUNT][MBOX_COUNT];
-thread_local const kelvane_mutex *mbox_mutex_served_here;
 
 namespace {
 

@@ -34,10 +34,6 @@ constexpr mbox_id ANSWER_MAILBOXES[] = {MBOX_RESPONSE, MBOX_PM, MBOX_ALARM}; // 
 // The semaphore of a mailbox: for MBOX_DAP the card's only one, null where there is none.
 kelvane_semaphore *mbox_sem_of(kelvane_handle handle, uint32_t sirane_id, uint32_t mbox);
 
-// The response mutex under which this thread is serving a message, or null. The application's callback runs
-// meanwhile and may call back into the library.
-extern thread_local const kelvane_mutex *mbox_mutex_served_here;
-
 void trace_mbox_header(trace_context at, uint32_t mbox, const mbox_data_header &header, uint32_t level);
 
 #endif

@@ -9,6 +9,7 @@
 #include "mbox/message.h"
 #include "mbox/model.h"
 #include "mbox/state.h"
+#include "mbox/waiting.h"
 
 bool kelvane_validate_header(trace_context at, uint32_t ref_id, const mbox_data_header &header)
 {
@@ -143,16 +144,19 @@ int32_t manage_resp_receive(trace_context at, sirane_link &link, mbox_id mbox, m
     const uint64_t polling_number = mbox_polling_number(mb);
     TRACE_AT(mb.flow_level, at, "start mbox = %d ", static_cast<int>(mbox));
 
+    announced_wait turn(&link.command_mutex, response_mutex);
     for (uint64_t left = polling_number;;) {
         bool delivered = false;
-        int32_t rc = kelvane_mutex_timed_lock(response_mutex, LOCK_LIMIT_SECONDS, 0);
-        if (rc != KELVANE_EOK && mbox_mutex_served_here == response_mutex) {
-            // The caller is a callback of this mailbox, whose thread goes on holding the mutex.
+        int32_t rc = turn.lock();
+        if (turn.refused()) { // the mutex is not this call's to release
             write_mbox_state(at.handle, mb, MBOX_STATE_IDLE, CHECK_ALIVE);
-            return rc;
+            return KELVANE_RET_CODE_GEN_PLATFORM_PROBLEM;
         }
         if (rc == KELVANE_EOK) {
             rc = look_once(r, static_cast<uint32_t>(polling_number - left), left, &delivered);
+        }
+        if (rc != KELVANE_EOK || delivered || left == 1) { // the last look
+            turn.end();
         }
         if (rc == KELVANE_EOK) {
             rc = kelvane_mutex_unlock(response_mutex); // between two polls, other readers get their turn
