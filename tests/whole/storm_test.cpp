@@ -125,7 +125,7 @@ void run_card()
     }
 }
 
-void start_library()
+kelvane_init_device_t storm_device()
 {
     kelvane_init_device_t device{};
     device.client_type = 1;
@@ -138,8 +138,13 @@ void start_library()
         card_host_write(storm.it, offset, value);
         return 0;
     };
+    return device;
+}
+
+void start_library()
+{
     ASSERT_EQ(kelvane_init_driver(), 0);
-    ASSERT_EQ(kelvane_device_create(device), 0);
+    ASSERT_EQ(kelvane_device_create(storm_device()), 0);
     ASSERT_EQ(kelvane_pci_mapped(0, 1, 0, 0), 0);
     ASSERT_EQ(kelvane_enable_msi(0, 1), 0);
     for (uint32_t sirane = 0; sirane < SIRANES; sirane++) {
@@ -230,6 +235,39 @@ TEST(storm, every_request_has_one_outcome)
     EXPECT_NE(tell("show").find("\n0 messages lost"), std::string::npos);
     EXPECT_EQ(kelvane_pci_mapped(0, 0, 0, 0), 0);
     EXPECT_EQ(kelvane_device_delete(0), 0);
+    storm.card_ends = true;
+    card_thread.join();
+}
+
+// Under threads that use it, until they are refused; while messages of all kinds come.
+TEST(storm, a_device_comes_and_goes)
+{
+    const host_folder folder;
+    storm.it = card_create(card_options{});
+    std::thread card_thread(run_card);
+    ASSERT_NO_FATAL_FAILURE(start_library());
+    tell("batch-interval 200");
+    for (int round = 0; round < 20; round++) {
+        std::vector<std::thread> users;
+        for (uint32_t sirane = 0; sirane < SIRANES; sirane++) {
+            users.emplace_back([address = KELVANE_ADDRESS_SIRANE(sirane)] {
+                uint32_t value = 0;
+                int32_t rc = 0;
+                while (rc == 0) {
+                    kelvane_print_local_handler(0);
+                    rc = kelvane_read_register(0, address, 0x100, &value);
+                }
+                EXPECT_TRUE(rc == 22 || rc == 64174) << rc;
+            });
+        }
+        wait_sleep(20 * MS);
+        EXPECT_EQ(kelvane_device_delete(0), 0);
+        EXPECT_EQ(kelvane_device_create(storm_device()), 0);
+        for (std::thread &user : users) {
+            user.join();
+        }
+        EXPECT_EQ(kelvane_pci_mapped(0, 1, 0, 0), 0);
+    }
     storm.card_ends = true;
     card_thread.join();
 }
