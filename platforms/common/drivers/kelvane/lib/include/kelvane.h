@@ -57,8 +57,8 @@
  *   trace. A child that wants the card calls exec first;
  * - exit needs no preparation. The library's threads run until the process has ended, and call back until
  *   then: what the callbacks use must not be destroyed before;
- * - its threads block all signals but those of their own faults. A thread that calls it keeps the signals that
- *   it had, except that SIGRTMIN + 6 and SIGRTMIN + 10 stay blocked in the one that called
+ * - its threads block all signals but those of their own faults. A thread that calls it keeps the signals
+ * that it had, except that SIGRTMIN + 6 and SIGRTMIN + 10 stay blocked in the one that called
  *   kelvane_device_create. A pause that a signal's handler cuts short is not resumed: a handler that runs
  *   every 100 us makes a limit of 300 s one of about 70 s, on that thread alone.
  *
@@ -156,14 +156,14 @@ enum kelvane_return_code {
  *   -------------------  -------------------  ---------------------  -------------------  ----------------
  *   PCI access           any, several at      what the access        nothing              fails the access
  *                        once                 needs
- *   laser, traffic type  the sirane's answer  the sirane's answer    (1), (2); no command   is logged
- *                        thread               mailbox                to that sirane
- *     their time-out     background thread    nothing                anything             is logged
- *   plug-in, restart     the sirane's answer  the sirane's answer    (1), (2); no command   refuses the
- *                        thread               mailbox                to that sirane       message
- *   performance          the sirane's batch   the sirane's batch     anything (1)         is logged
+ *   laser, traffic type  the sirane's answer  the sirane's answer    (1), (2)             is logged
  *                        thread               mailbox
- *   alarms               the sirane's alarm   the sirane's alarm     anything (1)         is logged
+ *     their time-out     background thread    nothing                anything             is logged
+ *   plug-in, restart     the sirane's answer  the sirane's answer    (1), (2)             refuses the
+ *                        thread               mailbox                                     message
+ *   performance          the sirane's batch   the sirane's batch     (1), (2), (3)        is logged
+ *                        thread               mailbox
+ *   alarms               the sirane's alarm   the sirane's alarm     (1), (2), (3)        is logged
  *                        thread               mailbox
  *   keep-alive, generic  background thread    nothing                anything             is logged
  *   DAP answer           DAP thread           the DAP channel        anything but         is logged
@@ -171,17 +171,16 @@ enum kelvane_return_code {
  *
  * An access that fails ends its operation with KELVANE_RET_CODE_DEVICE_UNAVAILABLE.
  * A slow callback delays whatever else arrives in the mailbox that is held; on the background thread it
- * delays keep-alive and the time-outs of all siranes. What could only come to its turn after the callback's
- * own end fails at once: a command to that sirane with KELVANE_RET_CODE_GEN_PLATFORM_PROBLEM, or with
- * KELVANE_RET_CODE_ETIMEDOUT while another thread awaits an answer of it.
- * (1) Requests with a callback, to that sirane, too: they wait while other threads send, and fail with
- *     KELVANE_RET_CODE_ETIMEDOUT while one awaits an answer of it.
- * (2) Commands to other siranes. Of callbacks that wait for each other's mailboxes one fails, with either code,
- *     and its command's answer is lost; the others go on. No link-up: on firmware 5.22 and later
- *     kelvane_pci_mapped fails there with KELVANE_RET_CODE_GEN_PLATFORM_PROBLEM, and the access is closed. Have
- *     another thread do it.
- * (3) Commands to that sirane. While another thread is in a link-up they fail with
- *     KELVANE_RET_CODE_ETIMEDOUT. */
+ * delays keep-alive and the time-outs of all siranes. What could come to its turn only after the callback's
+ * own end fails at once instead of at its limit: (1) Requests with a callback, to any sirane. To the
+ * callback's own they fail with KELVANE_RET_CODE_ETIMEDOUT while another thread awaits an answer from there;
+ * while others only send they wait. (2) Commands to other siranes. Of callbacks that wait for each other's
+ * mailboxes one fails, with KELVANE_RET_CODE_GEN_PLATFORM_PROBLEM or KELVANE_RET_CODE_ETIMEDOUT, and what its
+ * command is answered is lost; the others go on. (3) Commands to the same sirane. They fail with
+ * KELVANE_RET_CODE_ETIMEDOUT while another thread is in a link-up. From the answer mailbox's callbacks they
+ * fail with one of the codes of (2). In none of the three a link-up: on firmware 5.22 and later
+ * kelvane_pci_mapped fails with KELVANE_RET_CODE_GEN_PLATFORM_PROBLEM and the access is closed. Have another
+ * thread do it. */
 
 /* Read the 32-bit word at byte `offset` of the BAR into `value`, and write one. `bus` is always 0.
  * `check_alive` is 1 for normal service and 0 where the firmware need not be up. */
@@ -410,10 +409,11 @@ int32_t kelvane_set_arm_trace_level(kelvane_handle handle, uint32_t arm_trace_le
 
 /* Turns the watch over the firmware on (1) or off (0). On: every access to the card fails with
  * KELVANE_RET_CODE_DEVICE_UNAVAILABLE until the firmware has answered, and whenever it stops answering;
- * `keep_alive_cb` is told of each change; NULL leaves the callback that was set before. Not while another thread
- * has a command under way, or an answer may come: cut in its last step, an exchange keeps its mailbox until the
- * next one there has failed after 300 s. Off: takes effect at once, even when the card does not answer. A command; only the handle is checked, and the firmware's word
- * ORDUNE_MBOX_BUSY counts as success when turning on. */
+ * `keep_alive_cb` is told of each change; NULL leaves the callback that was set before. Not while another
+ * thread has a command under way, or an answer may come: cut in its last step, an exchange keeps its mailbox
+ * until the next one there has failed after 300 s. Off: takes effect at once, even when the card does not
+ * answer. A command; only the handle is checked, and the firmware's word ORDUNE_MBOX_BUSY counts as success
+ * when turning on. */
 int32_t kelvane_enable_keep_alive_notify(kelvane_handle handle, uint32_t enable,
                                          kelvane_keep_alive_cb keep_alive_cb);
 

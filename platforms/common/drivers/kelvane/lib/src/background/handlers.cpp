@@ -34,7 +34,8 @@ int32_t complete_request(kelvane_handle handle, const mailbox_handler &mb, const
     }
     const kelvane_device_address device_address = record.req_data[WORD_DEVICE_ADDRESS];
     const uint32_t transaction_id = record.req_data[WORD_TRANSACTION_ID];
-    if (data.word[WORD_DEVICE_ADDRESS] != device_address || data.word[WORD_TRANSACTION_ID] != transaction_id) {
+    if (data.word[WORD_DEVICE_ADDRESS] != device_address ||
+        data.word[WORD_TRANSACTION_ID] != transaction_id) {
         TRACE_AS(function, LEVEL_ERROR, handle, sirane,
                  "ERROR answer names dev_addr=0x%08x tr_id=%d, its request other ones ",
                  data.word[WORD_DEVICE_ADDRESS], static_cast<int>(data.word[WORD_TRANSACTION_ID]));
