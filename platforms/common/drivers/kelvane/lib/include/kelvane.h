@@ -57,8 +57,8 @@
  *   trace. A child that wants the card calls exec first;
  * - exit needs no preparation. The library's threads run until the process has ended, and call back until
  *   then: what the callbacks use must not be destroyed before;
- * - its threads block all signals but those of their own faults. A thread that calls it keeps the signals
- * that it had, except that SIGRTMIN + 6 and SIGRTMIN + 10 stay blocked in the one that called
+ * - its threads block all signals but those of their own faults. A thread that calls it keeps the
+ *   signals that it had, except that SIGRTMIN + 6 and SIGRTMIN + 10 stay blocked in the one that called
  *   kelvane_device_create. A pause that a signal's handler cuts short is not resumed: a handler that runs
  *   every 100 us makes a limit of 300 s one of about 70 s, on that thread alone.
  *
@@ -172,15 +172,17 @@ enum kelvane_return_code {
  * An access that fails ends its operation with KELVANE_RET_CODE_DEVICE_UNAVAILABLE.
  * A slow callback delays whatever else arrives in the mailbox that is held; on the background thread it
  * delays keep-alive and the time-outs of all siranes. What could come to its turn only after the callback's
- * own end fails at once instead of at its limit: (1) Requests with a callback, to any sirane. To the
- * callback's own they fail with KELVANE_RET_CODE_ETIMEDOUT while another thread awaits an answer from there;
- * while others only send they wait. (2) Commands to other siranes. Of callbacks that wait for each other's
- * mailboxes one fails, with KELVANE_RET_CODE_GEN_PLATFORM_PROBLEM or KELVANE_RET_CODE_ETIMEDOUT, and what its
- * command is answered is lost; the others go on. (3) Commands to the same sirane. They fail with
- * KELVANE_RET_CODE_ETIMEDOUT while another thread is in a link-up. From the answer mailbox's callbacks they
- * fail with one of the codes of (2). In none of the three a link-up: on firmware 5.22 and later
- * kelvane_pci_mapped fails with KELVANE_RET_CODE_GEN_PLATFORM_PROBLEM and the access is closed. Have another
- * thread do it. */
+ * own end fails at once instead of at its limit:
+ * (1) Requests with a callback, to any sirane. To the callback's own they fail with
+ *     KELVANE_RET_CODE_ETIMEDOUT while another thread awaits an answer from there; while others only send
+ *     they wait.
+ * (2) Commands to other siranes. Of callbacks that wait for each other's mailboxes one fails, with
+ *     KELVANE_RET_CODE_GEN_PLATFORM_PROBLEM or KELVANE_RET_CODE_ETIMEDOUT, and the answer to its command is
+ *     lost; the others go on.
+ * (3) Commands to the same sirane. They fail with KELVANE_RET_CODE_ETIMEDOUT while another thread is in a
+ *     link-up. From the answer mailbox's callbacks they always fail, with one of the codes of (2).
+ * In none of the three a link-up: on firmware 5.22 and later kelvane_pci_mapped fails with
+ * KELVANE_RET_CODE_GEN_PLATFORM_PROBLEM and the access is closed. Have another thread do it. */
 
 /* Read the 32-bit word at byte `offset` of the BAR into `value`, and write one. `bus` is always 0.
  * `check_alive` is 1 for normal service and 0 where the firmware need not be up. */
