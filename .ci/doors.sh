@@ -17,7 +17,7 @@
 # Installs those of the packages that are missing. Where there is no dpkg it trusts that the tools are there.
 install_missing()
 {
-    local installed package missing=() as_root=()
+    local installed package missing=() as_root=() failed=0
     if ! command -v dpkg-query >/dev/null; then
         return
     fi
@@ -39,20 +39,45 @@ install_missing()
         fi
     fi
     as_root+=(env DEBIAN_FRONTEND=noninteractive apt-get --yes)
+    # While dpkg works apt-get outlives a Ctrl-C and just fails, which is not to be tried again.
+    trap 'trap - INT; kill -INT "$BASHPID"' INT
     # A machine that is new, or old, has to learn first where the packages are.
     "${as_root[@]}" install --no-install-recommends "${missing[@]}" ||
-        { "${as_root[@]}" update && "${as_root[@]}" install --no-install-recommends "${missing[@]}"; }
+        { "${as_root[@]}" update && "${as_root[@]}" install --no-install-recommends "${missing[@]}"; } || failed=1
+    trap - INT
+    return "$failed"
 }
 
-# configure BUILD [CMAKE OPTION...]: a build folder keeps the generator that it was made with.
+is_configured()
+{
+    [[ -e $1/build.ninja || -e $1/Makefile ]]
+}
+
+# configure BUILD [CMAKE OPTION...]: a build folder keeps the generator that it was made with. Of a first attempt that
+# failed it keeps nothing: the compiler may have been at fault.
 configure()
 {
-    local build=$1 generator=(-G Ninja)
+    local build=$1 how=(--fresh -G Ninja)
     shift
-    if [[ -e $build/CMakeCache.txt ]]; then
-        generator=()
+    if is_configured "$build"; then
+        how=()
     fi
-    cmake -S "$top" -B "$build" "${generator[@]}" "$@"
+    cmake -S "$top" -B "$build" "${how[@]}" "$@"
+}
+
+# logged LOG COMMAND...: what the command says goes to LOG, and to standard error too if it fails. On a full disk there
+# may be neither a log nor a word from the command.
+logged()
+{
+    local log=$1 said status=0
+    shift
+    said=$("$@" 2>&1 </dev/null | { tee -- "$log" || true; }) || status=$?
+    if ((status != 0)); then
+        printf '%s\n' "$said" >&2
+        dd if=/dev/zero of="$log.room" bs=8M count=1 status=none || true
+        rm -f -- "$log.room"
+    fi
+    return "$status"
 }
 
 # with_lock BUILD COMMAND...: two doors do not build in one folder at once.
