@@ -414,7 +414,9 @@ class Run(Bench):
         self.assertIn(">>> Running Firmware Version for device (0): (5.15)\n", door.out)
         self.assertTrue(door.out.endswith(
             ">>> Value of register 0x00009010 on device 0xff00ffff is 0x00000001  \n" + PROMPT), door.out)
-        self.assertTrue(door.err.startswith(">>> DEBUG <<< Initialzing PCIe : Done\n"), door.err)
+        self.assertTrue(door.err.startswith(
+            f"run: the host's tree is {self.host}; its card takes ./card --host '{self.host}' VERB\n"
+            ">>> DEBUG <<< Initialzing PCIe : Done\n"), door.err)
         self.assert_that_the_card_ends()
         self.assertGreater((self.host / "root/kelvane.log").stat().st_size, 1000)
         self.assertFalse((self.host / "dev").exists())
