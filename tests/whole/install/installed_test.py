@@ -5,6 +5,7 @@
 import os
 import pathlib
 import re
+import shlex
 import shutil
 import signal
 import subprocess
@@ -22,7 +23,7 @@ class Installed(Bench):
     def setUp(self):
         super().setUp()
         self.run_program(os.environ["CMAKE"], "--install", os.environ["BUILD"], "--prefix", self.folder / "first")
-        self.prefix = (self.folder / "first").rename(self.folder / "prefix")
+        self.prefix = (self.folder / "first").rename(self.folder / "a prefix")
         self.libraries = next(self.prefix.rglob("libkelvane_platform.a")).parent
         self.environment["PKG_CONFIG_PATH"] = str(self.libraries / "pkgconfig")
 
@@ -75,7 +76,7 @@ class Installed(Bench):
         for linked in ((), ("--static",)):
             flags = self.run_program("pkg-config", "--cflags", "--libs", *linked, "kelvane", "kelvane-platform")
             self.run_program(os.environ["CC"], "-std=c11", *STRICT, *os.environ["CFLAGS"].split(),
-                             HERE / "consumer/consumer.c", "-o", self.folder / "consumer", *flags.split())
+                             HERE / "consumer/consumer.c", "-o", self.folder / "consumer", *shlex.split(flags))
             self.assertEqual(self.run_program(self.folder / "consumer", LD_LIBRARY_PATH=str(self.libraries)), said)
             for library in self.libraries.glob("libkelvane.so*"):
                 library.unlink()
