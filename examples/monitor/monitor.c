@@ -223,6 +223,10 @@ static int reach_card(void)
         return complain(node, strerror(errno));
     }
     error = uio_map(card_fd, bytes, &bar);
+    if (error == EBUSY) {
+        fprintf(stderr, "monitor: process %d has the card\n", (int)uio_owner(card_fd));
+        return -1;
+    }
     return error == 0 ? 0 : complain("mapping the card", strerror(error));
 }
 

@@ -296,6 +296,17 @@ class Session(Bench):
             self.assertIsNone(client.process.poll())
 
 
+    def test_has_the_card_for_itself(self):
+        self.start_card()
+        first = self.start_client()
+        second = Program(self, CLIENT)
+        self.assertEqual(second.wait(), 1)
+        self.assertEqual(second.err, f">>> ERROR <<<Process {first.process.pid} has the card of {self.host}/dev/uio0: "
+                                     "one at a time\n>>> ERROR <<<Failed to initialize PCIe interaction\n")
+        first.kill()
+        self.start_client()
+
+
 class Upgrade(Bench):
     """From a file into the card's memory, to its firmware, to the version that runs, and into the log."""
 

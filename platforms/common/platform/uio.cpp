@@ -1,11 +1,14 @@
 #include "platform/uio.h"
 
+#include <atomic>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <new>
+#include <string>
 #include <string_view>
+#include <utility>
 
 #include <dirent.h>
 #include <fcntl.h>
@@ -13,12 +16,38 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "platform/device_owner.h"
 #include "platform/host_tree.h"
 #include "platform/simulated_uio_client.h"
 
 namespace {
 
 constexpr uint64_t MAPPED_BYTES_MAX = 1 << 30;
+constexpr int SOCKETS_MAX = 1024;
+
+// A simulated card's node is a socket, which has no locks: a file beside it has them. By socket, the file's
+// descriptor plus 1. It stays open as long as the process, since to close it would give the card back.
+std::atomic<int> lock_files[SOCKETS_MAX];
+
+int lock_file_of(int fd)
+{
+    const int file = fd >= 0 && fd < SOCKETS_MAX ? lock_files[fd].load() - 1 : -1;
+    return file >= 0 ? file : fd;
+}
+
+// Returns 0 or an error.
+int open_lock_file(int fd, const char *node)
+{
+    if (fd >= SOCKETS_MAX) {
+        return EMFILE;
+    }
+    const int file = host_tree_open((std::string(node) + ".lock").c_str(), O_RDWR | O_CREAT | O_NONBLOCK);
+    if (file < 0) {
+        return errno;
+    }
+    lock_files[fd] = file + 1;
+    return 0;
+}
 
 // Reads what fits of a small file, without its line end. Returns the length, or -1 when it is no plain
 // file or cannot be read; `whole` is false if there is more in it than fits. `out` always ends in a 0.
@@ -208,9 +237,12 @@ int uio_open(const char *node)
     const int found = host_tree_root()[0] != '\0' ? host_tree_open(node, O_PATH) : -1;
     struct stat status {};
     if (found >= 0 && fstat(found, &status) == 0 && S_ISSOCK(status.st_mode)) {
-        const int fd = simulated_uio_connect(found);
-        const int error = errno;
+        int fd = simulated_uio_connect(found);
+        const int error = fd < 0 ? errno : open_lock_file(fd, node);
         close(found);
+        if (fd >= 0 && error != 0) {
+            close(std::exchange(fd, -1));
+        }
         errno = error;
         return fd;
     }
@@ -229,6 +261,9 @@ int uio_map(int fd, uint64_t size, mmio_mapping *out)
     if (size == 0 || size > MAPPED_BYTES_MAX) {
         return EINVAL;
     }
+    if (const int error = device_own(lock_file_of(fd)); error != 0) {
+        return error;
+    }
     if (S_ISSOCK(status.st_mode)) {
         return simulated_mapping_attach(fd, size, out);
     }
@@ -243,6 +278,11 @@ int uio_map(int fd, uint64_t size, mmio_mapping *out)
     const auto size_bytes = static_cast<uint32_t>(size);
     *out = mmio_mapping{static_cast<volatile uint32_t *>(base), size_bytes, size_bytes / 4, nullptr};
     return 0;
+}
+
+int32_t uio_owner(int fd)
+{
+    return device_owner(lock_file_of(fd));
 }
 
 long uio_wait_interrupt(int fd, const mmio_mapping *mapping, uint32_t *count)

@@ -49,11 +49,15 @@ void uio_free(struct uio_info *info);
  * writes, below the host tree's root. Returns the descriptor, or -1 with errno set. */
 int uio_open(const char *node);
 
-/* Maps `size` bytes of the first map of the open device. Returns 0 and fills `out`, which then lives
- * as long as the process; or the error: EINVAL for a size of 0, above 1 GiB, or above what a simulated
+/* Maps `size` bytes of the first map of the open device, which from then on is this process's until it ends.
+ * Returns 0 and fills `out`, which then lives as long as the process; or the error: EBUSY, with nothing
+ * touched, when another process has it; EINVAL for a size of 0, above 1 GiB, or above what a simulated
  * device has; EPROTO when the other end is no simulated card, ETIMEDOUT when it says nothing for 5
  * seconds, the longest that this blocks; or what mmap says. Once per open device. */
 int uio_map(int fd, uint64_t size, struct mmio_mapping *out);
+
+/* The other process that has the open device mapped; 0 when there is none. */
+int32_t uio_owner(int fd);
 
 /* Blocks until the device of `fd`, mapped as `mapping`, raises an interrupt. Returns the number of bytes
  * read as the read call does: 4 with the interrupt count in `count`; 0 or -1 (errno) when no interrupt can

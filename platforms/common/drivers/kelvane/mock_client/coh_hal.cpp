@@ -56,6 +56,11 @@ int32_t map_bar(const uio_info *info)
         return ENOMEM;
     }
     const int error = uio_map(dev_ctx.fd, size, &dev_ctx.mapped);
+    if (error == EBUSY) {
+        console_error("Process %d has the card of %s/dev/uio%d: one at a time", uio_owner(dev_ctx.fd),
+                      host_tree_root(), info->number);
+        return ENOMEM;
+    }
     if (error != 0) {
         console_error("Cannot map 0x%llx bytes of %s/dev/uio%d: %s", static_cast<unsigned long long>(size),
                       host_tree_root(), info->number, strerror(error));

@@ -47,6 +47,7 @@ constexpr const char *FILES[] = {
     "/sys/class/uio/uio0/maps/map0/size",
     "/sys/class/uio/uio0/maps/map0/offset",
     NODE,
+    "/dev/uio0.lock", // by the host that has the card
     CONTROL_SOCKET,
 };
 constexpr const char *DRIVER_VERSION = "1.0\n";
