@@ -106,25 +106,22 @@ int message_text(char *out, size_t size, const char *format, va_list arguments)
         const auto room = static_cast<size_t>(end - at);
         conversion c = {};
         const char *const letter = read_conversion(format + 1, &c);
+        const bool fits = room >= NUMBER_BYTES_MAX && c.width <= WIDTH_MAX;
         if (*letter == 's' && is_plain(c)) {
             const char *text = va_arg(arguments, const char *);
             text = text == nullptr ? "(null)" : text;
             const size_t length = strlen(text);
             at = std::copy_n(text, std::min(length, room), at);
             cut += length - std::min(length, room);
-        } else if (room < NUMBER_BYTES_MAX || c.width > WIDTH_MAX) {
-            break;
-        } else if (*letter == 'd') {
+        } else if (fits && *letter == 'd') {
             at = put_signed(at, c, c.is_long ? va_arg(arguments, long) : va_arg(arguments, int));
-        } else if (*letter == 'u') {
-            at = put_number<10>(
-                at, c, c.is_long ? va_arg(arguments, unsigned long) : va_arg(arguments, unsigned), false);
-        } else if (*letter == 'x') {
-            at = put_number<16>(
-                at, c, c.is_long ? va_arg(arguments, unsigned long) : va_arg(arguments, unsigned), false);
-        } else if (*letter == 'p' && is_plain(c)) {
+        } else if (fits && (*letter == 'u' || *letter == 'x')) {
+            const uint64_t number =
+                c.is_long ? va_arg(arguments, unsigned long) : va_arg(arguments, unsigned);
+            at = *letter == 'u' ? put_number<10>(at, c, number, false) : put_number<16>(at, c, number, false);
+        } else if (fits && *letter == 'p' && is_plain(c)) {
             at = put_pointer(at, va_arg(arguments, const void *));
-        } else if (*letter == 'c' && is_plain(c)) {
+        } else if (fits && *letter == 'c' && is_plain(c)) {
             *at++ = static_cast<char>(va_arg(arguments, int));
         } else {
             break;
