@@ -65,20 +65,13 @@ class mock_client : public testing::Test {
 
 TEST_F(mock_client, reads_words_and_lines_of_any_length_and_content)
 {
-    string lines, expected = "?";
-    for (const string word :
-         {"hel", "alarm", "versio", "p", "dump_arm_log", "dump_status_inf", "writ", "rea", "upgrad",
-          "activat", "qui", "exi", "ge", "ini", "deini", "laser_tou", "sirane_rese", "Help", "100% %s%n"}) {
-        lines += word + "\n";
-        expected += refused(word);
-    }
     const string zeros(100000, '0'), letters(100000, 'z'), nul(1, '\0');
-    const string text = run_client(lines + letters + "\nread " + zeros + "1 " + zeros +
+    const string text = run_client(letters + "\nread " + zeros + "1 " + zeros +
                                    "9010\n\n \t\n  help me\nhelp" + nul + "\n" + nul + "help\nread" + nul +
                                    " 1 1\nupgrade 1 /no\nactivate 2 /no\nhelpful 4\nalarms\nquitter\n")
                             .text;
     EXPECT_EQ(text.substr(text.find('?')),
-              expected + refused(letters) + READ + "?LEGEND ?LEGEND ?" + refused("") +
+              "?" + refused(letters) + READ + "?LEGEND ?LEGEND ?" + refused("") +
                   ">>> ERROR <<<Device address not found or invalid\n" + BAD_READ +
                   "?>>> Downloading Sirane firmware with /no\n>>> ERROR <<< File /no not found \n"
                   ">>> ERROR <<<Failed to upgrade FPGA \n?>>> ERROR <<<Invalid dev_address?LEGEND ?"
