@@ -76,15 +76,6 @@ int32_t read_word(kelvane_handle, uint32_t, uint32_t offset, uint32_t *value, ui
     return next_access();
 }
 
-int32_t read_block(kelvane_handle, uint32_t, uint32_t offset, uint32_t words, uint32_t *data, uint32_t)
-{
-    int32_t rc = 0;
-    for (uint32_t i = 0; i < words && rc == 0; i++) {
-        rc = read_word(0, 0, offset + 4 * i, data + i, 0);
-    }
-    return rc;
-}
-
 // A good firmware takes a command and answers it with an echo, but for those whose answers come elsewhere.
 int32_t write_word(kelvane_handle, uint32_t, uint32_t offset, uint32_t value, uint32_t)
 {
@@ -157,12 +148,6 @@ int32_t send_dap(operation_call &call)
     return kelvane_dap_command(call.handle, message, &size, dap_answered);
 }
 
-int32_t fail_later(operation_call &call)
-{
-    the_card.failing_access = the_card.accesses + 1 + call.in();
-    return 0;
-}
-
 // A pass over one of the mailboxes that the firmware talks over.
 template <auto serve> int32_t serve_any(operation_call &call)
 {
@@ -175,7 +160,8 @@ constexpr char LINK_UP[] = "kelvane_pci_mapped";
 // The table of all operations stands behind these. The kept inputs name them by number.
 constexpr std::pair<const char *, int32_t (*)(operation_call &)> OPERATIONS[] = {
     {"the card offers", offer_message},
-    {"a later access fails", fail_later},
+    {"a later access fails",
+     [](operation_call &it) { return the_card.failing_access = the_card.accesses + 1 + it.in(), 0; }},
     {"response thread", serve_any<kelvane_asyc_resp_common>},
     {"low-priority thread", [](operation_call &) { return low_priority_pass(&the_card.low_priority), 0; }},
     {"DAP thread", [](operation_call &) { return dap_serve_event(0, &the_dap_record, &the_card.dap), 0; }},
@@ -248,7 +234,6 @@ void start(fuzz_input input)
     device.notify_plugin_cb = answer_of_application;
     device.pci_read_cb = read_word;
     device.pci_write_cb = write_word;
-    device.pci_read_block_cb = read_block;
     device.app_zynq_restart_notify_cb = answer_of_application;
     device.generic_cb = answer_of_application;
     must(kelvane_device_create(device) == 0, "no device", "kelvane_device_create");
