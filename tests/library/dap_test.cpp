@@ -4,7 +4,6 @@
 #include <sstream>
 #include <thread>
 
-#include "core/mutex.h"
 #include "core/transaction_id.h"
 #include "support/library.h"
 

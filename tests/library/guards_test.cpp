@@ -2,10 +2,10 @@
 #include "background/aging.h"
 #include "card/info_tables.h"
 #include "card/running_firmware.h"
-#include "core/mutex.h"
 #include "firmware_log/eprom_trace.h"
 #include "firmware_log/log_file.h"
 #include "mbox/model.h"
+#include "mbox/receive.h"
 #include "mbox/request_table.h"
 #include "support/library.h"
 
@@ -43,8 +43,9 @@ TEST_F(guards_test, what_is_not_there_is_refused)
                            kelvane_dump_voltage_regulator_alarm(0, 0xFF00FFFF, nullptr)}),
               std::vector(15, 22));
     EXPECT_EQ((std::vector{kelvane_get_sirane_software(0, 0, 2, &told, &told),
-                           kelvane_get_ordune_software(0, 0, 3, &told, &told)}),
-              std::vector(2, 64170));
+                           kelvane_get_ordune_software(0, 0, 3, &told, &told),
+                           manage_resp_mbox_new_state({0, 0xFF00FFFF}, mb, 8, true)}),
+              std::vector(3, 64170));
     EXPECT_EQ((std::vector<const void *>{kelvane_get_command_mutex(1, 0), kelvane_get_command_mutex(0, 4),
                                          mbox_sem_of(1, 0, 0), mbox_sem_of(0, 3, 0), mbox_sem_of(0, 2, 3)}),
               std::vector<const void *>(5));

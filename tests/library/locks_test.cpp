@@ -3,7 +3,6 @@
 
 #include <thread>
 
-#include "core/mutex.h"
 #include "core/semaphore.h"
 #include "core/thread.h"
 #include "support/library.h"

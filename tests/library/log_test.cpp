@@ -8,7 +8,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "core/mutex.h"
 #include "core/trace/file.h"
 #include "core/trace/message_text.h"
 #include "core/trace/trace.h"

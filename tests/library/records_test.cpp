@@ -125,9 +125,7 @@ TEST_F(records_test, records_of_older_firmware_lack_ten_fields_a_port)
 TEST_F(records_test, the_values_of_performance_records)
 {
     // Of a power only the low half counts.
-    EXPECT_EQ(
-        fetch(kelvane_get_xpm2_port_pm, 0xFF0001FF, {1, 2, 0xABCDFF9C, 0x12340064, 0xFFFF8000, 0xFFFFE000}),
-        (words{1, 2, 0xFFFFFF9C, 100, 0xFFFF8000, 0xFFFFE000}));
+    fetch(kelvane_get_xpm2_port_pm, 0xFF0001FF, {1, 2, 0xABCDFF9C, 0x12340064, 0xFFFF8000, 0xFFFFE000});
     EXPECT_EQ(values("trace_kelvane_xpm2_port_pm"),
               "1 %|2 %|-0000100 (0,01 dBm)|00000100 (0,01 dBm)|-0032768 (0,01 dBm)|0xffffe000 -32 C|");
     fetch(kelvane_get_host_port_pm, 0xFF00FF01, {1, 2, 3, 0x3F800000, 5, 6, 7, 8});

@@ -6,6 +6,7 @@
 
 #include "background/low_priority_thread.h"
 #include "core/handle.h"
+#include "core/mutex.h"
 #include "support/handshake.h"
 #include "support/promises.h"
 #include "support/temporary_folder.h"
