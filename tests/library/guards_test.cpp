@@ -27,24 +27,24 @@ TEST_F(guards_test, what_is_not_there_is_refused)
     odd.asynch_op_type = static_cast<kelvane_asynch_type>(99);
     int32_t (*const dump)(kelvane_handle, kelvane_device_address, FILE *, const char *, ...) =
         kelvane_ltrace_file_dump;
-    EXPECT_EQ((std::vector{kelvane_get_local_pm_incremental_id(0, 3, &number),
-                           kelvane_set_local_pm_incremental_id(0, 3, 1),
-                           insert_asynch_req({0, 0xFF00FFFF}, mb, requests, none, &told),
-                           insert_asynch_req({0, 0xFF00FFFF}, mb, requests, odd, &told),
-                           remove_asynch_req({0, 0xFF00FFFF}, mb, requests, 17),
-                           get_asynch_req({0, 0xFF00FFFF}, mb, requests, 17, &none),
-                           increase_aging_asynch_req({0, 0xFF00FFFF}, mb, requests, 17),
-                           is_out_of_date_asynch_req({0, 0xFF00FFFF}, mb, requests, 17, &is_old),
-                           dump(0, 0xFF00FFFF, stdout, longest.c_str()), dump(0, 0xFFFFFFFF, stdout, "x"),
-                           dump(0, 0xFF00FFFF, nullptr, "x"),
-                           dumpBlockSize(0, 0xFFFFFFFF, 0x03E00000, 0x03E00004, 4, stdout, 1),
-                           dumpBlockSize(0, 0xFF00FFFF, 0x03E00000, 0x03E00004, 3, stdout, 1),
-                           dumpBlockSize(0, 0xFF00FFFF, 0x03E00000, 0x03E00004, 4, stdout, 2),
-                           kelvane_dump_voltage_regulator_alarm(0, 0xFF00FFFF, nullptr)}),
-              std::vector(15, 22));
+    const trace_context at = {0, 0xFF00FFFF};
+    EXPECT_EQ(
+        (std::vector{
+            kelvane_get_local_pm_incremental_id(0, 3, &number), kelvane_set_local_pm_incremental_id(0, 3, 1),
+            insert_asynch_req(at, mb, requests, none, &told), insert_asynch_req(at, mb, requests, odd, &told),
+            remove_asynch_req(at, mb, requests, 17), get_asynch_req(at, mb, requests, 17, &none),
+            increase_aging_asynch_req(at, mb, requests, 17),
+            is_out_of_date_asynch_req(at, mb, requests, 17, &is_old),
+            dump(0, 0xFF00FFFF, stdout, longest.c_str()), dump(0, 0xFFFFFFFF, stdout, "x"),
+            dump(0, 0xFF00FFFF, nullptr, "x"),
+            dumpBlockSize(0, 0xFFFFFFFF, 0x03E00000, 0x03E00004, 4, stdout, 1),
+            dumpBlockSize(0, 0xFF00FFFF, 0x03E00000, 0x03E00004, 3, stdout, 1),
+            dumpBlockSize(0, 0xFF00FFFF, 0x03E00000, 0x03E00004, 4, stdout, 2),
+            kelvane_dump_voltage_regulator_alarm(0, 0xFF00FFFF, nullptr)}),
+        std::vector(15, 22));
     EXPECT_EQ((std::vector{kelvane_get_sirane_software(0, 0, 2, &told, &told),
                            kelvane_get_ordune_software(0, 0, 3, &told, &told),
-                           manage_resp_mbox_new_state({0, 0xFF00FFFF}, mb, 8, true)}),
+                           manage_resp_mbox_new_state(at, mb, 8, true)}),
               std::vector(3, 64170));
     EXPECT_EQ((std::vector<const void *>{kelvane_get_command_mutex(1, 0), kelvane_get_command_mutex(0, 4),
                                          mbox_sem_of(1, 0, 0), mbox_sem_of(0, 3, 0), mbox_sem_of(0, 2, 3)}),
