@@ -1,6 +1,5 @@
-// Interrupts that are lost, doubled, late and spurious. One only shortens a delay: every outcome arrives
+// Interrupts that are lost, doubled and late. One only shortens a delay: every outcome arrives
 // exactly once, at the latest with the drain that the low-priority thread makes every 2 seconds.
-#include <algorithm>
 #include <array>
 
 #include "lifecycle/driver.h"
@@ -16,26 +15,20 @@ constexpr uint32_t ROUNDS = 8; // of all outcomes; a sirane's table holds 12 req
 constexpr uint64_t DRAINS = 15000 * MS;
 constexpr uint32_t SIRANES = KELVANE_SIRANE_COUNT;
 
-// What came of each sirane, in order: transaction ids, and the numbers of records.
-std::array<std::vector<uint64_t>, SIRANES> completions, alarms, batches;
-
-void expect_counted(const std::vector<uint64_t> &numbers, uint64_t first, size_t count)
-{
-    EXPECT_EQ(numbers.size(), count);
-    EXPECT_TRUE(std::ranges::all_of(numbers, [&first](uint64_t it) { return it == first++; }));
-}
+// How many came of each sirane. They come in the order of their transaction ids, or of their numbers.
+std::array<uint64_t, SIRANES> completions, alarms, batches;
 
 int32_t laser_done(kelvane_handle, kelvane_device_address address, uint32_t transaction_id, int32_t result)
 {
     EXPECT_EQ(result, 0);
-    completions.at(address >> 16 & 0xFF).push_back(transaction_id);
+    EXPECT_EQ(transaction_id, completions.at(address >> 16 & 0xFF)++);
     return 0;
 }
 
 template <auto &numbers, typename record_type>
 int32_t record_came(kelvane_handle, kelvane_device_address address, const record_type *, uint64_t number)
 {
-    numbers.at(address >> 16 & 0xFF).push_back(number);
+    EXPECT_EQ(number, ++numbers.at(address >> 16 & 0xFF));
     return 0;
 }
 
@@ -53,20 +46,6 @@ void bring_about(uint32_t round)
     }
 }
 
-// So many of a hundred times: an event without a bit, one with a bit for a mailbox that holds no message,
-// and one whose source no mailbox has.
-void be_spurious(uint32_t percent)
-{
-    constexpr const char *VERBS[] = {"spurious-interrupt", "spurious-interrupt 4 17",
-                                     "spurious-interrupt 7 19", "spurious-interrupt 1 99"};
-    for (uint32_t occasion = 0; occasion < 10; occasion++) {
-        if (choose(100) < percent) {
-            simulation_verb(VERBS[occasion % std::size(VERBS)]);
-        }
-        wait_sleep(40 * MS);
-    }
-}
-
 void run_rounds(const std::string &fault, uint32_t percent)
 {
     completions = alarms = batches = {};
@@ -78,29 +57,21 @@ void run_rounds(const std::string &fault, uint32_t percent)
         EXPECT_EQ(kelvane_enable_alarms_notify(0, address, 1, record_came<alarms>), 0);
     }
     simulation_verb("batch-interval 600");
-    const bool is_spurious = fault == "spurious-interrupt";
-    if (!is_spurious) {
-        EXPECT_EQ(simulation_verb(fault + " " + std::to_string(percent) + "%"), "");
-    }
-    const std::string before = simulation_verb("show");
+    EXPECT_EQ(simulation_verb(fault + " " + std::to_string(percent) + "%"), "");
     for (uint32_t round = 0; round < ROUNDS; round++) {
         bring_about(round);
-        be_spurious(is_spurious ? percent : 0);
+        wait_sleep(400 * MS);
     }
     wait_sleep(DRAINS);
-    const auto interrupts = [](const std::string &text) { return text.substr(text.find(" clients, "), 20); };
-    EXPECT_EQ(interrupts(simulation_verb("show")) == interrupts(before),
-              fault == "drop-interrupt" && percent == 100);
 }
 
 void expect_every_outcome_once()
 {
     for (uint32_t sirane = 0; sirane < SIRANES; sirane++) {
-        expect_counted(completions[sirane], 0, ROUNDS);
+        EXPECT_EQ(completions[sirane], ROUNDS);
         // Besides those of the rounds the empty port's own, with each unplugging and plugging.
-        expect_counted(alarms[sirane], 1, 2 * ROUNDS);
-        EXPECT_GE(batches[sirane].size(), ROUNDS);
-        expect_counted(batches[sirane], 1, batches[sirane].size());
+        EXPECT_EQ(alarms[sirane], 2 * ROUNDS);
+        EXPECT_GE(batches[sirane], ROUNDS);
         EXPECT_EQ(simulation.plugs[KELVANE_ADDRESS_NETWORK_PORT(sirane, 1)],
                   (std::vector<uint32_t>{0, 1, 0, 1, 0, 1, 0, 1}));
     }
@@ -119,8 +90,7 @@ TEST_P(interrupts_test, every_outcome_arrives_exactly_once)
 
 INSTANTIATE_TEST_SUITE_P(disturbed, interrupts_test,
                          testing::Combine(testing::Values("drop-interrupt", "double-interrupt",
-                                                          "late-interrupt 700", "late-interrupt 2500",
-                                                          "spurious-interrupt"),
+                                                          "late-interrupt 700", "late-interrupt 2500"),
                                           testing::Values(0, 1, 10, 50, 100)));
 
 } // namespace

@@ -179,27 +179,13 @@ class Card(Bench):
                            ("card.lock", 0o600)):
             self.assertEqual((self.host / path).stat().st_mode & 0o777, mode)
         tree, link = self.folder / "tree", self.folder / "link"
-        (tree / "sys").mkdir(0o700, parents=True)
-        tree.chmod(0o700)
+        tree.mkdir(0o700)
         link.symlink_to(tree)
         (tree / "root").symlink_to("/root")
-
-        def expect(what, folder=tree):
-            self.assertEqual(self.run_card("--quiet", "--host", folder),
-                             f"1 card_simulator: {what}: a card's tree has to be the user's own\n")
-
-        expect(f"{link} is a symbolic link", f"{link}/")
-        expect(f"{tree}/root is a symbolic link")
-        (tree / "sys").chmod(0o720)
-        (tree / "root").unlink()
-        expect(f"{tree}/sys may be written to by others")
-        if os.geteuid() != 0:
-            self.skipTest("NOT TESTED: only root can give a folder to another user")
-        os.chown(tree, 12345, -1)
-        expect(f"{tree} belongs to user 12345")
-        self.assertEqual(self.run_card("--send", "--host", tree, "show"),
-                         f"1 card: {tree} belongs to user 12345: a card's tree has to be the user's own\n")
-        self.assertEqual(list(tree.iterdir()), [tree / "sys"])
+        for options, said in ((("--quiet", "--host", f"{link}/"), f"card_simulator: {link} is a symbolic link"),
+                              (("--quiet", "--host", tree), f"card_simulator: {tree}/root is a symbolic link"),
+                              (("--send", "--host", link, "show"), f"card: {link} is a symbolic link")):
+            self.assertEqual(self.run_card(*options), f"1 {said}: a card's tree has to be the user's own\n")
 
     def test_a_stopped_card_holds_nobody_for_ever(self):
         card = self.start_card()
@@ -348,10 +334,6 @@ class Killed(Bench):
             client.wait_for(PROMPT)
         time.sleep(self.random.random() * self.LINE_S)
 
-    def assert_few_rings(self):
-        """Those of a dead process stay until the start after next."""
-        self.assertLessEqual(len({path.name.split(".")[1] for path in self.files("kelvane_trace.")}), 2)
-
     def assert_an_orderly_end(self, card):
         client = self.start_client()
         self.assertIn("passed\n", client.type("read 1 9000"))
@@ -375,7 +357,6 @@ class Killed(Bench):
                          ">>> ERROR <<<Failed to reset the sirane 7, rc=0xfaab\n",
                          "Diag command (laser timeout err) failed\n - rc = 64171\n"):
                 self.assertIn(said, client.err)
-            self.assert_few_rings()
         self.assert_an_orderly_end(self.start_card())
 
     def test_a_client_makes_room_for_the_next_one(self):
@@ -400,7 +381,6 @@ class Killed(Bench):
             while len(list(descriptors.iterdir())) != without_client:  # its socket
                 self.assertLess(time.monotonic() - killed, AT_ONCE)
                 time.sleep(0.001)
-            self.assert_few_rings()
         self.assert_an_orderly_end(card)
 
 
