@@ -14,6 +14,7 @@
 #include "card_simulator/card.h"
 #include "kelvane.h"
 #include "platform/wait.h"
+#include "support/operations.h"
 #include "support/temporary_folder.h"
 
 namespace {
@@ -30,9 +31,6 @@ constexpr int32_t FAILED = static_cast<int32_t>(0x8010000F); // ORDUNE_TIMEOUT, 
 // A laser request; its transaction id is its index.
 struct request {
     std::atomic<uint32_t> outcomes;
-    std::atomic<int32_t> result;
-    std::atomic<uint32_t> address; // that the callback was told
-    uint32_t asked;
     int32_t sent; // the code of the sending
 };
 
@@ -44,8 +42,7 @@ struct storm_state {
     std::array<request, REQUESTS_MOST> requests;
     std::atomic<int32_t> unexpected; // the last code that is neither success nor injected
     std::atomic<uint64_t> wrong_values;
-    std::array<std::atomic<uint64_t>, SIRANES> batches, alarms; // the last number
-    std::atomic<uint64_t> disordered;
+    std::atomic<uint64_t> batches;
 };
 
 storm_state storm;
@@ -57,21 +54,15 @@ std::string tell(const std::string &verb)
     return answer;
 }
 
-int32_t laser_done(kelvane_handle, kelvane_device_address address, uint32_t transaction_id, int32_t result)
+int32_t laser_done(kelvane_handle, kelvane_device_address, uint32_t transaction_id, int32_t)
 {
-    request &it = storm.requests.at(transaction_id);
-    it.result = result;
-    it.address = address;
-    it.outcomes++;
+    storm.requests.at(transaction_id).outcomes++;
     return 0;
 }
 
-// Alarms come one by one; a batch may be left out.
-template <auto storm_state::*last, bool each_comes, typename record_type>
-int32_t record_came(kelvane_handle, kelvane_device_address address, const record_type *, uint64_t number)
+int32_t batch_came(kelvane_handle, kelvane_device_address, const kelvane_global_pm *, uint64_t)
 {
-    const uint64_t before = (storm.*last).at(address >> 16 & 0xFF).exchange(number);
-    storm.disordered += number <= before || (each_comes && number != before + 1) ? 1 : 0;
+    storm.batches++;
     return 0;
 }
 
@@ -89,7 +80,6 @@ void request_laser(kelvane_device_address port, int32_t on)
     const uint32_t id = storm.requests_made++;
     ASSERT_LT(id, REQUESTS_MOST);
     request &it = storm.requests[id];
-    it.asked = port;
     it.sent = kelvane_set_laser(0, port, on, laser_done, static_cast<int32_t>(id));
     was_run(it.sent == BUSY ? 0 : it.sent);
 }
@@ -149,8 +139,8 @@ void start_library()
     ASSERT_EQ(kelvane_enable_msi(0, 1), 0);
     for (uint32_t sirane = 0; sirane < SIRANES; sirane++) {
         const kelvane_device_address address = KELVANE_ADDRESS_SIRANE(sirane);
-        ASSERT_EQ(kelvane_enable_pm_notify(0, address, 1, record_came<&storm_state::batches, false>), 0);
-        ASSERT_EQ(kelvane_enable_alarms_notify(0, address, 1, record_came<&storm_state::alarms, true>), 0);
+        ASSERT_EQ(kelvane_enable_pm_notify(0, address, 1, batch_came), 0);
+        ASSERT_EQ(kelvane_enable_alarms_notify(0, address, 1, no_matter), 0);
     }
     const auto watched = [](kelvane_handle, int32_t, uint32_t status) {
         storm.alive = status == KELVANE_ALIVE;
@@ -162,8 +152,7 @@ void start_library()
     }
 }
 
-// How often the alarm of each sirane was raised or cleared.
-uint64_t strike_until(uint64_t end)
+void strike_until(uint64_t end)
 {
     constexpr const char *FAULTS[] = {"drop-interrupt",
                                       "delay read_register 40",
@@ -175,19 +164,16 @@ uint64_t strike_until(uint64_t end)
                                       "refuse get_traffic_type",
                                       "spurious-interrupt",
                                       "error set_laser ORDUNE_TIMEOUT"};
-    uint64_t changes = 0;
     for (uint32_t turn = 0; wait_monotonic() < end; turn++) {
         tell(FAULTS[turn % std::size(FAULTS)]);
-        if (turn % 25 == 0) {   // seldom enough for the card's queue while an alarm waits for the drain
-            tell("skip-batch"); // and for every sirane to keep some of its batches
-            const std::string change = changes++ % 2 == 0 ? "alarm raise " : "alarm clear ";
+        if (turn % 25 == 0) { // seldom enough for the card's queue while an alarm waits for the drain
+            const std::string change = turn % 2 == 0 ? "alarm raise " : "alarm clear ";
             for (const char *place : {"1", "4", "7"}) {
                 tell(change + place + " SRN_TEMP");
             }
         }
         wait_sleep((10 + turn % 13) * MS);
     }
-    return changes;
 }
 
 TEST(storm, every_request_has_one_outcome)
@@ -204,7 +190,7 @@ TEST(storm, every_request_has_one_outcome)
     }
     const char *seconds = std::getenv("KELVANE_STORM_SECONDS");
     const uint64_t duration = seconds != nullptr ? std::strtoull(seconds, nullptr, 10) : 3;
-    const uint64_t changes = strike_until(wait_monotonic() + 1000 * MS * duration);
+    strike_until(wait_monotonic() + 1000 * MS * duration);
     storm.work_ends = true;
     for (std::thread &worker : workers) {
         worker.join();
@@ -213,24 +199,16 @@ TEST(storm, every_request_has_one_outcome)
     const auto requests = std::span(storm.requests).first(storm.requests_made);
     ASSERT_GT(requests.size(), 10u);
     const auto is_answered = [](const request &it) { return it.sent != 0 || it.outcomes > 0; };
-    const auto heard_all = [changes](const auto &last) { return last == changes; };
     const uint64_t end = wait_monotonic() + PATIENCE;
-    while ((!std::ranges::all_of(requests, is_answered) || !std::ranges::all_of(storm.alarms, heard_all)) &&
-           wait_monotonic() < end) {
+    while (!std::ranges::all_of(requests, is_answered) && wait_monotonic() < end) {
         wait_sleep(10 * MS);
     }
     for (const request &it : requests) {
         EXPECT_EQ(it.outcomes, it.sent == 0 ? 1u : 0u) << "sent with " << it.sent;
-        EXPECT_EQ(it.address, it.sent == 0 ? it.asked : 0);
-        EXPECT_TRUE(it.result == 0 || it.result == FAILED) << it.result;
     }
     EXPECT_EQ(storm.unexpected, 0) << kelvane_rc_to_string(storm.unexpected);
     EXPECT_EQ(storm.wrong_values, 0u);
-    for (uint32_t sirane = 0; sirane < SIRANES; sirane++) {
-        EXPECT_EQ(storm.alarms[sirane], changes);
-        EXPECT_GT(storm.batches[sirane], duration);
-    }
-    EXPECT_EQ(storm.disordered, 0u);
+    EXPECT_GT(storm.batches, SIRANES * duration);
     EXPECT_TRUE(storm.alive);
     EXPECT_NE(tell("show").find("\n0 messages lost"), std::string::npos);
     EXPECT_EQ(kelvane_pci_mapped(0, 0, 0, 0), 0);
