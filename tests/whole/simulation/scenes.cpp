@@ -27,11 +27,6 @@ void must(bool holds, const std::string &what)
     }
 }
 
-void wait_until(const std::function<bool()> &condition)
-{
-    fiber_wait(condition);
-}
-
 // Lets the bodies run beside each other and the library's threads, with the switches, until all are done.
 void explore(const std::vector<std::function<void()>> &bodies)
 {
@@ -46,7 +41,7 @@ void explore(const std::vector<std::function<void()>> &bodies)
             done++;
         });
     }
-    wait_until([&] { return done == bodies.size(); });
+    fiber_wait([&] { return done == bodies.size(); });
     fibers_explore_no_more();
     simulation.explores = false;
     must(fibers_clock() - began < SCENE_LIMIT_NS,
@@ -55,7 +50,7 @@ void explore(const std::vector<std::function<void()>> &bodies)
 
 void wait_for_outcomes(uint64_t count)
 {
-    wait_until([count] { return simulation.outcomes >= count; });
+    fiber_wait([count] { return simulation.outcomes >= count; });
 }
 
 void read_register(uint32_t sirane)
@@ -143,9 +138,9 @@ void batch_that_reads_beside_a_link_up()
                                  return 0;
                              });
     simulation_verb("batch-interval 200");
-    explore({[] { wait_until([] { return ended > 0; }); },
+    explore({[] { fiber_wait([] { return ended > 0; }); },
              [] {
-                 wait_until([] { return begun > 0; });
+                 fiber_wait([] { return begun > 0; });
                  link_up();
              }});
 }
@@ -158,7 +153,7 @@ void restart_callback_that_links_up()
         told = true;
     };
     simulation_verb("restart warm-fail");
-    explore({[&told] { wait_until([&told] { return told; }); }, [] { read_register(1); }});
+    explore({[&told] { fiber_wait([&told] { return told; }); }, [] { read_register(1); }});
     simulation.on_restart = nullptr;
     wait_sleep(1000 * MS);
     must(held_locks().empty(), "somebody holds " + held_locks());
@@ -174,13 +169,13 @@ void watch_on_and_off_beside_a_reader()
     explore({[&] {
                  read_register(1);
                  is_quiet = true;
-                 wait_until(is_alive);
+                 fiber_wait(is_alive);
                  read_register(1);
              },
              [&] {
-                 wait_until([] { return is_quiet; });
+                 fiber_wait([] { return is_quiet; });
                  kelvane_enable_keep_alive_notify(0, 1, nullptr);
-                 wait_until(is_alive);
+                 fiber_wait(is_alive);
                  kelvane_enable_keep_alive_notify(0, 0, nullptr);
              }});
 }

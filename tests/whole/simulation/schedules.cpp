@@ -2,10 +2,8 @@
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
-#include <csignal>
 #include <iostream>
 
-#include "lifecycle/driver.h"
 #include "support/temporary_folder.h"
 #include "whole/simulation/scenes.h"
 #include "whole/simulation/world.h"
@@ -71,14 +69,7 @@ int main(int argc, char **argv)
         return 0;
     }
     const host_folder folder;
-    driver_starts_threads = false;
-    if (freopen("/dev/null", "w", stdout) == nullptr || kelvane_init_driver() != 0) {
-        std::cerr << "kelvane_schedules: the library cannot be initialised\n";
-        return 1;
-    }
-    for (const int crash : {SIGSEGV, SIGABRT}) {
-        std::signal(crash, [](int) { simulation_failed("it crashed"); });
-    }
+    simulation_init();
     bool found = only.empty();
     for (const scene &it : all_scenes()) {
         if (!only.empty() && only != it.name) {
