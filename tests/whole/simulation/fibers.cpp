@@ -11,12 +11,6 @@
 #include "mbox/waiting.h"
 #include "platform/wait.h"
 
-// Of the address sanitizer, where it is there.
-extern "C" {
-[[gnu::weak]] void __sanitizer_start_switch_fiber(void **saved, const void *bottom, size_t size);
-[[gnu::weak]] void __sanitizer_finish_switch_fiber(void *saved, const void **bottom, size_t *size);
-}
-
 namespace {
 
 constexpr uint64_t SECOND = 1000000000;
@@ -35,16 +29,12 @@ struct fiber {
     uint64_t turn = 0;                                // its last
     bool done = false;
     kelvane_mutex *served = nullptr; // what its own thread would remember
-    void *sanitizer_stack = nullptr;
 };
 
 struct fiber_world {
     std::vector<std::unique_ptr<fiber>> fibers;
     fiber *current = nullptr; // null: the scheduler
     ucontext_t scheduler{};
-    void *scheduler_sanitizer_stack = nullptr;
-    const void *scheduler_bottom = nullptr;
-    size_t scheduler_size = 0;
     uint64_t now = 0;
     uint64_t turns = 0;
     bool explores = false;
@@ -58,32 +48,15 @@ struct fiber_world {
 fiber_world world;
 uint64_t choice_state;
 
-void leave_stack(void **saved, const void *bottom, size_t size)
-{
-    if (__sanitizer_start_switch_fiber != nullptr) {
-        __sanitizer_start_switch_fiber(saved, bottom, size);
-    }
-}
-
-void enter_stack(void *saved, const void **bottom, size_t *size)
-{
-    if (__sanitizer_finish_switch_fiber != nullptr) {
-        __sanitizer_finish_switch_fiber(saved, bottom, size);
-    }
-}
-
 void back_to_scheduler()
 {
     fiber *it = world.current;
     it->served = mbox_mutex_served_here;
-    leave_stack(it->done ? nullptr : &it->sanitizer_stack, world.scheduler_bottom, world.scheduler_size);
     swapcontext(&it->context, &world.scheduler);
-    enter_stack(it->sanitizer_stack, nullptr, nullptr);
 }
 
 void run_body()
 {
-    enter_stack(nullptr, &world.scheduler_bottom, &world.scheduler_size);
     world.current->body();
     world.current->done = true;
     back_to_scheduler();
@@ -95,9 +68,7 @@ void go_on_with(fiber *it)
     world.current = it;
     it->turn = ++world.turns;
     mbox_mutex_served_here = it->served;
-    leave_stack(&world.scheduler_sanitizer_stack, it->stack.get(), STACK_BYTES);
     swapcontext(&world.scheduler, &it->context);
-    enter_stack(world.scheduler_sanitizer_stack, nullptr, nullptr);
     mbox_mutex_served_here = nullptr;
     world.current = nullptr;
 }
