@@ -231,7 +231,6 @@ class Card(Bench):
 
     def test_takes_over_and_away_what_dead_cards_left(self):
         self.start_card().kill()
-        self.assertTrue((self.host / "dev/uio0").exists())
         self.start_card("--firmware", "6.1")
         self.assertEqual(self.send("peek", "1f04004"), "0 0x00060001\n")
         self.host = self.host / ("d" * 120)  # deeper than a socket's address holds
@@ -248,7 +247,6 @@ class Card(Bench):
             if len(roots) == 2:
                 (roots[1] / "root/kelvane.log").write_text("kept")
             card.kill()
-            self.assertTrue((roots[-1] / "control").exists())
         self.assertFalse(roots[0].exists())
         self.assertEqual([path.name for path in roots[1].rglob("*")], ["root", "kelvane.log"])
 
