@@ -15,7 +15,8 @@ namespace {
 
 constexpr uint64_t SECOND = 1000000000;
 constexpr uint64_t EPOCH_SECONDS = 1600000000;
-constexpr uint64_t SWITCHED_AWAY_NS = SECOND / 500; // misses what others wait for
+constexpr uint64_t POLL_NS = SECOND / 1000;        // sleeps up to here poll something
+constexpr uint64_t SWITCHED_AWAY_NS = 2 * POLL_NS; // misses what others wait for
 constexpr size_t STACK_BYTES = 256 * 1024;
 
 struct fiber {
