@@ -70,9 +70,10 @@ class deliveries_test : public firmware_test {
         return rc + (accesses().find("=10 ") != std::string::npos ? " refused " : " ") + told();
     }
 
+    // Its transaction id is nobody's: the request's own is told.
     std::string answer(uint32_t reference, uint32_t slot = 0, uint32_t command = 2)
     {
-        return outcome(0, {command, reference, 4, 0, slot, 0}, {0, 0xFF0001FF, 1, 0x40 + slot});
+        return outcome(0, {command, reference, 4, 0, slot, 0}, {0, 0xFF0001FF, 1, 0x50});
     }
 
     // A batch of the current layout: words 4 to 113 the record, 114 and 115 the number.

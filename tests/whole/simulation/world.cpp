@@ -80,10 +80,6 @@ int32_t read_word(kelvane_handle, uint32_t, uint32_t offset, uint32_t *value, ui
         }
         *value = lie(*value);
     }
-    if (const auto forged = simulation.forged.find(offset); forged != simulation.forged.end()) {
-        *value = forged->second;
-        simulation.was_struck = simulation.was_lied_to = true;
-    }
     return 0;
 }
 

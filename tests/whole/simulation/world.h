@@ -49,7 +49,6 @@ struct simulated_world {
     uint32_t bus_fault_in = 0;
     bus_fault bus_fault_kind = FAILS;
     uint32_t bus_fault_count = 0;
-    std::map<uint32_t, uint32_t> forged = {}; // words by offset that are never read as they are
 
     // What excuses a run.
     bool was_struck = false;     // an access failed or lied: the answer that it belonged to may be lost

@@ -13,7 +13,7 @@ import sys
 from collections import Counter, defaultdict
 
 HERE = pathlib.Path(__file__).resolve().parent
-LIBRARY = HERE.parents[1] / "platforms/common/drivers/kelvane/lib/src"
+LIBRARY = HERE.parent / "platforms/common/drivers/kelvane/lib/src"
 
 # A trace is written or not by its level's bit. That is one branch a line, and not the function's judgement.
 TRACE = re.compile(r"^\s*(return )?(TRACE\w*|SEMAPHORE_PROBLEM)\(")
