@@ -176,13 +176,29 @@ void strike_until(uint64_t end)
     }
 }
 
-TEST(storm, every_request_has_one_outcome)
+class storm_test : public testing::Test {
+  protected:
+    void SetUp() override
+    {
+        storm.it = card_create(card_options{});
+        card_thread_ = std::thread(run_card);
+        start_library();
+        tell("batch-interval 200");
+    }
+
+    void TearDown() override
+    {
+        storm.card_ends = true;
+        card_thread_.join();
+    }
+
+  private:
+    const host_folder folder_;
+    std::thread card_thread_;
+};
+
+TEST_F(storm_test, every_request_has_one_outcome)
 {
-    const host_folder folder;
-    storm.it = card_create(card_options{});
-    std::thread card_thread(run_card);
-    ASSERT_NO_FATAL_FAILURE(start_library());
-    tell("batch-interval 200");
     tell("laser-time 10");
     std::vector<std::thread> workers;
     for (uint32_t i = 0; i < SIRANES * THREADS_PER_SIRANE; i++) {
@@ -213,18 +229,11 @@ TEST(storm, every_request_has_one_outcome)
     EXPECT_NE(tell("show").find("\n0 messages lost"), std::string::npos);
     EXPECT_EQ(kelvane_pci_mapped(0, 0, 0, 0), 0);
     EXPECT_EQ(kelvane_device_delete(0), 0);
-    storm.card_ends = true;
-    card_thread.join();
 }
 
 // Under threads that use it, until they are refused; while messages of all kinds come.
-TEST(storm, a_device_comes_and_goes)
+TEST_F(storm_test, a_device_comes_and_goes)
 {
-    const host_folder folder;
-    storm.it = card_create(card_options{});
-    std::thread card_thread(run_card);
-    ASSERT_NO_FATAL_FAILURE(start_library());
-    tell("batch-interval 200");
     for (int round = 0; round < 20; round++) {
         std::vector<std::thread> users;
         for (uint32_t sirane = 0; sirane < SIRANES; sirane++) {
@@ -246,8 +255,6 @@ TEST(storm, a_device_comes_and_goes)
         }
         EXPECT_EQ(kelvane_pci_mapped(0, 1, 0, 0), 0);
     }
-    storm.card_ends = true;
-    card_thread.join();
 }
 
 } // namespace

@@ -88,7 +88,9 @@
 
 #include <stdint.h>
 
+#include "kelvane_address.h"
 #include "kelvane_arm_errors.h"
+#include "kelvane_callbacks.h"
 #include "kelvane_records.h"
 
 #ifdef __cplusplus
@@ -104,35 +106,6 @@ extern "C" {
 #define KELVANE_UIO_NAME  "ZYNQFPGA"
 #define KELVANE_BAR_BYTES 0x04000000u
 
-/* A handle names the card; only 0 is ever valid. */
-typedef uint32_t kelvane_handle;
-
-/* A device address: bits 27..24 the type (0xF a sirane or something on it, below 0xF the board), bits
- * 23..16 the sirane, 15..8 the network port, 7..0 the host port, 0xFF meaning none. */
-typedef uint32_t kelvane_device_address;
-
-enum {
-    KELVANE_SIRANE_COUNT = 3,
-    KELVANE_NETWORK_PORTS_PER_SIRANE = 2,
-    KELVANE_HOST_PORTS_PER_SIRANE = 4,
-    KELVANE_MODULE_COUNT = 6,
-};
-
-/* Building one, d being the sirane, n the network port, h the host port, m the module, all from 0. */
-#define KELVANE_ADDRESS_BOARD              0xF0FFFFFFu
-#define KELVANE_ADDRESS_SIRANE(d)          (0xFF00FFFFu | ((uint32_t)(d) << 16))
-#define KELVANE_ADDRESS_NETWORK_PORT(d, n) (0xFF0000FFu | ((uint32_t)(d) << 16) | ((uint32_t)(n) << 8))
-#define KELVANE_ADDRESS_HOST_PORT(d, h)    (0xFF00FF00u | ((uint32_t)(d) << 16) | (uint32_t)(h))
-#define KELVANE_ADDRESS_MODULE(m)          KELVANE_ADDRESS_NETWORK_PORT((m) / 2, (m) % 2)
-
-/* Taking one apart: KELVANE_NO_FIELD for what it does not name. The module is that of a network port. */
-#define KELVANE_NO_FIELD                 0xFFu
-#define KELVANE_IS_BOARD(address)        (((uint32_t)(address) >> 24 & 0xFu) != 0xFu)
-#define KELVANE_SIRANE_OF(address)       ((uint32_t)(address) >> 16 & 0xFFu)
-#define KELVANE_NETWORK_PORT_OF(address) ((uint32_t)(address) >> 8 & 0xFFu)
-#define KELVANE_HOST_PORT_OF(address)    ((uint32_t)(address)&0xFFu)
-#define KELVANE_MODULE_OF(address)       (KELVANE_SIRANE_OF(address) * 2 + KELVANE_NETWORK_PORT_OF(address))
-
 /* 16, 22 and 110 are the system's EBUSY, EINVAL and ETIMEDOUT. */
 enum kelvane_return_code {
     KELVANE_EOK = 0,
@@ -146,112 +119,6 @@ enum kelvane_return_code {
     KELVANE_RET_CODE_DEVICE_UNAVAILABLE = 0xFAAE,
     KELVANE_RET_CODE_DEVICE_NOT_READY = 0xFAAF,
 };
-
-/* ---- callbacks ------------------------------------------------------------------------------------
- *
- * All return 0 for success. Each is called on one of the library's threads; the PCI access also on
- * those that call the library:
- *
- *   callback             on which thread      held during the call   what it may call     its failure
- *   -------------------  -------------------  ---------------------  -------------------  ----------------
- *   PCI access           any, several at      what the access        nothing              fails the access
- *                        once                 needs
- *   laser, traffic type  the sirane's answer  the sirane's answer    (1), (2)             is logged
- *                        thread               mailbox
- *     their time-out     background thread    nothing                anything             is logged
- *   plug-in, restart     the sirane's answer  the sirane's answer    (1), (2)             refuses the
- *                        thread               mailbox                                     message
- *   performance          the sirane's batch   the sirane's batch     (1), (2), (3)        is logged
- *                        thread               mailbox
- *   alarms               the sirane's alarm   the sirane's alarm     (1), (2), (3)        is logged
- *                        thread               mailbox
- *   keep-alive, generic  background thread    nothing                anything             is logged
- *   DAP answer           DAP thread           the DAP channel        anything but         is logged
- *                                                                    kelvane_dap_command
- *
- * An access that fails ends its operation with KELVANE_RET_CODE_DEVICE_UNAVAILABLE.
- * A slow callback delays whatever else arrives in the mailbox that is held; on the background thread it
- * delays keep-alive and the time-outs of all siranes. What could come to its turn only after the callback's
- * own end fails at once instead of at its limit:
- * (1) Requests with a callback, to any sirane. To the callback's own they fail with
- *     KELVANE_RET_CODE_ETIMEDOUT while another thread awaits an answer from there; while others only send
- *     they wait.
- * (2) Commands to other siranes. Of callbacks that wait for each other's mailboxes one fails, with
- *     KELVANE_RET_CODE_GEN_PLATFORM_PROBLEM or KELVANE_RET_CODE_ETIMEDOUT, and the answer to its command is
- *     lost; the others go on.
- * (3) Commands to the same sirane. They fail with KELVANE_RET_CODE_ETIMEDOUT while another thread is in a
- *     link-up. From the answer mailbox's callbacks they always fail, with one of the codes of (2).
- * In none of the three a link-up: on firmware 5.22 and later kelvane_pci_mapped fails with
- * KELVANE_RET_CODE_GEN_PLATFORM_PROBLEM and the access is closed. Have another thread do it. */
-
-/* Read the 32-bit word at byte `offset` of the BAR into `value`, and write one. `bus` is always 0.
- * `check_alive` is 1 for normal service and 0 where the firmware need not be up. */
-typedef int32_t (*kelvane_pci_read_cb)(kelvane_handle handle, uint32_t bus, uint32_t offset, uint32_t *value,
-                                       uint32_t check_alive);
-typedef int32_t (*kelvane_pci_write_cb)(kelvane_handle handle, uint32_t bus, uint32_t offset, uint32_t value,
-                                        uint32_t check_alive);
-
-/* Move `words` 32-bit words at ascending offsets, each as one 32-bit access. Offsets are multiples of 4
- * within the BAR, except for the rows of the firmware's logs: the card says where those are, and that may be
- * anywhere. There an application answers what its bus would: all ones. */
-typedef int32_t (*kelvane_pci_read_block_cb)(kelvane_handle handle, uint32_t bus, uint32_t offset,
-                                             uint32_t words, uint32_t *data, uint32_t check_alive);
-typedef int32_t (*kelvane_pci_write_block_cb)(kelvane_handle handle, uint32_t bus, uint32_t offset,
-                                              uint32_t words, const uint32_t *data, uint32_t check_alive);
-
-/* The module in the address's network port was plugged or unplugged: `plugged` is its state as the firmware
- * gives it. */
-typedef int32_t (*kelvane_notify_plugin_cb)(kelvane_handle handle, kelvane_device_address device_address,
-                                            uint32_t plugged);
-
-/* The firmware restarts: `zynq_restart` is one of enum kelvane_app_zynq_restart, or another value that
- * the firmware sent. */
-enum kelvane_app_zynq_restart {
-    KELVANE_APP_ZYNQ_RESTART_UNDEF = 0,
-    KELVANE_APP_ZYNQ_RESTART_WARM = 1,
-    KELVANE_APP_ZYNQ_RESTART_WARM_FAIL = 2,
-    KELVANE_APP_ZYNQ_RESTART_COLD = 3,
-    KELVANE_APP_ZYNQ_RESTART_WARM_DONE = 4,
-};
-typedef int32_t (*kelvane_app_zynq_restart_notify_cb)(kelvane_handle handle, uint32_t zynq_restart);
-
-/* Something happened on the device: `value` says what. */
-enum kelvane_generic_cb_val {
-    KELVANE_GENERIC_CB_VAL_UNDEF = 0,
-    KELVANE_GENERIC_CB_VAL_SEU_PL_UNCORRECTABLE = 1,
-};
-typedef int32_t (*kelvane_generic_cb)(kelvane_handle handle, kelvane_device_address device_address,
-                                      uint32_t value);
-
-/* The firmware's keep-alive status changed. `deque_status` is the result of serving the interrupts that
- * were pending at that moment. */
-enum kelvane_keep_alive_status {
-    KELVANE_UNDEF = 0,
-    KELVANE_ALIVE = 1,
-    KELVANE_NOT_ALIVE = 2,
-};
-typedef int32_t (*kelvane_keep_alive_cb)(kelvane_handle handle, int32_t deque_status,
-                                         uint32_t keep_alive_status);
-
-/* A laser or traffic-type request that was given a callback is finished: `result` is 0, a firmware
- * error word, or KELVANE_RET_CODE_ETIMEDOUT. */
-typedef int32_t (*kelvane_set_laser_cb)(kelvane_handle handle, kelvane_device_address device_address,
-                                        uint32_t transaction_id, int32_t result);
-typedef int32_t (*kelvane_set_traffic_type_cb)(kelvane_handle handle, kelvane_device_address device_address,
-                                               uint32_t transaction_id, int32_t result);
-
-/* A batch of performance data of the address's sirane, once per interval (kelvane_set_pm_parameters).
- * `record` is valid during the call. `pm_incremental_id` counts the batches. */
-typedef int32_t (*kelvane_pm_notify_cb)(kelvane_handle handle, kelvane_device_address device_address,
-                                        const kelvane_global_pm *record, uint64_t pm_incremental_id);
-
-/* The alarms of the address's sirane changed. `record` is valid during the call; `value` is the firmware's
- * own. */
-typedef int32_t (*kelvane_alarms_notify_cb)(kelvane_handle handle, kelvane_device_address device_address,
-                                            const global_alarms *record, uint64_t value);
-
-/* The answer to a DAP message: `*size` bytes at `data`, valid during the call. */
-typedef int32_t (*kelvane_dap_cb)(kelvane_handle handle, void *data, const uint32_t *size);
 
 /* ---- life of a device ----------------------------------------------------------------------------- */
 
@@ -295,7 +162,7 @@ int32_t kelvane_device_delete(kelvane_handle handle);
  * sirane. Not from two threads at once. Returns 0, or any code of a command except a firmware error word;
  * the access is then closed again. A failure on firmware 5.22 and later, from the mailboxes on, returns
  * KELVANE_RET_CODE_GEN_PLATFORM_PROBLEM and leaves the sirane's locks held until the process ends, except in
- * a callback (see there). */
+ * a callback (see kelvane_callbacks.h). */
 int32_t kelvane_pci_mapped(kelvane_handle handle, int32_t pci_mapped, uint64_t base, uint64_t size);
 
 /* Puts the firmware into its default state, which resets the siranes. A command, to the board. */
