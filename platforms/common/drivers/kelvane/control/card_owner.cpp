@@ -21,10 +21,12 @@ struct mapped_card {
 mapped_card card; // constant once it is mapped
 void (*tell_gone)();
 std::atomic<uint64_t> words_written;
+std::atomic<uint32_t> latest_word;
 
 int32_t read_word(kelvane_handle, uint32_t, uint32_t offset, uint32_t *value, uint32_t)
 {
     *value = mmio_read32(&card.bar, offset);
+    latest_word.store(*value, std::memory_order_relaxed);
     return 0;
 }
 
@@ -134,12 +136,17 @@ int32_t link_up_card()
 
 std::string take_direct_card(host_kind kind)
 {
-    const std::string problem = take_card(kind, {});
+    std::string problem = take_card(kind, {});
     if (!problem.empty()) {
         return problem;
     }
     const int32_t rc = link_up_card();
     return rc != KELVANE_EOK ? "the link-up failed: " + name_of_code(rc) : "";
+}
+
+bool card_reads_all_ones()
+{
+    return latest_word.load(std::memory_order_relaxed) == MMIO_ALL_ONES;
 }
 
 uint64_t card_words_written()

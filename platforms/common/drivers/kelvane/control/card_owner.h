@@ -31,6 +31,10 @@ int32_t link_up_card();
 // Both for one command, with nobody to be told.
 std::string take_direct_card(host_kind kind);
 
+// Whether the latest word that was read has all bits set, as the bus gives them where there is no card. Any
+// thread.
+bool card_reads_all_ones();
+
 // How many words were written to the card so far. Any thread.
 uint64_t card_words_written();
 

@@ -237,6 +237,7 @@ std::string name_of_code(int64_t code)
     }
     std::string name = kelvane_rc_to_string(static_cast<int32_t>(code)); // padded for the columns of a log
     name.erase(name.find_last_not_of(' ') + 1);
+    name.erase(0, name.find_first_not_of(' '));
     return name;
 }
 
@@ -250,6 +251,7 @@ json error_of(const outcome &failed, const char *operation, const json &address)
     if (!address.is_null()) {
         data["address"] = address;
     }
+    data.update(failed.result);
     return {
         {"code", failed.code}, {"message", failed.problem.empty() ? name : failed.problem}, {"data", data}};
 }

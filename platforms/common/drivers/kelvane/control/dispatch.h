@@ -32,10 +32,10 @@ struct request {
 };
 
 struct outcome {
-    int64_t code = 0;    // 0, one of the above, or the library's as an unsigned number
-    std::string problem; // what a code above is about; the library's codes have names
-    json result = json::object();
-    int file = -1; // a log's descriptor, which is the caller's to close
+    int64_t code = 0;             // 0, one of the above, or the library's as an unsigned number
+    std::string problem;          // what a code above is about; the library's codes have names
+    json result = json::object(); // of a failure, what goes with it
+    int file = -1;                // a log's descriptor, which is the caller's to close
 };
 
 // What an operation is called with: "address", in words, where it takes one, and its parameters by their

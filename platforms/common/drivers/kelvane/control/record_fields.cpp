@@ -331,7 +331,7 @@ const record_fields lists[] = {{"kelvane_global_pm", sizeof(record), otn},
 #define ALARMS(member, names)                                                                                \
     {                                                                                                        \
         .name = #member, .offset = offsetof(record, member), .type = field_type::alarms,                     \
-        .count = count_of<decltype(record::member)>(), .bits = names                                         \
+        .count = count_of<decltype(record::member)>(), .bits = (names)                                       \
     }
 
 namespace alarms {

@@ -75,6 +75,12 @@ constexpr value_word module_type_words[] = {{KELVANE_XPM2_TYPE_ELECTRICAL, "elec
 constexpr value_word keep_alive_words[] = {
     {KELVANE_UNDEF, "undef"}, {KELVANE_ALIVE, "alive"}, {KELVANE_NOT_ALIVE, "not_alive"}};
 
+constexpr value_word restart_words[] = {
+    {KELVANE_APP_ZYNQ_RESTART_UNDEF, "undef"},         {KELVANE_APP_ZYNQ_RESTART_WARM, "warm"},
+    {KELVANE_APP_ZYNQ_RESTART_WARM_FAIL, "warm_fail"}, {KELVANE_APP_ZYNQ_RESTART_COLD, "cold"},
+    {KELVANE_APP_ZYNQ_RESTART_WARM_DONE, "warm_done"},
+};
+
 // The whole text, or nothing.
 template <typename number, typename how> bool number_of_text(std::string_view text, number *value, how base)
 {
@@ -102,6 +108,7 @@ const value_words VERDICTS = verdict_words;
 const value_words DIAGNOSTICS = diagnostic_words;
 const value_words MODULE_TYPES = module_type_words;
 const value_words KEEP_ALIVE_STATUSES = keep_alive_words;
+const value_words RESTARTS = restart_words;
 
 const char *word_of_value(value_words words, uint32_t value)
 {

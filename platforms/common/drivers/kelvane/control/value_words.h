@@ -25,6 +25,7 @@ extern const value_words VERDICTS;
 extern const value_words DIAGNOSTICS;
 extern const value_words MODULE_TYPES;
 extern const value_words KEEP_ALIVE_STATUSES;
+extern const value_words RESTARTS;
 
 // Null for a value that has no word: it is shown as a number.
 const char *word_of_value(value_words words, uint32_t value);

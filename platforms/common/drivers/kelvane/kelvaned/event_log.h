@@ -1,0 +1,40 @@
+// Numbers what happens, and tells those who subscribed.
+#ifndef KELVANED_EVENT_LOG_H
+#define KELVANED_EVENT_LOG_H
+
+#include <cstdint>
+#include <memory>
+#include <set>
+#include <string>
+
+#include "control/record_json.h"
+#include "kelvaned/client.h"
+
+class event_log {
+  public:
+    explicit event_log(const std::set<std::shared_ptr<client>> &clients);
+
+    // An event without an address has null.
+    void tell(const char *type, const json &address, const json &data);
+
+    // The line for a subscriber that lost `count` events, the last of which was `seq`.
+    std::string loss(uint64_t count, uint64_t seq) const;
+
+    const std::string &instance() const // of this run of the service
+    {
+        return instance_;
+    }
+    uint64_t seq() const // of the latest
+    {
+        return seq_;
+    }
+
+  private:
+    std::string line(uint64_t seq, const char *type, const json &address, const json &data) const;
+
+    const std::set<std::shared_ptr<client>> &clients_;
+    std::string instance_;
+    uint64_t seq_ = 0;
+};
+
+#endif

@@ -1,0 +1,82 @@
+// kelvaned: owns the card, and lets many use it.
+#include <CLI/CLI.hpp>
+
+#include <cstdio>
+#include <map>
+#include <string>
+
+#include <systemd/sd-daemon.h>
+#include <unistd.h>
+
+#include "kelvaned/listening.h"
+#include "kelvaned/service.h"
+
+namespace {
+
+constexpr int STATUS_FAILED = 1;
+constexpr int STATUS_USAGE = 2;
+
+struct options {
+    host_kind kind = host_kind::ethernet;
+    std::string socket;
+};
+
+int fail(const std::string &problem)
+{
+    fprintf(stderr, "kelvaned: %s\n", problem.c_str());
+    return STATUS_FAILED;
+}
+
+// -1 with a problem; a socket of systemd's has no path of ours.
+int open_socket(std::string *path, std::string *problem)
+{
+    if (sd_listen_fds(1) == 1) {
+        path->clear();
+        return SD_LISTEN_FDS_START;
+    }
+    if (path->empty()) {
+        *path = usual_socket_path();
+        *problem = make_usual_folder();
+    }
+    return problem->empty() ? listen_at(*path, problem) : -1;
+}
+
+int serve(int argc, char **argv)
+{
+    options options;
+    CLI::App app("Owns the card and lets many use it: JSON-RPC, a line each way, over a Unix socket.\n"
+                 "KELVANE_HOST_ROOT names the host's tree of a simulated card.");
+    app.add_option("--host-kind", options.kind, "what the host ports carry: ethernet (the default) or otn")
+        ->transform(CLI::CheckedTransformer(
+            std::map<std::string, host_kind>{{"ethernet", host_kind::ethernet}, {"otn", host_kind::otn}},
+            CLI::ignore_case))
+        ->type_name("KIND");
+    app.add_option("--socket", options.socket, "where to listen, instead of /run/kelvane/kelvaned.sock")
+        ->type_name("PATH");
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError &wrong) {
+        return app.exit(wrong) == 0 ? 0 : STATUS_USAGE;
+    }
+    dup2(STDERR_FILENO, STDOUT_FILENO); // for what the library prints
+    std::string problem;
+    const int listening = open_socket(&options.socket, &problem);
+    if (listening < 0) {
+        return fail(problem);
+    }
+    fprintf(stderr, "kelvaned: listens%s%s\n", options.socket.empty() ? "" : " at ", options.socket.c_str());
+    sd_notify(0, "READY=1");
+    service service(listening, options.socket, options.kind);
+    service.run();
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    try {
+        return serve(argc, argv);
+    } catch (const std::exception &wrong) { // of the libraries: no memory, no descriptor
+        return fail(wrong.what());
+    }
+}

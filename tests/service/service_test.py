@@ -1,0 +1,322 @@
+#!/usr/bin/env python3
+# The real service on simulated cards, over its socket.
+#
+# usage: service_test.py [CLASS.TEST]
+import array
+import hashlib
+import json
+import os
+import pathlib
+import random
+import signal
+import socket
+import sys
+import threading
+import time
+import unittest
+
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "whole"))
+from programs_test import CARD, PROGRAMS, SECONDS_MOST, Bench, Program  # noqa: E402
+
+SERVICE = PROGRAMS / "kelvaned/kelvaned"
+
+
+class Caller:
+    """A client: what it asks is answered in any order, and events come between."""
+
+    def __init__(self, test, path):
+        self.test, self.events, self.answers, self.last_id, self.files = test, [], {}, 0, []
+        self.socket, self.partial = socket.socket(socket.AF_UNIX), b""
+        test.addCleanup(self.socket.close)
+        self.socket.settimeout(SECONDS_MOST)
+        self.socket.connect(str(path))
+
+    def send(self, method, file=None, **parameters):
+        self.last_id += 1
+        line = json.dumps({"jsonrpc": "2.0", "id": self.last_id, "method": method, "params": parameters}) + "\n"
+        beside = [] if file is None else [(socket.SOL_SOCKET, socket.SCM_RIGHTS, array.array("i", [file]))]
+        self.socket.sendmsg([line.encode()], beside)
+        return self.last_id
+
+    def hear(self):
+        """One more line; None at the end."""
+        while b"\n" not in self.partial:
+            data, beside, _, _ = self.socket.recvmsg(1 << 16, socket.CMSG_LEN(4))
+            for _, _, content in beside:
+                self.files += array.array("i", content)
+            if not data:
+                return None
+            self.partial += data
+        line, self.partial = self.partial.split(b"\n", 1)
+        told = json.loads(line)
+        if told.get("method") == "event":
+            self.events.append(told["params"])
+        else:
+            self.answers[told["id"]] = told.get("result", told.get("error"))
+        return told
+
+    def answer(self, asked):
+        while asked not in self.answers:
+            self.test.assertIsNotNone(self.hear(), "the service has ended")
+        return self.answers.pop(asked)
+
+    def ask(self, method, **parameters):
+        return self.answer(self.send(method, **parameters))
+
+    def wait_for(self, kind, **data):
+        """The first event of that kind, among those heard and to come; it and those before are forgotten."""
+        while True:
+            for i, event in enumerate(self.events):
+                if event["type"] == kind and data.items() <= event["data"].items():
+                    del self.events[:i + 1]
+                    return event
+            self.test.assertIsNotNone(self.hear(), "the service has ended")
+
+
+class Service(Bench):
+    def setUp(self):
+        super().setUp()
+        self.path = self.host / "run/kelvane/kelvaned.sock"
+
+    def start(self, *options, verbs=""):
+        """A card, a service on it that is up, and a client of it."""
+        self.card = self.start_card(verbs=verbs)
+        self.service = Program(self, SERVICE, *options)
+        caller = self.call()
+        while caller.ask("service_status")["state"] != "up":
+            time.sleep(0.05)
+        return caller
+
+    def call(self):
+        for _ in range(SECONDS_MOST * 20):
+            try:
+                return Caller(self, self.path)
+            except (FileNotFoundError, ConnectionRefusedError):
+                self.assertIsNone(self.service.process.poll(), self.service.err)
+                time.sleep(0.05)
+        self.fail("no socket")
+
+    def verb(self, *words):
+        sent = Program(self, CARD, "--send", "--host", self.host, *words)
+        self.assertEqual(sent.wait(), 0, sent.err)
+
+    def test_operations_records_and_refusals(self):
+        caller = self.start()
+        for method, parameters, expected in (
+                ("set_laser_channel_flex_grid", {"address": "module/4", "channel": 1931500, "tx_rx": "tx"}, {}),
+                ("get_laser_channel_flex_grid", {"address": "module/4", "tx_rx": "tx"}, {"channel": 1931500}),
+                ("set_laser", {"address": "module/1", "laser": True, "timeout_ms": 60000}, {}),
+                ("get_laser", {"address": "0xff0001ff"}, {"laser": True}),
+                ("get_seu_pl_uncorrectable", {}, {"state": "ok"})):
+            self.assertEqual(caller.ask(method, **parameters), expected, method)
+        config = caller.ask("global_provisioned_config", address="sirane/2")
+        self.assertEqual(config["tx_channel_flex_grid"], [1931500, 1931000])
+        for method, parameters, code, said in (
+                ("get_lasers", {}, -32601, "there is no method get_lasers"),
+                ("get_laser", {"address": "module/6"}, -32602, '"module/6" is no address'),
+                ("subscribe", {"address": "board"}, -32602, "subscribe takes no address"),
+                ("set_laser", {"address": "module/0", "laser": 7}, 2153906177, "ORDUNE_SIRANE_SETLASER_ERROR"),
+                ("get_laser", {"address": "0xff0700ff"}, 22, "KELVANE_RET_CODE_EINVAL"),
+                ("download_software", {"download_device": 2, "digest": "0" * 32}, -32602, "the image is missing")):
+            error = caller.ask(method, **parameters)
+            self.assertEqual(error["code"], code, error)
+            self.assertIn(said, error["message"])
+            self.assertEqual(error["data"]["operation"], method)
+        methods = [method["name"] for method in caller.ask("rpc.discover")["methods"]]
+        self.assertEqual(len(methods), 75)
+        for line, code in ((b"x" * 70000, -32600), (b"[" * 10000, -32600), (b'{"id":1}', -32600), (b"\xff", -32700)):
+            caller.socket.sendall(line + b"\n")
+            self.assertEqual(caller.hear()["error"]["code"], code)
+        caller.socket.sendall(b'{"jsonrpc":"2.0","method":"get_laser","params":{"address":"module/0"}}\n{"half')
+        caller.socket.shutdown(socket.SHUT_WR)  # one that is not answered, and half a line
+        self.assertIsNone(caller.hear())
+
+    def test_images_go_in_and_logs_come_out(self):
+        caller, watcher = self.start(verbs="program-time 1500"), self.call()
+        watcher.ask("subscribe")
+        image = random.Random(5).randbytes(200000)
+        (self.folder / "image").write_bytes(image)
+        reading, writing = os.pipe()
+        for file in reading, writing, os.open(self.folder, os.O_RDONLY):
+            asked = caller.send("download_software", download_device="sirane", digest="0" * 32, file=file)
+            self.assertEqual(caller.answer(asked)["message"], "the image is no regular file")
+            os.close(file)
+        file = os.open(self.folder / "image", os.O_RDONLY)
+        asked = caller.send("download_software", download_device="sirane", digest="0" * 32, file=file)
+        self.assertEqual(caller.answer(asked)["message"], "ORDUNE_MD5_FAIL")
+        digest = hashlib.md5(image).hexdigest()
+        asked = caller.send("download_software", download_device="sirane", digest=digest, file=file)
+        self.assertEqual(caller.answer(asked), {})
+        before = caller.ask("get_software_running", address="sirane/1")
+        asked = caller.send("program_activate_software", address="sirane/1")
+        late = caller.send("get_laser", address="module/5")  # of another sirane, and behind it all the same
+        self.assertEqual(caller.answer(late), {"laser": False})
+        self.assertEqual(caller.answers.pop(asked), {})
+        self.assertEqual(watcher.wait_for("progress")["data"]["operation"], "program_activate_software")
+        after = caller.ask("get_software_running", address="sirane/1")
+        self.assertEqual((after["major"], after["minor"]), (before["major"], before["minor"] + 1))
+        self.assertEqual(list(pathlib.Path(os.environ.get("TMPDIR", "/tmp")).glob("kelvane_image.*")), [])
+        self.verb("eprom", "3", "clear")
+        for method, parameters, name in (("ps_print_trace", {}, "ordune.log"), ("ps_print_eprom_trace", {}, None),
+                                         ("ps_print_sel_trace", {"address": "sirane/1"}, "sirane_1.log")):
+            told = caller.ask(method, **parameters)
+            text = os.read(caller.files.pop(), 1 << 20) if told["bytes"] else b""
+            self.assertEqual(len(text), told["bytes"])
+            self.assertEqual(told["file"] if text else None, name)
+
+    def test_what_happens_is_told_to_those_who_subscribed(self):
+        caller, watcher = self.start(verbs="alarm raise 4 SRN_TEMP"), self.call()
+        snapshot = watcher.ask("subscribe")
+        self.assertEqual(snapshot["alarms"]["sirane/1"], ["SRN_SUMMARY_ALRM", "SRN_TEMP"])
+        self.verb("alarm", "raise", "2", "RX_NTWK_LOF")
+        told = watcher.wait_for("alarm_raised", alarm="RX_NTWK_LOF")
+        self.assertEqual((told["address"], told["instance"]), ("module/0", snapshot["instance"]))
+        self.verb("alarm", "clear", "2", "RX_NTWK_LOF")
+        watcher.wait_for("alarm_cleared", alarm="RX_NTWK_LOF")
+        self.verb("unplug", "3")
+        self.assertEqual(watcher.wait_for("plugin", plugged=0)["address"], "module/1")
+        caller.ask("set_xpm2_led", address="module/0", led="green")
+        self.assertEqual(watcher.wait_for("finished", operation="set_xpm2_led")["data"]["code"], 0)
+        caller.ask("set_pm_parameters", address="board", pm_interval=1)
+        first = watcher.wait_for("batch")["data"]
+        self.assertEqual(first["record"]["xpm2_port"][1]["optical_output_power_dbm"], -40.0)
+        self.verb("skip-batch")
+        self.assertEqual(watcher.wait_for("batches_missed")["data"]["count"], 1)
+        self.verb("hang")
+        watcher.wait_for("watch", status="not_alive")
+        self.assertEqual(caller.ask("get_laser", address="module/0")["code"], 64174)
+        self.verb("resume")
+        watcher.wait_for("state", state="linking")
+        watcher.wait_for("state", state="up")
+        self.verb("alarm", "raise", "2", "RX_NTWK_LOF")
+        watcher.wait_for("alarm_raised", alarm="RX_NTWK_LOF")
+        self.verb("upset", "uncorrectable")
+        watcher.wait_for("upset", value=1)
+        self.verb("remove")
+        self.assertIn("the card is gone", watcher.wait_for("state", state="ended")["data"]["reason"])
+        self.assertIsNone(watcher.hear())
+        self.assertEqual(self.service.wait(), 1)
+
+    def test_limits_and_queues(self):
+        caller, others = self.start(verbs="delay get_laser 1500"), [self.call() for _ in range(5)]
+        watcher = self.call()
+        watcher.ask("subscribe")
+        slow = caller.send("get_laser", address="module/0", timeout_ms=100)
+        taken_back = caller.send("set_xpm2_led", address="module/0", led="red", timeout_ms=50)
+        for asked, begun in (taken_back, False), (slow, True):
+            error = caller.answer(asked)
+            self.assertEqual((error["code"], error["data"].get("begun")), (-32002, begun), error)
+        ids = [[other.send("get_laser", address="module/0") for _ in range(64)] for other in others]
+        refused = [other.answer(one) for other, one in zip(others[4:], ids[4:]) for one in one]
+        self.assertEqual(sum(1 for one in refused if one.get("message") == "the queue of sirane/0 is full"), 64)
+        refused = others[0].ask("get_laser", address="module/5")
+        self.assertEqual(refused["message"], "64 requests of this client are under way")
+        self.assertEqual(caller.ask("get_laser", address="module/5"), {"laser": False})  # of another sirane
+        for other, asked in zip(others[:4], ids[:4]):
+            self.assertEqual([other.answer(one) for one in asked], [{"laser": False}] * 64)
+        self.assertEqual(watcher.wait_for("finished", id=slow)["data"], {"operation": "get_laser", "id": slow, "code": 0})
+        self.assertEqual(caller.ask("get_xpm2_led", address="module/0"), {"led": "off"})
+        self.verb("laser-time", "1000")
+        lasers = [caller.send("set_laser", address="module/2", laser=True) for _ in range(13)]
+        self.assertEqual(caller.answer(lasers[12])["code"], -32001)
+        self.assertEqual([caller.answer(one) for one in lasers[:12]], [{}] * 12)
+        crowd = [self.call() for _ in range(125)]
+        self.assertEqual(crowd[-1].hear()["error"]["message"], "128 clients are connected")
+        self.assertIsNone(crowd[-1].hear())
+        self.assertEqual(crowd[0].ask("get_laser", address="module/0"), {"laser": False})
+
+    def test_how_it_starts_and_ends(self):
+        self.service = Program(self, SERVICE)
+        self.assertEqual(self.service.wait(), 1)
+        self.assertIn(f"cannot make {self.host}/run", self.service.err)
+        self.host.mkdir(mode=0o700)
+        self.service = Program(self, SERVICE)  # before there is a card
+        caller = self.call()
+        self.assertEqual(caller.ask("get_laser", address="module/0")["code"], -32003)
+        watcher = self.call()
+        self.assertIsNone(watcher.ask("subscribe")["alarms"]["sirane/0"])
+        self.start_card(verbs="delay get_laser 60000")
+        watcher.wait_for("state", state="linking")
+        self.assertEqual(caller.ask("get_laser", address="module/0")["code"], -32005)
+        watcher.wait_for("state", state="up")
+        for options, said in (([], f"process {self.service.process.pid} is the service at "),
+                              (["--socket", self.folder / "other"], f"process {self.service.process.pid} has the card"),
+                              (["--socket", self.folder / ("s" * 108)], "the path of a socket has at most 107 ")):
+            second = Program(self, SERVICE, *options)
+            self.assertEqual(second.wait(), 1)
+            self.assertIn(said, second.err)
+        hanging = caller.send("get_laser", address="module/0")
+        waiting = caller.send("get_laser", address="module/1")
+        caller.ask("is_xpm2_present", address="module/2")  # of another sirane: those two have come before
+        self.service.process.terminate()
+        for asked in hanging, waiting:
+            self.assertEqual(caller.answer(asked)["code"], -32003)
+        self.assertIsNone(caller.hear())
+        self.assertEqual((self.service.wait(), self.path.exists()), (0, False))
+        self.service = Program(self, SERVICE)
+        self.call()
+        self.service.process.kill()
+        self.service.wait()
+        self.assertTrue(self.path.exists())
+        self.service = Program(self, SERVICE)  # takes the dead one's place
+        self.assertEqual(self.call().ask("service_status")["process"], self.service.process.pid)
+
+    def test_a_storm_of_clients_on_a_card_with_faults(self):
+        """Each request has one outcome, and each subscriber a complete account."""
+        first = self.start(verbs="error get_laser ORDUNE_TIMEOUT 10%\ndelay get_xpm2_led 30 5%\ndrop-interrupt 1%\n"
+                                 "double-interrupt 5%\nlate-interrupt 3 5%\nlaser-time 20\n")
+        until, outcomes = time.monotonic() + float(os.environ.get("KELVANE_STORM_SECONDS", "4")), []
+        watchers = [self.call() for _ in range(4)]
+        begins = [watcher.ask("subscribe")["seq"] for watcher in watchers]
+        watchers[3].socket.close()  # one that dies, and one, the last, that reads nothing meanwhile
+
+        def play(seed, caller):
+            dice, asked, heard = random.Random(seed), [], {}
+            while time.monotonic() < until:
+                for _ in range(dice.randrange(1, 30)):
+                    where = f"module/{dice.randrange(6)}"
+                    method, more = dice.choice((("get_laser", {}), ("get_xpm2_led", {}), ("set_xpm2_led", {"led": "red"}),
+                                                ("set_laser", {"laser": dice.random() < 0.5}))[:3 + seed % 2])
+                    if dice.random() < 0.2:
+                        more = {**more, "timeout_ms": dice.randrange(1, 20)}
+                    asked.append(caller.send(method, address=where, **more))
+                while len(caller.answers) < len(asked) - dice.randrange(30):
+                    before = len(caller.answers)
+                    caller.hear()
+                    self.assertEqual(len(caller.answers), before + 1)  # none twice
+            while len(caller.answers) < len(asked):
+                caller.hear()
+            heard = {one.get("code", 0) for one in caller.answers.values()}
+            outcomes.append((sorted(caller.answers) == asked, heard))
+
+        def watch(watcher):
+            while watcher.hear() is not None:
+                pass
+
+        players = [threading.Thread(target=play, args=(seed, self.call())) for seed in range(8)]
+        listeners = [threading.Thread(target=watch, args=(watcher,)) for watcher in watchers[:2]]
+        for thread in players + listeners:
+            thread.start()
+        dying = self.call()
+        for _ in range(60):
+            dying.send("set_xpm2_led", address="module/0", led="red")
+        dying.socket.close()
+        for thread in players:
+            thread.join(SECONDS_MOST)
+        self.assertEqual([complete for complete, _ in outcomes], [True] * 8)
+        self.assertLessEqual(set.union(*(heard for _, heard in outcomes)), {0, -32001, -32002, 0x8010000F})
+        self.assertEqual(first.ask("service_status")["clients"], 1 + 3 + 8)
+        self.service.process.terminate()
+        watch(watchers[2])
+        for thread in listeners:
+            thread.join(SECONDS_MOST)
+        self.assertEqual(self.service.wait(), 0)
+        for watcher, begin in zip(watchers[:3], begins):
+            for event in watcher.events:
+                begin += event["data"]["count"] if event["type"] == "events_lost" else 1
+                self.assertEqual(event["seq"], begin)
+            self.assertEqual(watcher.events[-1]["data"].get("state"), "ended")
+
+
+if __name__ == "__main__":
+    unittest.main()
