@@ -16,7 +16,7 @@ import time
 import unittest
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "whole"))
-from programs_test import CARD, PROGRAMS, SECONDS_MOST, Bench, Program  # noqa: E402
+from programs_test import CARD, PROGRAMS, SECONDS_MOST, TOP, Bench, Program  # noqa: E402
 
 SERVICE = PROGRAMS / "kelvaned/kelvaned"
 
@@ -168,7 +168,11 @@ class Service(Bench):
         caller, watcher = self.start(verbs="alarm raise 4 SRN_TEMP"), self.call()
         snapshot = watcher.ask("subscribe")
         self.assertEqual(snapshot["alarms"]["sirane/1"], ["SRN_SUMMARY_ALRM", "SRN_TEMP"])
+        lines = (TOP / "docs/service.md").read_text().split("```python\n")[1].split("```")[0]
+        program = Program(self, sys.executable, "-c", lines)
+        program.wait_for("laser of module 0: False\nsnapshot None {'sirane/1': ['SRN_SUMMARY_ALRM', 'SRN_TEMP']}\n")
         self.verb("alarm", "raise", "2", "RX_NTWK_LOF")
+        program.wait_for("alarm_raised module/0 {'alarm': 'RX_NTWK_LOF'}\n")
         told = watcher.wait_for("alarm_raised", alarm="RX_NTWK_LOF")
         self.assertEqual((told["address"], told["instance"]), ("module/0", snapshot["instance"]))
         self.verb("alarm", "clear", "2", "RX_NTWK_LOF")
