@@ -9,6 +9,7 @@
 #include <cstring>
 #include <dirent.h>
 #include <fcntl.h>
+#include <span>
 #include <string_view>
 #include <sys/file.h>
 #include <sys/stat.h>
@@ -28,6 +29,8 @@ constexpr const char *FOLDERS[] = {
     "", // the root
     "/dev",
     "/root",
+    "/run",
+    "/run/kelvane",
     "/sys",
     "/sys/class",
     "/sys/class/uio",
@@ -50,6 +53,8 @@ constexpr const char *FILES[] = {
     "/dev/uio0.lock", // by the host that has the card
     CONTROL_SOCKET,
 };
+// Those of a service, which may wait for a card that starts, and ends with it.
+constexpr const char *SERVICE_FILES[] = {"/run/kelvane/kelvaned.sock", "/run/kelvane/kelvaned.sock.lock"};
 constexpr const char *DRIVER_VERSION = "1.0\n";
 constexpr const char *MAP_NAME = "bar0\n";
 constexpr uint64_t BUS_ADDRESS = 0xA0000000;
@@ -253,9 +258,9 @@ std::string hexadecimal(int digits, uint64_t number)
     return text;
 }
 
-void remove_files(const card_tree &tree)
+void remove_files(const card_tree &tree, std::span<const char *const> files)
 {
-    for (const char *file : FILES) {
+    for (const char *file : files) {
         remove(tree, file, 0);
     }
 }
@@ -338,7 +343,7 @@ bool card_tree_open(card_tree &tree, const std::string &folder, std::string *pro
     if (!sign(tree, problem)) {
         return false;
     }
-    remove_files(tree);
+    remove_files(tree, FILES);
     return make_folders(tree, problem) && sign(tree, problem);
 }
 
@@ -415,7 +420,8 @@ void card_tree_close(card_tree &tree)
 {
     close_if_open(tree.event_fd);
     if (tree.lock_fd >= 0) {
-        remove_files(tree);
+        remove_files(tree, FILES);
+        remove_files(tree, SERVICE_FILES);
         char target[PATH_MAX] = {};
         if (!tree.link.empty() && readlink(tree.link.c_str(), target, sizeof target - 1) > 0 &&
             tree.root == target) {
