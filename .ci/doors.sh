@@ -1,6 +1,6 @@
 # shellcheck shell=bash
 # What the front doors share: the Debian packages that they need, and how they configure and build.
-# Sourced by run, test, bench and run here.
+# Sourced by run, ctl, test, bench and run here.
 
 : "${top:?is the folder of the tree}"
 
@@ -64,6 +64,18 @@ configure()
         how=()
     fi
     cmake -S "$top" -B "$build" "${how[@]}" "$@"
+}
+
+# prepare_control BUILD: for the service and its tool, which a folder that plain ./run made leaves out.
+prepare_control()
+{
+    local build=$1 options=(-DKELVANE_CONTROL=ON)
+    install_missing "${CONTROL_PACKAGES[@]}" || return
+    if grep -qsE '^KELVANE_(CONTROL|TESTS):BOOL=ON$' "$build/CMakeCache.txt"; then
+        return
+    fi
+    is_configured "$build" || options+=(-DKELVANE_TESTS=OFF)
+    configure "$build" "${options[@]}"
 }
 
 # logged LOG COMMAND...: what the command says goes to LOG, and to standard error too if it fails. On a full disk there

@@ -6,6 +6,7 @@
 # BUILD is the build folder. KELVANE_KILLS says how often card and client are killed, 10 times unless set;
 # KELVANE_KILL_SEED repeats the points of a run that failed.
 import fcntl
+import json
 import os
 import pathlib
 import random
@@ -383,12 +384,12 @@ class Killed(Bench):
 
 
 class Run(Bench):
-    """./run, the front door: it is the client, and the card is its."""
+    """./run, the front door: it is the client, or the service, and the card is its."""
 
     def start(self, *options):
         os.chdir("/")  # it works from anywhere
         self.addCleanup(self.assert_that_the_card_ends)
-        return Program(self, TOP / "run", *options, KELVANE_BUILD=str(BUILD))
+        return Program(self, "setsid", TOP / "run", *options, KELVANE_BUILD=str(BUILD))
 
     def assert_that_the_card_ends(self):
         lock = self.host / "card.lock"  # which it holds as long as it lives
@@ -418,10 +419,34 @@ class Run(Bench):
         self.assertEqual(refused.wait(), 0x15)
         bad_card = self.start("--firmware", "new", "--host", self.host)
         self.assertEqual((bad_card.wait(), bad_card.out), (125, ""))
-        bad_option = self.start("-w", "1")
-        self.assertEqual(bad_option.wait(), 125)
-        self.assertEqual(bad_option.err,
-                         "run: unknown option -w; --help tells more, and options of mock_client go after --\n")
+        for service, program in (((), "mock_client"), (("--service",), "kelvaned")):
+            bad_option = self.start(*service, "-w", "1")
+            self.assertEqual(bad_option.wait(), 125)
+            self.assertEqual(bad_option.err, "run: unknown option -w; --help tells more, and options of "
+                                             f"{program} go after --\n")
+        self.assertEqual(self.start("--service", f"--host={self.host}", "--", "--socket").wait(), 2)
+
+    def test_is_the_service_that_ctl_reaches_until_an_interrupt(self):
+        door = self.start("--service", "--host", self.host)
+        while "kelvaned: up: " not in door.err:
+            self.assertIsNone(door.process.poll(), door.err)
+            time.sleep(0.01)
+        with socket.socket(socket.AF_UNIX) as connection:
+            connection.connect(str(self.host / "run/kelvane/kelvaned.sock"))
+            connection.send(b'{"jsonrpc":"2.0","id":1,"method":"service_status"}\n')
+            self.assertEqual(json.loads(connection.recv(4096))["result"]["process"], door.process.pid)
+        tool = self.folder / "platforms/common/drivers/kelvane/kelvanectl/kelvanectl"  # of a build with our host
+        tool.parent.mkdir(parents=True)
+        tool.symlink_to(PROGRAMS / "kelvanectl/kelvanectl")
+        (self.folder / "host").symlink_to(self.host)
+        ctl = Program(self, "env", "--unset=KELVANE_HOST_ROOT", TOP / "ctl", "--direct", "call", "get_laser",
+                      '{"address":"module/0"}', KELVANE_BUILD=str(self.folder))
+        self.assertEqual((ctl.wait(), ctl.out), (3, ""))
+        self.assertIn(f"process {door.process.pid} has the card: one at a time", ctl.err)
+        os.killpg(door.process.pid, signal.SIGINT)
+        self.assertEqual((door.wait(), door.err.splitlines()[-1]), (0, "kelvaned: stopped"))
+        self.assert_that_the_card_ends()
+        self.assertEqual(list(self.host.rglob("*")), [])
 
     def test_takes_the_card_along_when_it_is_killed(self):
         door = self.start("--host", self.host)
