@@ -54,13 +54,17 @@ class Installed(Bench):
 
     def test_whatever_is_installed_to_run_is_hardened(self):
         library = self.libraries / "libkelvane.so"
-        for file in (library, *(self.prefix / "bin").iterdir()):
+        for file in (library, *self.prefix.glob("*bin/*")):
             said = self.run_program("readelf", "--wide", "--file-header", "--program-headers", "--dynamic",
                                     "--dyn-syms", file)
             for sign in (r"Type: +DYN ", "GNU_RELRO", "Flags: NOW", "__stack_chk_fail",
                          *(["__[a-z]+_chk@"] if os.environ["FORTIFIED"] else []),
                          *([" PIE\n"] if file != library else [])):
                 self.assertRegex(said, sign, file)
+
+    def test_the_unit_starts_the_service_where_it_was_installed(self):
+        self.assertIn(f'\nExecStart="{self.folder}/first/sbin/kelvaned"\n',
+                      (self.prefix / "lib/systemd/system/kelvaned.service").read_text())
 
     def test_an_application_is_built_and_runs(self):
         log = self.host / "root/kelvane.log"
