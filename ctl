@@ -15,7 +15,7 @@ build_tool()
 if [[ ! -x $tool ]]; then
     # shellcheck source=.ci/doors.sh
     . "$top/.ci/doors.sh"
-    echo "ctl: building, about a minute on two processors; $build/ctl.log tells how far it is" >&2
+    echo "ctl: building, about two minutes on two processors; $build/ctl.log tells how far it is" >&2
     if ! with_lock "$build" logged "$build/ctl.log" build_tool; then
         echo "ctl: cannot build, see above" >&2
         exit "$CANNOT_START"
