@@ -100,6 +100,11 @@ json result_schema(const result_shape &shape, host_kind kind)
 
 } // namespace
 
+std::string library_version()
+{
+    return std::to_string(KELVANE_VERSION_MAJOR) + "." + std::to_string(KELVANE_VERSION_MINOR);
+}
+
 const char *word_of_effect(effect effect)
 {
     constexpr const char *words[] = {"reads", "sets", "disturbs", "restarts", "copies"};
@@ -134,11 +139,7 @@ json open_rpc_document(host_kind kind, const json &own)
     for (const operation &it : all_operations()) {
         methods.push_back(open_rpc_method(it, kind));
     }
-    uint32_t major = 0;
-    uint32_t minor = 0;
-    kelvane_get_sw_sdk_version(&major, &minor);
-    return {
-        {"openrpc", "1.2.6"},
-        {"info", {{"title", "kelvane"}, {"version", std::to_string(major) + "." + std::to_string(minor)}}},
-        {"methods", methods}};
+    return {{"openrpc", "1.2.6"},
+            {"info", {{"title", "kelvane"}, {"version", library_version()}}},
+            {"methods", methods}};
 }

@@ -59,8 +59,8 @@ struct service::call {
 
 service::service(int listening, std::string path, host_kind kind)
     : path_(std::move(path)), kind_(kind), acceptor_(loop_, asio::local::stream_protocol(), listening),
-      signals_(loop_, SIGTERM, SIGINT), events_(clients_), jobs_(loop_, kind), card_(loop_, jobs_, kind),
-      progress_(loop_, events_), accepting_(loop_), ending_(loop_)
+      signals_(loop_, SIGTERM, SIGINT, SIGHUP), events_(clients_), jobs_(loop_, kind),
+      card_(loop_, jobs_, kind), progress_(loop_, events_), accepting_(loop_), ending_(loop_)
 {
     client_listener_ = {
         [this](const std::shared_ptr<client> &from, const std::string &line, bool is_too_long,
@@ -250,13 +250,10 @@ void service::subscribe(const call_ref &caller)
 
 json service::status() const
 {
-    uint32_t major = 0;
-    uint32_t minor = 0;
-    kelvane_get_sw_sdk_version(&major, &minor);
     const auto uptime =
         std::chrono::duration_cast<std::chrono::seconds>(std::chrono::steady_clock::now() - started_);
     return {{"instance", events_.instance()},
-            {"version", std::to_string(major) + "." + std::to_string(minor)},
+            {"version", library_version()},
             {"state", STATES[static_cast<size_t>(card_.state())]},
             {"firmware", word_or_number(KEEP_ALIVE_STATUSES, card_.firmware())},
             {"host_kind", kind_ == host_kind::otn ? "otn" : "ethernet"},
