@@ -75,6 +75,15 @@ std::string words_of_address(kelvane_device_address address)
     return number;
 }
 
+std::vector<std::string> all_address_words()
+{
+    std::vector<std::string> words;
+    for (const device &it : devices()) {
+        words.push_back(it.words);
+    }
+    return words;
+}
+
 uint32_t sirane_serving(kelvane_device_address address)
 {
     return KELVANE_IS_BOARD(address) ? 0 : KELVANE_SIRANE_OF(address);

@@ -4,6 +4,7 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "kelvane.h"
 
@@ -12,6 +13,9 @@ bool address_of_words(std::string_view words, kelvane_device_address *address);
 
 // The number for an address that has no words.
 std::string words_of_address(kelvane_device_address address);
+
+// Those of all devices, from the board on.
+std::vector<std::string> all_address_words();
 
 // The sirane whose queue and limits an address falls under: that of its commands, 0 for the board. Beyond the
 // last one for an address that names none.

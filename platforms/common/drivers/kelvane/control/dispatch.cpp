@@ -26,24 +26,6 @@ std::string in_quotes(const json &given)
     return given.dump(-1, ' ', false, json::error_handler_t::replace);
 }
 
-// Whether the operation can be asked for of this device.
-bool fits(address_kind kind, kelvane_device_address address)
-{
-    const bool is_board = KELVANE_IS_BOARD(address);
-    const bool has_network = KELVANE_NETWORK_PORT_OF(address) != KELVANE_NO_FIELD;
-    const bool has_host = KELVANE_HOST_PORT_OF(address) != KELVANE_NO_FIELD;
-    switch (kind) {
-    case address_kind::sirane:
-        return !is_board && !has_network && !has_host;
-    case address_kind::network_port:
-        return !is_board && has_network;
-    case address_kind::host_port:
-        return !is_board && has_host;
-    default:
-        return true;
-    }
-}
-
 // Empty when it is taken.
 std::string take_address(const operation &operation, const json &parameters, request *out)
 {
@@ -60,7 +42,7 @@ std::string take_address(const operation &operation, const json &parameters, req
                                    "host/0.0 to host/2.3, or a "
                                    "number such as 0xff01ffff";
     }
-    return fits(operation.address, out->call.address)
+    return address_fits(operation.address, out->call.address)
                ? ""
                : std::string(operation.name) + " needs " + KIND_NAMES[static_cast<size_t>(operation.address)];
 }
@@ -160,6 +142,23 @@ outcome with_file(const std::string &name)
 }
 
 } // namespace
+
+bool address_fits(address_kind kind, kelvane_device_address address)
+{
+    const bool is_board = KELVANE_IS_BOARD(address);
+    const bool has_network = KELVANE_NETWORK_PORT_OF(address) != KELVANE_NO_FIELD;
+    const bool has_host = KELVANE_HOST_PORT_OF(address) != KELVANE_NO_FIELD;
+    switch (kind) {
+    case address_kind::sirane:
+        return !is_board && !has_network && !has_host;
+    case address_kind::network_port:
+        return !is_board && has_network;
+    case address_kind::host_port:
+        return !is_board && has_host;
+    default:
+        return true;
+    }
+}
 
 outcome request_of(const operation &operation, const json &parameters, request *out)
 {

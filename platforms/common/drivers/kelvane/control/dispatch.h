@@ -38,6 +38,9 @@ struct outcome {
     int file = -1;                // a log's descriptor, which is the caller's to close
 };
 
+// Whether an operation for this kind of address can be asked of the device; one without an address can be.
+bool address_fits(address_kind kind, kelvane_device_address address);
+
 // What an operation is called with: "address", in words, where it takes one, and its parameters by their
 // names. Checks all of them, and sends nothing. Any thread.
 outcome request_of(const operation &operation, const json &parameters, request *out);
