@@ -60,25 +60,16 @@ void add_common(CLI::App &app, command_options &options)
     app.add_flag("-y,--yes", options.yes, "go on with what disturbs traffic");
     app.add_option("--timeout", options.timeout_seconds, "wait no longer for each operation")
         ->type_name("SECONDS")
-        ->check(CLI::Range(0.001, TIMEOUT_SECONDS_MAX));
+        ->check(CLI::Range(0.001, TIMEOUT_SECONDS_MAX).description(""));
     app.add_option("--socket", options.socket_path, "where the service listens")->type_name("PATH");
     app.add_option("--host-kind", options.kind, "with --direct: what the host ports carry, ethernet or otn")
         ->type_name("KIND")
-        ->transform(CLI::CheckedTransformer(
-            std::map<std::string, host_kind>{{"ethernet", host_kind::ethernet}, {"otn", host_kind::otn}},
-            CLI::ignore_case))
+        ->transform(
+            CLI::CheckedTransformer(
+                std::map<std::string, host_kind>{{"ethernet", host_kind::ethernet}, {"otn", host_kind::otn}},
+                CLI::ignore_case)
+                .description(""))
         ->option_text("KIND");
-}
-
-// Null when the row's subcommand is not the one that was given.
-CLI::App *given(CLI::App &app, const std::string &name)
-{
-    const size_t space = name.find(' ');
-    CLI::App *const first = below(app, name.substr(0, space));
-    if (first == nullptr || !first->parsed()) {
-        return nullptr;
-    }
-    return space == name.npos ? first : given(*first, name.substr(space + 1));
 }
 
 // What does not depend on the subcommand.
@@ -94,6 +85,13 @@ std::string problem_of(const subcommand &what, const command_options &options)
 }
 
 } // namespace
+
+CLI::App *subcommand_of(CLI::App &app, const std::string &name)
+{
+    const size_t space = name.find(' ');
+    CLI::App *const first = below(app, name.substr(0, space));
+    return space == name.npos ? first : below(*first, name.substr(space + 1));
+}
 
 std::unique_ptr<CLI::App> command_line_of(command_options &options)
 {
@@ -127,7 +125,7 @@ parsed_line parse_line(std::vector<std::string> words, command_options &options)
         return {nullptr, fail_usage(std::string(wrong.what()) + "; --help tells more", options.as_json)};
     }
     for (const subcommand *const it : all_subcommands()) {
-        if (given(*app, it->name) != nullptr) {
+        if (subcommand_of(*app, it->name)->parsed()) {
             const std::string problem = problem_of(*it, options);
             return problem.empty() ? parsed_line{it}
                                    : parsed_line{nullptr, fail_usage(problem, options.as_json)};

@@ -11,6 +11,9 @@
 // What a line's words go to is `options`, which it has to outlive.
 std::unique_ptr<CLI::App> command_line_of(command_options &options);
 
+// The part of it for the row of that name, "firmware show".
+CLI::App *subcommand_of(CLI::App &app, const std::string &name);
+
 struct parsed_line {
     const subcommand *what = nullptr; // null: nothing is to be run, and the tool ends with
     exit_status status = STATUS_DONE;

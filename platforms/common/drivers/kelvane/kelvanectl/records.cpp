@@ -179,6 +179,11 @@ json read_records(const tool &tool, const std::vector<reading> &readings, exit_s
         *status = fail(error, tool.options.as_json);
         return {};
     }
+    return records_of(readings, answers);
+}
+
+json records_of(const std::vector<reading> &readings, const std::vector<answer> &answers)
+{
     json found = json::object();
     for (size_t i = 0; i < readings.size(); i++) {
         found[readings[i].address][short_name(readings[i].method)] =

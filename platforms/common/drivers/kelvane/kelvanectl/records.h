@@ -20,8 +20,9 @@ std::string short_name(std::string_view method);
 bool check_address(const tool &tool, exit_status *status);
 
 // By address and short name what was read: a single value without the name of its own, or {"error": ...}.
-// Without an address, the members of one. `status` is not STATUS_DONE when nothing at all could be read, and
-// the caller told.
+json records_of(const std::vector<reading> &readings, const std::vector<answer> &answers);
+
+// The same, asked for. `status` is not STATUS_DONE when nothing at all could be read, and the caller told.
 json read_records(const tool &tool, const std::vector<reading> &readings, exit_status *status);
 
 // What each view has of one device, or of all of them.

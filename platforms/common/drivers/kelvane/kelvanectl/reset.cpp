@@ -23,7 +23,7 @@ void add_reset(CLI::App &app, command_options &options)
     app.add_option("ADDRESS", options.address, "`card` for all of it, or sirane/0, ...")->required();
     app.add_option("--kind", options.reset_kind, "of the card's two kinds of reset")
         ->type_name("0|1")
-        ->check(CLI::Range(0, 1))
+        ->check(CLI::Range(0, 1).description(""))
         ->capture_default_str();
 }
 

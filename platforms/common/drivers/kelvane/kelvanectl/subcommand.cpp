@@ -4,9 +4,32 @@
 
 namespace {
 
-constexpr const subcommand *ALL[] = {&LIST,   &SHOW,      &GET,    &SET,           &PM,
-                                     &ALARMS, &INVENTORY, &CONFIG, &REGISTER_READ, &REGISTER_WRITE,
-                                     &INIT,   &RESET,     &CALL,   &METHODS};
+constexpr const subcommand *ALL[] = {
+    &LIST,
+    &SHOW,
+    &GET,
+    &SET,
+    &PM,
+    &ALARMS,
+    &INVENTORY,
+    &CONFIG,
+    &REGISTER_READ,
+    &REGISTER_WRITE,
+    &FIRMWARE_SHOW,
+    &FIRMWARE_DOWNLOAD,
+    &FIRMWARE_ACTIVATE,
+    &FIRMWARE_UPDATE,
+    &INIT,
+    &RESET,
+    &WATCH,
+    &LOGS,
+    &SUPPORT,
+    &BATCH,
+    &CALL,
+    &METHODS,
+    &COMPLETION,
+    &MANUAL,
+};
 
 } // namespace
 

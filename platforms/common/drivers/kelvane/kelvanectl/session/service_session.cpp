@@ -61,7 +61,7 @@ json cannot_connect(const std::string &path, int error)
 
 json service_ended()
 {
-    return error_with(RPC_NO_CARD, "the service ended before it answered",
+    return error_with(RPC_NO_CARD, "the service ended, or sent us away",
                       "its log tells why: `journalctl -u kelvaned`");
 }
 

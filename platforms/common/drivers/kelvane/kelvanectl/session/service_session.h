@@ -4,6 +4,7 @@
 
 #include <deque>
 #include <functional>
+#include <memory>
 #include <string>
 
 #include "kelvanectl/session/session.h"
@@ -21,6 +22,12 @@ class service_session : public session {
     ~service_session() override;
     service_session(const service_session &) = delete;
     service_session &operator=(const service_session &) = delete;
+
+    // To the same service, for its own answers and events.
+    std::unique_ptr<service_session> another() const
+    {
+        return std::make_unique<service_session>(path_, timeout_ms_);
+    }
 
     // Blocks for the next event after an answered "subscribe". Null, or the error that ends them.
     json next_event(json *event);

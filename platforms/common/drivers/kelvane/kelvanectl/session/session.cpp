@@ -6,7 +6,8 @@ namespace {
 
 constexpr std::string_view SERVICE_METHODS[] = {"rpc.discover", "service_status", "subscribe"};
 
-// Null when it can be sent.
+} // namespace
+
 json problem_of(const question &question)
 {
     const json address = question.parameters.value("address", json());
@@ -23,8 +24,6 @@ json problem_of(const question &question)
     const outcome checked = request_of(*found, parameters, &request);
     return checked.code == 0 ? json() : error_of(checked, found->name, address);
 }
-
-} // namespace
 
 answer session::ask(const std::string &method, const json &parameters, int image)
 {

@@ -18,6 +18,9 @@ struct question {
     json parameters;
 };
 
+// Null, or what the table can tell to be wrong with it.
+json problem_of(const question &question);
+
 class session {
   public:
     virtual ~session() = default;

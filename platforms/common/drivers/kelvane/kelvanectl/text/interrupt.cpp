@@ -38,6 +38,7 @@ void interrupt_prepare()
             sigaction(number, &before, nullptr);
         }
     }
+    signal(SIGXFSZ, SIG_IGN); // a file that may not grow is an error to tell of
 }
 
 void interrupt_say(const char *line)

@@ -1,0 +1,51 @@
+// What happens, as it happens.
+#include "kelvanectl/subcommand.h"
+#include "kelvanectl/text/output.h"
+
+namespace {
+
+// A record in an event is for those who ask for JSON.
+std::string data_in_words(const json &data)
+{
+    std::string text;
+    for (const auto &[name, value] : data.items()) {
+        text += (text.empty() ? "" : " ") + printable(name) + "=" +
+                (value.is_object() ? "{...}" : in_words(value));
+    }
+    return text;
+}
+
+void output_event(const json &event)
+{
+    std::string line;
+    for (const char *const name : {"time", "type", "address"}) {
+        line += in_words(event.value(name, json())) + "  ";
+    }
+    output_line(line + data_in_words(event.value("data", json())));
+}
+
+exit_status watch(const tool &tool)
+{
+    const bool as_json = tool.options.as_json;
+    const answer snapshot = tool.card.ask("subscribe", json::object());
+    if (const exit_status status = output_answer(snapshot, as_json); status != STATUS_DONE) {
+        return status;
+    }
+    json event;
+    while (output_finish()) {
+        const json error = tool.service->next_event(&event);
+        if (!error.is_null()) {
+            return fail(error, as_json);
+        }
+        if (as_json) {
+            output_json(event);
+        } else {
+            output_event(event);
+        }
+    }
+    return STATUS_FAILED;
+}
+
+} // namespace
+
+const subcommand WATCH = {"watch", "Shows what happens, until Ctrl-C.", add_nothing, watch, true};
