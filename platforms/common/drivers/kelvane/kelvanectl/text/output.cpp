@@ -40,7 +40,7 @@ bool is_section(const json &value)
     if (value.is_array()) {
         return !value.empty() && value.front().is_object();
     }
-    return value.is_object() && !is_version(value) && !is_error(value);
+    return value.is_object() && !value.empty() && !is_version(value) && !is_error(value);
 }
 
 std::string list_in_words(const json &list)
@@ -49,7 +49,7 @@ std::string list_in_words(const json &list)
     for (const json &it : list) {
         text += (text.empty() ? "" : " ") + in_words(it);
     }
-    return text.empty() ? "none" : text;
+    return text;
 }
 
 void print_section(const std::string &name, const json &section, size_t indent);
@@ -163,6 +163,9 @@ std::string in_words(const json &value, std::string_view name)
     }
     if (is_error(value)) {
         return "- (" + in_words(value["error"].value("message", json())) + ")";
+    }
+    if (value.empty()) {
+        return "none";
     }
     return value.is_array() ? list_in_words(value)
                             : value.dump(-1, ' ', false, json::error_handler_t::replace);
