@@ -170,6 +170,8 @@ class Service(Tool):
             with client:
                 for give in answers:
                     line, files, _, _ = socket.recv_fds(client, 65536, 4)
+                    if not line:
+                        return
                     request = json.loads(line.split(b"\n")[0])
                     asked.append((request["method"], request["params"], [os.read(it, 99) for it in files]))
                     for it in files:
@@ -250,7 +252,7 @@ class Service(Tool):
                 (1, (("Go on? [y/N] ", "n\n"), ("nothing was sent", ""))),
                 (130, (("Go on? [y/N] ", "y\n"), (" 50 %  1.50 MB/s  1 s left", "\x03"), ("work goes on", "")))):
             if status == 130:
-                self.serve([{"result": {}}], [progress])
+                self.serve([{"result": {}}], [progress], [])
             child, terminal = pty.fork()
             if child == 0:
                 os.execve(CTL, [CTL, "firmware", "download", "sirane", image], {**os.environ, **self.environment})
