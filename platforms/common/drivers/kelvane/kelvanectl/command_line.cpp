@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <map>
 
+#include "control/open_rpc.h"
 #include "kelvanectl/text/output.h"
 
 namespace {
@@ -98,6 +99,7 @@ std::unique_ptr<CLI::App> command_line_of(command_options &options)
     auto app = std::make_unique<CLI::App>("Shows and sets what a coherent line card does.", "kelvanectl");
     app->require_subcommand(1)->fallthrough()->footer(EXAMPLES);
     app->get_formatter()->column_width(28);
+    app->set_version_flag("--version", library_version(), "its version, which is the library's");
     add_common(*app, options);
     for (const subcommand *const it : all_subcommands()) {
         const std::string name = it->name;
@@ -105,7 +107,7 @@ std::unique_ptr<CLI::App> command_line_of(command_options &options)
         CLI::App &parent = space == name.npos ? *app : group_of(*app, name.substr(0, space));
         CLI::App *const added =
             parent.add_subcommand(space == name.npos ? name : name.substr(space + 1), it->sentence);
-        added->group(it->is_hidden ? "" : "Subcommands");
+        added->group(it->is_hidden ? "" : "Subcommands")->footer("");
         it->add_options(*added, options);
     }
     return app;

@@ -8,6 +8,7 @@
 #include <systemd/sd-daemon.h>
 #include <unistd.h>
 
+#include "control/open_rpc.h"
 #include "kelvaned/listening.h"
 #include "kelvaned/service.h"
 
@@ -47,10 +48,13 @@ int serve(int argc, char **argv)
     CLI::App app("Owns the card and lets many use it: JSON-RPC, a line each way, over a Unix socket.\n"
                  "KELVANE_HOST_ROOT names the host's tree of a simulated card.");
     app.add_option("--host-kind", options.kind, "what the host ports carry: ethernet (the default) or otn")
-        ->transform(CLI::CheckedTransformer(
-            std::map<std::string, host_kind>{{"ethernet", host_kind::ethernet}, {"otn", host_kind::otn}},
-            CLI::ignore_case))
+        ->transform(
+            CLI::CheckedTransformer(
+                std::map<std::string, host_kind>{{"ethernet", host_kind::ethernet}, {"otn", host_kind::otn}},
+                CLI::ignore_case)
+                .description(""))
         ->type_name("KIND");
+    app.set_version_flag("--version", library_version(), "its version, which is the library's");
     app.add_option("--socket", options.socket, "where to listen, instead of /run/kelvane/kelvaned.sock")
         ->type_name("PATH");
     try {

@@ -274,8 +274,7 @@ void service::limit(const call_ref &caller, uint32_t timeout_ms)
         }
         const bool has_begun = !jobs_.withdraw(caller->job);
         answer(caller, {RPC_TIMED_OUT,
-                        has_begun ? "no outcome within the time given; it goes on"
-                                  : "not begun within the time given, and taken back",
+                        has_begun ? "no outcome within the time given" : "not begun within the time given",
                         {{"begun", has_begun}}});
     });
 }
