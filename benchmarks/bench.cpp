@@ -46,6 +46,10 @@ constexpr figure FIGURES[] = {
     {"simulator_idle", simulator_idle, 7, "%", VALUE_AT_MOST, 1},
     {"client_start", client_start, 7, "ms", EXCESS_AT_MOST, 25},
     {"client_resident", client_resident, 7, "MiB", VALUE_AT_MOST, 16},
+    {"service_overhead", service_overhead, 51, "us", EXCESS_AT_MOST, 60},
+    {"service_rate_3", service_rate_3, 21, "/s", RATIO_AT_LEAST, 0.95},
+    {"service_idle", service_idle, 1, "%", VALUE_AT_MOST, 0.5},
+    {"service_resident", service_resident, 7, "MiB", VALUE_AT_MOST, 12},
 };
 
 double median(std::vector<double> values)

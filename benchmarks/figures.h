@@ -31,5 +31,9 @@ round_values simulator_rate();
 round_values simulator_idle();
 round_values client_start();
 round_values client_resident();
+round_values service_overhead();
+round_values service_rate_3();
+round_values service_idle();
+round_values service_resident();
 
 #endif

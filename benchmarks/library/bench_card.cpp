@@ -14,6 +14,7 @@ namespace {
 constexpr mbox_registers COMMAND = mbox_registers_of(0, MBOX_COMMAND);
 constexpr mbox_registers RESPONSE = mbox_registers_of(0, MBOX_RESPONSE);
 constexpr mbox_registers ALARMS = mbox_registers_of(0, MBOX_ALARM);
+constexpr mbox_registers KEEP_ALIVE = mbox_registers_of(0, MBOX_KEEP_ALIVE);
 constexpr uint32_t SIRANE_STRIDE = mbox_registers_of(1, MBOX_COMMAND).waiting_reg - COMMAND.waiting_reg;
 constexpr uint32_t SIZE_WORD = 8; // offset in a header
 
@@ -22,6 +23,10 @@ std::atomic<uint32_t> *words;
 // `base` leads from sirane 0 to the one that is meant.
 void answer(uint32_t base)
 {
+    const uint32_t command = bench_word(base + COMMAND.mailbox_addr);
+    if (command == CMD_ENABLE_PM_NOTIFY || command == CMD_ENABLE_ALARMS_NOTIFY) {
+        return; // their answers would be the messages that they ask for
+    }
     const uint32_t bytes = MBOX_HEADER_BYTES + 4 * bench_word(base + COMMAND.mailbox_addr + SIZE_WORD);
     for (uint32_t at = 0; at < bytes; at += 4) {
         bench_word(base + RESPONSE.mailbox_addr + at) =
@@ -44,6 +49,8 @@ void host_wrote(uint32_t offset, uint32_t value)
         bench_word(base + RESPONSE.waiting_reg) = MBOX_STATE_IDLE;
     } else if (at_sirane_0 == ALARMS.resp_reg_to_write && value == MBOX_STATE_READY) {
         bench_word(base + ALARMS.waiting_reg) = MBOX_STATE_IDLE;
+    } else if (offset == KEEP_ALIVE.resp_reg_to_write) {
+        bench_word(KEEP_ALIVE.waiting_reg) = value;
     }
 }
 

@@ -1,14 +1,10 @@
 // mock_client from its start to its first prompt, on a card that runs already.
-#include <cinttypes>
-#include <cstdio>
-#include <fstream>
-#include <string>
-
 #include <sys/mman.h>
 #include <unistd.h>
 
 #include "benchmarks/clock.h"
 #include "benchmarks/figures.h"
+#include "benchmarks/programs/process_use.h"
 #include "benchmarks/programs/program.h"
 #include "mock_client/client.h"
 #include "platform/thread.h"
@@ -101,26 +97,6 @@ void start()
     sleeps = static_cast<sleep_list *>(memory);
 }
 
-// Pages that no other process maps, those of the log's rings among them.
-double private_mebibytes(pid_t pid)
-{
-    std::ifstream rollup("/proc/" + std::to_string(pid) + "/smaps_rollup");
-    uint64_t kibibytes = 0;
-    int found = 0;
-    for (std::string line; std::getline(rollup, line);) {
-        uint64_t value = 0;
-        if (std::sscanf(line.c_str(), "Private_Clean: %" SCNu64, &value) == 1 ||
-            std::sscanf(line.c_str(), "Private_Dirty: %" SCNu64, &value) == 1) {
-            kibibytes += value;
-            found++;
-        }
-    }
-    if (found != 2) {
-        figure_fail("reading smaps_rollup");
-    }
-    return static_cast<double>(kibibytes) / 1024;
-}
-
 } // namespace
 
 round_values client_start()
@@ -137,7 +113,7 @@ round_values client_resident()
     (void)started;
     const program client = program_start({MOCK_CLIENT});
     program_wait_for(client, CLIENT_PROMPT);
-    const double resident = private_mebibytes(client.pid);
+    const double resident = private_mebibytes(client.pid, "");
     program_end_with(client, "quit\n");
     return {resident, 0};
 }

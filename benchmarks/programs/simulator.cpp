@@ -1,13 +1,11 @@
 // The simulated card as a process: it sleeps while nothing happens, and a host must not feel it.
 #include <cerrno>
-#include <chrono>
 #include <csignal>
 #include <cstdio>
-#include <ctime>
-#include <thread>
 
 #include "benchmarks/clock.h"
 #include "benchmarks/figures.h"
+#include "benchmarks/programs/process_use.h"
 #include "benchmarks/programs/program.h"
 #include "benchmarks/programs/spinning_card.h"
 #include "kelvane.h"
@@ -92,15 +90,6 @@ double commands_a_second(const mmio_mapping *mapping)
            });
 }
 
-double processor_seconds(clockid_t clock)
-{
-    timespec now{};
-    if (clock_gettime(clock, &now) != 0) {
-        figure_fail("clock_gettime");
-    }
-    return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) / 1e9;
-}
-
 } // namespace
 
 round_values simulator_rate()
@@ -117,13 +106,5 @@ round_values simulator_rate()
 round_values simulator_idle()
 {
     static const pid_t pid = start_simulator();
-    clockid_t clock = 0;
-    if (clock_getcpuclockid(pid, &clock) != 0) {
-        figure_fail("clock_getcpuclockid");
-    }
-    const auto start = std::chrono::steady_clock::now();
-    const double used = processor_seconds(clock);
-    std::this_thread::sleep_for(std::chrono::seconds(1));
-    const std::chrono::duration<double> passed = std::chrono::steady_clock::now() - start;
-    return {100 * (processor_seconds(clock) - used) / passed.count(), 0};
+    return {processor_percent(pid, 1), 0};
 }
