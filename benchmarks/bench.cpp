@@ -50,6 +50,7 @@ constexpr figure FIGURES[] = {
     {"service_rate_3", service_rate_3, 21, "/s", RATIO_AT_LEAST, 0.95},
     {"service_idle", service_idle, 1, "%", VALUE_AT_MOST, 0.5},
     {"service_resident", service_resident, 7, "MiB", VALUE_AT_MOST, 12},
+    {"ctl_start", ctl_start, 21, "ms", EXCESS_AT_MOST, 10},
 };
 
 double median(std::vector<double> values)

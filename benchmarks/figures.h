@@ -35,5 +35,6 @@ round_values service_overhead();
 round_values service_rate_3();
 round_values service_idle();
 round_values service_resident();
+round_values ctl_start();
 
 #endif
