@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "control/address.h"
-#include "kelvanectl/records.h"
 #include "kelvanectl/text/output.h"
 
 namespace {
@@ -76,10 +75,11 @@ void add_alarms(CLI::App &app, command_options &options)
 exit_status alarms(const tool &tool)
 {
     exit_status status = STATUS_DONE;
-    const json raised = raised_alarms(tool, &status);
+    const json records = read_records(tool, readings_of_alarms(), &status);
     if (status != STATUS_DONE) {
         return status;
     }
+    const json raised = raised_alarms(records);
     const json shown = tool.options.all ? with_names(raised, host_kind_of(tool)) : raised;
     if (tool.options.as_json) {
         output_json({{"alarms", shown}});
@@ -105,16 +105,21 @@ exit_status alarms(const tool &tool)
 
 } // namespace
 
-json raised_alarms(const tool &tool, exit_status *status)
+std::vector<reading> readings_of_alarms()
 {
     std::vector<reading> readings;
     for (int sirane = 0; sirane < KELVANE_SIRANE_COUNT; sirane++) {
         readings.push_back({words_of_address(KELVANE_ADDRESS_SIRANE(sirane)), "get_global_alarms"});
     }
-    const json found = read_records(tool, readings, status);
+    return readings;
+}
+
+json raised_alarms(const json &records)
+{
     json raised = json::object();
-    for (int sirane = 0; sirane < KELVANE_SIRANE_COUNT && *status == STATUS_DONE; sirane++) {
-        collect(found[readings[static_cast<size_t>(sirane)].address]["global_alarms"], sirane, &raised);
+    for (int sirane = 0; sirane < KELVANE_SIRANE_COUNT; sirane++) {
+        collect(records.at(words_of_address(KELVANE_ADDRESS_SIRANE(sirane))).at("global_alarms"), sirane,
+                &raised);
     }
     return raised;
 }

@@ -1,7 +1,4 @@
 // All devices at a glance.
-#include <algorithm>
-#include <map>
-
 #include "control/address.h"
 #include "kelvanectl/alarms.h"
 #include "kelvanectl/records.h"
@@ -9,65 +6,67 @@
 
 namespace {
 
-struct column {
-    const char *name;
-    const char *method;
-    std::vector<std::string_view> kinds; // of devices that have it
-};
-
-const std::vector<column> &columns()
+// Whatever a sirane tells of both its ports comes in one record: a list takes as few commands as it can.
+std::vector<reading> all_readings()
 {
-    static const auto *const all = new std::vector<column>{
-        {"present", "is_xpm2_present", {"module"}},
-        {"laser", "get_laser", {"module"}},
-        {"traffic_type", "get_traffic_type", {"module"}},
-        {"version", "get_software_running", {"board", "sirane", "module"}},
-    };
-    return *all;
-}
-
-std::vector<reading> readings_of(const std::string &address)
-{
-    std::vector<reading> readings;
-    const std::string kind = address.substr(0, address.find('/'));
-    for (const column &it : columns()) {
-        if (std::ranges::count(it.kinds, kind) != 0) {
-            readings.push_back({address, it.method});
+    std::vector<reading> readings = readings_of_alarms();
+    for (const std::string &address : all_address_words()) {
+        const bool is_module = address.starts_with("module/");
+        const bool is_sirane = address.starts_with("sirane/");
+        if (is_module) {
+            readings.push_back({address, "is_xpm2_present"});
+        }
+        if (is_sirane) {
+            readings.push_back({address, "global_provisioned_config"});
+        }
+        if (is_module || is_sirane || address == "board") {
+            readings.push_back({address, "get_software_running"});
         }
     }
     return readings;
 }
 
-json row_of(const std::string &address, const json &found, const json &alarms)
+// Null for what could not be read, or is not there.
+json value_of(const json &records, const std::string &address, const char *name)
 {
-    json row = {{"address", address}};
-    const json own = found.value(address, json::object());
-    for (const column &it : columns()) {
-        json value = own.value(short_name(it.method), json());
-        if (value.is_object() && value.contains("major")) {
-            value = in_words(value);
-        }
-        row[it.name] = value.is_object() ? json() : value; // null for what could not be read
+    const json value = records.value(address, json::object()).value(name, json());
+    return value.is_object() && value.contains("error") ? json() : value;
+}
+
+// What is provisioned of a module's port.
+json provisioned(const json &records, const std::string &address, const char *name)
+{
+    kelvane_device_address port = 0;
+    if (value_of(records, address, "is_xpm2_present") != true || !address_of_words(address, &port)) {
+        return nullptr;
     }
-    row["alarms"] = alarms.value(address, json());
-    return row;
+    const json config = value_of(records, words_of_address(KELVANE_ADDRESS_SIRANE(KELVANE_SIRANE_OF(port))),
+                                 "global_provisioned_config");
+    return config.is_object() ? config.at(name).at(KELVANE_NETWORK_PORT_OF(port)) : json();
+}
+
+json row_of(const std::string &address, const json &records, const json &alarms)
+{
+    const json version = value_of(records, address, "software_running");
+    return {{"address", address},
+            {"present", value_of(records, address, "is_xpm2_present")},
+            {"laser", provisioned(records, address, "laser")},
+            {"traffic_type", provisioned(records, address, "traffic_type")},
+            {"version", version.is_object() ? json(in_words(version)) : json()},
+            {"alarms", alarms.value(address, json())}};
 }
 
 exit_status list(const tool &tool)
 {
     exit_status status = STATUS_DONE;
-    std::vector<reading> readings;
-    for (const std::string &address : all_address_words()) {
-        std::ranges::copy(readings_of(address), std::back_inserter(readings));
-    }
-    const json found = read_records(tool, readings, &status);
-    const json alarms = status == STATUS_DONE ? raised_alarms(tool, &status) : json();
+    const json records = read_records(tool, all_readings(), &status);
     if (status != STATUS_DONE) {
         return status;
     }
+    const json alarms = raised_alarms(records);
     json rows = json::array();
     for (const std::string &address : all_address_words()) {
-        rows.push_back(row_of(address, found, alarms));
+        rows.push_back(row_of(address, records, alarms));
         json &own = rows.back()["alarms"];
         if (!tool.options.as_json && own.is_array()) {
             own = own.size();
