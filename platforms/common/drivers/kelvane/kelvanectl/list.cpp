@@ -7,9 +7,9 @@
 namespace {
 
 // Whatever a sirane tells of both its ports comes in one record: a list takes as few commands as it can.
-std::vector<reading> all_readings()
+std::vector<reading> all_readings(bool has_service)
 {
-    std::vector<reading> readings = readings_of_alarms();
+    std::vector<reading> readings = has_service ? std::vector<reading>() : readings_of_alarms();
     for (const std::string &address : all_address_words()) {
         const bool is_module = address.starts_with("module/");
         const bool is_sirane = address.starts_with("sirane/");
@@ -56,14 +56,34 @@ json row_of(const std::string &address, const json &records, const json &alarms)
             {"alarms", alarms.value(address, json())}};
 }
 
+// The service hears of all alarms, and need not ask the card. Null for those of a sirane that it did not
+// hear.
+json known_alarms(const tool &tool)
+{
+    const answer status = tool.card.ask("service_status", json::object());
+    const json raised =
+        status.error.is_null() ? status.result.value("alarms", json::object()) : json::object();
+    json known = json::object();
+    for (const std::string &address : all_address_words()) {
+        kelvane_device_address device = 0;
+        if (address == "board" || !raised.is_object() || !address_of_words(address, &device)) {
+            continue;
+        }
+        const std::string sirane = words_of_address(KELVANE_ADDRESS_SIRANE(sirane_serving(device)));
+        known[address] =
+            raised.value(sirane, json::array()).is_null() ? json() : raised.value(address, json::array());
+    }
+    return known;
+}
+
 exit_status list(const tool &tool)
 {
     exit_status status = STATUS_DONE;
-    const json records = read_records(tool, all_readings(), &status);
+    const json records = read_records(tool, all_readings(tool.service != nullptr), &status);
     if (status != STATUS_DONE) {
         return status;
     }
-    const json alarms = raised_alarms(records);
+    const json alarms = tool.service != nullptr ? known_alarms(tool) : raised_alarms(records);
     json rows = json::array();
     for (const std::string &address : all_address_words()) {
         rows.push_back(row_of(address, records, alarms));

@@ -259,7 +259,8 @@ json service::status() const
             {"host_kind", kind_ == host_kind::otn ? "otn" : "ethernet"},
             {"process", getpid()},
             {"clients", clients_.size()},
-            {"uptime_seconds", uptime.count()}};
+            {"uptime_seconds", uptime.count()},
+            {"alarms", card_.alarms().raised()}};
 }
 
 void service::limit(const call_ref &caller, uint32_t timeout_ms)

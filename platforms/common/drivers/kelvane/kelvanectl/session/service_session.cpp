@@ -284,7 +284,6 @@ std::vector<answer> service_session::put(const std::vector<question> &questions,
     for (size_t i = 0; i < answers.size(); i++) {
         if (!is_answered[i]) {
             answers[i].error = problem;
-            answers[i].error["data"]["operation"] = questions[i].method;
         }
     }
     if (!problem.is_null()) {
