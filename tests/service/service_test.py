@@ -242,6 +242,7 @@ class Service(Bench):
         self.start_card(verbs="delay get_laser 60000")
         watcher.wait_for("state", state="linking")
         self.assertEqual(caller.ask("get_laser", address="module/0")["code"], -32005)
+        watcher.wait_for("progress", operation="link_up", seconds=2)
         watcher.wait_for("state", state="up")
         for options, said in (([], f"process {self.service.process.pid} is the service at "),
                               (["--socket", self.folder / "other"], f"process {self.service.process.pid} has the card"),

@@ -9,6 +9,7 @@
 
 namespace {
 
+constexpr auto TELLS_AGAIN = std::chrono::seconds(1);
 constexpr auto ACCEPTS_AGAIN = std::chrono::seconds(1);
 constexpr auto LOOKS_AGAIN = std::chrono::milliseconds(10);
 constexpr int LOOKS_MAX = 100; // at those who read slowly, before the end
@@ -60,7 +61,7 @@ struct service::call {
 service::service(int listening, std::string path, host_kind kind)
     : path_(std::move(path)), kind_(kind), acceptor_(loop_, asio::local::stream_protocol(), listening),
       signals_(loop_, SIGTERM, SIGINT, SIGHUP), events_(clients_), jobs_(loop_, kind),
-      card_(loop_, jobs_, kind), progress_(loop_, events_), accepting_(loop_), ending_(loop_)
+      card_(loop_, jobs_, kind), progress_(loop_, events_), linking_(loop_), accepting_(loop_), ending_(loop_)
 {
     client_listener_ = {
         [this](const std::shared_ptr<client> &from, const std::string &line, bool is_too_long,
@@ -81,6 +82,9 @@ void service::listen_to_card()
             fprintf(stderr, "kelvaned: %s: %s\n", STATES[static_cast<size_t>(card_.state())], reason);
             events_.tell("state", nullptr,
                          {{"state", STATES[static_cast<size_t>(card_.state())]}, {"reason", reason}});
+            if (card_.state() == card_state::linking) {
+                tell_of_linking_later();
+            }
         },
         [this](const alarm_change &it) {
             events_.tell(it.is_raised ? "alarm_raised" : "alarm_cleared", words_of_address(it.address),
@@ -107,6 +111,20 @@ void service::listen_to_card()
         },
         [this](const std::string &reason) { end(reason, 1); },
     };
+}
+
+// A silent firmware takes minutes.
+void service::tell_of_linking_later()
+{
+    linking_.expires_after(TELLS_AGAIN);
+    linking_.async_wait([this](const std::error_code &error) {
+        if (error || card_.state() != card_state::linking) {
+            return;
+        }
+        events_.tell("progress", nullptr,
+                     {{"operation", "link_up"}, {"seconds", card_.since_state().count()}});
+        tell_of_linking_later();
+    });
 }
 
 void service::run()

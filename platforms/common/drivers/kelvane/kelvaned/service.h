@@ -47,6 +47,7 @@ class service {
     void finish(const call_ref &caller, const operation &operation, outcome &&done);
     void answer(const call_ref &caller, outcome &&done);
     void listen_to_card();
+    void tell_of_linking_later();
     void end(const std::string &reason, int status);
     void end_when_all_have_heard(int looks_left, int status);
 
@@ -61,6 +62,7 @@ class service {
     jobs jobs_;
     card_link card_;
     progress progress_;
+    asio::steady_timer linking_;
     asio::steady_timer accepting_;
     asio::steady_timer ending_;
     std::set<call_ref> open_calls_;
