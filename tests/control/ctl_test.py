@@ -132,7 +132,7 @@ class Direct(Tool):
                 ("", "list show get"), ("firmware ", "show download activate update"), ("firmware download hes", "hespera_golden hespera"),
                 ("get module/0 laser_c", "laser_channel laser_channel_flex_grid"), ("set module/0 laser o", "off on"),
                 ("--timeout 5 show bo", "board"), ("logs --ou", "--output"), ("reset ca", "card")):
-            shown = subprocess.run(["bash", "-c", '. "$0"; COMP_WORDS=(kelvanectl "${@}"); COMP_CWORD=$#; _kelvanectl; '
+            shown = subprocess.run(["bash", "-c", '. "$0"; COMP_WORDS=(kelvanectl "${@}"); COMP_CWORD=$#; _kelvanectl_words; '
                                     'echo "${COMPREPLY[*]}"', self.folder / "bash", *words.split(" ")],
                                    capture_output=True, text=True, check=True).stdout
             self.assertTrue(shown.startswith(expected), f"{words}: {shown}")

@@ -10,7 +10,7 @@
 namespace {
 
 // `words` are those before the cursor, without options, each with a space behind it.
-constexpr const char *BEGIN = R"(_kelvanectl()
+constexpr const char *BEGIN = R"(_kelvanectl_words()
 {
     local cur=${COMP_WORDS[COMP_CWORD]} words='' found='' i
     for ((i = 1; i < COMP_CWORD; i++)); do
@@ -40,7 +40,7 @@ constexpr const char *END = R"(        esac
         COMPREPLY=($(compgen -W "$found" -- "$cur"))
     fi
 }
-complete -F _kelvanectl kelvanectl)";
+complete -F _kelvanectl_words kelvanectl)";
 
 using names = std::vector<std::string>;
 
@@ -200,6 +200,9 @@ exit_status completion(const tool &tool)
     output_values("get", gettable(nullptr));
     output_places(*app);
     output_line(END);
+    if (tool.options.what == "zsh") { // which loads it as a function, that is called at the same time
+        output_line("[[ ${funcstack[1]-} != _kelvanectl ]] || _bash_complete -F _kelvanectl_words");
+    }
     return STATUS_DONE;
 }
 

@@ -158,12 +158,17 @@ json versions_now(const tool &tool)
     return versions_of(own);
 }
 
-exit_status output_versions(const tool &tool, json before)
+exit_status output_versions(const tool &tool, const json &before)
 {
+    const json after = versions_now(tool);
     json rows = {{{"when", "before"}}, {{"when", "after"}}};
     rows[0].update(before);
-    rows[1].update(versions_now(tool));
+    rows[1].update(after);
     output_rows("versions", rows, tool.options.as_json);
+    if (!tool.options.as_json && after["running"] == before["running"] &&
+        after["downloaded"] != after["running"]) {
+        output_line("The new version runs from the next start on: `kelvanectl reset card` makes one.");
+    }
     return STATUS_DONE;
 }
 
