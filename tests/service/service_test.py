@@ -242,7 +242,7 @@ class Service(Bench):
         self.start_card(verbs="delay get_laser 60000")
         watcher.wait_for("state", state="linking")
         self.assertEqual(caller.ask("get_laser", address="module/0")["code"], -32005)
-        watcher.wait_for("progress", operation="link_up", seconds=2)
+        watcher.wait_for("progress", operation="link_up")
         watcher.wait_for("state", state="up")
         for options, said in (([], f"process {self.service.process.pid} is the service at "),
                               (["--socket", self.folder / "other"], f"process {self.service.process.pid} has the card"),
@@ -263,8 +263,13 @@ class Service(Bench):
         self.service.process.kill()
         self.service.wait()
         self.assertTrue(self.path.exists())
+        self.verb("restart", "cold")
+        time.sleep(1)  # and its notice waits for the next one, which links up
         self.service = Program(self, SERVICE)  # takes the dead one's place
-        self.assertEqual(self.call().ask("service_status")["process"], self.service.process.pid)
+        caller = self.call()
+        while (status := caller.ask("service_status"))["state"] != "up":
+            time.sleep(0.05)
+        self.assertEqual(status["process"], self.service.process.pid)
 
     def test_a_storm_of_clients_on_a_card_with_faults(self):
         """Each request has one outcome, and each subscriber a complete account."""

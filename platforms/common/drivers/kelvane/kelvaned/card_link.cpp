@@ -32,7 +32,7 @@ struct card_link::calls {
         return queue([=] {
             the_link->listens.restart(restart);
             if (restart != KELVANE_APP_ZYNQ_RESTART_WARM) { // which only announces it
-                the_link->recover();
+                the_link->recover("the firmware restarted");
             }
         });
     }
@@ -107,11 +107,10 @@ struct card_link::calls {
             end_because("the link-up", static_cast<uint32_t>(rc));
             return;
         }
-        if (const outcome done = subscribe(); done.code != 0) {
-            end_because("subscribing", done.code);
-            return;
-        }
-        queue([] { the_link->is_subscribed_ = true; });
+        queue([] {
+            the_link->is_linked_up_ = true;
+            the_link->recover("the link is up");
+        });
     }
 };
 
@@ -151,23 +150,23 @@ void card_link::hear_firmware(uint32_t status)
             listens.ended("the card is gone from its bus");
         }
     } else if (!is_subscribed_) {
-        recover();
+        recover("the firmware is back");
     } else if (state_ == card_state::linking) {
         set_state(card_state::up, "the firmware is alive");
     }
 }
 
-// A firmware that restarted has forgotten who subscribed. What fails because it is silent is tried again when
-// it is heard of.
-void card_link::recover()
+// Subscribes, for the first time or because the firmware restarted, and has forgotten of it. What fails
+// because it is silent is tried again when it is heard of.
+void card_link::recover(const char *reason)
 {
     recovers_again_ = is_recovering_;
-    if (is_recovering_) {
+    if (is_recovering_ || !is_linked_up_) { // at the link-up it comes by itself
         return;
     }
     is_recovering_ = true;
     last_batch_ = {};
-    set_state(card_state::linking, "the firmware restarted");
+    set_state(card_state::linking, reason);
     jobs_.push_ahead(
         [] {
             outcome subscribed = calls::subscribe();
@@ -183,11 +182,12 @@ void card_link::recover()
             uint32_t is_watched = 0;
             kelvane_get_keep_alive_status(THE_CARD, &is_watched, &firmware_);
             if (std::exchange(recovers_again_, false)) {
-                recover();
+                recover("the firmware restarted again");
             } else if (done.code == 0 && firmware_ == KELVANE_ALIVE) {
                 set_state(card_state::up, "the firmware is alive");
-            } else if (done.code != 0 && done.code != KELVANE_RET_CODE_DEVICE_UNAVAILABLE) {
-                listens.ended("subscribing after the firmware's restart failed: " + name_of_code(done.code));
+            } else if (done.code != 0 &&
+                       (is_watched == 0 || done.code != KELVANE_RET_CODE_DEVICE_UNAVAILABLE)) {
+                listens.ended("subscribing failed: " + name_of_code(done.code));
             }
         });
 }

@@ -65,7 +65,7 @@ class card_link {
     void hear_firmware(uint32_t status);
     void hear_batch(uint32_t sirane, uint64_t number, const kelvane_global_pm &record);
     void hear_alarms(uint32_t sirane, const global_alarms &record);
-    void recover();
+    void recover(const char *reason);
 
     asio::io_context &loop_;
     jobs &jobs_;
@@ -73,6 +73,7 @@ class card_link {
     card_state state_ = card_state::waiting;
     std::chrono::steady_clock::time_point state_since_ = std::chrono::steady_clock::now();
     uint32_t firmware_ = KELVANE_UNDEF;
+    bool is_linked_up_ = false;
     bool is_subscribed_ = false; // the firmware that is alive now knows of it
     bool is_recovering_ = false;
     bool recovers_again_ = false;
