@@ -108,6 +108,7 @@ exit_status alarms(const tool &tool)
 std::vector<reading> readings_of_alarms()
 {
     std::vector<reading> readings;
+    readings.reserve(KELVANE_SIRANE_COUNT);
     for (int sirane = 0; sirane < KELVANE_SIRANE_COUNT; sirane++) {
         readings.push_back({words_of_address(KELVANE_ADDRESS_SIRANE(sirane)), "get_global_alarms"});
     }

@@ -41,15 +41,16 @@ std::string line_of(const std::string &operation, const json &data)
         snprintf(text, sizeof text, "%.26s  %.0f s", operation.c_str(), std::max(0.0, seconds));
         return text;
     }
-    int length = snprintf(text, sizeof text, "%.17s %s %3.0f %%", is_copying ? "copying" : "the card's work",
-                          bar(done).c_str(), std::clamp(done * 100, 0.0, 100.0));
+    snprintf(text, sizeof text, "%.17s %s %3.0f %%", is_copying ? "copying" : "the card's work",
+             bar(done).c_str(), std::clamp(done * 100, 0.0, 100.0));
+    std::string line = text;
     if (is_copying && bytes > 0 && seconds > 0) {
         const double rate = bytes / seconds;
-        length +=
-            snprintf(text + length, sizeof text - static_cast<size_t>(length), "  %.2f MB/s  %.0f s left",
-                     rate / BYTES_PER_MB, std::min((total - bytes) / rate, SECONDS_SHOWN_MAX));
+        snprintf(text, sizeof text, "  %.2f MB/s  %.0f s left", rate / BYTES_PER_MB,
+                 std::min((total - bytes) / rate, SECONDS_SHOWN_MAX));
+        line += text;
     }
-    return text;
+    return line;
 }
 
 } // namespace

@@ -296,7 +296,7 @@ json service_session::next_event(json *event)
 {
     while (events_.empty()) {
         json message;
-        const json problem = receive(&message, -1);
+        json problem = receive(&message, -1);
         if (!problem.is_null()) {
             return problem;
         }

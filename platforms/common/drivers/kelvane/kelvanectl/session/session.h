@@ -7,13 +7,13 @@
 
 #include "control/dispatch.h"
 
-struct answer {
+struct answer { // NOLINT(bugprone-exception-escape): what json says of its own moves
     json result;
     json error = nullptr; // null when it is done, otherwise code, message and data
     int file = -1;        // a log's descriptor, the caller's to close
 };
 
-struct question {
+struct question { // NOLINT(bugprone-exception-escape): what json says of its own moves
     std::string method;
     json parameters;
 };

@@ -81,7 +81,7 @@ exit_status status_of(const json &error)
 std::string advice_of(const json &error)
 {
     const json data = error.value("data", json::object());
-    const std::string own = text_of(data, "advice");
+    std::string own = text_of(data, "advice");
     if (!own.empty()) {
         return own;
     }
