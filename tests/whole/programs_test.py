@@ -444,7 +444,8 @@ class Run(Bench):
         self.assertEqual((ctl.wait(), ctl.out), (3, ""))
         self.assertIn(f"process {door.process.pid} has the card: one at a time", ctl.err)
         os.killpg(door.process.pid, signal.SIGINT)
-        self.assertEqual((door.wait(), door.err.splitlines()[-1]), (0, "kelvaned: stopped"))
+        self.assertEqual(door.wait(), 0)
+        self.assertIn("kelvaned: stopped", door.err.splitlines())  # the card may have its say after it
         self.assert_that_the_card_ends()
         self.assertEqual(list(self.host.rglob("*")), [])
 
