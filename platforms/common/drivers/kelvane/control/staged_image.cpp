@@ -9,6 +9,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "control/descriptor_passing.h"
+
 namespace {
 
 constexpr off_t IMAGE_BYTES_MAX = 33553403; // what the card's memory holds beside the digest
@@ -17,19 +19,6 @@ constexpr size_t PIECE = 1 << 16;
 std::string told(const char *what)
 {
     return std::string(what) + ": " + strerror(errno);
-}
-
-bool write_all(int fd, const char *bytes, size_t count)
-{
-    while (count > 0) {
-        const ssize_t written = write(fd, bytes, count);
-        if (written < 0) {
-            return false;
-        }
-        bytes += written;
-        count -= static_cast<size_t>(written);
-    }
-    return true;
 }
 
 // A full disk may show only here.
@@ -50,7 +39,7 @@ std::string copy_bytes(int from, int to, off_t bytes)
         if (got == 0) {
             return "became shorter while it was copied";
         }
-        if (!write_all(to, piece.data(), static_cast<size_t>(got))) {
+        if (!write_all(to, {piece.data(), static_cast<size_t>(got)})) {
             return told("cannot be copied");
         }
         at += got;
@@ -103,7 +92,7 @@ std::string staged_image::copy(int fd, const std::string &digest)
         return problem;
     }
     const int text = make_file(path_ + ".md5");
-    const bool is_written = text >= 0 && write_all(text, digest.data(), digest.size());
+    const bool is_written = text >= 0 && write_all(text, {digest.data(), digest.size()});
     const bool is_closed = text >= 0 && finish(text);
     return is_written && is_closed ? "" : told("cannot be copied");
 }

@@ -7,24 +7,12 @@
 #include <unistd.h>
 
 #include "control/address.h"
+#include "control/descriptor_passing.h"
 #include "kelvanectl/text/output.h"
 
 namespace {
 
 constexpr size_t PIECE_BYTES = 1 << 16;
-
-// Whether the bytes came to be in the file; errno tells otherwise.
-bool write_all(int file, const char *bytes, size_t count)
-{
-    for (size_t done = 0; done < count;) {
-        const ssize_t written = write(file, bytes + done, count - done);
-        if (written < 0) {
-            return false;
-        }
-        done += static_cast<size_t>(written);
-    }
-    return true;
-}
 
 // Bytes that it has; -1, with errno set and nothing left, when it cannot be copied.
 int64_t copy_to_file(int from, const std::string &path)
@@ -38,7 +26,7 @@ int64_t copy_to_file(int from, const std::string &path)
     ssize_t got = 0;
     bool is_written = true;
     while (is_written && (got = pread(from, piece.data(), piece.size(), copied)) > 0) {
-        is_written = write_all(to, piece.data(), static_cast<size_t>(got));
+        is_written = write_all(to, {piece.data(), static_cast<size_t>(got)});
         copied += got;
     }
     int error = is_written && got == 0 ? 0 : errno;

@@ -6,6 +6,7 @@
 
 #include <unistd.h>
 
+#include "control/descriptor_passing.h"
 #include "kelvanectl/command_line.h"
 #include "kelvanectl/text/interrupt.h"
 #include "kelvanectl/text/output.h"

@@ -2,60 +2,28 @@
 
 #include <array>
 #include <cerrno>
-#include <cstring>
 
 #include <sys/socket.h>
+
+#include "control/descriptor_passing.h"
 
 namespace {
 
 constexpr size_t READ_BYTES = 16 * 1024;
 constexpr size_t UNREAD_ANSWERS_MAX = 2 * REQUESTS_MAX; // beyond that its lines wait
 
-// What one recvmsg brought: bytes, and the first descriptor that came along; others are closed.
+// The first descriptor that came along is kept; others are closed.
 ssize_t receive(int socket, char *bytes, size_t count, descriptor *file)
 {
-    alignas(cmsghdr) char control[CMSG_SPACE(8 * sizeof(int))];
-    iovec piece = {bytes, count};
-    msghdr message = {};
-    message.msg_iov = &piece;
-    message.msg_iovlen = 1;
-    message.msg_control = control;
-    message.msg_controllen = sizeof control;
-    const ssize_t got = recvmsg(socket, &message, MSG_DONTWAIT | MSG_CMSG_CLOEXEC);
-    for (cmsghdr *it = got < 0 ? nullptr : CMSG_FIRSTHDR(&message); it != nullptr;
-         it = CMSG_NXTHDR(&message, it)) {
-        if (it->cmsg_level != SOL_SOCKET || it->cmsg_type != SCM_RIGHTS) {
-            continue;
-        }
-        for (size_t at = CMSG_LEN(0); at + sizeof(int) <= it->cmsg_len; at += sizeof(int)) {
-            int number = -1;
-            memcpy(&number, reinterpret_cast<const char *>(it) + at, sizeof number);
-            descriptor one(number);
-            if (file->number() < 0) {
-                *file = std::move(one);
-            }
+    std::vector<int> came;
+    const ssize_t got = receive_beside(socket, bytes, count, MSG_DONTWAIT, &came);
+    for (const int number : came) {
+        descriptor one(number);
+        if (file->number() < 0) {
+            *file = std::move(one);
         }
     }
     return got;
-}
-
-ssize_t transmit(int socket, const std::string &bytes, int file)
-{
-    alignas(cmsghdr) char control[CMSG_SPACE(sizeof(int))] = {};
-    iovec piece = {const_cast<char *>(bytes.data()), bytes.size()};
-    msghdr message = {};
-    message.msg_iov = &piece;
-    message.msg_iovlen = 1;
-    if (file >= 0) {
-        message.msg_control = control;
-        message.msg_controllen = sizeof control;
-        cmsghdr *const header = CMSG_FIRSTHDR(&message);
-        header->cmsg_level = SOL_SOCKET;
-        header->cmsg_type = SCM_RIGHTS;
-        header->cmsg_len = CMSG_LEN(sizeof file);
-        memcpy(CMSG_DATA(header), &file, sizeof file);
-    }
-    return sendmsg(socket, &message, MSG_DONTWAIT | MSG_NOSIGNAL);
 }
 
 bool would_block()
@@ -190,7 +158,7 @@ bool client::take_next()
 // False when the socket takes no more for now, or never again.
 bool client::send_piece()
 {
-    const ssize_t sent = transmit(socket_.native_handle(), writing_, writing_file_.number());
+    const ssize_t sent = send_beside(socket_.native_handle(), writing_, writing_file_.number(), MSG_DONTWAIT);
     if (sent < 0) {
         if (!would_block()) {
             end();

@@ -18,7 +18,6 @@ namespace {
 
 constexpr const char *GROUP = "kelvane";
 constexpr const char *FOLDERS[] = {"/run", "/run/kelvane"};
-constexpr const char *SOCKET = "/run/kelvane/kelvaned.sock";
 
 std::string told(const std::string &what)
 {
@@ -40,11 +39,6 @@ std::string lock_beside(const std::string &path)
 }
 
 } // namespace
-
-std::string usual_socket_path()
-{
-    return std::string(host_tree_root()) + SOCKET;
-}
 
 std::string make_usual_folder()
 {

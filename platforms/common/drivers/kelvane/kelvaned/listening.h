@@ -4,9 +4,6 @@
 
 #include <string>
 
-// Where it is unless somebody says otherwise, below the host's tree.
-std::string usual_socket_path();
-
 // Makes the folders that lead to the usual socket. Empty when they are there, otherwise what is wrong.
 std::string make_usual_folder();
 

@@ -8,6 +8,7 @@
 #include <systemd/sd-daemon.h>
 #include <unistd.h>
 
+#include "control/descriptor_passing.h"
 #include "control/open_rpc.h"
 #include "kelvaned/listening.h"
 #include "kelvaned/service.h"
@@ -36,7 +37,7 @@ int open_socket(std::string *path, std::string *problem)
         return SD_LISTEN_FDS_START;
     }
     if (path->empty()) {
-        *path = usual_socket_path();
+        *path = service_socket_path();
         *problem = make_usual_folder();
     }
     return problem->empty() ? listen_at(*path, problem) : -1;

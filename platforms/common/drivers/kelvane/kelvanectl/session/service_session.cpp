@@ -11,14 +11,13 @@
 #include <sys/un.h>
 #include <unistd.h>
 
-#include "platform/host_tree.h"
+#include "control/descriptor_passing.h"
 
 namespace {
 
 constexpr size_t LINE_BYTES_MAX = 16 << 20; // the document of all methods has some 100 KiB
 constexpr size_t PIECE_BYTES = 1 << 16;
 constexpr int64_t UNANSWERED_MAX = 32; // half of what the service allows
-constexpr size_t FILES_MAX = 8;
 constexpr size_t EVENTS_MAX = 4096;
 constexpr int GRACE_MS = 5000; // for a service that should have said itself that the time is over
 constexpr timeval STUCK = {10, 0};
@@ -66,11 +65,6 @@ json service_ended()
 }
 
 } // namespace
-
-std::string service_socket_path()
-{
-    return std::string(host_tree_root()) + "/run/kelvane/kelvaned.sock";
-}
 
 service_session::~service_session()
 {
@@ -124,21 +118,8 @@ json service_session::send(const question &question, int64_t id, int image)
         {"jsonrpc", "2.0"}, {"id", id}, {"method", question.method}, {"params", parameters}};
     const std::string line = request.dump(-1, ' ', false, json::error_handler_t::replace) + "\n";
     for (size_t sent = 0; sent < line.size();) {
-        iovec piece = {const_cast<char *>(line.data()) + sent, line.size() - sent};
-        alignas(cmsghdr) char rights[CMSG_SPACE(sizeof image)] = {};
-        msghdr message = {};
-        message.msg_iov = &piece;
-        message.msg_iovlen = 1;
-        if (image >= 0 && sent == 0) {
-            message.msg_control = rights;
-            message.msg_controllen = sizeof rights;
-            cmsghdr *const header = CMSG_FIRSTHDR(&message);
-            header->cmsg_level = SOL_SOCKET;
-            header->cmsg_type = SCM_RIGHTS;
-            header->cmsg_len = CMSG_LEN(sizeof image);
-            memcpy(CMSG_DATA(header), &image, sizeof image);
-        }
-        const ssize_t done = sendmsg(socket_, &message, MSG_NOSIGNAL);
+        const ssize_t done =
+            send_beside(socket_, std::string_view(line).substr(sent), sent == 0 ? image : -1, 0);
         if (done < 0 && errno == EINTR) {
             continue;
         }
@@ -157,29 +138,14 @@ json service_session::receive_bytes()
 {
     const size_t before = received_.size();
     received_.resize(before + PIECE_BYTES);
-    iovec piece = {received_.data() + before, PIECE_BYTES};
-    alignas(cmsghdr) char rights[CMSG_SPACE(FILES_MAX * sizeof(int))];
-    msghdr message = {};
-    message.msg_iov = &piece;
-    message.msg_iovlen = 1;
-    message.msg_control = rights;
-    message.msg_controllen = sizeof rights;
-    const ssize_t got = recvmsg(socket_, &message, MSG_CMSG_CLOEXEC);
+    std::vector<int> came;
+    const ssize_t got = receive_beside(socket_, received_.data() + before, PIECE_BYTES, 0, &came);
     received_.resize(before + static_cast<size_t>(got > 0 ? got : 0));
+    files_.insert(files_.end(), came.begin(), came.end());
     if (got <= 0) {
         return service_ended();
     }
-    for (cmsghdr *it = CMSG_FIRSTHDR(&message); it != nullptr; it = CMSG_NXTHDR(&message, it)) {
-        if (it->cmsg_level != SOL_SOCKET || it->cmsg_type != SCM_RIGHTS) {
-            continue;
-        }
-        for (size_t at = 0; at + sizeof(int) <= it->cmsg_len - CMSG_LEN(0); at += sizeof(int)) {
-            int file = -1;
-            memcpy(&file, CMSG_DATA(it) + at, sizeof file);
-            files_.push_back(file);
-        }
-    }
-    for (; files_.size() > FILES_MAX; files_.pop_front()) {
+    for (; files_.size() > DESCRIPTORS_MAX; files_.pop_front()) {
         close(files_.front());
     }
     return nullptr;

@@ -9,9 +9,6 @@
 
 #include "kelvanectl/session/session.h"
 
-// Where the service listens, unless it is told otherwise.
-std::string service_socket_path();
-
 // Its first request connects. One thread.
 class service_session : public session {
   public:
