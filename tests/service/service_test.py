@@ -179,6 +179,12 @@ class Service(Bench):
         watcher.wait_for("alarm_cleared", alarm="RX_NTWK_LOF")
         self.verb("unplug", "3")
         self.assertEqual(watcher.wait_for("plugin", plugged=0)["address"], "module/1")
+        self.assertEqual(watcher.wait_for("module", is_present=False)["address"], "module/1")
+        caller.ask("set_laser", address="module/0", laser=True)
+        self.assertEqual(watcher.wait_for("module", laser=True)["address"], "module/0")
+        modules = caller.ask("service_status")["modules"]
+        self.assertEqual([modules["module/0"], modules["module/1"]],
+                         [{"is_present": True, "laser": True}, {"is_present": False, "laser": None}])
         caller.ask("set_xpm2_led", address="module/0", led="green")
         self.assertEqual(watcher.wait_for("finished", operation="set_xpm2_led")["data"]["code"], 0)
         caller.ask("set_pm_parameters", address="board", pm_interval=1)
@@ -188,10 +194,12 @@ class Service(Bench):
         self.assertEqual(watcher.wait_for("batches_missed")["data"]["count"], 1)
         self.verb("hang")
         watcher.wait_for("watch", status="not_alive")
+        self.assertEqual(watcher.wait_for("module", laser=None)["data"]["is_present"], None)
         self.assertEqual(caller.ask("get_laser", address="module/0")["code"], 64174)
         self.verb("resume")
         watcher.wait_for("state", state="linking")
         watcher.wait_for("state", state="up")
+        watcher.wait_for("module", laser=True)
         self.verb("alarm", "raise", "2", "RX_NTWK_LOF")
         watcher.wait_for("alarm_raised", alarm="RX_NTWK_LOF")
         self.verb("upset", "uncorrectable")
@@ -202,23 +210,24 @@ class Service(Bench):
         self.assertEqual(self.service.wait(), 1)
 
     def test_limits_and_queues(self):
-        caller, others = self.start(verbs="delay get_laser 1500"), [self.call() for _ in range(5)]
+        caller, others = self.start(verbs="delay get_network_loopback 1500"), [self.call() for _ in range(5)]
         watcher = self.call()
         watcher.ask("subscribe")
-        slow = caller.send("get_laser", address="module/0", timeout_ms=100)
+        slow = caller.send("get_network_loopback", address="module/0", timeout_ms=100)
         taken_back = caller.send("set_xpm2_led", address="module/0", led="red", timeout_ms=50)
         for asked, begun in (taken_back, False), (slow, True):
             error = caller.answer(asked)
             self.assertEqual((error["code"], error["data"].get("begun")), (-32002, begun), error)
-        ids = [[other.send("get_laser", address="module/0") for _ in range(64)] for other in others]
+        ids = [[other.send("get_network_loopback", address="module/0") for _ in range(64)] for other in others]
         refused = [other.answer(one) for other, one in zip(others[4:], ids[4:]) for one in one]
         self.assertEqual(sum(1 for one in refused if one.get("message") == "the queue of sirane/0 is full"), 64)
-        refused = others[0].ask("get_laser", address="module/5")
+        refused = others[0].ask("get_network_loopback", address="module/5")
         self.assertEqual(refused["message"], "64 requests of this client are under way")
-        self.assertEqual(caller.ask("get_laser", address="module/5"), {"laser": False})  # of another sirane
+        self.assertEqual(caller.ask("get_network_loopback", address="module/5"), {"enable": False})  # of another sirane
         for other, asked in zip(others[:4], ids[:4]):
-            self.assertEqual([other.answer(one) for one in asked], [{"laser": False}] * 64)
-        self.assertEqual(watcher.wait_for("finished", id=slow)["data"], {"operation": "get_laser", "id": slow, "code": 0})
+            self.assertEqual([other.answer(one) for one in asked], [{"enable": False}] * 64)
+        self.assertEqual(watcher.wait_for("finished", id=slow)["data"],
+                         {"operation": "get_network_loopback", "id": slow, "code": 0})
         self.assertEqual(caller.ask("get_xpm2_led", address="module/0"), {"led": "off"})
         self.verb("laser-time", "1000")
         lasers = [caller.send("set_laser", address="module/2", laser=True) for _ in range(13)]
@@ -227,7 +236,7 @@ class Service(Bench):
         crowd = [self.call() for _ in range(125)]
         self.assertEqual(crowd[-1].hear()["error"]["message"], "128 clients are connected")
         self.assertIsNone(crowd[-1].hear())
-        self.assertEqual(crowd[0].ask("get_laser", address="module/0"), {"laser": False})
+        self.assertEqual(crowd[0].ask("get_network_loopback", address="module/0"), {"enable": False})
 
     def test_how_it_starts_and_ends(self):
         self.service = Program(self, SERVICE)
@@ -239,7 +248,7 @@ class Service(Bench):
         self.assertEqual(caller.ask("get_laser", address="module/0")["code"], -32003)
         watcher = self.call()
         self.assertIsNone(watcher.ask("subscribe")["alarms"]["sirane/0"])
-        self.start_card(verbs="delay get_laser 60000")
+        self.start_card(verbs="delay get_network_loopback 60000")
         watcher.wait_for("state", state="linking")
         self.assertEqual(caller.ask("get_laser", address="module/0")["code"], -32005)
         watcher.wait_for("progress", operation="link_up")
@@ -250,8 +259,8 @@ class Service(Bench):
             second = Program(self, SERVICE, *options)
             self.assertEqual(second.wait(), 1)
             self.assertIn(said, second.err)
-        hanging = caller.send("get_laser", address="module/0")
-        waiting = caller.send("get_laser", address="module/1")
+        hanging = caller.send("get_network_loopback", address="module/0")
+        waiting = caller.send("get_network_loopback", address="module/1")
         caller.ask("is_xpm2_present", address="module/2")  # of another sirane: those two have come before
         self.service.process.terminate()
         for asked in hanging, waiting:

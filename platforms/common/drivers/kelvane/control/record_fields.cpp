@@ -264,9 +264,9 @@ template <> struct fields<kelvane_ddr_ecc_counters_t> {
 };
 const field fields<kelvane_ddr_ecc_counters_t>::list[] = {
     FIELD(ddr_ecc_uncorrectable_flag),
-    FIELD(ddr_ecc_correctable_counter),
-    FIELD(ddr_ecc_uncorrectable_counter),
-    FIELD(pl_seu_corr_counter),
+    FIELD(ddr_ecc_correctable_counter, .only_grows = true),
+    FIELD(ddr_ecc_uncorrectable_counter, .only_grows = true),
+    FIELD(pl_seu_corr_counter, .only_grows = true),
 };
 
 template <> struct fields<kelvane_subsystem_status_t> {
@@ -324,8 +324,8 @@ const field ethernet[] = {
     FIELD(generic, .of = &GENERIC_PM),
 };
 const field otn[] = {FIELD(host, .of = &HOST_OTN_PM), ethernet[1], ethernet[2], ethernet[3]};
-const record_fields lists[] = {{"kelvane_global_pm", sizeof(record), otn},
-                               {"kelvane_global_pm", sizeof(record), ethernet}};
+const record_fields lists[] = {{"kelvane_global_pm", sizeof(record), "", otn},
+                               {"kelvane_global_pm", sizeof(record), "", ethernet}};
 } // namespace global_pm
 
 #define ALARMS(member, names)                                                                                \
@@ -343,26 +343,26 @@ const field ethernet[] = {
     ALARMS(generic, kelvane_generic_alarm_names),
 };
 const field otn[] = {ALARMS(host, kelvane_host_otn_alarm_names), ethernet[1], ethernet[2], ethernet[3]};
-const record_fields lists[] = {{"global_alarms", sizeof(record), otn},
-                               {"global_alarms", sizeof(record), ethernet}};
+const record_fields lists[] = {{"global_alarms", sizeof(record), "", otn},
+                               {"global_alarms", sizeof(record), "", ethernet}};
 } // namespace alarms
 
-template <typename record> constexpr record_fields list_of()
+template <typename record> constexpr record_fields list_of(const char *subject = "")
 {
-    return {fields<record>::name, sizeof(record), fields<record>::list};
+    return {fields<record>::name, sizeof(record), subject, fields<record>::list};
 }
 
 } // namespace
 
-const record_fields HOST_FRAMES_PM = list_of<kelvane_host_frames_pm_t>();
-const record_fields HOST_OTN_PM = list_of<kelvane_host_otn_pm_t>();
-const record_fields MODULE_PM = list_of<kelvane_xpm2_port_pm>();
-const record_fields NETWORK_PORT_PM = list_of<kelvane_sirane_port_pm>();
+const record_fields HOST_FRAMES_PM = list_of<kelvane_host_frames_pm_t>("host");
+const record_fields HOST_OTN_PM = list_of<kelvane_host_otn_pm_t>("host");
+const record_fields MODULE_PM = list_of<kelvane_xpm2_port_pm>("module");
+const record_fields NETWORK_PORT_PM = list_of<kelvane_sirane_port_pm>("network_port");
 const record_fields GENERIC_PM = list_of<kelvane_generic_pm>();
 const record_fields HOST_PCS_COUNTERS = list_of<kelvane_hostport_pcs_counters>();
 const record_fields PROVISIONED_CONFIG = list_of<kelvane_provisioned_config_t>();
-const record_fields MODULE_INVENTORY = list_of<kelvane_xpm2_inventory_t>();
-const record_fields CONTROLLER_INVENTORY = list_of<kelvane_ordune_inventory_t>();
+const record_fields MODULE_INVENTORY = list_of<kelvane_xpm2_inventory_t>("module");
+const record_fields CONTROLLER_INVENTORY = list_of<kelvane_ordune_inventory_t>("ordune");
 const record_fields MEMORY_ERRORS = list_of<kelvane_ddr_ecc_counters_t>();
 const record_fields SUBSYSTEM_STATUS = list_of<kelvane_subsystem_status_t>();
 
@@ -379,4 +379,16 @@ const record_fields &global_pm_fields(host_kind kind)
 const record_fields &global_alarms_fields(host_kind kind)
 {
     return alarms::lists[static_cast<size_t>(kind)];
+}
+
+kelvane_device_address device_of_element(const field &field, uint32_t sirane, uint32_t index)
+{
+    switch (field.count) {
+    case KELVANE_HOST_PORTS_PER_SIRANE:
+        return KELVANE_ADDRESS_HOST_PORT(sirane, index);
+    case KELVANE_NETWORK_PORTS_PER_SIRANE:
+        return KELVANE_ADDRESS_NETWORK_PORT(sirane, index);
+    default:
+        return KELVANE_ADDRESS_SIRANE(sirane);
+    }
 }

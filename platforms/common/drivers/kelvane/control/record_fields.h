@@ -8,6 +8,7 @@
 #include <span>
 
 #include "control/value_words.h"
+#include "kelvane.h"
 #include "kelvane_alarm_names.h"
 
 enum class field_type {
@@ -31,6 +32,7 @@ struct field {
     const char *unit = "";              // the last word of its name, where the contract gives a unit
     double scale = 1;                   // its value in that unit is the number times this
     bool may_lack = false;              // all ones: a firmware that knows no such field
+    bool only_grows = false;            // a count since the firmware's start
     const value_words *words = nullptr; // of an enumeration
     const record_fields *of = nullptr;
     std::span<const kelvane_alarm_name> bits = {};
@@ -39,6 +41,7 @@ struct field {
 struct record_fields {
     const char *name; // the header's type
     size_t size;
+    const char *subject; // what it is about, in the names of its metrics; empty where its fields say it
     std::span<const field> fields;
 };
 
@@ -61,5 +64,9 @@ extern const record_fields SUBSYSTEM_STATUS;
 const record_fields &host_pm_fields(host_kind kind);
 const record_fields &global_pm_fields(host_kind kind);
 const record_fields &global_alarms_fields(host_kind kind);
+
+// Whose an element of a record about a whole sirane is: of a host port where there are as many as those, of a
+// network port and its module, or of the sirane.
+kelvane_device_address device_of_element(const field &field, uint32_t sirane, uint32_t index);
 
 #endif

@@ -16,6 +16,15 @@ struct alarm_change {
     json alarm; // its name, or the number of its bit
 };
 
+struct alarm_word {
+    kelvane_device_address address;
+    uint32_t word;
+    std::span<const kelvane_alarm_name> names;
+};
+
+// Those of a sirane, in the order of the record. A network port's and its module's have one address.
+std::vector<alarm_word> alarm_words(uint32_t sirane, const global_alarms &alarms, host_kind kind);
+
 class alarm_board {
   public:
     explicit alarm_board(host_kind kind) : kind_(kind)
@@ -29,6 +38,12 @@ class alarm_board {
     uint64_t updates(uint32_t sirane) const
     {
         return updates_[sirane];
+    }
+
+    // As last heard of; none of a sirane that said nothing yet.
+    const std::optional<global_alarms> &of_sirane(uint32_t sirane) const
+    {
+        return known_[sirane];
     }
 
     // By address in words, the names of what is raised; null for a sirane that said nothing yet.

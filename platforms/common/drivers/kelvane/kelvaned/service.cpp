@@ -53,6 +53,8 @@ struct service::call {
     bool is_counted = false;
     std::string method;
     json address;
+    const struct operation *operation = nullptr; // null for the service's own
+    kelvane_device_address device = KELVANE_ADDRESS_BOARD;
     uint64_t job = 0;
     bool is_answered = false;
     std::unique_ptr<asio::steady_timer> limit = nullptr;
@@ -61,7 +63,8 @@ struct service::call {
 service::service(int listening, std::string path, host_kind kind)
     : path_(std::move(path)), kind_(kind), acceptor_(loop_, asio::local::stream_protocol(), listening),
       signals_(loop_, SIGTERM, SIGINT, SIGHUP), events_(clients_), jobs_(loop_, kind),
-      card_(loop_, jobs_, kind), progress_(loop_, events_), linking_(loop_), accepting_(loop_), ending_(loop_)
+      card_(loop_, jobs_, kind), progress_(loop_, events_), readings_(loop_, jobs_, kind), linking_(loop_),
+      accepting_(loop_), ending_(loop_)
 {
     client_listener_ = {
         [this](const std::shared_ptr<client> &from, const std::string &line, bool is_too_long,
@@ -82,6 +85,11 @@ void service::listen_to_card()
             fprintf(stderr, "kelvaned: %s: %s\n", STATES[static_cast<size_t>(card_.state())], reason);
             events_.tell("state", nullptr,
                          {{"state", STATES[static_cast<size_t>(card_.state())]}, {"reason", reason}});
+            if (card_.state() == card_state::up) {
+                readings_.begin();
+                return;
+            }
+            readings_.end();
             if (card_.state() == card_state::linking) {
                 tell_of_linking_later();
             }
@@ -99,17 +107,24 @@ void service::listen_to_card()
         },
         [this](kelvane_device_address address, uint32_t plugged) {
             events_.tell("plugin", words_of_address(address), {{"plugged", plugged}});
+            readings_.plugged(address);
         },
         [this](uint32_t restart) {
             events_.tell("firmware_restart", nullptr, {{"restart", word_or_number(RESTARTS, restart)}});
         },
         [this](uint32_t status) {
             events_.tell("watch", nullptr, {{"status", word_or_number(KEEP_ALIVE_STATUSES, status)}});
+            if (status != KELVANE_ALIVE) {
+                readings_.end();
+            }
         },
         [this](kelvane_device_address address, uint32_t value) {
             events_.tell("upset", words_of_address(address), {{"value", value}});
         },
         [this](const std::string &reason) { end(reason, 1); },
+    };
+    readings_.module_changed = [this](kelvane_device_address module) {
+        events_.tell("module", words_of_address(module), readings_.module(module));
     };
 }
 
@@ -243,9 +258,10 @@ outcome service::begin_operation(const call_ref &caller, const operation &operat
     if (wrong.code != 0) {
         return wrong;
     }
+    caller->operation = &operation;
+    caller->device = request.call.address;
     return jobs_.push(
-        request, std::move(file),
-        [this, caller, &operation](outcome &&done) { finish(caller, operation, std::move(done)); },
+        request, std::move(file), [this, caller](outcome &&done) { finish(caller, std::move(done)); },
         &caller->job);
 }
 
@@ -261,6 +277,7 @@ void service::subscribe(const call_ref &caller)
                         {{"instance", events_.instance()},
                          {"seq", events_.seq()},
                          {"state", STATES[static_cast<size_t>(card_.state())]},
+                         {"modules", readings_.modules()},
                          {"alarms", card_.alarms().raised()}}});
         from->subscribe();
     });
@@ -278,6 +295,7 @@ json service::status() const
             {"process", getpid()},
             {"clients", clients_.size()},
             {"uptime_seconds", uptime.count()},
+            {"modules", readings_.modules()},
             {"alarms", card_.alarms().raised()}};
 }
 
@@ -299,11 +317,12 @@ void service::limit(const call_ref &caller, uint32_t timeout_ms)
 }
 
 // Those who watch hear of whatever was more than a look, and of what its caller does not hear any more.
-void service::finish(const call_ref &caller, const operation &operation, outcome &&done)
+void service::finish(const call_ref &caller, outcome &&done)
 {
-    if (operation.does != effect::reads || caller->is_answered || caller->from.expired()) {
+    readings_.changed(*caller->operation, caller->device);
+    if (caller->operation->does != effect::reads || caller->is_answered || caller->from.expired()) {
         events_.tell("finished", caller->address,
-                     {{"operation", operation.name}, {"id", caller->id}, {"code", done.code}});
+                     {{"operation", caller->method}, {"id", caller->id}, {"code", done.code}});
     }
     if (caller->is_answered && done.file >= 0) {
         close(done.file);

@@ -17,6 +17,7 @@
 #include "kelvaned/event_log.h"
 #include "kelvaned/jobs.h"
 #include "kelvaned/progress.h"
+#include "kelvaned/readings.h"
 #include "kelvaned/rpc.h"
 
 constexpr size_t CLIENTS_MAX = 128;
@@ -44,7 +45,7 @@ class service {
     void subscribe(const call_ref &caller);
     json status() const;
     void limit(const call_ref &caller, uint32_t timeout_ms);
-    void finish(const call_ref &caller, const operation &operation, outcome &&done);
+    void finish(const call_ref &caller, outcome &&done);
     void answer(const call_ref &caller, outcome &&done);
     void listen_to_card();
     void tell_of_linking_later();
@@ -62,6 +63,7 @@ class service {
     jobs jobs_;
     card_link card_;
     progress progress_;
+    readings readings_;
     asio::steady_timer linking_;
     asio::steady_timer accepting_;
     asio::steady_timer ending_;
