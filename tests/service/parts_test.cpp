@@ -3,11 +3,13 @@
 #include <sys/socket.h>
 
 #include <gtest/gtest.h>
+#include <prometheus/text_serializer.h>
 
 #include "kelvaned/alarm_board.h"
 #include "kelvaned/client.h"
 #include "kelvaned/event_log.h"
 #include "kelvaned/lanes.h"
+#include "kelvaned/metrics/families.h"
 #include "kelvaned/rpc.h"
 
 namespace {
@@ -253,6 +255,116 @@ TEST_F(connected, one_that_says_no_more_still_gets_its_answers_and_then_the_end)
     it->answer("answer\n", descriptor(), true);
     EXPECT_EQ(read_all(), "answer\n");
     EXPECT_TRUE(clients.empty());
+}
+
+std::string metrics_of(const service_snapshot &now)
+{
+    return "\n" + prometheus::TextSerializer().Serialize(families_of(now));
+}
+
+// Sirane 1 with a module in its second port alone.
+service_snapshot snapshot_of(const kelvane_global_pm &record, host_kind kind)
+{
+    service_snapshot now;
+    now.kind = kind;
+    now.batches[1] = {record, 0.5};
+    now.alarms[1] = global_alarms{};
+    now.alarms[1]->xpm2[0] = now.alarms[1]->xpm2[1] = 1u << 5;
+    const operation *const presence = operation_of_name("is_xpm2_present");
+    now.readings = {{presence, reading_kind::presence, 0xFF0100FF, {{"is_present", false}}},
+                    {presence, reading_kind::presence, 0xFF0101FF, {{"is_present", true}}},
+                    {operation_of_name("get_ddr_ecc_counters"),
+                     reading_kind::counts,
+                     0xF0FFFFFF,
+                     {{"ddr_ecc_uncorrectable_flag", 1},
+                      {"ddr_ecc_correctable_counter", 4294967295},
+                      {"ddr_ecc_uncorrectable_counter", 2},
+                      {"pl_seu_corr_counter", 3}}}};
+    return now;
+}
+
+TEST(metrics, have_the_units_of_their_names_and_only_for_modules_that_are_there)
+{
+    kelvane_global_pm record = {};
+    record.xpm2_port[0] = record.xpm2_port[1] = {7, 8, 105, -1023, -2510, -320};
+    record.generic = {11776, -128};
+    kelvane_sirane_port_pm &port = record.sirane_port[1];
+    port.rx_cd_curr = -1200;
+    port.rx_dgd_max = 12;
+    port.rx_osnr_avg = 183;
+    port.pre_fec_ber_est_curr = 1.5e-5f;
+    port.pre_fec_ber_est_max = std::nanf("");
+    port.corrected_bits_count_pm_int = 1ull << 40;
+    port.sopmd_max = 30;
+    port.sop_chi = 455;
+    port.pdl_cur = 21;
+    port.pdl_max = -1; // not known to the firmware
+    record.host[3].otn.pre_fec_ber_est = 0.25f;
+    const std::string text = metrics_of(snapshot_of(record, host_kind::otn));
+    for (const char *const line : {
+             R"(module_tx_laser_eol_percent{module="module/3"} 7)",
+             R"(module_optical_output_power_dbm{module="module/3"} 1.05)",
+             R"(module_optical_input_power_dbm{module="module/3"} -10.23)",
+             R"(module_optical_signal_power_dbm{module="module/3"} -25.1)",
+             R"(module_xpm2_temperature_celsius{module="module/3"} -1.25)",
+             R"(network_port_rx_cd_curr_ps_per_nm{module="module/3"} -1200)",
+             R"(network_port_rx_dgd_max_ps{module="module/3"} 12)",
+             R"(network_port_rx_osnr_avg_db{module="module/3"} 18.3)",
+             R"(network_port_pre_fec_ber_est_curr{module="module/3"} 1.5e-05)",
+             R"(network_port_corrected_bits_count_pm_int{module="module/3"} 1099511627776)",
+             R"(network_port_sopmd_max_ps2{module="module/3"} 30)",
+             R"(network_port_sop_chi_degrees{module="module/3"} 45.5)",
+             R"(network_port_pdl_cur_db{module="module/3"} 2.1)",
+             R"(host_pre_fec_ber_est{host="host/1.3"} 0.25)",
+             R"(host_otn_sm_bei{host="host/1.0"} 0)",
+             R"(sirane_temperature_celsius{sirane="sirane/1"} 46)",
+             R"(ordune_temperature_celsius{sirane="sirane/1"} -0.5)",
+             R"(last_batch_age_seconds{sirane="sirane/1"} 0.5)",
+             R"(alarm{alarm="RX_NTWK_LOS",module="module/3"} 1)",
+             R"(alarm{alarm="RX_NTWK_LOF",module="module/3"} 0)",
+             R"(alarm{alarm="SRN_TEMP",sirane="sirane/1"} 0)",
+             R"(module_is_present{module="module/2"} 0)",
+             R"(ddr_ecc_correctable_total 4294967295)",
+             R"(ddr_ecc_uncorrectable_flag 1)",
+             R"(pl_seu_corr_total 3)",
+         }) {
+        EXPECT_NE(text.find("\nkelvane_" + std::string(line) + "\n"), text.npos) << line;
+    }
+    EXPECT_NE(text.find("# TYPE kelvane_pl_seu_corr_total counter\n"), text.npos);
+    EXPECT_NE(text.find("# TYPE kelvane_host_otn_sm_bei gauge\n"), text.npos);
+    for (const char *const none :
+         {"pdl_max", "ber_est_max", "rx_good", "sirane/0", "sirane/2", "module_laser"}) {
+        EXPECT_EQ(text.find(none), text.npos) << none;
+    }
+    EXPECT_EQ(text.find("module/2"), text.rfind("module/2")); // that it is absent
+    EXPECT_NE(metrics_of(snapshot_of(record, host_kind::ethernet))
+                  .find("kelvane_host_rx_good_frame{host=\"host/1.2\"} 0\n"),
+              text.npos);
+}
+
+TEST(metrics, tell_how_requests_ended_and_how_long_they_took)
+{
+    service_snapshot now;
+    const operation &get_laser = *operation_of_name("get_laser");
+    count_run(&now.requests, get_laser, 0, std::chrono::milliseconds(1));
+    count_run(&now.requests, get_laser, 110, std::chrono::seconds(300));
+    count_run(&now.requests, get_laser, 22, std::chrono::seconds(301));
+    count_end(&now.requests, get_laser, request_end::refused);
+    const std::string text = metrics_of(now);
+    for (const char *const line : {
+             R"(commands_total{command="get_laser",outcome="done"} 1)",
+             R"(commands_total{command="get_laser",outcome="failed"} 1)",
+             R"(commands_total{command="get_laser",outcome="timed_out"} 1)",
+             R"(commands_total{command="get_laser",outcome="refused"} 1)",
+             R"(command_duration_seconds_count{command="get_laser"} 3)",
+             R"(command_duration_seconds_bucket{command="get_laser",le="0.001"} 1)",
+             R"(command_duration_seconds_bucket{command="get_laser",le="60"} 1)",
+             R"(command_duration_seconds_bucket{command="get_laser",le="300"} 2)",
+             R"(command_duration_seconds_bucket{command="get_laser",le="+Inf"} 3)",
+         }) {
+        EXPECT_NE(text.find("\nkelvane_" + std::string(line) + "\n"), text.npos) << line;
+    }
+    EXPECT_EQ(text.find("kelvane_alarm"), text.npos);
 }
 
 } // namespace

@@ -4,10 +4,12 @@
 # usage: service_test.py [CLASS.TEST]
 import array
 import hashlib
+import http.client
 import json
 import os
 import pathlib
 import random
+import re
 import signal
 import socket
 import sys
@@ -209,6 +211,63 @@ class Service(Bench):
         self.assertIsNone(watcher.hear())
         self.assertEqual(self.service.wait(), 1)
 
+    def http(self, method="GET", path="/metrics"):
+        """The status, the headers and the text of one request, at the address that the service tells."""
+        connection = http.client.HTTPConnection(re.search("http://([0-9.:]+)/", self.service.err)[1],
+                                                timeout=SECONDS_MOST)
+        self.addCleanup(connection.close)
+        connection.request(method, path)
+        answer = connection.getresponse()
+        return answer.status, answer.headers, answer.read().decode()
+
+    def scrape(self, until):
+        """By name and labels, the values once that one of them is there."""
+        while True:
+            status, _, text = self.http()
+            self.assertEqual(status, 200)
+            values = dict(line.rsplit(" ", 1) for line in text.splitlines() if line[0] != "#")
+            if until(values):
+                return values
+            time.sleep(0.05)
+
+    def test_metrics_over_http(self):
+        caller = self.start("--http", "0")
+        name = 'kelvane_module_optical_output_power_dbm{module="module/%d"}'
+        caller.ask("set_pm_parameters", address="board", pm_interval=1)
+        first = self.scrape(lambda values: name % 5 in values)
+        self.scrape(lambda values: values[name % 5] != first[name % 5])
+        inventory = caller.ask("get_xpm2_inventory_inf", address="module/5")
+        serial = f'serial_number="{inventory["serial_number"]}"'
+        self.scrape(lambda values: any(it.startswith("kelvane_module_info") and serial in it for it in values))
+        caller.ask("set_laser", address="module/5", laser=True)
+        self.scrape(lambda values: values['kelvane_module_laser{module="module/5"}'] == "1")
+        self.verb("alarm", "raise", "2", "RX_NTWK_LOS")
+        self.scrape(lambda values: values['kelvane_alarm{alarm="RX_NTWK_LOS",module="module/0"}'] == "1")
+        self.verb("unplug", "9")
+        self.scrape(lambda values: values['kelvane_module_is_present{module="module/5"}'] == "0" and
+                    not [it for it in values if '"module/5"' in it and "is_present" not in it])
+        for method, path, status in (("HEAD", "/metrics", 200), ("POST", "/metrics", 405), ("DELETE", "/", 405),
+                                     ("GET", "/", 404), ("GET", "/metrics?x=" + "x" * 20000, 414)):
+            answered = self.http(method, path)
+            self.assertEqual(answered[0], status, answered)
+            self.assertEqual(answered[1].get("Allow"), "GET, HEAD" if status == 405 else None)
+            self.assertEqual("" in answered[2:], method == "HEAD")
+        where = re.search("127.0.0.1:([0-9]+)", self.service.err)
+        flood = [socket.create_connection(("127.0.0.1", int(where[1]))) for _ in range(40)]  # and say nothing
+        flood[0].sendall(b"GET /metrics HTTP/1.1\r\n" + b"a: b\r\n" * 100000)
+        self.assertEqual(caller.ask("get_laser", address="module/0"), {"laser": False})
+        for it in flood:
+            it.close()
+        self.verb("hang")
+        values = self.scrape(lambda values: values["kelvane_card_up"] == "0")
+        self.assertEqual([it for it in values if "_port_" in it or "_power_" in it or "_module_laser" in it], [])
+        self.assertEqual(values['kelvane_alarm{alarm="RX_NTWK_LOS",module="module/0"}'], "1")
+        for wrong, said in ((where[1], "Address already in use"), ("x:80000", "x:80000 is no HOST:PORT"),
+                            ("[::1", "[::1 is no HOST:PORT"), ("no.such.host.invalid:1", "cannot find no.such.host")):
+            second = Program(self, SERVICE, "--http", wrong)
+            self.assertEqual(second.wait(), 1)
+            self.assertIn(said, second.err)
+
     def test_limits_and_queues(self):
         caller, others = self.start(verbs="delay get_network_loopback 1500"), [self.call() for _ in range(5)]
         watcher = self.call()
@@ -282,9 +341,11 @@ class Service(Bench):
 
     def test_a_storm_of_clients_on_a_card_with_faults(self):
         """Each request has one outcome, and each subscriber a complete account."""
-        first = self.start(verbs="error get_laser ORDUNE_TIMEOUT 10%\ndelay get_xpm2_led 30 5%\ndrop-interrupt 1%\n"
-                                 "double-interrupt 5%\nlate-interrupt 3 5%\nlaser-time 20\n")
+        first = self.start("--http", "0", verbs="error get_laser ORDUNE_TIMEOUT 10%\ndelay get_xpm2_led 30 5%\n"
+                                                "drop-interrupt 1%\ndouble-interrupt 5%\nlate-interrupt 3 5%\n"
+                                                "laser-time 20\n")
         until, outcomes = time.monotonic() + float(os.environ.get("KELVANE_STORM_SECONDS", "4")), []
+        scrapes = []
         watchers = [self.call() for _ in range(4)]
         begins = [watcher.ask("subscribe")["seq"] for watcher in watchers]
         watchers[3].socket.close()  # one that dies, and one, the last, that reads nothing meanwhile
@@ -306,7 +367,11 @@ class Service(Bench):
             while len(caller.answers) < len(asked):
                 caller.hear()
             heard = {one.get("code", 0) for one in caller.answers.values()}
-            outcomes.append((sorted(caller.answers) == asked, heard))
+            outcomes.append((sorted(caller.answers) == asked, heard, len(asked)))
+
+        def scrape():
+            while time.monotonic() < until:
+                scrapes.append(self.http()[0])
 
         def watch(watcher):
             while watcher.hear() is not None:
@@ -314,16 +379,21 @@ class Service(Bench):
 
         players = [threading.Thread(target=play, args=(seed, self.call())) for seed in range(8)]
         listeners = [threading.Thread(target=watch, args=(watcher,)) for watcher in watchers[:2]]
-        for thread in players + listeners:
+        scraper = threading.Thread(target=scrape)
+        for thread in [*players, *listeners, scraper]:
             thread.start()
         dying = self.call()
         for _ in range(60):
             dying.send("set_xpm2_led", address="module/0", led="red")
         dying.socket.close()
-        for thread in players:
+        for thread in [*players, scraper]:
             thread.join(SECONDS_MOST)
-        self.assertEqual([complete for complete, _ in outcomes], [True] * 8)
-        self.assertLessEqual(set.union(*(heard for _, heard in outcomes)), {0, -32001, -32002, 0x8010000F})
+        self.assertEqual([complete for complete, _, _ in outcomes], [True] * 8)
+        self.assertLessEqual(set.union(*(heard for _, heard, _ in outcomes)), {0, -32001, -32002, 0x8010000F})
+        self.assertEqual(set(scrapes), {200})
+        values = self.scrape(lambda _: True)
+        ended = sum(int(count) for name, count in values.items() if name.startswith("kelvane_commands_total"))
+        self.assertIn(ended - sum(asked for _, _, asked in outcomes), range(61))  # and those of one that died
         self.assertEqual(first.ask("service_status")["clients"], 1 + 3 + 8)
         self.service.process.terminate()
         watch(watchers[2])

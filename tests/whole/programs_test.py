@@ -425,9 +425,10 @@ class Run(Bench):
             self.assertEqual(bad_option.err, "run: unknown option -w; --help tells more, and options of "
                                              f"{program} go after --\n")
         self.assertEqual(self.start("--service", f"--host={self.host}", "--", "--socket").wait(), 2)
+        self.assertEqual(self.start("--http", "0").wait(), 125)
 
     def test_is_the_service_that_ctl_reaches_until_an_interrupt(self):
-        door = self.start("--service", "--host", self.host)
+        door = self.start("--service", "--http", "0", "--host", self.host)
         while "kelvaned: up: " not in door.err:
             self.assertIsNone(door.process.poll(), door.err)
             time.sleep(0.01)
@@ -435,6 +436,7 @@ class Run(Bench):
             connection.connect(str(self.host / "run/kelvane/kelvaned.sock"))
             connection.send(b'{"jsonrpc":"2.0","id":1,"method":"service_status"}\n')
             self.assertEqual(json.loads(connection.recv(4096))["result"]["process"], door.process.pid)
+        self.assertIn("kelvaned: metrics at http://127.0.0.1:", door.err)
         tool = self.folder / "platforms/common/drivers/kelvane/kelvanectl/kelvanectl"  # of a build with our host
         tool.parent.mkdir(parents=True)
         tool.symlink_to(PROGRAMS / "kelvanectl/kelvanectl")

@@ -117,18 +117,20 @@ void client::answer(std::string line, descriptor file, bool is_of_request)
     write_some();
 }
 
-void client::send_event(const event_line &event)
+bool client::send_event(const event_line &event)
 {
     if (has_ended_) {
-        return;
+        return true;
     }
-    if (events_.size() >= UNREAD_EVENTS_MAX) {
+    const bool is_full = events_.size() >= UNREAD_EVENTS_MAX;
+    if (is_full) {
         last_lost_ = events_.front().seq;
         lost_++;
         events_.pop_front();
     }
     events_.push_back(event);
     write_some();
+    return !is_full;
 }
 
 // The next line to go out, answers first. False when there is none.

@@ -60,7 +60,8 @@ class client : public std::enable_shared_from_this<client> {
     {
         return is_subscriber_;
     }
-    void send_event(const event_line &event);
+    // False when one of them was lost for it.
+    bool send_event(const event_line &event);
 
     // Whether all that it is to be told has been written.
     bool has_heard_all() const

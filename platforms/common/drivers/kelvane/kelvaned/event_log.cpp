@@ -59,7 +59,8 @@ void event_log::tell(const char *type, const json &address, const json &data)
             if (text == nullptr) {
                 text = std::make_shared<const std::string>(line(seq_, type, address, data));
             }
-            it->send_event({text, seq_});
+            sent_++;
+            lost_ += it->send_event({text, seq_}) ? 0 : 1;
         }
     }
 }

@@ -28,6 +28,14 @@ class event_log {
     {
         return seq_;
     }
+    uint64_t sent() const // to all subscribers, those that they lose among them
+    {
+        return sent_;
+    }
+    uint64_t lost() const
+    {
+        return lost_;
+    }
 
   private:
     std::string line(uint64_t seq, const char *type, const json &address, const json &data) const;
@@ -35,6 +43,8 @@ class event_log {
     const std::set<std::shared_ptr<client>> &clients_;
     std::string instance_;
     uint64_t seq_ = 0;
+    uint64_t sent_ = 0;
+    uint64_t lost_ = 0;
 };
 
 #endif

@@ -11,6 +11,7 @@
 #include "control/descriptor_passing.h"
 #include "control/open_rpc.h"
 #include "kelvaned/listening.h"
+#include "kelvaned/metrics/http_door.h"
 #include "kelvaned/service.h"
 
 namespace {
@@ -21,6 +22,7 @@ constexpr int STATUS_USAGE = 2;
 struct options {
     host_kind kind = host_kind::ethernet;
     std::string socket;
+    std::string http;
 };
 
 int fail(const std::string &problem)
@@ -58,6 +60,9 @@ int serve(int argc, char **argv)
     app.set_version_flag("--version", library_version(), "its version, which is the library's");
     app.add_option("--socket", options.socket, "where to listen, instead of /run/kelvane/kelvaned.sock")
         ->type_name("PATH");
+    app.add_option("--http", options.http,
+                   "where to serve metrics for Prometheus, at /metrics; a port alone is one of the loopback")
+        ->type_name("HOST:PORT");
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError &wrong) {
@@ -65,13 +70,20 @@ int serve(int argc, char **argv)
     }
     dup2(STDERR_FILENO, STDOUT_FILENO); // for what the library prints
     std::string problem;
-    const int listening = open_socket(&options.socket, &problem);
+    const int for_metrics = options.http.empty() ? -1 : listen_http(&options.http, &problem);
+    const int listening = problem.empty() ? open_socket(&options.socket, &problem) : -1;
     if (listening < 0) {
         return fail(problem);
     }
     fprintf(stderr, "kelvaned: listens%s%s\n", options.socket.empty() ? "" : " at ", options.socket.c_str());
     sd_notify(0, "READY=1");
     service service(listening, options.socket, options.kind);
+    if (for_metrics >= 0) {
+        if (!service.serve_metrics(for_metrics)) {
+            return fail("cannot serve metrics");
+        }
+        fprintf(stderr, "kelvaned: metrics at http://%s/metrics\n", options.http.c_str());
+    }
     service.run();
 }
 

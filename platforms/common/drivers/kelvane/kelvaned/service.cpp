@@ -1,17 +1,23 @@
 #include "kelvaned/service.h"
 
 #include <cstdio>
+#include <future>
 
+#include <asio/post.hpp>
+#include <prometheus/text_serializer.h>
 #include <unistd.h>
 
 #include "control/address.h"
 #include "control/open_rpc.h"
+#include "kelvaned/metrics/families.h"
+#include "kelvaned/metrics/http_door.h"
 
 namespace {
 
 constexpr auto TELLS_AGAIN = std::chrono::seconds(1);
 constexpr auto ACCEPTS_AGAIN = std::chrono::seconds(1);
 constexpr auto LOOKS_AGAIN = std::chrono::milliseconds(10);
+constexpr auto SNAPSHOT_WITHIN = std::chrono::seconds(2);
 constexpr int LOOKS_MAX = 100; // at those who read slowly, before the end
 
 constexpr const char *STATES[] = {"waiting", "linking", "up"};
@@ -56,6 +62,7 @@ struct service::call {
     const struct operation *operation = nullptr; // null for the service's own
     kelvane_device_address device = KELVANE_ADDRESS_BOARD;
     uint64_t job = 0;
+    std::chrono::steady_clock::time_point taken = std::chrono::steady_clock::now();
     bool is_answered = false;
     std::unique_ptr<asio::steady_timer> limit = nullptr;
 };
@@ -86,10 +93,11 @@ void service::listen_to_card()
             events_.tell("state", nullptr,
                          {{"state", STATES[static_cast<size_t>(card_.state())]}, {"reason", reason}});
             if (card_.state() == card_state::up) {
+                link_ups_++;
                 readings_.begin();
                 return;
             }
-            readings_.end();
+            forget_measurements();
             if (card_.state() == card_state::linking) {
                 tell_of_linking_later();
             }
@@ -99,6 +107,7 @@ void service::listen_to_card()
                          {{"alarm", it.alarm}});
         },
         [this, of_sirane](uint32_t sirane, uint64_t number, const kelvane_global_pm &record) {
+            batches_[sirane] = {record, std::chrono::steady_clock::now()};
             events_.tell("batch", of_sirane(sirane),
                          {{"number", number}, {"record", json_of_record(global_pm_fields(kind_), &record)}});
         },
@@ -115,7 +124,7 @@ void service::listen_to_card()
         [this](uint32_t status) {
             events_.tell("watch", nullptr, {{"status", word_or_number(KEEP_ALIVE_STATUSES, status)}});
             if (status != KELVANE_ALIVE) {
-                readings_.end();
+                forget_measurements();
             }
         },
         [this](kelvane_device_address address, uint32_t value) {
@@ -126,6 +135,12 @@ void service::listen_to_card()
     readings_.module_changed = [this](kelvane_device_address module) {
         events_.tell("module", words_of_address(module), readings_.module(module));
     };
+}
+
+void service::forget_measurements()
+{
+    readings_.end();
+    batches_ = {};
 }
 
 // A silent firmware takes minutes.
@@ -213,6 +228,8 @@ outcome service::begin(const call_ref &caller, const rpc_call &asked, descriptor
         outcome begun = begin_operation(caller, *operation, asked.parameters, std::move(file));
         if (begun.code == 0) {
             limit(caller, asked.timeout_ms);
+        } else {
+            count_end(&requests_, *operation, request_end::refused);
         }
         return begun;
     }
@@ -299,6 +316,45 @@ json service::status() const
             {"alarms", card_.alarms().raised()}};
 }
 
+service_snapshot service::snapshot() const
+{
+    service_snapshot now;
+    now.kind = kind_;
+    now.instance = events_.instance();
+    now.is_up = card_.state() == card_state::up && card_.firmware() == KELVANE_ALIVE;
+    for (uint32_t sirane = 0; sirane < KELVANE_SIRANE_COUNT; sirane++) {
+        if (const auto &heard = batches_[sirane]; heard) {
+            const std::chrono::duration<double> age = std::chrono::steady_clock::now() - heard->at;
+            now.batches[sirane] = {heard->record, age.count()};
+        }
+        now.alarms[sirane] = card_.alarms().of_sirane(sirane);
+    }
+    now.readings = readings_.all();
+    now.requests = requests_;
+    now.caller_timeouts = caller_timeouts_;
+    now.events_sent = events_.sent();
+    now.events_lost = events_.lost();
+    now.link_ups = link_ups_;
+    now.clients = clients_.size();
+    return now;
+}
+
+// On another thread than the loop's.
+std::string service::metrics_text()
+{
+    const auto taken = std::make_shared<std::promise<service_snapshot>>();
+    auto arrives = taken->get_future();
+    asio::post(loop_, [this, taken] { taken->set_value(snapshot()); });
+    return arrives.wait_for(SNAPSHOT_WITHIN) == std::future_status::ready
+               ? prometheus::TextSerializer().Serialize(families_of(arrives.get()))
+               : "";
+}
+
+bool service::serve_metrics(int listening)
+{
+    return serve_http(listening, [this] { return metrics_text(); });
+}
+
 void service::limit(const call_ref &caller, uint32_t timeout_ms)
 {
     if (timeout_ms == 0 || caller->is_answered) {
@@ -310,6 +366,10 @@ void service::limit(const call_ref &caller, uint32_t timeout_ms)
             return;
         }
         const bool has_begun = !jobs_.withdraw(caller->job);
+        caller_timeouts_++;
+        if (!has_begun && caller->operation != nullptr) {
+            count_end(&requests_, *caller->operation, request_end::timed_out);
+        }
         answer(caller, {RPC_TIMED_OUT,
                         has_begun ? "no outcome within the time given" : "not begun within the time given",
                         {{"begun", has_begun}}});
@@ -319,6 +379,7 @@ void service::limit(const call_ref &caller, uint32_t timeout_ms)
 // Those who watch hear of whatever was more than a look, and of what its caller does not hear any more.
 void service::finish(const call_ref &caller, outcome &&done)
 {
+    count_run(&requests_, *caller->operation, done.code, std::chrono::steady_clock::now() - caller->taken);
     readings_.changed(*caller->operation, caller->device);
     if (caller->operation->does != effect::reads || caller->is_answered || caller->from.expired()) {
         events_.tell("finished", caller->address,

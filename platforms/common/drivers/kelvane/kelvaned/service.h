@@ -16,6 +16,7 @@
 #include "kelvaned/client.h"
 #include "kelvaned/event_log.h"
 #include "kelvaned/jobs.h"
+#include "kelvaned/metrics/snapshot.h"
 #include "kelvaned/progress.h"
 #include "kelvaned/readings.h"
 #include "kelvaned/rpc.h"
@@ -27,6 +28,9 @@ class service {
     // `listening` is a socket that listens already; its file, at `path`, is removed at the end unless that is
     // empty.
     service(int listening, std::string path, host_kind kind);
+
+    // Metrics for others to fetch from this socket, which listens already. False when that cannot be.
+    bool serve_metrics(int listening);
 
     // Never returns: ends the process once everyone has been told.
     [[noreturn]] void run();
@@ -48,6 +52,9 @@ class service {
     void finish(const call_ref &caller, outcome &&done);
     void answer(const call_ref &caller, outcome &&done);
     void listen_to_card();
+    void forget_measurements();
+    service_snapshot snapshot() const;
+    std::string metrics_text();
     void tell_of_linking_later();
     void end(const std::string &reason, int status);
     void end_when_all_have_heard(int looks_left, int status);
@@ -64,6 +71,14 @@ class service {
     card_link card_;
     progress progress_;
     readings readings_;
+    struct heard_batch {
+        kelvane_global_pm record;
+        std::chrono::steady_clock::time_point at;
+    };
+    std::array<std::optional<heard_batch>, KELVANE_SIRANE_COUNT> batches_;
+    request_counts requests_;
+    uint64_t caller_timeouts_ = 0;
+    uint64_t link_ups_ = 0;
     asio::steady_timer linking_;
     asio::steady_timer accepting_;
     asio::steady_timer ending_;
