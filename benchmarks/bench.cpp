@@ -48,6 +48,8 @@ constexpr figure FIGURES[] = {
     {"client_resident", client_resident, 7, "MiB", VALUE_AT_MOST, 16},
     {"service_overhead", service_overhead, 51, "us", EXCESS_AT_MOST, 60},
     {"service_rate_3", service_rate_3, 21, "/s", RATIO_AT_LEAST, 0.95},
+    {"scrape", scrape, 21, "ms", VALUE_AT_MOST, 3},
+    {"scraped_rate_3", scraped_rate_3, 21, "/s", RATIO_AT_LEAST, 0.95},
     {"service_idle", service_idle, 1, "%", VALUE_AT_MOST, 0.5},
     {"service_resident", service_resident, 7, "MiB", VALUE_AT_MOST, 12},
     {"ctl_start", ctl_start, 21, "ms", EXCESS_AT_MOST, 10},

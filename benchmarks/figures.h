@@ -33,6 +33,8 @@ round_values client_start();
 round_values client_resident();
 round_values service_overhead();
 round_values service_rate_3();
+round_values scrape();
+round_values scraped_rate_3();
 round_values service_idle();
 round_values service_resident();
 round_values ctl_start();

@@ -2,6 +2,7 @@
 #ifndef BENCHMARKS_RUNNING_SERVICE_H
 #define BENCHMARKS_RUNNING_SERVICE_H
 
+#include <cstddef>
 #include <cstdint>
 
 #include <sys/types.h>
@@ -12,6 +13,13 @@ pid_t start_service();
 
 // The same on a card of its own that answers at once, like the bench card of this process.
 pid_t start_service_on_bench_card();
+
+// One on a simulated card with its metrics open, whose scrape has values of all modules.
+void start_service_with_metrics();
+
+// A connection to its metrics, and a scrape over it; its text's size.
+int connect_to_metrics();
+size_t scrape_metrics(int connection);
 
 // One more of its clients.
 int connect_to_service();

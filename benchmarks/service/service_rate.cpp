@@ -17,18 +17,24 @@ using std::chrono::steady_clock;
 
 constexpr size_t CLIENTS = 16;
 constexpr auto WINDOW = std::chrono::milliseconds(200); // in which all siranes have commands to do
-constexpr auto BEFORE = std::chrono::milliseconds(20);  // until it is so
+constexpr auto BETWEEN_SCRAPES = std::chrono::milliseconds(1);
+constexpr auto BEFORE = std::chrono::milliseconds(20); // until it is so
 
 std::array<pollfd, CLIENTS> clients;
+
+void connect_clients()
+{
+    for (pollfd &it : clients) {
+        it = {connect_to_service(), POLLIN, 0};
+    }
+}
 
 void start()
 {
     start_service_on_bench_card();
     start_on_bench_card(WITHOUT_THREADS);
     fill_rings();
-    for (pollfd &it : clients) {
-        it = {connect_to_service(), POLLIN, 0};
-    }
+    connect_clients();
 }
 
 uint32_t sirane_of(size_t client)
@@ -108,7 +114,34 @@ double commands_a_second_directly()
     return rate;
 }
 
+// While somebody fetches the metrics a thousand times a second.
+double commands_a_second_beside_scrapes()
+{
+    static const int connection = connect_to_metrics();
+    std::atomic<bool> is_over = false;
+    std::thread scraper([&is_over] {
+        auto next = steady_clock::now();
+        while (!is_over) {
+            scrape_metrics(connection);
+            next += BETWEEN_SCRAPES;
+            std::this_thread::sleep_until(next);
+        }
+    });
+    const double rate = commands_a_second_through_service();
+    is_over = true;
+    scraper.join();
+    return rate;
+}
+
 } // namespace
+
+round_values scraped_rate_3()
+{
+    static const bool started = (start_service_with_metrics(), connect_clients(), true);
+    (void)started;
+    const double measured = commands_a_second_beside_scrapes();
+    return {measured, commands_a_second_through_service()};
+}
 
 round_values service_rate_3()
 {
