@@ -3,6 +3,7 @@
 #
 # usage: service_test.py [CLASS.TEST]
 import array
+import contextlib
 import hashlib
 import http.client
 import json
@@ -215,10 +216,10 @@ class Service(Bench):
         """The status, the headers and the text of one request, at the address that the service tells."""
         connection = http.client.HTTPConnection(re.search("http://([0-9.:]+)/", self.service.err)[1],
                                                 timeout=SECONDS_MOST)
-        self.addCleanup(connection.close)
-        connection.request(method, path)
-        answer = connection.getresponse()
-        return answer.status, answer.headers, answer.read().decode()
+        with contextlib.closing(connection):
+            connection.request(method, path)
+            answer = connection.getresponse()
+            return answer.status, answer.headers, answer.read().decode()
 
     def scrape(self, until):
         """By name and labels, the values once that one of them is there."""
@@ -234,12 +235,13 @@ class Service(Bench):
         caller = self.start("--http", "0")
         name = 'kelvane_module_optical_output_power_dbm{module="module/%d"}'
         caller.ask("set_pm_parameters", address="board", pm_interval=1)
-        first = self.scrape(lambda values: name % 5 in values)
+        self.scrape(lambda values: values.get(name % 5) == "-40")
+        caller.ask("set_laser", address="module/5", laser=True)
+        first = self.scrape(lambda values: float(values[name % 5]) > -10)
         self.scrape(lambda values: values[name % 5] != first[name % 5])
         inventory = caller.ask("get_xpm2_inventory_inf", address="module/5")
         serial = f'serial_number="{inventory["serial_number"]}"'
         self.scrape(lambda values: any(it.startswith("kelvane_module_info") and serial in it for it in values))
-        caller.ask("set_laser", address="module/5", laser=True)
         self.scrape(lambda values: values['kelvane_module_laser{module="module/5"}'] == "1")
         self.verb("alarm", "raise", "2", "RX_NTWK_LOS")
         self.scrape(lambda values: values['kelvane_alarm{alarm="RX_NTWK_LOS",module="module/0"}'] == "1")
