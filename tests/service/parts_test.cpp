@@ -272,7 +272,7 @@ service_snapshot snapshot_of(const kelvane_global_pm &record, host_kind kind)
     now.alarms[1]->xpm2[0] = now.alarms[1]->xpm2[1] = 1u << 5;
     const operation *const presence = operation_of_name("is_xpm2_present");
     now.readings = {{presence, reading_kind::presence, 0xFF0100FF, {{"is_present", false}}},
-                    {presence, reading_kind::presence, 0xFF0101FF, {{"is_present", true}}},
+                    {presence, reading_kind::presence, 0xFF0101FF, {{"is_present", true}}, true},
                     {operation_of_name("get_ddr_ecc_counters"),
                      reading_kind::counts,
                      0xF0FFFFFF,

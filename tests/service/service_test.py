@@ -265,7 +265,7 @@ class Service(Bench):
         self.assertEqual([it for it in values if "_port_" in it or "_power_" in it or "_module_laser" in it], [])
         self.assertEqual(values['kelvane_alarm{alarm="RX_NTWK_LOS",module="module/0"}'], "1")
         for wrong, said in ((where[1], "Address already in use"), ("x:80000", "x:80000 is no HOST:PORT"),
-                            ("[::1", "[::1 is no HOST:PORT"), ("no.such.host.invalid:1", "cannot find no.such.host")):
+                            ("[::1]:x", "[::1]:x is no HOST:PORT"), ("no.such.host.invalid:1", "cannot find no.such.host")):
             second = Program(self, SERVICE, "--http", wrong)
             self.assertEqual(second.wait(), 1)
             self.assertIn(said, second.err)

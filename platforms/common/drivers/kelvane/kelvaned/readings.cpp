@@ -105,8 +105,7 @@ void readings::want(kelvane_device_address address, bool also_identity)
 void readings::read_due()
 {
     for (reading &it : all_) {
-        const bool is_of_module = is_module(it.address) && it.kind != reading_kind::presence;
-        if (!is_up_ || !it.is_due || it.is_under_way || (is_of_module && !has_module(it.address))) {
+        if (!it.is_due || it.is_under_way || !can_be_known(it)) {
             continue;
         }
         request asked;
@@ -124,11 +123,18 @@ void readings::read_due()
     }
 }
 
+// Its module may have been pulled out, or the firmware fallen silent, while it was read.
+bool readings::can_be_known(const reading &it) const
+{
+    const bool is_of_module = is_module(it.address) && it.kind != reading_kind::presence;
+    return is_up_ && (!is_of_module || has_module(it.address));
+}
+
 void readings::heard(reading &it, outcome &&done)
 {
     it.is_under_way = false;
     it.has_failed = done.code != 0;
-    set(it, done.code == 0 && is_up_ ? std::move(done.result) : json());
+    set(it, done.code == 0 && can_be_known(it) ? std::move(done.result) : json());
     read_due(); // what else there is of a module, or the same again
 }
 
@@ -138,6 +144,7 @@ void readings::set(reading &it, json value)
         return;
     }
     it.value = std::move(value);
+    it.was_there = it.value.is_null() ? it.was_there : has_module(it.address);
     if (it.kind == reading_kind::presence && !has_module(it.address)) {
         for (reading &other : all_) {
             if (other.address == it.address && other.kind != reading_kind::presence) {

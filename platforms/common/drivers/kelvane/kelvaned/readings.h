@@ -23,6 +23,7 @@ struct reading { // NOLINT(bugprone-exception-escape): what json says of its own
     reading_kind kind;
     kelvane_device_address address;
     json value = nullptr;      // its result; null: not known
+    bool was_there = false;    // the module, when its presence was last known
     bool is_due = false;       // to be read, again if it is being read
     bool is_under_way = false; // being read
     bool has_failed = false;   // to be tried again later
@@ -63,6 +64,7 @@ class readings {
 
   private:
     void want(kelvane_device_address address, bool also_identity);
+    bool can_be_known(const reading &it) const;
     void read_due();
     void heard(reading &it, outcome &&done);
     void set(reading &it, json value);

@@ -87,17 +87,12 @@ void add_record(collection *all, const record_fields &record, const json &values
     }
 }
 
-bool has_module(const service_snapshot &now, kelvane_device_address module)
-{
-    return std::ranges::any_of(now.readings, [module](const reading &it) {
-        return it.address == module && it.kind == reading_kind::presence && it.value.is_object() &&
-               it.value.at("is_present") == true;
-    });
-}
-
 bool is_of_absent_module(const service_snapshot &now, kelvane_device_address address)
 {
-    return address_fits(address_kind::network_port, address) && !has_module(now, address);
+    return address_fits(address_kind::network_port, address) &&
+           std::ranges::none_of(now.readings, [address](const reading &it) {
+               return it.address == address && it.kind == reading_kind::presence && it.was_there;
+           });
 }
 
 void add_batch(collection *all, const service_snapshot &now, uint32_t sirane)
