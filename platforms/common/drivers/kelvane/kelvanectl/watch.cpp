@@ -4,24 +4,13 @@
 
 namespace {
 
-// A record in an event is for those who ask for JSON.
-std::string data_in_words(const json &data)
-{
-    std::string text;
-    for (const auto &[name, value] : data.items()) {
-        text += (text.empty() ? "" : " ") + printable(name) + "=" +
-                (value.is_object() ? "{...}" : in_words(value));
-    }
-    return text;
-}
-
 void output_event(const json &event)
 {
     std::string line;
     for (const char *const name : {"time", "type", "address"}) {
         line += in_words(event.value(name, json())) + "  ";
     }
-    output_line(line + data_in_words(event.value("data", json())));
+    output_line(line + members_in_words(event.value("data", json())));
 }
 
 exit_status watch(const tool &tool)

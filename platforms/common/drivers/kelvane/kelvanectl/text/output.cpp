@@ -171,6 +171,16 @@ std::string in_words(const json &value, std::string_view name)
                             : value.dump(-1, ' ', false, json::error_handler_t::replace);
 }
 
+std::string members_in_words(const json &record)
+{
+    std::string text;
+    for (const auto &[name, value] : record.items()) {
+        text += (text.empty() ? "" : " ") + printable(name) + "=" +
+                (value.is_object() ? "{...}" : in_words(value, name));
+    }
+    return text;
+}
+
 void output_record(const json &record)
 {
     print_members(record, 0);

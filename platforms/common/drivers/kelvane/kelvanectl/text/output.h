@@ -34,6 +34,9 @@ std::string bold(const std::string &text);
 // A single value in words. Its name tells whether a switch is on, or something is so: "yes".
 std::string in_words(const json &value, std::string_view name = "");
 
+// A record's members in a line. A record within it is for those who ask for JSON.
+std::string members_in_words(const json &record);
+
 // A record as lines of names and values, those of records within it indented below their names.
 void output_record(const json &record);
 
