@@ -85,7 +85,7 @@ void service_session::disconnect()
     searched_ = 0;
 }
 
-json service_session::connect()
+json service_session::connect(int socket_flags)
 {
     if (socket_ >= 0) {
         return nullptr;
@@ -98,7 +98,7 @@ json service_session::connect()
                               " bytes, this one " + std::to_string(path_.size()) + ": " + path_);
     }
     memcpy(name.sun_path, path_.c_str(), path_.size());
-    socket_ = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    socket_ = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | socket_flags, 0);
     if (socket_ < 0 || setsockopt(socket_, SOL_SOCKET, SO_SNDTIMEO, &STUCK, sizeof STUCK) != 0 ||
         ::connect(socket_, reinterpret_cast<const sockaddr *>(&name), sizeof name) != 0) {
         const int error = errno;
@@ -273,4 +273,30 @@ json service_session::next_event(json *event)
     *event = events_.front();
     events_.pop_front();
     return nullptr;
+}
+
+json service_session::begin(const question &question, int64_t *id)
+{
+    json problem = connect(SOCK_NONBLOCK);
+    problem = problem.is_null() ? send(question, ++last_id_, -1) : problem;
+    if (!problem.is_null()) {
+        disconnect();
+    }
+    *id = last_id_;
+    return problem;
+}
+
+json service_session::take_message(json *message)
+{
+    *message = nullptr;
+    json problem = take_line(message);
+    pollfd waiting = {socket_, POLLIN, 0};
+    if (problem.is_null() && message->is_null() && poll(&waiting, 1, 0) > 0) {
+        problem = receive_bytes();
+        problem = problem.is_null() ? take_line(message) : problem;
+    }
+    if (!problem.is_null()) {
+        disconnect();
+    }
+    return problem;
 }

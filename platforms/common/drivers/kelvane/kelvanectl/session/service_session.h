@@ -29,6 +29,19 @@ class service_session : public session {
     // Blocks for the next event after an answered "subscribe". Null, or the error that ends them.
     json next_event(json *event);
 
+    // The three for one that waits for other things as well; none of them blocks. `begin` connects first
+    // where that is to be done, and `id` is that of the answer to come.
+    json begin(const question &question, int64_t *id);
+    // The next event or answer as it came; null when none is there. An error ends the connection.
+    json take_message(json *message);
+    // The next request makes a new connection.
+    void disconnect();
+    // Readable when something comes; -1 without a connection.
+    int descriptor() const
+    {
+        return socket_;
+    }
+
     // Is given each event that comes while an answer is awaited; otherwise they are kept for next_event.
     std::function<void(const json &event)> on_event;
 
@@ -36,14 +49,13 @@ class service_session : public session {
     std::vector<answer> put(const std::vector<question> &questions, int image) override;
 
   private:
-    json connect();
+    json connect(int socket_flags = 0);
     json send(const question &question, int64_t id, int image);
     json receive(json *message, int wait_ms);
     json receive_bytes();
     json take_line(json *message);
     void take_event(const json &message);
     void take_answer(const json &message, answer *out);
-    void disconnect();
 
     std::string path_;
     int64_t timeout_ms_;
