@@ -7,8 +7,8 @@
 # shellcheck disable=SC2034 # used by those who source this
 {
     PROGRAM_PACKAGES=(cmake g++ libmd-dev ninja-build)
-    CONTROL_PACKAGES=("${PROGRAM_PACKAGES[@]}" libarchive-dev libasio-dev libcli11-dev libmicrohttpd-dev libsystemd-dev nlohmann-json3-dev pkg-config prometheus-cpp-dev)
-    TEST_PACKAGES=("${CONTROL_PACKAGES[@]}" libgtest-dev make python3)
+    CONTROL_PACKAGES=("${PROGRAM_PACKAGES[@]}" libarchive-dev libasio-dev libcli11-dev libmicrohttpd-dev libncurses-dev libsystemd-dev nlohmann-json3-dev pkg-config prometheus-cpp-dev)
+    TEST_PACKAGES=("${CONTROL_PACKAGES[@]}" libgtest-dev make python3 python3-pyte)
     BENCH_PACKAGES=("${TEST_PACKAGES[@]}" libspdlog-dev)
     CLANG_PACKAGES=(clang libclang-rt-14-dev)
     VM_PACKAGES=("${TEST_PACKAGES[@]}" linux-headers-amd64 qemu-system-x86 busybox-static cpio)

@@ -119,7 +119,7 @@ class Direct(Tool):
             said = self.direct("batch", lines, *options)
             self.assertTrue(said.startswith(f"{status} {last}") and wrong in said, said)
             self.assertIn(f"kelvanectl: that was line 4 of {lines}\n", said)
-        for text in "get module/0 'laser", "watch", "list --direct --socket x", "batch -", "nothing":
+        for text in "get module/0 'laser", "watch", "top", "list --direct --socket x", "batch -", "nothing":
             said = self.direct("batch", "-", typed="set module/0 laser off\n" + text)
             self.assertTrue(said.startswith("2 kelvanectl: ") and said.endswith("that was line 2 of -\n"), said)
         self.assertEqual(self.direct("get", "module/0", "laser"), "0 laser  on\n")

@@ -21,6 +21,7 @@ constexpr const subcommand *ALL[] = {
     &FIRMWARE_UPDATE,
     &INIT,
     &RESET,
+    &TOP,
     &WATCH,
     &LOGS,
     &SUPPORT,

@@ -52,7 +52,7 @@ extern const subcommand LIST, SHOW, PM, ALARMS, INVENTORY, CONFIG;
 extern const subcommand GET, SET, REGISTER_READ, REGISTER_WRITE;
 extern const subcommand INIT, RESET;
 extern const subcommand FIRMWARE_SHOW, FIRMWARE_DOWNLOAD, FIRMWARE_ACTIVATE, FIRMWARE_UPDATE;
-extern const subcommand LOGS, WATCH, CALL, METHODS, BATCH, SUPPORT, COMPLETION, MANUAL;
+extern const subcommand LOGS, TOP, WATCH, CALL, METHODS, BATCH, SUPPORT, COMPLETION, MANUAL;
 
 // In the order of the help.
 std::span<const subcommand *const> all_subcommands();
