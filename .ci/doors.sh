@@ -12,6 +12,7 @@
     BENCH_PACKAGES=("${TEST_PACKAGES[@]}" libspdlog-dev)
     CLANG_PACKAGES=(clang libclang-rt-14-dev)
     VM_PACKAGES=("${TEST_PACKAGES[@]}" linux-headers-amd64 qemu-system-x86 busybox-static cpio)
+    PROMETHEUS_PACKAGES=(prometheus)
     CHECK_PACKAGES=("${CLANG_PACKAGES[@]}" clang-format clang-tidy shellcheck)
 }
 
