@@ -4,7 +4,7 @@
 #include "benchmarks/figures.h"
 #include "benchmarks/programs/process_use.h"
 #include "benchmarks/service/running_service.h"
-#include "platform/trace_ring_folder.h"
+#include "platform/trace/trace_ring_folder.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "platform/trace_ring.h"
+#include "platform/trace/trace_ring.h"
 
 #include <atomic>
 #include <cerrno>
@@ -12,8 +12,8 @@
 
 #include <gtest/gtest.h>
 
-#include "platform/trace_ring_file.h"
-#include "platform/trace_ring_folder.h"
+#include "platform/trace/trace_ring_file.h"
+#include "platform/trace/trace_ring_folder.h"
 #include "support/file_size_limit.h"
 #include "support/temporary_folder.h"
 #include "support/virtual_time.h"

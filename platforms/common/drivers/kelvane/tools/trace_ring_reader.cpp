@@ -16,8 +16,8 @@
 #include <getopt.h>
 #include <unistd.h>
 
-#include "platform/trace_ring_file.h"
-#include "platform/trace_ring_folder.h"
+#include "platform/trace/trace_ring_file.h"
+#include "platform/trace/trace_ring_folder.h"
 #include "platform/wait.h"
 
 namespace {

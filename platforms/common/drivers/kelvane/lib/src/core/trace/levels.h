@@ -7,7 +7,7 @@
 
 #include "kelvane.h"
 #include "kelvane_sync.h"
-#include "platform/trace_ring.h"
+#include "platform/trace/trace_ring.h"
 
 constexpr uint32_t LEVEL_ERROR = KELVANE_TRACE_ERROR;
 constexpr uint32_t LEVEL_INFO = KELVANE_TRACE_INFO;

@@ -3,7 +3,7 @@
 #define CORE_TRACE_RINGS_H
 
 #include "kelvane.h"
-#include "platform/trace_ring.h"
+#include "platform/trace/trace_ring.h"
 
 // Null until they are made, and for those that could not be: trace_ring_write takes nothing then.
 extern trace_ring *kelvane_err_ltrace;

@@ -9,7 +9,7 @@
 //   there is no more, the capacity is frozen at what there is. Tickets below that number have the same place
 //   with either capacity, and of two tickets that meet in one place the claim lets the newer one stay.
 // - Capacity and allocation are this process's own words; those in the file are for readers.
-#include "platform/trace_ring.h"
+#include "platform/trace/trace_ring.h"
 
 #include <algorithm>
 #include <atomic>
@@ -33,9 +33,9 @@
 
 #include "platform/file_size_guard.h"
 #include "platform/thread.h"
-#include "platform/trace_ring_file.h"
-#include "platform/trace_ring_folder.h"
-#include "platform/trace_ring_layout.h"
+#include "platform/trace/trace_ring_file.h"
+#include "platform/trace/trace_ring_folder.h"
+#include "platform/trace/trace_ring_layout.h"
 #include "platform/wait.h"
 
 struct trace_ring {

@@ -1,4 +1,4 @@
-#include "platform/trace_ring_folder.h"
+#include "platform/trace/trace_ring_folder.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -14,7 +14,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "platform/trace_ring_file.h"
+#include "platform/trace/trace_ring_file.h"
 #include "platform/wait.h"
 
 namespace {

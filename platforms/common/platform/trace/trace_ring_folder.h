@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/trace_ring_layout.h"
+#include "platform/trace/trace_ring_layout.h"
 
 #define TRACE_RING_FOLDER_VARIABLE "KELVANE_TRACE_DIR"
 

@@ -1,4 +1,4 @@
-#include "platform/trace_ring_file.h"
+#include "platform/trace/trace_ring_file.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -10,7 +10,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "platform/trace_ring.h"
+#include "platform/trace/trace_ring.h"
 
 namespace {
 

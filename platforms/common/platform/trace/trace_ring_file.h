@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/trace_ring_layout.h"
+#include "platform/trace/trace_ring_layout.h"
 
 // A word of 1 to 31 letters, digits, '_' and '-'.
 bool trace_ring_name_is_plain(const char *name);
