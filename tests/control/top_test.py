@@ -86,7 +86,7 @@ class Terminal:
 
 
 class Top(Bench):
-    start, call, verb = Service.start, Service.call, Service.verb
+    start, call = Service.start, Service.call
 
     def setUp(self):
         super().setUp()
@@ -117,7 +117,7 @@ class Top(Bench):
         top.wait_for(lambda it: it.screen.display[0].startswith("top needs 80x24, this is 60x10;"))
         top.resize(80, 24)
         top.wait_for("card: up")
-        self.verb("hang")
+        self.hang()
         top.wait_for("firmware: not_alive")
         self.verb("resume")
         top.wait_for("firmware: alive")

@@ -197,6 +197,17 @@ class connected : public testing::Test {
     std::shared_ptr<client> it;
 };
 
+TEST_F(connected, nothing_is_told_after_the_last)
+{
+    it->subscribe();
+    events.tell_last("state", nullptr, {{"state", "ended"}});
+    events.tell("module", "module/0", {{"laser", true}}); // of a request that was under way
+    const std::string heard = read_all();
+    EXPECT_NE(heard.find("\"seq\":1,"), std::string::npos);
+    EXPECT_EQ(std::ranges::count(heard, '\n'), 1);
+    EXPECT_EQ(events.seq(), 1u);
+}
+
 TEST_F(connected, one_that_reads_too_late_loses_its_oldest_events_and_is_told_how_many)
 {
     it->subscribe();

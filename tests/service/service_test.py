@@ -99,10 +99,6 @@ class Service(Bench):
                 time.sleep(0.05)
         self.fail("no socket")
 
-    def verb(self, *words):
-        sent = Program(self, CARD, "--send", "--host", self.host, *words)
-        self.assertEqual(sent.wait(), 0, sent.err)
-
     def test_operations_records_and_refusals(self):
         caller = self.start()
         for method, parameters, expected in (
@@ -195,7 +191,7 @@ class Service(Bench):
         self.assertEqual(first["record"]["xpm2_port"][1]["optical_output_power_dbm"], -40.0)
         self.verb("skip-batch")
         self.assertEqual(watcher.wait_for("batches_missed")["data"]["count"], 1)
-        self.verb("hang")
+        self.hang()
         watcher.wait_for("watch", status="not_alive")
         self.assertEqual(watcher.wait_for("module", laser=None)["data"]["is_present"], None)
         self.assertEqual(caller.ask("get_laser", address="module/0")["code"], 64174)
@@ -263,7 +259,7 @@ class Service(Bench):
         self.assertEqual(caller.ask("get_laser", address="module/0"), {"laser": False})
         for it in flood:
             it.close()
-        self.verb("hang")
+        self.hang()
         values = self.scrape(lambda values: values["kelvane_card_up"] == "0")
         self.assertEqual([it for it in values if "_port_" in it or "_power_" in it or "_module_laser" in it], [])
         self.assertEqual(values['kelvane_alarm{alarm="RX_NTWK_LOS",module="module/0"}'], "1")
@@ -409,7 +405,7 @@ class Service(Bench):
             for event in watcher.events:
                 begin += event["data"]["count"] if event["type"] == "events_lost" else 1
                 self.assertEqual(event["seq"], begin)
-            self.assertEqual(watcher.events[-1]["data"].get("state"), "ended")
+            self.assertEqual(watcher.events[-1]["data"].get("state"), "ended", watcher.events[-3:])
 
 
 if __name__ == "__main__":

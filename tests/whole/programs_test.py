@@ -108,6 +108,30 @@ class Bench(unittest.TestCase):
         client.wait_for(PROMPT)
         return client
 
+    def verb(self, *words):
+        sent = Program(self, CARD, "--send", "--host", self.host, *words)
+        self.assertEqual(sent.wait(), 0, sent.err)
+
+    def service_status(self):
+        with socket.socket(socket.AF_UNIX) as connection:
+            connection.settimeout(SECONDS_MOST)
+            connection.connect(str(self.host / "run/kelvane/kelvaned.sock"))
+            connection.send(b'{"jsonrpc":"2.0","id":1,"method":"service_status"}\n')
+            return json.loads(connection.recv(1 << 16))["result"]
+
+    def hang(self):
+        """The firmware falls silent, and the service's watch has noticed. Amid a message that takes it 300 seconds:
+        the firmware then goes on, and falls silent once more."""
+        for _ in range(10):
+            self.verb("hang")
+            until = time.monotonic() + 8
+            while time.monotonic() < until:
+                if self.service_status()["firmware"] == "not_alive":
+                    return
+                time.sleep(0.05)
+            self.verb("resume")
+        self.fail("the watch notices nothing")
+
     def files(self, begin):
         """Below the test's folder."""
         return [path for path in self.folder.rglob("*") if path.name.startswith(begin) and not path.is_dir()]
@@ -432,10 +456,7 @@ class Run(Bench):
         while "kelvaned: up: " not in door.err:
             self.assertIsNone(door.process.poll(), door.err)
             time.sleep(0.01)
-        with socket.socket(socket.AF_UNIX) as connection:
-            connection.connect(str(self.host / "run/kelvane/kelvaned.sock"))
-            connection.send(b'{"jsonrpc":"2.0","id":1,"method":"service_status"}\n')
-            self.assertEqual(json.loads(connection.recv(4096))["result"]["process"], door.process.pid)
+        self.assertEqual(self.service_status()["process"], door.process.pid)
         self.assertIn("kelvaned: metrics at http://127.0.0.1:", door.err)
         tool = self.folder / "platforms/common/drivers/kelvane/kelvanectl/kelvanectl"  # of a build with our host
         tool.parent.mkdir(parents=True)

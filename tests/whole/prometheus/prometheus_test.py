@@ -47,7 +47,7 @@ class Rules(Bench):
 class Watched(Bench):
     """One card, its service, and Prometheus with what is installed, made quick."""
 
-    start, call, verb = service_test.Service.start, service_test.Service.call, service_test.Service.verb
+    start, call = service_test.Service.start, service_test.Service.call
 
     def start_all(self):
         self.port, self.path = free_port(), self.host / "run/kelvane/kelvaned.sock"
@@ -138,7 +138,7 @@ class Watched(Bench):
     def test_silence_is_seen_and_its_end(self):
         self.start_all()
         self.wait_for_value("kelvane_card_up", ({}, 1))
-        self.verb("hang")
+        self.hang()
         self.wait_for_value("kelvane_card_up", ({}, 0))
         self.wait_for_alert("KelvaneCardDown")
         self.verb("resume")

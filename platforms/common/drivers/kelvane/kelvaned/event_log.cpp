@@ -51,6 +51,9 @@ std::string event_log::line(uint64_t seq, const char *type, const json &address,
 
 void event_log::tell(const char *type, const json &address, const json &data)
 {
+    if (has_told_last_) {
+        return;
+    }
     seq_++;
     std::shared_ptr<const std::string> text;
     const auto listening = clients_; // a client that fails meanwhile leaves the set
@@ -63,6 +66,12 @@ void event_log::tell(const char *type, const json &address, const json &data)
             lost_ += it->send_event({text, seq_}) ? 0 : 1;
         }
     }
+}
+
+void event_log::tell_last(const char *type, const json &address, const json &data)
+{
+    tell(type, address, data);
+    has_told_last_ = true;
 }
 
 std::string event_log::loss(uint64_t count, uint64_t seq) const

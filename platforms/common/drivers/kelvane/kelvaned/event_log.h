@@ -17,6 +17,9 @@ class event_log {
     // An event without an address has null.
     void tell(const char *type, const json &address, const json &data);
 
+    // The same, and nothing from then on: who has heard it need not listen any more.
+    void tell_last(const char *type, const json &address, const json &data);
+
     // The line for a subscriber that lost `count` events, the last of which was `seq`.
     std::string loss(uint64_t count, uint64_t seq) const;
 
@@ -45,6 +48,7 @@ class event_log {
     uint64_t seq_ = 0;
     uint64_t sent_ = 0;
     uint64_t lost_ = 0;
+    bool has_told_last_ = false;
 };
 
 #endif

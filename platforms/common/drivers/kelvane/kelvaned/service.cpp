@@ -418,7 +418,7 @@ void service::end(const std::string &reason, int status)
         return;
     }
     fprintf(stderr, "kelvaned: %s\n", reason.c_str());
-    events_.tell("state", nullptr, {{"state", "ended"}, {"reason", reason}});
+    events_.tell_last("state", nullptr, {{"state", "ended"}, {"reason", reason}});
     const auto open = open_calls_;
     for (const call_ref &it : open) {
         answer(it, {RPC_NO_CARD, "the service ends: " + reason});
