@@ -17,6 +17,11 @@ std::string take_card(host_kind, const card_events &)
     return "";
 }
 
+std::string record_card(const std::string &)
+{
+    return "this card is not to be recorded";
+}
+
 int32_t link_up_card()
 {
     return KELVANE_EOK;

@@ -66,9 +66,13 @@ TEST(coh_hal, says_what_it_looked_for_when_there_is_no_card)
     }
     is_real_host = true;
     std::filesystem::resize_file(node, 0x4000000);
+    setenv("KELVANE_RECORD", tree.path.c_str(), 1);
+    expect(22, error + "Cannot record in " + tree.path + ", which KELVANE_RECORD names: Is a directory\n");
+    setenv("KELVANE_RECORD", (tree.path + "/recording").c_str(), 1);
     std::filesystem::rename(node, tree.path + "/made");
     const std::string made = "sudo mknod -m 660 /dev/uio12 c 240 12\n";
     expect(0, made);
+    EXPECT_EQ(std::filesystem::file_size(tree.path + "/recording"), 64 + 16 + 20u); // nothing, and its end
     std::filesystem::remove(node);
     expect(19, made + error + "Cannot open /dev/uio12: No such file or directory\n");
     is_real_host = false;

@@ -144,6 +144,8 @@ class Direct(Tool):
         for line, expected in (
                 ("list", "3 kelvanectl: no service listens on "), ("nothing", "2 kelvanectl: "),
                 ("--direct --timeout 1 list", "2 kelvanectl: --timeout is the service's"),
+                ("list --record x", "2 kelvanectl: --record goes with --direct;"),
+                ("--direct --record . list", "1 kelvanectl: cannot record in .: Is a directory"),
                 ("--direct list", "3 kelvanectl: get_global_alarms at sirane/0: there is no UIO device called ")):
             self.begins(self.ctl(*line.split()), expected)
         self.begins(self.ctl("list", "--socket", "x" * 108), "2 kelvanectl: a socket")

@@ -13,6 +13,7 @@ import random
 import re
 import signal
 import socket
+import struct
 import sys
 import threading
 import time
@@ -22,6 +23,7 @@ sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "whole"))
 from programs_test import CARD, PROGRAMS, SECONDS_MOST, TOP, Bench, Program  # noqa: E402
 
 SERVICE = PROGRAMS / "kelvaned/kelvaned"
+TOOL = PROGRAMS / "kelvanectl/kelvanectl"
 
 
 class Caller:
@@ -268,6 +270,45 @@ class Service(Bench):
             second = Program(self, SERVICE, "--http", wrong)
             self.assertEqual(second.wait(), 1)
             self.assertIn(said, second.err)
+
+    def recorded(self, file):
+        """The entries of a recording, as kind, offset and value."""
+        data, entries = file.read_bytes(), []
+        self.assertEqual(data[:8], b"KELVREC\0")
+        at = 64
+        while at < len(data):
+            _, count, lost, _ = struct.unpack_from("<4I", data, at)
+            self.assertEqual(lost, 0)
+            for _, _, offset, value, _, kind, _ in struct.iter_unpack("<IIIIHBB", data[at + 16:at + 16 + 20 * count]):
+                entries.append((kind, offset, value))
+            at += 16 + 20 * count
+        return entries
+
+    def test_recordings(self):
+        file = self.folder / "recording"
+        caller = self.start("--record", file)
+        second = Program(self, SERVICE, "--record", file, "--socket", self.folder / "other")
+        self.assertEqual(second.wait(), 1)
+        self.assertEqual(second.err, f"kelvaned: cannot record in {file}: Device or resource busy\n")
+        self.assertEqual(caller.ask("get_laser", address="module/5"), {"laser": False})
+        command, answer = (2, 0x01E00100, 3), (1, 0x01E02100, 3)  # get_laser, of the third sirane
+        for _ in range(SECONDS_MOST * 20):
+            entries = self.recorded(file)
+            if answer in entries:
+                break
+            time.sleep(0.05)
+        self.service.process.kill()  # what was done a second ago is there
+        self.service.wait()
+        entries = self.recorded(file)
+        self.assertLess(entries.index(command), entries.index(answer))
+        self.assertNotIn(7, [kind for kind, _, _ in entries])
+        self.assertIn(3, [kind for kind, _, _ in entries])
+        again = Program(self, TOOL, "--direct", "--json", "--record", file, "call", "get_laser",
+                        '{"address":"module/5"}')
+        self.assertEqual((again.wait(), again.out), (0, '{"laser":false}\n'), again.err)
+        entries = self.recorded(file)
+        self.assertLess(entries.index(command), entries.index(answer))
+        self.assertEqual(entries[-1][0], 7)
 
     def test_limits_and_queues(self):
         caller, others = self.start(verbs="delay get_network_loopback 1500"), [self.call() for _ in range(5)]

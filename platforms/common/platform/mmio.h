@@ -1,7 +1,8 @@
 /* One 32-bit load, one 32-bit store: the only way anyone touches a mapped BAR.
  *
  * On a device an access is one test and one volatile load or store. On a simulated card it
- * also does what plain memory cannot: see simulated_mmio.h. Offsets are in bytes and multiples of 4.
+ * also does what plain memory cannot: see simulated_mmio.h. On either it is recorded if recorder.h was told
+ * to before the mapping was made. Offsets are in bytes and multiples of 4.
  */
 #ifndef PLATFORM_MMIO_H
 #define PLATFORM_MMIO_H
@@ -19,7 +20,7 @@ struct simulated_mapping; /* the platform's own */
 struct mmio_mapping {
     volatile uint32_t *base;
     uint32_t size_bytes;
-    uint32_t device_words;               /* what a plain access reaches; 0 on a simulated card */
+    uint32_t device_words;               /* what a plain access reaches; 0 on a simulated card, or recorded */
     struct simulated_mapping *simulated; /* NULL on a device */
 };
 

@@ -7,14 +7,6 @@
 
 namespace {
 
-// Beyond the mapping, or the card was removed, or its process died.
-bool answers_nothing(const mmio_mapping *mapping, uint32_t word)
-{
-    return word >= mapping->size_bytes / 4 ||
-           __atomic_load_n(&mapping->simulated->gone, __ATOMIC_RELAXED) != 0 ||
-           __atomic_load_n(&mapping->simulated->control->removed, __ATOMIC_RELAXED) != 0;
-}
-
 bool on_special_page(const simulated_mapping *mapping, uint32_t offset)
 {
     const uint32_t page = offset / SIMULATED_PAGE_BYTES;
@@ -33,17 +25,20 @@ void post(simulated_mapping *mapping, uint32_t offset, uint32_t value)
 
 } // namespace
 
+bool simulated_mmio_answers(const mmio_mapping *mapping, uint32_t word)
+{
+    return word < mapping->size_bytes / 4 &&
+           __atomic_load_n(&mapping->simulated->gone, __ATOMIC_RELAXED) == 0 &&
+           __atomic_load_n(&mapping->simulated->control->removed, __ATOMIC_RELAXED) == 0;
+}
+
 uint32_t simulated_mmio_read32(const mmio_mapping *mapping, uint32_t word)
 {
-    return answers_nothing(mapping, word) ? MMIO_ALL_ONES
-                                          : __atomic_load_n(mapping->base + word, __ATOMIC_ACQUIRE);
+    return __atomic_load_n(mapping->base + word, __ATOMIC_ACQUIRE);
 }
 
 void simulated_mmio_write32(const mmio_mapping *mapping, uint32_t word, uint32_t value)
 {
-    if (answers_nothing(mapping, word)) {
-        return;
-    }
     const uint32_t offset = 4 * word;
     if (offset == mapping->simulated->clear_on_one_offset) {
         __atomic_fetch_and(mapping->base + word, ~value, __ATOMIC_ACQ_REL);

@@ -5,6 +5,7 @@
 #ifndef PLATFORM_SIMULATED_MMIO_H
 #define PLATFORM_SIMULATED_MMIO_H
 
+#include <stdbool.h>
 #include <stdint.h>
 
 #include "platform/mmio.h"
@@ -13,11 +14,13 @@
 extern "C" {
 #endif
 
-/* The word with this index; all ones beyond the mapping, or when the card was removed or its process
- * died. Never fails. Any thread. */
+/* False beyond the mapping, or when the card was removed or its process died. Any thread. */
+bool simulated_mmio_answers(const struct mmio_mapping *mapping, uint32_t word);
+
+/* The word with this index, of a card that answers. Never fails. Any thread. */
 uint32_t simulated_mmio_read32(const struct mmio_mapping *mapping, uint32_t word);
 
-/* Stores the word; nothing happens where a load gives all ones. Waits while the card has not
+/* Stores the word, on a card that answers. Waits while the card has not
  * caught up with the posted writes. Any thread. */
 void simulated_mmio_write32(const struct mmio_mapping *mapping, uint32_t word, uint32_t value);
 

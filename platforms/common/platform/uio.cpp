@@ -18,6 +18,7 @@
 
 #include "platform/device_owner.h"
 #include "platform/host_tree.h"
+#include "platform/recorder.h"
 #include "platform/simulated_uio_client.h"
 
 namespace {
@@ -276,7 +277,8 @@ int uio_map(int fd, uint64_t size, mmio_mapping *out)
         return errno;
     }
     const auto size_bytes = static_cast<uint32_t>(size);
-    *out = mmio_mapping{static_cast<volatile uint32_t *>(base), size_bytes, size_bytes / 4, nullptr};
+    *out = mmio_mapping{static_cast<volatile uint32_t *>(base), size_bytes,
+                        recorder_is_on() ? 0 : size_bytes / 4, nullptr};
     return 0;
 }
 
@@ -288,8 +290,15 @@ int32_t uio_owner(int fd)
 long uio_wait_interrupt(int fd, const mmio_mapping *mapping, uint32_t *count)
 {
     const ssize_t length = read(fd, count, sizeof *count);
-    if (mapping->simulated != nullptr && length == static_cast<ssize_t>(sizeof *count)) {
+    const int error = length < 0 ? errno : 0;
+    if (length != static_cast<ssize_t>(sizeof *count)) {
+        recorder_interrupts_ended(error);
+        errno = error;
+        return length;
+    }
+    if (mapping->simulated != nullptr) {
         simulated_uio_newest_count(fd, count);
     }
+    recorder_interrupt(*count);
     return length;
 }

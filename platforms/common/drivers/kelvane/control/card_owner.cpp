@@ -9,6 +9,7 @@
 
 #include "control/dispatch.h"
 #include "platform/host_tree.h"
+#include "platform/recorder.h"
 #include "platform/uio.h"
 
 namespace {
@@ -116,6 +117,12 @@ bool card_is_there()
     uio_info *info = uio_find_devices_by_name(KELVANE_UIO_NAME);
     uio_free(info);
     return info != nullptr;
+}
+
+std::string record_card(const std::string &path)
+{
+    const int error = recorder_start(path.c_str(), KELVANE_DOWNLOAD_RAM);
+    return error == 0 ? "" : "cannot record in " + path + ": " + strerror(error);
 }
 
 std::string take_card(host_kind kind, const card_events &events)

@@ -58,6 +58,9 @@ void add_common(CLI::App &app, command_options &options)
 {
     app.add_flag("--json", options.as_json, "the result, or the error, as one line of JSON");
     app.add_flag("--direct", options.direct, "take the card for this one command, without the service");
+    app.add_option("--record", options.record_path,
+                   "with --direct: record all that crosses the link in this file, made anew")
+        ->type_name("FILE");
     app.add_flag("-y,--yes", options.yes, "go on with what disturbs traffic");
     app.add_option("--timeout", options.timeout_seconds, "wait no longer for each operation")
         ->type_name("SECONDS")
@@ -81,6 +84,9 @@ std::string problem_of(const subcommand &what, const command_options &options)
     }
     if (options.direct && options.timeout_seconds > 0) {
         return "--timeout is the service's; with --direct an operation lasts as long as the library waits";
+    }
+    if (!options.direct && !options.record_path.empty()) {
+        return "--record goes with --direct; the service has an option of that name itself";
     }
     return options.direct && !options.socket_path.empty() ? "--direct uses no --socket" : "";
 }

@@ -6,10 +6,12 @@
 
 #include <unistd.h>
 
+#include "control/card_owner.h"
 #include "control/descriptor_passing.h"
 #include "kelvanectl/command_line.h"
 #include "kelvanectl/text/interrupt.h"
 #include "kelvanectl/text/output.h"
+#include "platform/recorder.h"
 
 namespace {
 
@@ -19,6 +21,11 @@ exit_status run(const subcommand &what, const command_options &options)
 {
     if (options.direct) {
         output_keep_for_tool();
+        const std::string problem = options.record_path.empty() ? "" : record_card(options.record_path);
+        if (!problem.empty()) {
+            output_problem(problem);
+            return STATUS_FAILED;
+        }
         direct_session card(options.kind);
         return what.run({options, card, nullptr});
     }
@@ -49,6 +56,7 @@ int main(int argc, char **argv)
         output_problem("standard output could not be written whole");
         status = STATUS_FAILED;
     }
+    recorder_stop();
     fflush(nullptr);
     _exit(status); // the library's threads never stop
 }

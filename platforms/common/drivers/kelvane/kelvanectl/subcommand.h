@@ -18,6 +18,7 @@ struct command_options {
     bool yes = false;
     double timeout_seconds = 0; // 0: as long as the library waits
     std::string socket_path;    // empty: the usual one
+    std::string record_path;    // empty: none
     host_kind kind = host_kind::ethernet;
 
     std::string address;

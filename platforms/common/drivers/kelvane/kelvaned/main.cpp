@@ -8,6 +8,7 @@
 #include <systemd/sd-daemon.h>
 #include <unistd.h>
 
+#include "control/card_owner.h"
 #include "control/descriptor_passing.h"
 #include "control/open_rpc.h"
 #include "kelvaned/listening.h"
@@ -23,6 +24,7 @@ struct options {
     host_kind kind = host_kind::ethernet;
     std::string socket;
     std::string http;
+    std::string record;
 };
 
 int fail(const std::string &problem)
@@ -63,6 +65,8 @@ int serve(int argc, char **argv)
     app.add_option("--http", options.http,
                    "where to serve metrics for Prometheus, at /metrics; a port alone is one of the loopback")
         ->type_name("HOST:PORT");
+    app.add_option("--record", options.record, "record all that crosses the link in this file, made anew")
+        ->type_name("FILE");
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError &wrong) {
@@ -74,6 +78,12 @@ int serve(int argc, char **argv)
     const int listening = problem.empty() ? open_socket(&options.socket, &problem) : -1;
     if (listening < 0) {
         return fail(problem);
+    }
+    if (!options.record.empty()) {
+        problem = record_card(options.record);
+        if (!problem.empty()) {
+            return fail(problem);
+        }
     }
     fprintf(stderr, "kelvaned: listens%s%s\n", options.socket.empty() ? "" : " at ", options.socket.c_str());
     sd_notify(0, "READY=1");

@@ -11,6 +11,7 @@
 #include "control/open_rpc.h"
 #include "kelvaned/metrics/families.h"
 #include "kelvaned/metrics/http_door.h"
+#include "platform/recorder.h"
 
 namespace {
 
@@ -433,6 +434,7 @@ void service::end_when_all_have_heard(int looks_left, int status)
 {
     if (looks_left == 0 ||
         std::ranges::all_of(clients_, [](const auto &it) { return it->has_heard_all(); })) {
+        recorder_stop();
         _exit(status); // the library's threads never stop
     }
     ending_.expires_after(LOOKS_AGAIN);

@@ -10,6 +10,7 @@
 
 #include "mock_client/console.h"
 #include "platform/host_tree.h"
+#include "platform/recorder.h"
 #include "platform/thread.h"
 
 coh_hal_device dev_ctx = {-1, {}, nullptr, 0};
@@ -54,6 +55,13 @@ int32_t map_bar(const uio_info *info)
         console_error("The first map of " KELVANE_UIO_NAME " has 0x%llx bytes, the card's BAR needs 0x%x",
                       static_cast<unsigned long long>(size), KELVANE_BAR_BYTES);
         return ENOMEM;
+    }
+    const char *const recording = secure_getenv("KELVANE_RECORD");
+    const bool recorded = recording != nullptr && recording[0] != '\0';
+    const int failed = recorded ? recorder_start(recording, KELVANE_DOWNLOAD_RAM) : 0;
+    if (failed != 0) {
+        console_error("Cannot record in %s, which KELVANE_RECORD names: %s", recording, strerror(failed));
+        return EINVAL;
     }
     const int error = uio_map(dev_ctx.fd, size, &dev_ctx.mapped);
     if (error == EBUSY) {

@@ -106,6 +106,9 @@ extern "C" {
 #define KELVANE_UIO_NAME  "ZYNQFPGA"
 #define KELVANE_BAR_BYTES 0x04000000u
 
+/* From this offset on the BAR is memory; a firmware image goes there first. */
+#define KELVANE_DOWNLOAD_RAM 0x02000000u
+
 /* 16, 22 and 110 are the system's EBUSY, EINVAL and ETIMEDOUT. */
 enum kelvane_return_code {
     KELVANE_EOK = 0,

@@ -102,7 +102,7 @@ constexpr uint32_t DDR_UPSET_UNCORRECTABLE = 0xBBCC0066;
 
 // Memory that takes a firmware image: first the digest's text, at 64 bytes the image. The largest image
 // runs on over the EPROM logs and the trace ring below.
-constexpr uint32_t DOWNLOAD_RAM = 0x02000000;
+constexpr uint32_t DOWNLOAD_RAM = KELVANE_DOWNLOAD_RAM;
 constexpr uint32_t DOWNLOAD_DIGEST_WORDS = 8;
 constexpr uint32_t DOWNLOAD_IMAGE_OFFSET = 64;
 
