@@ -75,9 +75,9 @@ exit_status parse(const command_options &base, const std::string &text, batch_li
     }
     const command_options &own = line->options;
     const bool is_other_way =
-        own.direct != base.direct || !own.socket_path.empty() || own.timeout_seconds > 0;
+        own.direct != base.direct || !own.socket_path.empty() || !own.record_path.empty() || own.timeout_seconds > 0;
     if (parsed.what == &BATCH || parsed.what->needs_service || is_other_way) {
-        return fail_usage("`batch`, `top`, `watch`, --direct, --socket and --timeout do not stand in a batch",
+        return fail_usage("`batch`, `top`, `watch`, --direct, --record, --socket and --timeout do not stand in a batch",
                           base.as_json);
     }
     return STATUS_DONE;

@@ -35,6 +35,7 @@ struct group {
 constexpr group GROUPS[] = {
     {"register", "Reads or writes a register of a device."},
     {"firmware", "Versions of the firmware, and new ones."},
+    {"recording", "What crossed the link to the card, from a file."},
 };
 
 CLI::App *below(CLI::App &app, const std::string &name)

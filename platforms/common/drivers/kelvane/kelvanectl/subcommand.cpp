@@ -24,6 +24,8 @@ constexpr const subcommand *ALL[] = {
     &TOP,
     &WATCH,
     &LOGS,
+    &RECORDING_SHOW,
+    &RECORDING_TIMELINE,
     &SUPPORT,
     &BATCH,
     &CALL,

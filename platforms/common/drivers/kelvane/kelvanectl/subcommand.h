@@ -29,6 +29,7 @@ struct command_options {
     std::string image_kind;
     std::string file;
     std::string folder = ".";
+    double from_seconds = 0;
     int reset_kind = 1;
     bool all = false;
     bool keep_going = false;
@@ -53,6 +54,7 @@ extern const subcommand LIST, SHOW, PM, ALARMS, INVENTORY, CONFIG;
 extern const subcommand GET, SET, REGISTER_READ, REGISTER_WRITE;
 extern const subcommand INIT, RESET;
 extern const subcommand FIRMWARE_SHOW, FIRMWARE_DOWNLOAD, FIRMWARE_ACTIVATE, FIRMWARE_UPDATE;
+extern const subcommand RECORDING_SHOW, RECORDING_TIMELINE;
 extern const subcommand LOGS, TOP, WATCH, CALL, METHODS, BATCH, SUPPORT, COMPLETION, MANUAL;
 
 // In the order of the help.
