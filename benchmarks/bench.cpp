@@ -43,6 +43,7 @@ constexpr figure FIGURES[] = {
     {"arm_log_dump", arm_log_dump, 51, "ms", RATIO_AT_MOST, 1.5},
     {"eprom_dump", eprom_dump, 21, "ms", RATIO_AT_MOST, 1.5},
     {"simulator_rate", simulator_rate, 101, "/s", RATIO_AT_LEAST, 0.95},
+    {"recorded_rate", recorded_rate, 101, "/s", RATIO_AT_LEAST, 0.95},
     {"simulator_idle", simulator_idle, 7, "%", VALUE_AT_MOST, 1},
     {"client_start", client_start, 7, "ms", EXCESS_AT_MOST, 25},
     {"client_resident", client_resident, 7, "MiB", VALUE_AT_MOST, 16},

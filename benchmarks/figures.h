@@ -28,6 +28,7 @@ round_values download();
 round_values arm_log_dump();
 round_values eprom_dump();
 round_values simulator_rate();
+round_values recorded_rate();
 round_values simulator_idle();
 round_values client_start();
 round_values client_resident();

@@ -2,6 +2,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
+#include <string>
 
 #include "benchmarks/clock.h"
 #include "benchmarks/figures.h"
@@ -11,6 +12,8 @@
 #include "kelvane.h"
 #include "kelvane_bar.h"
 #include "lifecycle/driver.h"
+#include "platform/host_tree.h"
+#include "platform/recorder.h"
 #include "platform/uio.h"
 
 namespace {
@@ -101,6 +104,19 @@ round_values simulator_rate()
     const double reference = commands_a_second(&spinning);
     kill(spinning_pid, SIGSTOP);
     return {measured, reference};
+}
+
+round_values recorded_rate()
+{
+    static const bool started = (start_cards(), true);
+    (void)started;
+    const std::string file = std::string(host_tree_root()) + "/recording";
+    if (recorder_start(file.c_str(), KELVANE_DOWNLOAD_RAM) != 0) {
+        figure_fail("recorder_start");
+    }
+    const double measured = commands_a_second(&sleeping);
+    recorder_stop();
+    return {measured, commands_a_second(&sleeping)};
 }
 
 round_values simulator_idle()

@@ -36,10 +36,10 @@ struct recording {
     std::string path;
     uint32_t image_from;
     uint64_t began; // monotonic
-    recorder_queue queue;
-    pthread_t writer;
-    std::mutex mutex;
-    std::condition_variable wake;
+    recorder_queue &queue;
+    pthread_t writer = {};
+    std::mutex mutex = {};
+    std::condition_variable wake = {};
     bool ending = false; // under the mutex
     std::atomic<uint16_t> threads = 0;
     recording *earlier = nullptr;
@@ -272,11 +272,9 @@ int recorder_start(const char *path, uint32_t image_from)
     if (file < 0) {
         return errno;
     }
-    auto it = std::make_unique<recording>();
-    it->file = file;
-    it->path = path;
-    it->image_from = image_from;
-    it->began = wait_monotonic();
+    static auto *const queue = new recorder_queue; // for all recordings of this process
+    queue->empty();                                // of what a full disk left of the last
+    std::unique_ptr<recording> it(new recording{file, path, image_from, wait_monotonic(), *queue});
     int error = make_empty(file);
     error = error == 0 ? write_head(*it) : error;
     error = error == 0 ? start_writer(*it) : error;

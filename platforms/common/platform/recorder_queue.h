@@ -59,6 +59,14 @@ class recorder_queue {
         return lost_.exchange(0, std::memory_order_relaxed);
     }
 
+    // By the one thread that takes.
+    void empty()
+    {
+        for (recording_entry rest; take(&rest);) {
+        }
+        take_lost();
+    }
+
   private:
     struct slot {
         std::atomic<uint64_t> turn; // of the place that may be filled next; 1 more when it was
