@@ -229,9 +229,10 @@ void story::send_command(uint32_t sirane, uint64_t time, uint16_t thread)
     if (sending_[sirane]) {
         give_up(sirane, "the firmware did not take it");
     }
-    // One command at a time awaits its answer in the thread that sent it.
+    // One command at a time awaits its answer in the thread that sent it, and a reference is one command's.
     for (auto it = open_.begin(); it != open_.end();) {
-        if (it->first.first == sirane && it->second.text.empty()) {
+        const bool is_same = it->first == std::pair(sirane, box.area[HEADER_REF_ID]);
+        if (it->first.first == sirane && (it->second.text.empty() || is_same)) {
             it->second.problem = "no answer came";
             told_.push_back(std::move(it->second));
             it = open_.erase(it);
