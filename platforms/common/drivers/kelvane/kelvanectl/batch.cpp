@@ -74,11 +74,12 @@ exit_status parse(const command_options &base, const std::string &text, batch_li
         return parsed.status != STATUS_DONE ? parsed.status : STATUS_USAGE;
     }
     const command_options &own = line->options;
-    const bool is_other_way =
-        own.direct != base.direct || !own.socket_path.empty() || !own.record_path.empty() || own.timeout_seconds > 0;
+    const bool is_other_way = own.direct != base.direct || !own.socket_path.empty() ||
+                              !own.record_path.empty() || own.timeout_seconds > 0;
     if (parsed.what == &BATCH || parsed.what->needs_service || is_other_way) {
-        return fail_usage("`batch`, `top`, `watch`, --direct, --record, --socket and --timeout do not stand in a batch",
-                          base.as_json);
+        return fail_usage(
+            "`batch`, `top`, `watch`, --direct, --record, --socket and --timeout do not stand in a batch",
+            base.as_json);
     }
     return STATUS_DONE;
 }
