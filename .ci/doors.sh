@@ -1,6 +1,6 @@
 # shellcheck shell=bash
 # What the front doors share: the Debian packages that they need, and how they configure and build.
-# Sourced by run, ctl, test, bench and run here.
+# Sourced by run, ctl, test, bench and package.
 
 : "${top:?is the folder of the tree}"
 
@@ -13,6 +13,8 @@
     CLANG_PACKAGES=(clang libclang-rt-14-dev)
     VM_PACKAGES=("${TEST_PACKAGES[@]}" linux-headers-amd64 qemu-system-x86 busybox-static cpio)
     PROMETHEUS_PACKAGES=(prometheus)
+    PACKAGE_PACKAGES=(abigail-tools binutils dpkg-dev file help2man)
+    PACKAGE_TEST_PACKAGES=(debootstrap lintian systemd-container)
     CHECK_PACKAGES=("${CLANG_PACKAGES[@]}" clang-format clang-tidy shellcheck)
 }
 

@@ -63,7 +63,7 @@ class Installed(Bench):
                 self.assertRegex(said, sign, file)
 
     def test_the_unit_starts_the_service_where_it_was_installed(self):
-        self.assertIn(f'\nExecStart="{self.folder}/first/sbin/kelvaned"\n',
+        self.assertIn(f'\nExecStart="{self.folder}/first/sbin/kelvaned" $KELVANED_OPTIONS\n',
                       (self.prefix / "lib/systemd/system/kelvaned.service").read_text())
 
     def test_an_application_is_built_and_runs(self):
