@@ -235,8 +235,31 @@ TEST_F(recorder, a_full_disk_ends_the_recording_and_nothing_else)
     EXPECT_EQ(testing::internal::GetCapturedStderr(),
               "the recording " + path + " ends here: File too large\n");
     EXPECT_EQ(bytes().size(), 2000u);
-    ASSERT_EQ(recorder_start(path.c_str(), IMAGE_FROM), 0); // made anew
+}
+
+TEST_F(recorder, a_new_recording_keeps_the_one_before)
+{
+    const std::string before = path + ".1";
+    for (const uint64_t size_before : {0, 2000, 64 + 16 + 20}) {
+        if (size_before == 2000) { // which is no recording of this process
+            std::filesystem::resize_file(path, 2000);
+        }
+        ASSERT_EQ(recorder_start(path.c_str(), IMAGE_FROM), 0);
+        recorder_stop();
+        EXPECT_EQ(bytes().size(), 64 + 16 + 20u);
+        EXPECT_EQ(std::filesystem::exists(before), size_before > 0);
+        EXPECT_TRUE(size_before == 0 || std::filesystem::file_size(before) == size_before);
+    }
+    const std::string link = folder.path + "/link";
+    std::filesystem::create_symlink(path, link);
+    ASSERT_EQ(recorder_start(link.c_str(), IMAGE_FROM), 0);
     recorder_stop();
+    EXPECT_TRUE(std::filesystem::is_symlink(link));
+    EXPECT_EQ(std::filesystem::file_size(link), 64 + 16 + 20u);
+
+    std::filesystem::remove(before);
+    std::filesystem::create_directory(before);
+    EXPECT_EQ(recorder_start(path.c_str(), IMAGE_FROM), EISDIR);
     EXPECT_EQ(bytes().size(), 64 + 16 + 20u);
 }
 

@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -232,20 +233,42 @@ int write_head(const recording &of)
     return write_whole(of.file, &head, sizeof head);
 }
 
-// Returns 0 or an error. Another process's recording is not made anew.
-int make_empty(int file)
+// A plain file that no other process records into. Returns 0 or an error; `file` is -1 then.
+int open_locked(const char *path, int *file, off_t *size)
 {
-    struct stat status {};
-    if (fstat(file, &status) != 0) {
+    *file = open(path, O_WRONLY | O_CREAT | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, 0644);
+    if (*file < 0) {
         return errno;
     }
-    if (!S_ISREG(status.st_mode)) {
-        return EINVAL;
+    struct stat status {};
+    int error = 0;
+    if (fstat(*file, &status) != 0) {
+        error = errno;
+    } else if (!S_ISREG(status.st_mode)) {
+        error = EINVAL;
+    } else if (flock(*file, LOCK_EX | LOCK_NB) != 0) {
+        error = errno == EWOULDBLOCK ? EBUSY : errno;
     }
-    if (flock(file, LOCK_EX | LOCK_NB) != 0) {
-        return errno == EWOULDBLOCK ? EBUSY : errno;
+    if (error != 0) {
+        close(std::exchange(*file, -1));
     }
-    return ftruncate(file, 0) == 0 ? 0 : errno;
+    *size = status.st_size;
+    return error;
+}
+
+// What a program recorded before it was started again may tell why it had to be.
+int open_empty(const std::string &path, int *file)
+{
+    off_t size = 0;
+    int error = open_locked(path.c_str(), file, &size);
+    if (error == 0 && size > 0) {
+        std::error_code none;
+        const std::string target = std::filesystem::canonical(path, none).string(); // a link stays
+        error = rename(target.c_str(), (target + ".1").c_str()) == 0 ? 0 : errno;
+        close(std::exchange(*file, -1));
+        error = error == 0 ? open_locked(path.c_str(), file, &size) : error;
+    }
+    return error;
 }
 
 int start_writer(recording &it)
@@ -268,15 +291,15 @@ int recorder_start(const char *path, uint32_t image_from)
     if (running != nullptr) {
         return EBUSY;
     }
-    const int file = open(path, O_WRONLY | O_CREAT | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, 0644);
-    if (file < 0) {
-        return errno;
+    int file = -1;
+    int error = open_empty(path, &file);
+    if (error != 0) {
+        return error;
     }
     static auto *const queue = new recorder_queue; // for all recordings of this process
     queue->empty();                                // of what a full disk left of the last
     std::unique_ptr<recording> it(new recording{file, path, image_from, wait_monotonic(), *queue});
-    int error = make_empty(file);
-    error = error == 0 ? write_head(*it) : error;
+    error = write_head(*it);
     error = error == 0 ? start_writer(*it) : error;
     if (error != 0) {
         close(file);

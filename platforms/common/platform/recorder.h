@@ -15,11 +15,11 @@
 extern "C" {
 #endif
 
-/* Begins a recording in the file `path`, which is made anew, before uio_map. Words that are written in a row
- * from `image_from` on, the offset at which the memory for firmware images begins, are recorded as their
- * count and digest. It ends with recorder_stop or exit. Returns 0 or the error of opening the file; EBUSY
- * when there is a recording, or another process writes one into this file; EINVAL when `path` is no plain
- * file. Any thread. */
+/* Begins a recording in the file `path`, before uio_map; what that file held is in `path`.1 from then on, in
+ * place of what was there. Words that are written in a row from `image_from` on, the offset at which the
+ * memory for firmware images begins, are recorded as their count and digest. It ends with recorder_stop or
+ * exit. Returns 0 or the error of opening or renaming the file; EBUSY when there is a recording, or another
+ * process writes one into this file; EINVAL when `path` is no plain file. Any thread. */
 int recorder_start(const char *path, uint32_t image_from);
 
 /* Ends the recording with all that was recorded before; nothing when there is none. Blocks while the rest is

@@ -24,8 +24,8 @@ bool card_is_there();
 // otherwise what failed, for an operator. Blocks for 5 seconds at most. Once in a process.
 std::string take_card(host_kind kind, const card_events &events);
 
-// Before take_card: records what crosses the link from then on in a file that is made anew, until
-// recorder_stop. Empty when it succeeded, otherwise what failed.
+// Before take_card: records what crosses the link from then on in the file `path`, until recorder_stop; what
+// that file held becomes `path`.1. Empty when it succeeded, otherwise what failed.
 std::string record_card(const std::string &path);
 
 // The link-up, after take_card: minutes with a silent firmware. Returns what kelvane_pci_mapped does, or

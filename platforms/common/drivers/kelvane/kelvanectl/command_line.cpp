@@ -59,8 +59,9 @@ void add_common(CLI::App &app, command_options &options)
 {
     app.add_flag("--json", options.as_json, "the result, or the error, as one line of JSON");
     app.add_flag("--direct", options.direct, "take the card for this one command, without the service");
-    app.add_option("--record", options.record_path,
-                   "with --direct: record all that crosses the link in this file, made anew")
+    app.add_option(
+           "--record", options.record_path,
+           "with --direct: record all that crosses the link in this file; the one before becomes FILE.1")
         ->type_name("FILE");
     app.add_flag("-y,--yes", options.yes, "go on with what disturbs traffic");
     app.add_option("--timeout", options.timeout_seconds, "wait no longer for each operation")

@@ -65,7 +65,8 @@ int serve(int argc, char **argv)
     app.add_option("--http", options.http,
                    "where to serve metrics for Prometheus, at /metrics; a port alone is one of the loopback")
         ->type_name("HOST:PORT");
-    app.add_option("--record", options.record, "record all that crosses the link in this file, made anew")
+    app.add_option("--record", options.record,
+                   "record all that crosses the link in this file; the one before becomes FILE.1")
         ->type_name("FILE");
     try {
         app.parse(argc, argv);
